@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "capture/PixelBuffer.h"
+#include "runtime/Data.h"
+
+namespace tandemview {
+
+/// The system's JPEG encoder. Used from one thread at a time.
+class ImageEncoder {
+ public:
+  virtual ~ImageEncoder() = default;
+
+  /// Whether a graphics processor does the work.
+  virtual bool isAccelerated() const = 0;
+
+  /// One complete JPEG image with exactly the buffer's width and height, in device RGB. `quality` from 0 to 1.
+  /// Absent if the picture can't be encoded. The result may come from a buffer that is reused once the last owner of
+  /// the data has let go.
+  virtual std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer, double quality) = 0;
+};
+
+}  // namespace tandemview

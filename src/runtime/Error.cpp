@@ -1,0 +1,18 @@
+#include "runtime/Error.h"
+
+#include <fmt/core.h>
+
+#include <system_error>
+
+namespace tandemview {
+
+std::string Error::localizedDescription() const {
+  if (!description.empty()) return description;
+  return fmt::format("The operation couldn’t be completed. ({} error {}.)", domain, code);
+}
+
+Error posixError(int code) {
+  return {posixErrorDomain, code, std::generic_category().message(code)};
+}
+
+}  // namespace tandemview

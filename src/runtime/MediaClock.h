@@ -1,0 +1,20 @@
+#pragma once
+
+namespace tandemview {
+
+/// The host's monotonic clock. Injected wherever time matters, never read from a global.
+class MediaClock {
+ public:
+  virtual ~MediaClock() = default;
+
+  /// Seconds since an unspecified start (the boot, on the hosts that we run on).
+  virtual double now() const = 0;
+};
+
+/// The real clock. Every process of one machine reads the same value, so that the companion can compare timestamps.
+class SystemMediaClock final : public MediaClock {
+ public:
+  double now() const override;
+};
+
+}  // namespace tandemview

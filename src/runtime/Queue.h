@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+
+namespace tandemview {
+
+/// A unit of work for a queue.
+using Work = std::function<void()>;
+
+/// Readiness of one open descriptor, reported on the queue that watches it. Destroying it drops what it waits for.
+/// It does not own the descriptor, which must stay open for as long as it is watched.
+class DescriptorWatch {
+ public:
+  virtual ~DescriptorWatch() = default;
+
+  /// Calls `work` once when the descriptor can be read from (data, end of stream or error). One wait at a time.
+  virtual void whenReadable(Work work) = 0;
+
+  /// Calls `work` once when the descriptor can be written to (or has failed). One wait at a time.
+  virtual void whenWritable(Work work) = 0;
+};
+
+/// A serial queue: works run one at a time, in the order in which they were queued, never within the call that
+/// queued them. async() and after() may be called from any thread; everything else from the queue's own.
+class Queue : public std::enable_shared_from_this<Queue> {
+ public:
+  Queue() = default;
+  Queue(const Queue&) = delete;
+  Queue& operator=(const Queue&) = delete;
+  virtual ~Queue() = default;
+
+  virtual void async(Work work) = 0;
+
+  /// Runs `work` once, `seconds` from now or a little later.
+  virtual void after(double seconds, Work work) = 0;
+
+  virtual std::unique_ptr<DescriptorWatch> watch(int descriptor) = 0;
+
+  /// A value kept with the queue under a private key (any unique address); absent until set.
+  std::shared_ptr<void> specific(const void* key) const;
+  void setSpecific(const void* key, std::shared_ptr<void> value);
+
+ private:
+  std::map<const void*, std::shared_ptr<void>> specifics_;
+};
+
+}  // namespace tandemview

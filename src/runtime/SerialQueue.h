@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <thread>
+
+#include "runtime/Queue.h"
+
+namespace tandemview {
+
+/// A queue on an event loop of its own, run by a thread that it starts or, for the main queue, by the main thread.
+class SerialQueue final : public Queue {
+ public:
+  /// A queue that a thread of its own serves, named by `label`. The destructor finishes the running work, drops the
+  /// rest and joins the thread; it must not run on that thread.
+  static std::shared_ptr<SerialQueue> withThread(std::string label);
+
+  /// A queue that is served by whoever calls run().
+  explicit SerialQueue(std::string label);
+  ~SerialQueue() override;
+
+  const std::string& label() const { return label_; }
+
+  void async(Work work) override;
+  void after(double seconds, Work work) override;
+  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+
+  /// Serves the queue on the calling thread until stop().
+  void run();
+
+  /// Makes run() return after the work under way. From any thread.
+  void stop();
+
+  /// Calls `handler` on this queue for every arrival of one of the signals, instead of their default action.
+  void onSignals(std::initializer_list<int> signals, std::function<void(int)> handler);
+
+ private:
+  struct Loop;
+  const std::string label_;
+  std::unique_ptr<Loop> loop_;
+  std::thread thread_;
+};
+
+}  // namespace tandemview

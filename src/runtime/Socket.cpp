@@ -1,0 +1,65 @@
+#include "runtime/Socket.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace tandemview {
+
+namespace {
+
+/// Absent when `path` does not fit the system's address.
+Result<sockaddr_un> unixAddress(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof(address.sun_path)) return tl::unexpected(posixError(ENAMETOOLONG));
+  std::memcpy(address.sun_path, path.data(), path.size());
+  return address;
+}
+
+Result<Descriptor> newUnixSocket() {
+  Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM, 0));
+  if (!descriptor || !makeNonBlocking(descriptor.get())) return tl::unexpected(posixError(errno));
+  return descriptor;
+}
+
+const sockaddr* generic(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+}  // namespace
+
+bool makeNonBlocking(int descriptor) {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0 &&
+         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
+}
+
+Result<Descriptor> connectedUnixSocket(const std::string& path) {
+  const Result<sockaddr_un> address = unixAddress(path);
+  if (!address) return tl::unexpected(address.error());
+  Result<Descriptor> descriptor = newUnixSocket();
+  if (!descriptor) return descriptor;
+  if (::connect(descriptor->get(), generic(*address), sizeof(*address)) != 0) {
+    return tl::unexpected(posixError(errno));
+  }
+  return descriptor;
+}
+
+Result<Descriptor> listeningUnixSocket(const std::string& path) {
+  const Result<sockaddr_un> address = unixAddress(path);
+  if (!address) return tl::unexpected(address.error());
+  Result<Descriptor> descriptor = newUnixSocket();
+  if (!descriptor) return descriptor;
+  if (!connectedUnixSocket(path)) ::unlink(path.c_str());
+  if (::bind(descriptor->get(), generic(*address), sizeof(*address)) != 0 || ::listen(descriptor->get(), 64) != 0) {
+    return tl::unexpected(posixError(errno));
+  }
+  return descriptor;
+}
+
+}  // namespace tandemview

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "runtime/Data.h"
+#include "runtime/Error.h"
+#include "runtime/Queue.h"
+#include "runtime/Stream.h"
+#include "usb/PTAddress.h"
+#include "usb/PTChannelDelegate.h"
+#include "usb/PTProtocol.h"
+
+namespace tandemview {
+
+class PTUSBHub;
+
+inline constexpr const char* ptErrorDomain = "PTError";
+
+enum PTChannelState : std::uint8_t {
+  kConnStateNone = 0,        // no stream and no listening socket
+  kConnStateConnecting = 1,  // a connect is under way
+  kConnStateConnected = 2,   // a stream is open and frames are being read
+  kConnStateListening = 3,   // a listening socket is open
+};
+
+/// One framed connection, or one listening socket. All operations, deliveries and notices run on the protocol's
+/// queue.
+class PTChannel : public std::enable_shared_from_this<PTChannel> {
+ public:
+  using Callback = std::function<void(std::optional<Error>)>;
+
+  static std::shared_ptr<PTChannel> channelWithDelegate(std::weak_ptr<PTChannelDelegate> delegate,
+                                                        std::shared_ptr<PTProtocol> protocol);
+  ~PTChannel();
+
+  /// Held weakly. Which of the optional notices it wants is read once, here.
+  void setDelegate(std::weak_ptr<PTChannelDelegate> delegate);
+
+  /// A channel that is still connecting counts as connected.
+  bool isConnected() const { return connState_ == kConnStateConnecting || connState_ == kConnStateConnected; }
+  bool isListening() const { return connState_ == kConnStateListening; }
+
+  void connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub>& overUSBHub, std::uint32_t deviceID,
+                     Callback callback);
+
+  /// `IPv4Address` in host order. A POSIX error if the channel is in use or the connection fails.
+  void connectToPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback);
+
+  /// Port 0 takes a free one; see listeningPort().
+  void listenOnPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback);
+  std::uint16_t listeningPort() const;
+
+  /// Accepts one connection of a listening socket.
+  bool acceptIncomingConnection(int socket);
+
+  /// The callback, if any, gets the write's result; POSIX error 1 if the channel is neither connecting nor connected.
+  void sendFrameOfType(std::uint32_t type, std::uint32_t tag, std::optional<Data> withPayload, Callback callback);
+
+  /// Adopts a stream and starts to read frames from it. An error if the channel listens.
+  std::optional<Error> startReadingFromConnectedChannel(std::shared_ptr<Stream> stream);
+
+  /// Ends the connection or the listening, at once; the end notice follows.
+  void close();
+  /// The same, but lets pending operations finish.
+  void cancel();
+
+  std::string description() const;
+
+  const std::any& userInfo() const { return userInfo_; }
+  void setUserInfo(std::any userInfo) { userInfo_ = std::move(userInfo); }
+  const std::shared_ptr<PTProtocol>& protocol() const { return protocol_; }
+  void setProtocol(std::shared_ptr<PTProtocol> protocol) { protocol_ = std::move(protocol); }
+  const std::optional<PTAddress>& peerAddress() const { return peerAddress_; }
+
+  /// Tells the delegate that the connection has ended: called from the clean-up of the channel's stream, by whoever
+  /// opened it.
+  void streamDidEnd();
+};
+
+}  // namespace tandemview
