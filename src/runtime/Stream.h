@@ -78,7 +78,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   std::shared_ptr<Stream> keepAlive_;  // while closing: its owner may have let go
 
   std::deque<Read> reads_;
-  bool readsAreScheduled_ = false;  // a serveReads() is queued, running, or waits for readiness
+  bool readsAreScheduled_ = false;       // a serveReads() is queued, running, or waits for readiness
   std::shared_ptr<std::byte[]> buffer_;  // of the first read
   std::size_t capacity_ = 0;
   std::size_t filled_ = 0;

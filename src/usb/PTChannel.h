@@ -21,6 +21,10 @@ class PTUSBHub;
 
 inline constexpr const char* ptErrorDomain = "PTError";
 
+/// A frame with a longer payload is read and thrown away, as if refused: no message comes near it, and what a peer
+/// can make us keep stays bounded.
+inline constexpr std::uint32_t longestPayload = 64 * 1024 * 1024;
+
 enum PTChannelState : std::uint8_t {
   kConnStateNone = 0,        // no stream and no listening socket
   kConnStateConnecting = 1,  // a connect is under way
@@ -36,6 +40,8 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
 
   static std::shared_ptr<PTChannel> channelWithDelegate(std::weak_ptr<PTChannelDelegate> delegate,
                                                         std::shared_ptr<PTProtocol> protocol);
+  PTChannel(const PTChannel&) = delete;
+  PTChannel& operator=(const PTChannel&) = delete;
   ~PTChannel();
 
   /// Held weakly. Which of the optional notices it wants is read once, here.
@@ -45,7 +51,7 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   bool isConnected() const { return connState_ == kConnStateConnecting || connState_ == kConnStateConnected; }
   bool isListening() const { return connState_ == kConnStateListening; }
 
-  void connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub>& overUSBHub, std::uint32_t deviceID,
+  void connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub>& overUSBHub, std::int64_t deviceID,
                      Callback callback);
 
   /// `IPv4Address` in host order. A POSIX error if the channel is in use or the connection fails.
@@ -77,9 +83,31 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   void setProtocol(std::shared_ptr<PTProtocol> protocol) { protocol_ = std::move(protocol); }
   const std::optional<PTAddress>& peerAddress() const { return peerAddress_; }
 
-  /// Tells the delegate that the connection has ended: called from the clean-up of the channel's stream, by whoever
-  /// opened it.
+  /// Tells the delegate that the connection has ended: for the clean-up of a stream that the channel was given.
   void streamDidEnd();
+
+ private:
+  explicit PTChannel(std::shared_ptr<PTProtocol> protocol);
+
+  void setDispatchChannel(std::shared_ptr<Stream> stream);
+  void setDispatchSource(Descriptor socket);
+  void finishIPv4Connect(Descriptor socket, const PTAddress& address, const Callback& callback);
+  void acceptPendingConnections();
+  void handleFrame(const std::shared_ptr<Stream>& stream, std::optional<Error> error, std::uint32_t type,
+                   std::uint32_t tag, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume);
+  bool endsWith(const std::shared_ptr<Stream>& stream, const std::optional<Error>& error, bool streamHasEnded);
+  void closeListening();
+
+  std::shared_ptr<PTProtocol> protocol_;
+  std::weak_ptr<PTChannelDelegate> delegate_;
+  PTChannelDelegate::Wants delegateWants_;
+  PTChannelState connState_ = kConnStateNone;
+  std::shared_ptr<Stream> dispatchObj_channel_;
+  Descriptor dispatchObj_source_;           // the listening socket
+  std::unique_ptr<DescriptorWatch> watch_;  // of the listening or connecting socket
+  std::optional<Error> endError_;
+  std::optional<PTAddress> peerAddress_;
+  std::any userInfo_;
 };
 
 }  // namespace tandemview

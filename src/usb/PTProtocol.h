@@ -15,7 +15,8 @@ namespace tandemview {
 inline constexpr const char* ptProtocolErrorDomain = "PTProtocolError";
 
 /// Turns a byte stream into frames and back. A frame is a header of four big-endian 32-bit fields (version, type,
-/// tag, payload size) and the payload. All callbacks run on the queue.
+/// tag, payload size) and the payload. There is one protocol object a queue; the streams that it reads from and
+/// writes to belong to that queue, where all callbacks run.
 class PTProtocol {
  public:
   static constexpr std::size_t headerSize = 16;
@@ -48,19 +49,19 @@ class PTProtocol {
                                                 const std::optional<Data>& payload);
 
   /// The callback, if any, is called when the frame is written or can't be: a POSIX error.
-  void sendFrameOfType(std::uint32_t type, std::uint32_t tag, const std::optional<Data>& withPayload,
-                       Stream& overChannel, SendCallback callback);
+  static void sendFrameOfType(std::uint32_t type, std::uint32_t tag, const std::optional<Data>& withPayload,
+                              Stream& overChannel, SendCallback callback);
 
   /// A stream that has ended between two frames is no error but type 0. A short header or another version is an
   /// error of the domain "PTProtocolError".
-  void readFrameOverChannel(Stream& channel, FrameCallback callback);
-  void readPayloadOfSize(std::size_t size, Stream& overChannel, PayloadCallback callback);
-  void readAndDiscardDataOfSize(std::size_t size, const std::shared_ptr<Stream>& overChannel,
-                                DiscardCallback callback);
+  static void readFrameOverChannel(Stream& channel, FrameCallback callback);
+  static void readPayloadOfSize(std::size_t size, Stream& overChannel, PayloadCallback callback);
+  static void readAndDiscardDataOfSize(std::size_t size, const std::shared_ptr<Stream>& overChannel,
+                                       DiscardCallback callback);
 
   /// Reads frame after frame. The consumer reads the payload itself and then calls `resume` for the next header;
   /// nothing is read ahead. After an error or the end of the stream, resume() does nothing.
-  void readFramesOverChannel(const std::shared_ptr<Stream>& channel, OnFrame onFrame);
+  static void readFramesOverChannel(const std::shared_ptr<Stream>& channel, OnFrame onFrame);
 
  protected:
   std::weak_ptr<Queue> queue_;

@@ -1,0 +1,313 @@
+#include "usb/PTChannel.h"
+
+#include <fmt/core.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "runtime/Assertion.h"
+#include "runtime/Log.h"
+#include "runtime/Socket.h"
+#include "usb/PTUSBHub.h"
+
+namespace tandemview {
+
+namespace {
+
+constexpr int listenBacklog = 512;
+
+/// How long a listener rests after a failed accept; a process out of descriptors would spin otherwise.
+constexpr double acceptRetryDelay = 1.0;
+
+sockaddr_in ipv4Address(std::uint16_t port, std::uint32_t address) {
+  sockaddr_in result{};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  result.sin_addr.s_addr = htonl(address);
+  return result;
+}
+
+const sockaddr* generic(const sockaddr_in& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+Error notPermitted() {
+  return posixError(EPERM);
+}
+
+}  // namespace
+
+std::shared_ptr<PTChannel> PTChannel::channelWithDelegate(std::weak_ptr<PTChannelDelegate> delegate,
+                                                          std::shared_ptr<PTProtocol> protocol) {
+  std::shared_ptr<PTChannel> channel(new PTChannel(std::move(protocol)));
+  channel->setDelegate(std::move(delegate));
+  return channel;
+}
+
+PTChannel::PTChannel(std::shared_ptr<PTProtocol> protocol) : protocol_(std::move(protocol)) {}
+
+PTChannel::~PTChannel() {
+  if (dispatchObj_channel_) dispatchObj_channel_->stop();
+}
+
+void PTChannel::setDelegate(std::weak_ptr<PTChannelDelegate> delegate) {
+  const auto present = delegate.lock();
+  delegateWants_ = present ? present->wants() : PTChannelDelegate::Wants();
+  delegate_ = std::move(delegate);
+}
+
+void PTChannel::setDispatchChannel(std::shared_ptr<Stream> stream) {
+  require(connState_ == kConnStateConnecting || connState_ == kConnStateConnected || connState_ == kConnStateNone,
+          "connState_ == kConnStateConnecting || connState_ == kConnStateConnected || connState_ == kConnStateNone");
+  dispatchObj_channel_ = std::move(stream);
+  if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
+}
+
+void PTChannel::setDispatchSource(Descriptor socket) {
+  require(connState_ == kConnStateListening || connState_ == kConnStateNone,
+          "connState_ == kConnStateListening || connState_ == kConnStateNone");
+  dispatchObj_source_ = std::move(socket);
+  if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
+}
+
+void PTChannel::connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub>& overUSBHub, std::int64_t deviceID,
+                              Callback callback) {
+  require(protocol_ != nullptr, "protocol_ != NULL");
+  if (connState_ != kConnStateNone) return callback(notPermitted());
+  connState_ = kConnStateConnecting;
+  overUSBHub->connectToDevice(
+      deviceID, port,
+      [channel = shared_from_this(), callback = std::move(callback)](std::optional<Error> error,
+                                                                     std::shared_ptr<Stream> stream) {
+        if (error) {
+          channel->connState_ = kConnStateNone;
+          return callback(std::move(error));
+        }
+        callback(channel->startReadingFromConnectedChannel(std::move(stream)));
+      },
+      [weak = weak_from_this()](const std::optional<Error>& error) {
+        const auto channel = weak.lock();
+        if (!channel) return;
+        if (error) channel->endError_ = error;
+        channel->streamDidEnd();
+      });
+}
+
+void PTChannel::connectToPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback) {
+  require(protocol_ != nullptr, "protocol_ != NULL");
+  if (connState_ != kConnStateNone) return callback(notPermitted());
+  connState_ = kConnStateConnecting;
+
+  const auto fail = [this, &callback](int code) {
+    connState_ = kConnStateNone;
+    callback(posixError(code));
+  };
+  Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+  if (!socket || !makeNonBlocking(socket.get())) return fail(errno);
+  const sockaddr_in address = ipv4Address(port, IPv4Address);
+  if (::connect(socket.get(), generic(address), sizeof(address)) != 0 && errno != EINPROGRESS) return fail(errno);
+
+  // The connection stands, or has failed, when the socket becomes writable.
+  watch_ = protocol_->queue()->watch(socket.get());
+  auto pending = std::make_shared<Descriptor>(std::move(socket));
+  watch_->whenWritable(
+      [channel = shared_from_this(), pending, peer = PTAddress(generic(address)), callback = std::move(callback)] {
+        const auto finishedWatch = std::move(channel->watch_);
+        channel->finishIPv4Connect(std::move(*pending), peer, callback);
+      });
+}
+
+void PTChannel::finishIPv4Connect(Descriptor socket, const PTAddress& address, const Callback& callback) {
+  int code = 0;
+  socklen_t length = sizeof(code);
+  if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &code, &length) != 0) code = errno;
+  if (code != 0) {
+    connState_ = kConnStateNone;
+    return callback(posixError(code));
+  }
+  peerAddress_ = address;
+  callback(startReadingFromConnectedChannel(
+      Stream::adopting(std::move(socket), protocol_->queue(), [weak = weak_from_this()] {
+        if (const auto channel = weak.lock()) channel->streamDidEnd();
+      })));
+}
+
+void PTChannel::listenOnPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback) {
+  require(!dispatchObj_source_, "dispatchObj_source_ == nil");
+  if (connState_ != kConnStateNone) return callback(notPermitted());
+  Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+  const int on = 1;
+  const sockaddr_in address = ipv4Address(port, IPv4Address);
+  if (!socket || ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
+      !makeNonBlocking(socket.get()) || ::bind(socket.get(), generic(address), sizeof(address)) != 0 ||
+      ::listen(socket.get(), listenBacklog) != 0) {
+    return callback(posixError(errno));
+  }
+  watch_ = protocol_->queue()->watch(socket.get());
+  setDispatchSource(std::move(socket));
+  connState_ = kConnStateListening;
+  acceptPendingConnections();
+  callback(std::nullopt);
+}
+
+std::uint16_t PTChannel::listeningPort() const {
+  sockaddr_in address{};
+  socklen_t length = sizeof(address);
+  if (::getsockname(dispatchObj_source_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
+  return ntohs(address.sin_port);
+}
+
+void PTChannel::acceptPendingConnections() {
+  watch_->whenReadable([weak = weak_from_this()] {
+    const auto channel = weak.lock();
+    if (!channel || !channel->isListening()) return;
+    const bool accepted = channel->acceptIncomingConnection(channel->dispatchObj_source_.get());
+    if (!channel->isListening()) return;
+    if (accepted) return channel->acceptPendingConnections();
+    channel->protocol_->queue()->after(acceptRetryDelay, [weak] {
+      const auto listener = weak.lock();
+      if (listener && listener->isListening()) listener->acceptPendingConnections();
+    });
+  });
+}
+
+bool PTChannel::acceptIncomingConnection(int socket) {
+  sockaddr_storage address{};
+  socklen_t length = sizeof(address);
+  Descriptor accepted(::accept(socket, reinterpret_cast<sockaddr*>(&address), &length));
+  if (!accepted) {
+    Log::print("accept(): {}", posixError(errno).description);
+    return false;
+  }
+  if (!makeNonBlocking(accepted.get())) {
+    Log::print("fcntl(.. O_NONBLOCK): {}", posixError(errno).description);
+    return false;
+  }
+  const auto delegate = delegate_.lock();
+  if (!delegate || !delegateWants_.acceptedConnections) return true;
+
+  const auto channel = channelWithDelegate({}, protocol_);
+  const auto stream = Stream::adopting(std::move(accepted), protocol_->queue(), [weak = std::weak_ptr(channel)] {
+    if (const auto ended = weak.lock()) ended->streamDidEnd();
+  });
+  channel->connState_ = kConnStateConnected;
+  channel->setDispatchChannel(stream);
+  delegate->ioFrameChannel(*this, channel, PTAddress(reinterpret_cast<const sockaddr*>(&address)));
+  if (const auto error = channel->startReadingFromConnectedChannel(stream)) {
+    Log::print("startReadingFromConnectedChannel failed in accept: {}", error->localizedDescription());
+  }
+  return true;
+}
+
+std::optional<Error> PTChannel::startReadingFromConnectedChannel(std::shared_ptr<Stream> stream) {
+  if (connState_ == kConnStateListening) return notPermitted();
+  if (stream != dispatchObj_channel_) {
+    close();
+    setDispatchChannel(stream);
+  }
+  connState_ = kConnStateConnected;
+  PTProtocol::readFramesOverChannel(stream, [weak = weak_from_this(), weakStream = std::weak_ptr(stream)](
+                                                std::optional<Error> error, std::uint32_t type, std::uint32_t tag,
+                                                std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
+    const auto channel = weak.lock();
+    const auto source = weakStream.lock();
+    if (channel && source) channel->handleFrame(source, std::move(error), type, tag, payloadSize, resume);
+  });
+  return std::nullopt;
+}
+
+void PTChannel::handleFrame(const std::shared_ptr<Stream>& stream, std::optional<Error> error, std::uint32_t type,
+                            std::uint32_t tag, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
+  if (endsWith(stream, error, type == PTProtocol::endOfStreamType)) return;
+
+  const auto delegate = delegate_.lock();
+  const bool isUnwanted =
+      stream != dispatchObj_channel_ || payloadSize > longestPayload ||
+      (delegate && delegateWants_.acceptTest && !delegate->ioFrameChannel(*this, type, tag, payloadSize));
+  if (isUnwanted) {
+    if (payloadSize == 0) return resume();
+    PTProtocol::readAndDiscardDataOfSize(payloadSize, stream, [resume](const std::optional<Error>&, bool) {
+      resume();  // what ended the stream shows in the next header
+    });
+    return;
+  }
+  if (payloadSize == 0) {
+    if (delegate) delegate->ioFrameChannel(*this, type, tag, std::optional<Data>());
+    return resume();
+  }
+  PTProtocol::readPayloadOfSize(
+      payloadSize, *stream,
+      [weak = weak_from_this(), weakStream = std::weak_ptr(stream), type, tag, payloadSize, resume](
+          const std::optional<Error>& payloadError, std::optional<Data> payload) {
+        const auto channel = weak.lock();
+        const auto source = weakStream.lock();
+        if (!channel || !source) return;
+        if (channel->endsWith(source, payloadError, !payload || payload->size() < payloadSize)) return;
+        if (const auto receiver = channel->delegate_.lock()) {
+          receiver->ioFrameChannel(*channel, type, tag, std::move(payload));
+        }
+        resume();
+      });
+}
+
+/// The end test: true when the stream has failed or ended, which then ends the channel if the stream is still its.
+bool PTChannel::endsWith(const std::shared_ptr<Stream>& stream, const std::optional<Error>& error,
+                         bool streamHasEnded) {
+  if (!error && !streamHasEnded) return false;
+  if (stream != dispatchObj_channel_) return true;
+  if (error) {
+    endError_ = error;
+    close();
+  } else {
+    cancel();
+  }
+  return true;
+}
+
+void PTChannel::sendFrameOfType(std::uint32_t type, std::uint32_t tag, std::optional<Data> withPayload,
+                                Callback callback) {
+  if (!dispatchObj_channel_ || !isConnected()) {
+    if (callback) callback(notPermitted());
+    return;
+  }
+  PTProtocol::sendFrameOfType(type, tag, withPayload, *dispatchObj_channel_, std::move(callback));
+}
+
+void PTChannel::close() {
+  if (isListening()) return closeListening();
+  if (!dispatchObj_channel_) return;
+  dispatchObj_channel_->stop();
+  setDispatchChannel(nullptr);
+}
+
+void PTChannel::cancel() {
+  if (isListening()) return closeListening();
+  if (!dispatchObj_channel_) return;
+  dispatchObj_channel_->close();
+  setDispatchChannel(nullptr);
+}
+
+void PTChannel::closeListening() {
+  watch_.reset();
+  setDispatchSource(Descriptor());
+  protocol_->queue()->async([weak = weak_from_this()] {
+    if (const auto channel = weak.lock()) channel->streamDidEnd();
+  });
+}
+
+void PTChannel::streamDidEnd() {
+  const auto delegate = delegate_.lock();
+  if (delegate && delegateWants_.endNotice) delegate->ioFrameChannel(*this, endError_);
+}
+
+std::string PTChannel::description() const {
+  static constexpr std::array stateNames = {"closed", "connecting", "connected", "listening"};
+  std::string info;
+  if (const auto* text = std::any_cast<std::string>(&userInfo_)) info = " " + *text;
+  return fmt::format("<PTChannel: {} ({}){}>", static_cast<const void*>(this), stateNames[connState_], info);
+}
+
+}  // namespace tandemview

@@ -1,0 +1,230 @@
+#include "usb/USBSender.h"
+
+#include <algorithm>
+#include <any>
+
+#include "protocol/Message.h"
+#include "protocol/MessageType.h"
+#include "runtime/Log.h"
+#include "usb/PTProtocol.h"
+
+namespace tandemview {
+
+namespace {
+
+/// More frames in flight would only be older when they arrive.
+constexpr int maxPendingSends = 3;
+
+constexpr double retryInterval = 2.0;
+
+std::optional<std::int64_t> deviceIDOf(const PropertyList& userInfo) {
+  const auto found = userInfo.find("DeviceID");
+  if (found == userInfo.end() || !found->is_number_integer()) return std::nullopt;
+  return found->get<std::int64_t>();
+}
+
+/// With a decimal point even for whole numbers: 3.0.
+std::string floatingPointText(double value) {
+  std::string text = fmt::format("{}", value);
+  if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
+  return text;
+}
+
+}  // namespace
+
+USBSender::USBSender(std::uint16_t port, Surroundings surroundings)
+    : surroundings_(std::move(surroundings)), portNumber_(port) {}
+
+USBSender::~USBSender() {
+  stop();
+}
+
+void USBSender::start() {
+  Log::print("🔌 USBSender: Starting USB monitoring on port {}...", portNumber_);
+  const auto observe = [this](const char* name, void (USBSender::*handler)(const PropertyList&)) {
+    notificationObservers_.push_back(surroundings_.notificationCenter->addObserver(
+        name, surroundings_.sharedHub().get(), [weak = weak_from_this(), handler](const std::any& userInfo) {
+          if (const auto sender = weak.lock()) (sender.get()->*handler)(std::any_cast<const PropertyList&>(userInfo));
+        }));
+  };
+  observe(ptUSBDeviceDidAttachNotification, &USBSender::deviceAttached);
+  observe(ptUSBDeviceDidDetachNotification, &USBSender::deviceDetached);
+  Log::line("✅ USBSender: Monitoring for iOS devices...");
+  Log::line("💡 Connect your iPhone with a USB cable");
+}
+
+void USBSender::stop() {
+  Log::line("🛑 USBSender: Stopping...");
+  if (peerChannel_) peerChannel_->close();
+  setPeerChannel(nullptr);
+  stopRetryTimer();
+  for (const auto token : notificationObservers_) surroundings_.notificationCenter->removeObserver(token);
+  notificationObservers_.clear();
+  connectedDeviceID_.reset();
+  connectingToDeviceID_.reset();
+}
+
+void USBSender::deviceAttached(const PropertyList& userInfo) {
+  const auto deviceID = deviceIDOf(userInfo);
+  if (!deviceID) return;
+  Log::print("📱 USBSender: iOS device attached (ID: {})", *deviceID);
+  lastAttachedDeviceID_ = deviceID;
+  if (peerChannel_) return;
+  connectingToDeviceID_ = deviceID;
+  connectToDevice(*deviceID);
+  startRetryTimer();
+}
+
+void USBSender::deviceDetached(const PropertyList& userInfo) {
+  const std::int64_t deviceID = deviceIDOf(userInfo).value_or(0);
+  Log::print("📱 USBSender: iOS device detached (ID: {})", deviceID);
+  if (lastAttachedDeviceID_ == deviceID) {
+    stopRetryTimer();
+    lastAttachedDeviceID_.reset();
+  }
+  if (connectedDeviceID_ != deviceID && connectingToDeviceID_ != deviceID) return;
+  connectedDeviceID_.reset();
+  connectingToDeviceID_.reset();
+  if (peerChannel_) peerChannel_->close();
+  setPeerChannel(nullptr);
+  notify(&USBSender::onClientDisconnected);
+}
+
+void USBSender::connectToDevice(std::int64_t deviceID) {
+  if (peerChannel_) return stopRetryTimer();
+  Log::print("🔄 USBSender: Connecting to iOS device {} on port {}...", deviceID, portNumber_);
+  const auto channel =
+      PTChannel::channelWithDelegate(weak_from_this(), PTProtocol::sharedProtocolForQueue(surroundings_.mainQueue));
+  channel->connectToPort(portNumber_, surroundings_.sharedHub(), deviceID,
+                         [weak = weak_from_this(), channel, deviceID](const std::optional<Error>& error) {
+                           const auto sender = weak.lock();
+                           if (!sender) return;
+                           if (!error) return sender->connected(channel, deviceID);
+                           Log::print("❌ USBSender: Failed to connect: {}", error->localizedDescription());
+                         });
+}
+
+void USBSender::connected(const std::shared_ptr<PTChannel>& channel, std::int64_t deviceID) {
+  Log::line("✅ USBSender: Connected to iOS device!");
+  connectedDeviceID_ = deviceID;
+  connectingToDeviceID_.reset();
+  setPeerChannel(channel);
+  stopRetryTimer();
+  channel->sendFrameOfType(MessageType::macInfo, 0, MacProtocol::macInfo(surroundings_.program), nullptr);
+  notify(&USBSender::onClientConnected);
+}
+
+void USBSender::retryConnection() {
+  if (peerChannel_ || !lastAttachedDeviceID_) return;
+  Log::print("🔄 USBSender: Retrying connection to device {}...", *lastAttachedDeviceID_);
+  connectingToDeviceID_ = lastAttachedDeviceID_;
+  connectToDevice(*lastAttachedDeviceID_);
+}
+
+void USBSender::startRetryTimer() {
+  if (retryTimer_) return;
+  retryTimer_ = Timer::repeating(surroundings_.mainQueue, retryInterval, [weak = weak_from_this()] {
+    if (const auto sender = weak.lock()) sender->retryTimerFired();
+  });
+}
+
+void USBSender::stopRetryTimer() {
+  if (retryTimer_) retryTimer_->invalidate();
+  retryTimer_ = nullptr;
+}
+
+void USBSender::retryTimerFired() {
+  if (peerChannel_) return stopRetryTimer();
+  if (!lastAttachedDeviceID_) return;
+  Log::line("🔄 USBSender: Timer retry...");
+  connectToDevice(*lastAttachedDeviceID_);
+}
+
+void USBSender::sendFrame(const Data& data) {
+  std::shared_ptr<PTChannel> channel;
+  {
+    const std::lock_guard lock(pendingSendsLock_);
+    if (!peerChannel_ || pendingSends_ >= maxPendingSends) return;
+    ++pendingSends_;
+    channel = peerChannel_;
+  }
+  surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
+    channel->sendFrameOfType(MessageType::videoFrame, 0, data, [weak](const std::optional<Error>&) {
+      if (const auto sender = weak.lock()) sender->frameDone();
+    });
+  });
+}
+
+void USBSender::frameDone() {
+  const std::lock_guard lock(pendingSendsLock_);
+  pendingSends_ = std::max(pendingSends_ - 1, 0);
+}
+
+void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
+  const std::lock_guard lock(pendingSendsLock_);
+  if (channel) pendingSends_ = 0;
+  peerChannel_ = std::move(channel);
+}
+
+PTChannelDelegate::Wants USBSender::wants() const {
+  return {.endNotice = true};
+}
+
+void USBSender::ioFrameChannel(PTChannel&, std::uint32_t didReceiveFrameOfType, std::uint32_t,
+                               std::optional<Data> payload) {
+  if (!payload) return;
+  switch (didReceiveFrameOfType) {
+    case MessageType::deviceInfo:
+      return receivedDeviceInfo(*payload);
+    case MessageType::ping:
+      return answerPing(*payload);
+    case MessageType::touchEvent:
+      return notify(&USBSender::onTouchEvent, *payload);
+    case MessageType::keyEvent:
+      return notify(&USBSender::onKeyEvent, *payload);
+    default:
+      return;
+  }
+}
+
+void USBSender::receivedDeviceInfo(const Data& payload) {
+  const auto info = MacProtocol::decodeDeviceInfo(payload);
+  if (!info) return;
+  Log::print("📱 USBSender: Received device info - {}x{}, scale: {}, mode: {}, orientation: {}", info->width,
+             info->height, floatingPointText(info->scale), info->quality, info->orientation);
+  notify(&USBSender::onDeviceInfo, *info);
+}
+
+/// Directly, not behind the callbacks that wait on the main queue: the phone measures its delay by it.
+void USBSender::answerPing(const Data& ping) {
+  if (ping.size() != MacProtocol::pingSize || !peerChannel_) return;
+  peerChannel_->sendFrameOfType(MessageType::pong, 0, MacProtocol::pong(ping, surroundings_.clock->now()), nullptr);
+}
+
+void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& didEndWithError) {
+  if (&channel != peerChannel_.get()) return;
+  Log::print("⚠️ USBSender: Channel ended: {}",
+             didEndWithError ? didEndWithError->localizedDescription() : "no error");
+  setPeerChannel(nullptr);
+  connectedDeviceID_.reset();
+  connectingToDeviceID_.reset();
+  notify(&USBSender::onClientDisconnected);
+  if (lastAttachedDeviceID_) startRetryTimer();
+}
+
+void USBSender::notify(const std::function<void()> USBSender::*callback) {
+  surroundings_.mainQueue->async([weak = weak_from_this(), callback] {
+    const auto sender = weak.lock();
+    if (sender && sender.get()->*callback) (sender.get()->*callback)();
+  });
+}
+
+template <typename Argument>
+void USBSender::notify(const std::function<void(Argument)> USBSender::*callback, Argument argument) {
+  surroundings_.mainQueue->async([weak = weak_from_this(), callback, argument = std::move(argument)] {
+    const auto sender = weak.lock();
+    if (sender && sender.get()->*callback) (sender.get()->*callback)(argument);
+  });
+}
+
+}  // namespace tandemview

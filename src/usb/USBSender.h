@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "protocol/DeviceInfo.h"
+#include "protocol/ProgramInfo.h"
+#include "runtime/Data.h"
+#include "runtime/MediaClock.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/Queue.h"
+#include "runtime/Timer.h"
+#include "usb/PTChannel.h"
+#include "usb/PTUSBHub.h"
+
+namespace tandemview {
+
+/// The link to the companion app over the cable: finds the phone, connects, retries, sends frames and hands on what
+/// the phone says. Everything but sendFrame() is called on the main queue, where all callbacks arrive too.
+class USBSender final : public PTChannelDelegate, public std::enable_shared_from_this<USBSender> {
+ public:
+  struct Surroundings {
+    std::shared_ptr<Queue> mainQueue;
+    std::shared_ptr<NotificationCenter> notificationCenter;
+    std::shared_ptr<const MediaClock> clock;
+    ProgramInfo program;
+    /// The hub that everybody shares, made by the first call.
+    std::function<std::shared_ptr<PTUSBHub>()> sharedHub;
+  };
+
+  /// `port`: the companion app's TCP port on the device. Starts nothing.
+  USBSender(std::uint16_t port, Surroundings surroundings);
+  ~USBSender() override;
+
+  std::function<void()> onClientConnected;
+  std::function<void()> onClientDisconnected;
+  std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
+  std::function<void(Data)> onTouchEvent;
+  std::function<void(Data)> onKeyEvent;
+
+  void start();
+  void stop();
+
+  /// Sends one video frame, or drops it when there is no link or three frames are on their way already. From any
+  /// thread; never blocks.
+  void sendFrame(const Data& data);
+
+  void retryConnection();
+  void startRetryTimer();
+  void stopRetryTimer();
+
+  /// The open channel to the companion app; its presence means connected.
+  const std::shared_ptr<PTChannel>& peerChannel() const { return peerChannel_; }
+  bool isRetrying() const { return retryTimer_ != nullptr; }
+
+ private:
+  Wants wants() const override;
+  void ioFrameChannel(PTChannel& channel, std::uint32_t didReceiveFrameOfType, std::uint32_t tag,
+                      std::optional<Data> payload) override;
+  void ioFrameChannel(PTChannel& channel, const std::optional<Error>& didEndWithError) override;
+  using PTChannelDelegate::ioFrameChannel;
+
+  void deviceAttached(const PropertyList& userInfo);
+  void deviceDetached(const PropertyList& userInfo);
+  void connectToDevice(std::int64_t deviceID);
+  void connected(const std::shared_ptr<PTChannel>& channel, std::int64_t deviceID);
+  void retryTimerFired();
+  void receivedDeviceInfo(const Data& payload);
+  void answerPing(const Data& ping);
+  void setPeerChannel(std::shared_ptr<PTChannel> channel);
+  void frameDone();
+  void notify(const std::function<void()> USBSender::*callback);
+  template <typename Argument>
+  void notify(const std::function<void(Argument)> USBSender::*callback, Argument argument);
+
+  const Surroundings surroundings_;
+  std::shared_ptr<PTChannel> peerChannel_;  // written under the lock, for sendFrame()
+  std::optional<std::int64_t> connectedDeviceID_;
+  std::optional<std::int64_t> connectingToDeviceID_;
+  const std::uint16_t portNumber_;
+  std::vector<NotificationCenter::Token> notificationObservers_;
+  std::optional<std::int64_t> lastAttachedDeviceID_;
+  std::shared_ptr<Timer> retryTimer_;
+  int pendingSends_ = 0;
+  std::mutex pendingSendsLock_;
+};
+
+}  // namespace tandemview
