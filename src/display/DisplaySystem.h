@@ -92,9 +92,15 @@ struct VirtualDisplayCreation {
 
 /// A mode that the system offers for a display.
 struct DisplayMode {
-  std::int64_t width = 0;   // in the units of DisplayRectangle
+  std::int64_t width = 0;  // in the units of DisplayRectangle
   std::int64_t height = 0;
   std::uint64_t handle = 0;  // the adapter's own name for it, valid until the display's modes change
+};
+
+enum class ConfigurationOutcome {
+  Completed,
+  NotBegun,      // the system lets nobody rearrange displays now
+  NotCompleted,  // it refused this change
 };
 
 /// What the program needs of the system's displays. Operations may be called from any thread.
@@ -127,10 +133,9 @@ class DisplaySystem {
   /// Every mode, also those that differ in nothing but their backing scale.
   virtual std::vector<DisplayMode> allModes(DisplayID display) const = 0;
 
-  /// Rearrangements of this login session; nothing of them outlives it. False if the system refuses to begin one.
-  /// `completed` tells whether the change was then accepted.
-  virtual bool configureMode(DisplayID display, const DisplayMode& mode, bool& completed) = 0;
-  virtual bool configureOrigin(DisplayID display, std::int32_t x, std::int32_t y, bool& completed) = 0;
+  /// Rearrangements for this login session; nothing of them outlives it.
+  virtual ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) = 0;
+  virtual ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) = 0;
 
   /// Keeps the calling thread waiting (the pause after a display was removed).
   virtual void pause(double seconds) = 0;

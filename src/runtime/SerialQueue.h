@@ -10,8 +10,8 @@ namespace tandemview {
 /// A queue on an event loop of its own, run by a thread that it starts or, for the main queue, by the main thread.
 class SerialQueue final : public Queue {
  public:
-  /// A queue that a thread of its own serves, named by `label`. The destructor finishes the running work, drops the
-  /// rest and joins the thread; it must not run on that thread.
+  /// A queue that a thread of its own serves. The destructor finishes the running work, drops the rest and joins the
+  /// thread; it must not run on that thread.
   static std::shared_ptr<SerialQueue> withThread(std::string label);
 
   /// A queue that is served by whoever calls run().

@@ -5,6 +5,7 @@
 
 #include "protocol/Message.h"
 #include "protocol/MessageType.h"
+#include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
 #include "usb/PTProtocol.h"
 
@@ -21,13 +22,6 @@ std::optional<std::int64_t> deviceIDOf(const PropertyList& userInfo) {
   const auto found = userInfo.find("DeviceID");
   if (found == userInfo.end() || !found->is_number_integer()) return std::nullopt;
   return found->get<std::int64_t>();
-}
-
-/// With a decimal point even for whole numbers: 3.0.
-std::string floatingPointText(double value) {
-  std::string text = fmt::format("{}", value);
-  if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
-  return text;
 }
 
 }  // namespace

@@ -1,0 +1,22 @@
+#include "capture/MJPEGEncoder.h"
+
+#include "protocol/Message.h"
+#include "runtime/FloatingPointText.h"
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+MJPEGEncoder::MJPEGEncoder(std::unique_ptr<ImageEncoder> imageEncoder, std::shared_ptr<const MediaClock> clock)
+    : imageEncoder_(std::move(imageEncoder)), clock_(std::move(clock)) {
+  Log::print("✅ MJPEG encoder ready ({}, quality: {})", imageEncoder_->isAccelerated() ? "Metal accelerated" : "CPU",
+             floatingPointText(jpegQuality));
+}
+
+void MJPEGEncoder::encode(const std::shared_ptr<PixelBuffer>& buffer) {
+  const std::optional<Data> image = imageEncoder_->jpegRepresentation(buffer, jpegQuality);
+  if (!image) return;
+  const Data frame = MacProtocol::timestamp(clock_->now()).joinedWith(*image);
+  if (onEncodedData) onEncodedData(frame);
+}
+
+}  // namespace tandemview
