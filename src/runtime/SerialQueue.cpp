@@ -56,6 +56,10 @@ std::shared_ptr<SerialQueue> SerialQueue::withThread(std::string label) {
 SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), loop_(std::make_unique<Loop>()) {}
 
 SerialQueue::~SerialQueue() {
+  stopAndJoin();
+}
+
+void SerialQueue::stopAndJoin() {
   stop();
   if (thread_.joinable()) thread_.join();
 }

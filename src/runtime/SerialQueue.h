@@ -10,8 +10,7 @@ namespace tandemview {
 /// A queue on an event loop of its own, run by a thread that it starts or, for the main queue, by the main thread.
 class SerialQueue final : public Queue {
  public:
-  /// A queue that a thread of its own serves. The destructor finishes the running work, drops the rest and joins the
-  /// thread; it must not run on that thread.
+  /// A queue that a thread of its own serves. It must not be destroyed on that thread: see stopAndJoin().
   static std::shared_ptr<SerialQueue> withThread(std::string label);
 
   /// A queue that is served by whoever calls run().
@@ -29,6 +28,9 @@ class SerialQueue final : public Queue {
 
   /// Makes run() return after the work under way. From any thread.
   void stop();
+
+  /// Finishes the work under way, drops the rest and ends the queue's own thread. From any other thread.
+  void stopAndJoin();
 
   /// Calls `handler` on this queue for every arrival of one of the signals, instead of their default action.
   void onSignals(std::initializer_list<int> signals, std::function<void(int)> handler);

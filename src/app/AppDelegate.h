@@ -1,0 +1,132 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "app/AlertSystem.h"
+#include "app/ApplicationSystem.h"
+#include "app/PlatformTexts.h"
+#include "capture/MJPEGEncoder.h"
+#include "capture/ScreenCapture.h"
+#include "display/VirtualDisplayManager.h"
+#include "protocol/DeviceInfo.h"
+#include "protocol/DisplayPlan.h"
+#include "protocol/StreamQuality.h"
+#include "runtime/MediaClock.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/Queue.h"
+#include "runtime/UserDefaults.h"
+#include "usb/USBSender.h"
+
+namespace tandemview {
+
+/// Owns every component and joins them: start-up, the session from a phone's description to streaming, display
+/// changes. Lives on the main queue; only the frame handlers run on the capture's sample queue.
+class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
+ public:
+  struct Surroundings {
+    std::shared_ptr<Queue> mainQueue;
+    std::shared_ptr<Queue> backgroundQueue;
+    std::shared_ptr<Queue> sampleQueue;
+    std::shared_ptr<const MediaClock> clock;
+    std::shared_ptr<NotificationCenter> notificationCenter;
+    ProgramInfo program;
+    PlatformTexts texts;
+    std::shared_ptr<ApplicationSystem> application;
+    std::shared_ptr<AlertSystem> alerts;
+    std::shared_ptr<UserDefaults> userDefaults;
+    std::shared_ptr<DisplaySystem> displays;
+    std::shared_ptr<CaptureSystem> captures;
+    std::function<std::unique_ptr<ImageEncoder>()> makeImageEncoder;
+    std::function<std::shared_ptr<PTUSBHub>()> sharedHub;
+  };
+
+  explicit AppDelegate(Surroundings surroundings);
+
+  void applicationDidFinishLaunching();
+  void applicationWillTerminate();
+
+ private:
+  using DeviceInfo = MacProtocol::DeviceInfo;
+  using DisplayPlan = MacProtocol::DisplayPlan;
+
+  // Start-up and links: AppDelegateStartUp.cpp.
+  bool anotherCopyRuns();
+  bool offersVirtualDisplays() const;
+  void showUnsupportedPlatform();
+  void startUSB();
+  void usbConnected();
+  void usbDisconnected();
+  void tearDownStreaming();
+
+  // From a phone's description to streaming and back: AppDelegateSession.cpp.
+  void handleDeviceInfo(const DeviceInfo& info);
+  void finishConfiguring();
+  void configureDisplay(const DisplayPlan& plan, const DeviceInfo& info);
+  void displayConfigured(const DisplayPlan& plan);
+  void checkDisplayLater(const DisplayPlan& plan);
+  void checkDisplay(const DisplayPlan& plan);
+  void targetTouch(DisplayID display);
+  void startStreaming();
+  void dropCapture();
+  bool isAnyTransportConnected() const;
+  std::function<void(const Data&)> encodedFrameHandler();
+  void updateStatistics(double now);
+  void discard();
+
+  // New sizes of a live display: AppDelegateDisplayChange.cpp.
+  bool displayHasSize(DisplayID display, std::int64_t width, std::int64_t height) const;
+  void changeDisplay(const DisplayPlan& plan, const std::string& orientation);
+  void displayReachedSize(DisplayID display, std::function<void()> next);
+  void reapply(DisplayID display, int attempts, const DisplayPlan& plan);
+  void waitForSize(DisplayID display, std::int64_t width, std::int64_t height, int attempts,
+                   std::function<void()> next);
+  void displayIsChanged(DisplayID display);
+  void relaunch();
+  void writeAndStartRelaunchScript();
+  void relaunchWithoutScript(const Error& error);
+
+  /// Work for the main queue that does nothing once the delegate is gone.
+  void onMain(std::function<void(AppDelegate&)> work);
+  void onMainAfter(double seconds, std::function<void(AppDelegate&)> work);
+
+  static constexpr const char* virtualDisplayName = "iPhone Display";
+  static constexpr std::uint16_t usbPort = 2345;  // of the companion app, on the device
+  static constexpr const char* qualityModeKey = "displayQualityMode";
+  static constexpr const char* oldQualityModeKey = "streamQualityMode";  // older versions' keys, read for migration
+  static constexpr const char* oldDisplaySizeKey = "displaySizeMode";
+  static constexpr const char* rule = "━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━";
+  static constexpr int sizeAttempts = 30;  // how often a display is looked at, every 0.1 s, until it has its new size
+
+  const Surroundings surroundings_;
+
+  std::shared_ptr<ScreenCapture> capture_;
+  std::shared_ptr<MJPEGEncoder> encoder_;
+  std::shared_ptr<USBSender> sender_;
+  std::shared_ptr<VirtualDisplayManager> virtualDisplayManager_;
+
+  StreamQuality qualityMode_ = StreamQuality::balanced;
+  std::int64_t streamWidth_ = 0;
+  std::int64_t streamHeight_ = 0;
+
+  std::int64_t frameCount_ = 0;
+  double lastFPSUpdate_;
+  std::int64_t currentFPS_ = 0;
+  double currentLatency_ = 0;  // milliseconds between the last two frames
+  double lastFrameTime_;
+
+  bool isUSBConnected_ = false;
+
+  std::mutex configurationLock_;  // guards the two below
+  bool isConfiguring_ = false;
+  std::optional<DeviceInfo> pendingDeviceInfo_;
+
+  std::optional<DisplayPlan> displayedPlan_;
+  std::optional<DeviceInfo> lastDeviceInfo_;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/Error.h"
+
+namespace tandemview {
+
+/// A process of the host, by its number.
+using ProcessIdentifier = int;
+
+/// What the program needs of the host to be one of its applications. Called on the main queue.
+class ApplicationSystem {
+ public:
+  virtual ~ApplicationSystem() = default;
+
+  /// Whether the process environment holds the variable.
+  virtual bool hasEnvironmentVariable(const std::string& name) const = 0;
+
+  virtual ProcessIdentifier processIdentifier() const = 0;
+
+  /// All running copies of this application, this process included. Empty if the host can't tell.
+  virtual std::vector<ProcessIdentifier> runningCopies() = 0;
+
+  /// Brings another copy forward.
+  virtual void activate(ProcessIdentifier copy) = 0;
+
+  /// Where the application is installed.
+  virtual std::string bundlePath() const = 0;
+
+  /// One line of shell that starts the application anew, with the arguments that it was started with.
+  virtual std::string relaunchCommand() const = 0;
+
+  /// Starts another copy without a script; the completion, on the main queue, gets an error if that failed.
+  virtual void openApplication(const std::string& bundlePath, std::function<void(std::optional<Error>)> completion) = 0;
+
+  /// Writes a file of ours that nobody else can have prepared: replaces a file of that name, follows no link.
+  virtual std::optional<Error> writeFile(const std::string& path, const std::string& text) = 0;
+
+  /// Runs a tool and waits for its exit status.
+  virtual Result<int> run(const std::string& tool, const std::vector<std::string>& arguments) = 0;
+
+  /// Starts a tool that outlives this process, its output sent to the null device.
+  virtual Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) = 0;
+
+  /// Ends the application in good order: applicationWillTerminate() is called, then the process exits with 0.
+  virtual void terminate() = 0;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "runtime/UserDefaults.h"
+
+namespace tandemview {
+
+/// The user's settings in one JSON file, written at every change.
+class FileUserDefaults final : public UserDefaults {
+ public:
+  /// "$XDG_CONFIG_HOME/tandemview/settings.json", or below "~/.config".
+  static std::string defaultPath();
+
+  /// Reads the file. One that can't be understood is set aside with a line, and the settings start empty.
+  explicit FileUserDefaults(std::string path);
+
+  std::optional<std::string> string(const std::string& key) const override;
+  void setString(const std::string& key, const std::string& value) override;
+  std::optional<bool> boolean(const std::string& key) const override;
+  void setBoolean(const std::string& key, bool value) override;
+  std::optional<double> date(const std::string& key) const override;
+  void setDate(const std::string& key, double secondsSince1970) override;
+
+ private:
+  void load();
+  void set(const std::string& key, nlohmann::json value);
+
+  const std::string path_;
+  nlohmann::json values_ = nlohmann::json::object();
+};
+
+}  // namespace tandemview

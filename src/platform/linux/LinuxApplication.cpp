@@ -1,0 +1,121 @@
+#include "platform/linux/LinuxApplication.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/linux/AtomicFile.h"
+
+extern char** environ;
+
+namespace tandemview {
+
+namespace {
+
+/// `text` as one word of a shell command.
+std::string quotedForShell(const std::string& text) {
+  std::string quoted = "'";
+  for (const char character : text) {
+    if (character == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += character;
+    }
+  }
+  return quoted + "'";
+}
+
+/// A child in a session of its own, so that the end of our terminal is not its end, with the default signals.
+Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::string>& arguments, bool silent) {
+  std::vector<char*> argv = {const_cast<char*>(tool.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (silent) {
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  }
+  pid_t child = 0;
+  const int code = posix_spawn(&child, tool.c_str(), &actions, &attributes, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (code != 0) return tl::unexpected(posixError(code));
+  return child;
+}
+
+}  // namespace
+
+LinuxApplication::LinuxApplication(std::vector<std::string> arguments, std::function<void()> terminate)
+    : arguments_(std::move(arguments)), terminate_(std::move(terminate)) {}
+
+bool LinuxApplication::hasEnvironmentVariable(const std::string& name) const {
+  return std::getenv(name.c_str()) != nullptr;
+}
+
+ProcessIdentifier LinuxApplication::processIdentifier() const {
+  return ::getpid();
+}
+
+std::vector<ProcessIdentifier> LinuxApplication::runningCopies() {
+  return {processIdentifier()};
+}
+
+void LinuxApplication::activate(ProcessIdentifier) {}
+
+std::string LinuxApplication::bundlePath() const {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).string();
+}
+
+std::string LinuxApplication::relaunchCommand() const {
+  std::string command = "exec " + quotedForShell(bundlePath());
+  for (const std::string& argument : arguments_) command += " " + quotedForShell(argument);
+  return command;
+}
+
+void LinuxApplication::openApplication(const std::string& bundlePath,
+                                       std::function<void(std::optional<Error>)> completion) {
+  const auto started = start(bundlePath, arguments_);
+  completion(started ? std::nullopt : std::optional(started.error()));
+}
+
+std::optional<Error> LinuxApplication::writeFile(const std::string& path, const std::string& text) {
+  return writeFileAtomically(path, text);
+}
+
+Result<int> LinuxApplication::run(const std::string& tool, const std::vector<std::string>& arguments) {
+  const auto child = spawn(tool, arguments, /*silent=*/false);
+  if (!child) return tl::unexpected(child.error());
+  int status = 0;
+  while (::waitpid(*child, &status, 0) < 0) {
+    if (errno != EINTR) return tl::unexpected(posixError(errno));
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+Result<ProcessIdentifier> LinuxApplication::start(const std::string& tool, const std::vector<std::string>& arguments) {
+  return spawn(tool, arguments, /*silent=*/true);
+}
+
+void LinuxApplication::terminate() {
+  terminate_();
+}
+
+}  // namespace tandemview

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+/// Keeps the lines printed during its lifetime.
+class LogRecorder {
+ public:
+  LogRecorder() {
+    Log::setSink([this](std::string_view line) {
+      const std::lock_guard lock(mutex_);
+      lines_.emplace_back(line);
+    });
+  }
+  ~LogRecorder() { Log::setSink(nullptr); }
+  LogRecorder(const LogRecorder&) = delete;
+  LogRecorder& operator=(const LogRecorder&) = delete;
+
+  /// The lines since the last call.
+  std::vector<std::string> take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lines_, {});
+  }
+
+  long count(const std::string& line) {
+    const std::lock_guard lock(mutex_);
+    return std::count(lines_.begin(), lines_.end(), line);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+}  // namespace tandemview

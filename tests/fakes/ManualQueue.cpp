@@ -1,0 +1,82 @@
+#include "fakes/ManualQueue.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace tandemview {
+
+class ManualQueue::Watch final : public DescriptorWatch {
+ public:
+  Watch(std::weak_ptr<ManualQueue> queue, int descriptor) : queue_(std::move(queue)), descriptor_(descriptor) {}
+  ~Watch() override {
+    if (const auto queue = queue_.lock()) queue->forget(this);
+  }
+  void whenReadable(Work work) override { wait(POLLIN, std::move(work)); }
+  void whenWritable(Work work) override { wait(POLLOUT, std::move(work)); }
+
+ private:
+  void wait(short events, Work work) {
+    if (const auto queue = queue_.lock()) queue->waits_.push_back({descriptor_, events, this, std::move(work)});
+  }
+
+  std::weak_ptr<ManualQueue> queue_;
+  int descriptor_;
+};
+
+std::unique_ptr<DescriptorWatch> ManualQueue::watch(int descriptor) {
+  return std::make_unique<Watch>(std::static_pointer_cast<ManualQueue>(shared_from_this()), descriptor);
+}
+
+void ManualQueue::drain() {
+  do {
+    while (!works_.empty()) {
+      const Work work = std::move(works_.front());
+      works_.pop_front();
+      work();
+    }
+  } while (runReadyDescriptors(0) || !works_.empty());
+}
+
+void ManualQueue::advance(double seconds) {
+  const double end = now_ + seconds;
+  drain();
+  while (!timers_.empty() && timers_.begin()->first <= end + 1e-9) {
+    auto timer = timers_.extract(timers_.begin());
+    now_ = std::max(now_, timer.key());
+    timer.mapped()();
+    drain();
+  }
+  now_ = end;
+}
+
+bool ManualQueue::drainUntil(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  drain();
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    runReadyDescriptors(10);
+    drain();
+  }
+  return true;
+}
+
+/// Runs the waits whose descriptors are ready; true if there was one.
+bool ManualQueue::runReadyDescriptors(int milliseconds) {
+  std::vector<pollfd> polled;
+  for (const Wait& wait : waits_) polled.push_back({wait.descriptor, wait.events, 0});
+  if (::poll(polled.data(), polled.size(), milliseconds) <= 0) return false;
+  std::vector<Wait> ready;
+  for (std::size_t index = polled.size(); index-- > 0;) {
+    if (polled[index].revents == 0) continue;
+    ready.push_back(std::move(waits_[index]));
+    waits_.erase(waits_.begin() + static_cast<std::ptrdiff_t>(index));
+  }
+  for (Wait& wait : ready) works_.push_back(std::move(wait.work));
+  return !ready.empty();
+}
+
+void ManualQueue::forget(const Watch* watch) {
+  std::erase_if(waits_, [watch](const Wait& wait) { return wait.watch == watch; });
+}
+
+}  // namespace tandemview

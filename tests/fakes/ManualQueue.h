@@ -1,0 +1,67 @@
+#pragma once
+
+#include <poll.h>
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "runtime/MediaClock.h"
+#include "runtime/Queue.h"
+
+namespace tandemview {
+
+/// A queue on virtual time, driven by the test on one thread: a 2-second retry costs nothing. Descriptors are real:
+/// waiting for them costs only what the kernel needs.
+class ManualQueue final : public Queue {
+ public:
+  static std::shared_ptr<ManualQueue> make() { return std::make_shared<ManualQueue>(); }
+
+  void async(Work work) override { works_.push_back(std::move(work)); }
+  void after(double seconds, Work work) override { timers_.emplace(now_ + seconds, std::move(work)); }
+  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+
+  /// Seconds of virtual time.
+  double now() const { return now_; }
+
+  /// Runs everything that can run without time passing: queued works and descriptors that are ready.
+  void drain();
+
+  /// Lets virtual time pass, running each timer at its moment and everything that follows from it.
+  void advance(double seconds);
+
+  /// Drains until the condition holds, waiting for descriptors for at most 5 real seconds. Virtual time stands still.
+  bool drainUntil(const std::function<bool()>& condition);
+
+ private:
+  class Watch;
+  struct Wait {
+    int descriptor;
+    short events;
+    const Watch* watch;
+    Work work;
+  };
+
+  bool runReadyDescriptors(int milliseconds);
+  void forget(const Watch* watch);
+
+  double now_ = 0;
+  std::deque<Work> works_;
+  std::multimap<double, Work> timers_;
+  std::vector<Wait> waits_;
+};
+
+/// A media clock that follows a manual queue, ahead by `offset` seconds.
+class ManualClock final : public MediaClock {
+ public:
+  explicit ManualClock(std::shared_ptr<const ManualQueue> queue, double offset = 1000)
+      : queue_(std::move(queue)), offset_(offset) {}
+  double now() const override { return queue_->now() + offset_; }
+
+ private:
+  std::shared_ptr<const ManualQueue> queue_;
+  double offset_;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,152 @@
+#include "runtime/Stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fstream>
+#include <thread>
+
+#include "fakes/ManualQueue.h"
+#include "support/SocketPair.h"
+
+namespace tandemview {
+namespace {
+
+class StreamTest : public testing::Test {
+ protected:
+  void open() {
+    stream = Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
+  }
+  void read(std::size_t length) {
+    stream->read(length, [this](std::optional<Error> error, const Data& data) {
+      results.push_back(error ? "error " + std::to_string(error->code) : std::string(data.text()));
+    });
+  }
+
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  SocketPair pair;
+  std::shared_ptr<Stream> stream;
+  std::vector<std::string> results;
+  int cleanups = 0;
+};
+
+TEST_F(StreamTest, DeliversWholeLengthsHoweverTheBytesArrive) {
+  open();
+  read(3);
+  read(2);
+  for (const char byte : std::string("abcde")) {
+    pair.send({&byte, 1});
+    queue->drain();
+  }
+  EXPECT_EQ(results, (std::vector<std::string>{"abc", "de"}));
+  read(4);
+  read(4);
+  pair.send("xy");
+  pair.hangUp();
+  queue->drain();
+  EXPECT_EQ(results, (std::vector<std::string>{"abc", "de", "xy", ""}));
+}
+
+std::size_t virtualMemory() {
+  std::ifstream statistics("/proc/self/statm");
+  std::size_t pages = 0;
+  statistics >> pages;
+  return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+TEST_F(StreamTest, AnAnnouncedLengthAllocatesNothing) {
+  open();
+  const std::size_t before = virtualMemory();
+  read(0xFFFFFFFF);
+  pair.send("only this");
+  queue->drain();
+  EXPECT_LT(virtualMemory(), before + 64 * 1024 * 1024);
+  pair.hangUp();
+  queue->drain();
+  EXPECT_EQ(results, std::vector<std::string>{"only this"});
+}
+
+TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
+  open();
+  std::string text(3'000'000, ' ');
+  for (std::size_t index = 0; index < text.size(); ++index) text[index] = static_cast<char>('a' + index % 23);
+  const Data head = Data::copying(std::string_view(text).substr(0, 17));
+  const Data tail = Data::copying(std::string_view(text).substr(17));
+  bool isWritten = false;
+  stream->write(head.joinedWith(tail), [&](const std::optional<Error>& error) { isWritten = !error; });
+  std::string received;
+  std::thread reader([&] {
+    std::string buffer(100'000, ' ');
+    while (received.size() < text.size()) {
+      const ssize_t count = ::read(pair.theirs.get(), buffer.data(), buffer.size());
+      if (count <= 0) break;
+      received.append(buffer, 0, static_cast<std::size_t>(count));
+    }
+  });
+  EXPECT_TRUE(queue->drainUntil([&] { return isWritten; }));
+  reader.join();
+  EXPECT_TRUE(received == text);
+
+  read(text.size());
+  std::thread writer([&] { pair.send(text); });
+  EXPECT_TRUE(queue->drainUntil([&] { return !results.empty(); }));
+  writer.join();
+  EXPECT_TRUE(results.front() == text);
+}
+
+TEST_F(StreamTest, ManySmallReadsDoNotGrowTheStack) {
+  open();
+  int count = 0;
+  std::function<void(std::optional<Error>, Data)> next = [&](const std::optional<Error>&, const Data& data) {
+    if (data.empty()) return;
+    ++count;
+    stream->read(1, next);
+  };
+  stream->read(1, next);
+  std::thread writer([&] {
+    for (int turn = 0; turn < 100; ++turn) pair.send(std::string(2000, 'x'));
+  });
+  EXPECT_TRUE(queue->drainUntil([&] { return count == 200'000; }));
+  writer.join();
+}
+
+TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
+  open();
+  std::vector<std::string> outcomes;
+  const auto record = [&](const std::optional<Error>& error) {
+    outcomes.push_back(error ? std::to_string(error->code) : "written");
+  };
+  stream->write(Data::copying("bye"), record);
+  stream->close();
+  stream->write(Data::copying("too late"), record);
+  queue->drain();
+  EXPECT_EQ(outcomes, (std::vector<std::string>{"written", std::to_string(ECANCELED)}));
+  EXPECT_EQ(cleanups, 1);
+
+  pair = SocketPair();
+  open();
+  read(5);
+  stream->close();
+  queue->advance(4.9);
+  EXPECT_EQ(cleanups, 1) << "a graceful close waits for the read";
+  queue->advance(0.2);
+  EXPECT_EQ(cleanups, 2) << "but not for ever";
+  stream->stop();
+  queue->drain();
+  EXPECT_EQ(cleanups, 2);
+  EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECANCELED)});
+}
+
+TEST_F(StreamTest, AGonePeerIsAnErrorNotASignal) {
+  open();
+  pair.hangUp();
+  std::optional<Error> failure;
+  stream->write(Data::copying("hello"), [&](const std::optional<Error>& error) { failure = error; });
+  queue->drain();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->domain, posixErrorDomain);
+  EXPECT_EQ(failure->code, EPIPE);
+}
+
+}  // namespace
+}  // namespace tandemview
