@@ -1,0 +1,279 @@
+#include "app/AppDelegate.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/LogRecorder.h"
+#include "fakes/MemoryUserDefaults.h"
+#include "fakes/RecordingApplicationSystem.h"
+#include "fakes/RecordingCaptureSystem.h"
+#include "fakes/RecordingDisplaySystem.h"
+#include "protocol/MessageType.h"
+#include "support/PhoneStandIn.h"
+
+namespace tandemview {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr const char* rule = "━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━";
+
+class QualityImageEncoder final : public ImageEncoder {
+ public:
+  bool isAccelerated() const override { return false; }
+  std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
+    return Data::copying(std::to_string(quality).substr(0, 4));
+  }
+};
+
+class AppDelegateTest : public testing::Test {
+ protected:
+  ~AppDelegateTest() override { delegate->applicationWillTerminate(); }
+
+  void launch() {
+    delegate->applicationDidFinishLaunching();
+    queue->drain();
+  }
+  void connect() {
+    phone->daemon->attach(7);
+    queue->drain();
+  }
+  void sendInfo(int width, int height, const std::string& more = "") {
+    phone->send(MessageType::deviceInfo, "{\"width\":" + std::to_string(width) +
+                                             ",\"height\":" + std::to_string(height) + ",\"scale\":3" + more + "}");
+    queue->drain();
+    const auto bounds = displays->bounds(RecordingDisplaySystem::virtualID);
+    captures->content =
+        std::vector<CapturableDisplay>{{RecordingDisplaySystem::virtualID, static_cast<std::int64_t>(bounds.width),
+                                        static_cast<std::int64_t>(bounds.height)}};
+  }
+  void stream(int width = 1290, int height = 2796) {
+    launch();
+    connect();
+    sendInfo(width, height);
+    queue->advance(3.1);
+    log.take();
+  }
+  void deliverFrame() {
+    captures->streams.back()->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+    queue->drain();
+  }
+  bool isStreaming() const { return !captures->calls.empty() && captures->calls.back().starts_with("start"); }
+
+  LogRecorder log;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
+  std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
+  std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
+  std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
+  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(
+      AppDelegate::Surroundings{.mainQueue = queue,
+                                .backgroundQueue = queue,
+                                .sampleQueue = queue,
+                                .clock = std::make_shared<ManualClock>(queue),
+                                .notificationCenter = phone->center,
+                                .program = {.name = "Tandemview"},
+                                .application = application,
+                                .alerts = application,
+                                .userDefaults = defaults,
+                                .displays = displays,
+                                .captures = captures,
+                                .makeImageEncoder = [] { return std::make_unique<QualityImageEncoder>(); },
+                                .sharedHub = [this] { return phone->hub; }});
+};
+
+TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
+  application->environment.insert("XCTestConfigurationFilePath");
+  launch();
+  EXPECT_TRUE(log.take().empty());
+  application->environment.clear();
+
+  application->copies = {4100, 4242, 4300};
+  launch();
+  EXPECT_EQ(application->calls, (Lines{"activate 4100", "activate 4300", "terminate"}));
+  EXPECT_TRUE(log.take().empty());
+  application->copies = {4242};
+
+  displays->hasClasses = false;
+  launch();
+  EXPECT_TRUE(log.take().empty()) << "no transport listens";
+  ASSERT_EQ(application->alerts.size(), 1u);
+  EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
+  displays->hasClasses = true;
+
+  launch();
+  EXPECT_EQ(log.take(),
+            (Lines{"🚀 Mac Screen Sender Starting...", "📺 VirtualDisplayManager initialized for 'iPhone Display'",
+                   "🔌 USBSender: Starting USB monitoring on port 2345...", "✅ USBSender: Monitoring for iOS devices...",
+                   "💡 Connect your iPhone with a USB cable"}));
+}
+
+TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
+  launch();
+  connect();
+  log.take();
+  sendInfo(1290, 2796, R"(,"idiom":"phone")");
+  EXPECT_EQ(
+      log.take(),
+      (Lines{"📱 USBSender: Received device info - 1290x2796, scale: 3.0, mode: medium, orientation: Portrait",
+             "📱 Device: iPhone (aspect ratio: 0.46, idiom: phone)", rule, "📱 iPhone native: 1290 x 2796 (aspect: 0.46)",
+             "🔄 Orientation: Portrait", "🔍 Zoom: 2.0x (scale: 3.0, size: standard)", "📺 Display size: 644 x 1398", rule,
+             "📺 Creating virtual display: 644x1398", "✅ Virtual display created successfully!", "   Display ID: 77",
+             "   Resolution: 644x1398", "✅ Virtual display configured"}));
+  EXPECT_EQ(displays->descriptors.at(0).maxPixelsWide, 2880);
+  queue->advance(2.9);
+  EXPECT_TRUE(log.take().empty());
+  queue->advance(0.2);
+  EXPECT_EQ(log.take(),
+            (Lines{"✅ MJPEG encoder ready (CPU, quality: 0.5)", "🔌 USB — quality mode: balanced (JPEG 0.55)",
+                   "🎬 Streaming started!", "📺 Available displays:", "   - ID: 77, Size: 644x1398",
+                   "📺 Found display by ID: 77", "✅ ScreenCapture: Stored display ID 77 for touch input",
+                   "📺 Capturing: 644x1398 → 644x1398", "✅ Capture started @ 60fps"}));
+  deliverFrame();
+  EXPECT_EQ(phone->types(), (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame}));
+  EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
+
+  sendInfo(1290, 2796);
+  EXPECT_EQ(log.take().back(), "📺 Display already 644x1398 - keep streaming");
+  EXPECT_EQ(captures->streams.size(), 1u);
+}
+
+TEST_F(AppDelegateTest, ImpossibleScreensAreIgnored) {
+  launch();
+  connect();
+  log.take();
+  for (const auto& [width, height] : {std::pair(0, 0), {-5, 10}, {1290, 16385}}) {
+    sendInfo(width, height);
+    EXPECT_EQ(log.take().back(), "⚠️ Ignoring a device with an impossible screen: " + std::to_string(width) + "x" +
+                                     std::to_string(height));
+  }
+  sendInfo(1290, 2796);
+  EXPECT_EQ(log.count("✅ Virtual display configured"), 1) << "and the next one is taken";
+}
+
+TEST_F(AppDelegateTest, DescriptionsCollapseWhileConfiguring) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  log.take();
+  sendInfo(2048, 2732, R"(,"idiom":"pad")");
+  sendInfo(2796, 1290);
+  EXPECT_EQ(log.count("⏳ Already configuring - will apply 2048x2732 next"), 1);
+  EXPECT_EQ(log.count("⏳ Already configuring - will apply 2796x1290 next"), 1);
+  queue->advance(3.1);
+  const Lines lines = log.take();
+  const auto started = std::ranges::find(lines, "🎬 Streaming started!");
+  const auto changed = std::ranges::find(lines, "🔄 DISPLAY CHANGE → 1398x644 (iPhone, Portrait, zoom 0.5)");
+  EXPECT_TRUE(started < changed && changed != lines.end());
+  EXPECT_EQ(displays->calls.back(), "apply 1398x644") << "only the last one is applied";
+  EXPECT_TRUE(isStreaming());
+}
+
+TEST_F(AppDelegateTest, RotatesInPlace) {
+  stream();
+  sendInfo(2796, 1290, R"(,"orientation":"Landscape")");
+  const Lines lines = log.take();
+  EXPECT_EQ(Lines(lines.begin() + 1, lines.begin() + 6),
+            (Lines{rule, "🔄 DISPLAY CHANGE → 1398x644 (iPhone, Landscape, zoom 0.5)", rule,
+                   "📺 Virtual display resized in place to 1398x644", "📺 Display now 1398x644 pt"}));
+  EXPECT_TRUE(isStreaming()) << "at once";
+  EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
+}
+
+TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
+  stream();
+  displays->resizesAtOnce = false;
+  displays->screens.push_back({.id = 5, .bounds = {1300, 0, 1920, 1080}});
+  sendInfo(2796, 1290);
+  queue->advance(0.5);
+  EXPECT_FALSE(isStreaming());
+  displays->modes = {{1398, 644, 9}};
+  queue->advance(0.1);
+  EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 6);
+  EXPECT_EQ(displays->calls.back(), "configureOrigin -98,0");
+  EXPECT_FALSE(isStreaming()) << "the arrangement settles first";
+  queue->advance(0.31);
+  EXPECT_TRUE(isStreaming());
+}
+
+TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  displays->resizesAtOnce = false;
+  displays->resize(RecordingDisplaySystem::virtualID, 640, 480);
+  log.take();
+  queue->advance(2.05);
+  EXPECT_EQ(log.take(), (Lines{"📺 Display came up at 640x480 pt - applying 644x1398",
+                               "📺 Virtual display resized in place to 644x1398"}));
+  queue->advance(3.0);
+  EXPECT_EQ(log.take(), Lines{"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398"});
+  queue->advance(1.0);
+  EXPECT_TRUE(isStreaming());
+}
+
+TEST_F(AppDelegateTest, RelaunchesWhenTheDisplayCannotTakeTheSize) {
+  stream();
+  sendInfo(5800, 2000);  // a plan of 2900x1000, beyond the envelope
+  EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 1);
+  EXPECT_FALSE(displays->isMain(77));
+  EXPECT_TRUE(application->calls.empty());
+  log.take();
+  queue->advance(0.51);
+  EXPECT_EQ(application->calls,
+            (Lines{"writeFile /tmp/tandemview_relaunch_4242.sh", "run /bin/chmod +x /tmp/tandemview_relaunch_4242.sh",
+                   "start /usr/bin/nohup /bin/bash /tmp/tandemview_relaunch_4242.sh"}));
+  EXPECT_EQ(application->writtenText, "#!/bin/bash\nsleep 1.5\nopen \"/Applications/Tandemview.app\"");
+  queue->advance(0.5);
+  EXPECT_EQ(log.take(), (Lines{"♻️ Relaunching app...", "📁 Bundle path: /Applications/Tandemview.app",
+                               "✅ Relaunch script started (PID: 4300)", "👋 Terminating for orientation change..."}));
+  EXPECT_EQ(application->calls.back(), "terminate");
+}
+
+TEST_F(AppDelegateTest, RelaunchesWithoutAScriptIfItMust) {
+  stream();
+  application->writeError = posixError(ENOSPC);
+  application->openError = posixError(ENOENT);
+  displays->applyOutcome = ApplyOutcome::Refused;
+  sendInfo(2796, 1290);
+  queue->advance(1.4);
+  EXPECT_EQ(application->calls, (Lines{"writeFile /tmp/tandemview_relaunch_4242.sh",
+                                       "openApplication /Applications/Tandemview.app", "terminate"}));
+  EXPECT_EQ(log.count("❌ Failed to create relaunch script: No space left on device"), 1);
+  EXPECT_EQ(log.count("❌ Fallback launch failed: No such file or directory"), 1);
+}
+
+TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
+  stream();
+  phone->daemon->detach(7);
+  queue->drain();
+  EXPECT_EQ(log.take(), (Lines{"📱 USBSender: iOS device detached (ID: 7)", "⚠️ iPhone disconnected (USB)"}));
+  EXPECT_EQ(captures->calls.back(), "stop 77");
+  connect();
+  sendInfo(1290, 2796);
+  EXPECT_EQ(log.count("📺 Virtual display already configured at 644x1398 (ID: 77)"), 1);
+  queue->advance(3.1);
+  EXPECT_TRUE(isStreaming());
+
+  phone->daemon->detach(7);
+  connect();
+  sendInfo(1290, 2796);
+  phone->daemon->detach(7);  // while it configures
+  queue->drain();
+  log.take();
+  queue->advance(4);
+  EXPECT_EQ(log.take(), Lines{"⚠️ No active connection, skipping stream start"});
+}
+
+TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
+  displays->applyOutcome = ApplyOutcome::Refused;
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
+  queue->advance(3.1);
+  EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,177 @@
+#include "capture/ScreenCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+
+#include "capture/MJPEGEncoder.h"
+#include "fakes/LogRecorder.h"
+#include "fakes/RecordingCaptureSystem.h"
+
+namespace tandemview {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const Error failure = {"Test", 1, "it broke"};
+
+class ScreenCaptureTest : public testing::Test {
+ protected:
+  ScreenCaptureTest() {
+    capture->onFrameCaptured = [this](const std::shared_ptr<PixelBuffer>&) { ++frames; };
+    capture->onError = [this](const Error& error) { errors.push_back(error); };
+  }
+  void start() {
+    capture->start();
+    queue->drain();
+  }
+
+  LogRecorder log;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<RecordingCaptureSystem> system = std::make_shared<RecordingCaptureSystem>();
+  std::shared_ptr<ScreenCapture> capture = std::make_shared<ScreenCapture>(
+      ScreenCapture::Surroundings{.system = system, .mainQueue = queue, .sampleQueue = queue});
+  int frames = 0;
+  std::vector<Error> errors;
+};
+
+TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
+  const CapturableDisplay main = {1, 1280, 800};
+  const CapturableDisplay phone = {7, 644, 1398};
+  const struct {
+    std::vector<CapturableDisplay> displays;
+    std::optional<std::uint32_t> targetID;
+    std::optional<std::string> targetName;
+    std::map<std::uint32_t, std::string> names;
+    std::optional<std::uint32_t> expected;
+    std::string line;
+  } cases[] = {
+      {{main, phone}, 7, {}, {}, 7, "📺 Found display by ID: 7"},
+      {{main, phone},
+       9,
+       "Phone",
+       {{1, "Monitor"}, {7, "An iPhone Display"}},
+       7,
+       "📺 Found display by name: 'An iPhone Display'"},
+      {{main, phone}, {}, "phone", {{1, "iPhone"}}, 7, "📺 Using secondary display: 7"},
+      {{main, phone}, 9, {}, {}, 7, "📺 Using secondary display: 7"},
+      {{main}, {}, {}, {}, 1, "📺 Using main display"},
+      {{}, {}, {}, {}, {}, "❌ No display found"},
+  };
+  for (const auto& each : cases) {
+    system->content = each.displays;
+    system->names = each.names;
+    capture->targetDisplayID = each.targetID;
+    capture->targetDisplayName = each.targetName;
+    start();
+    EXPECT_EQ(log.count(each.line), 1) << each.line;
+    EXPECT_EQ(capture->isRunning(), each.expected.has_value());
+    if (each.expected) {
+      EXPECT_EQ(capture->targetDisplayID, each.expected);
+    }
+    capture->stop();
+    log.take();
+  }
+}
+
+TEST_F(ScreenCaptureTest, StartsWithTheseLinesAndDelivers) {
+  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
+  capture->captureWidth = 644;
+  capture->captureHeight = 1398;
+  start();
+  EXPECT_EQ(log.take(), (Lines{"📺 Available displays:", "   - ID: 7, Size: 700x1400", "📺 Using main display",
+                               "✅ ScreenCapture: Stored display ID 7 for touch input",
+                               "📺 Capturing: 700x1400 → 644x1398", "✅ Capture started @ 60fps"}));
+  capture->start();
+  ASSERT_EQ(system->streams.size(), 1u);
+  const auto& stream = system->streams.front();
+  EXPECT_EQ(stream->configuration.width, 644);
+  EXPECT_EQ(stream->configuration.height, 1398);
+  stream->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  stream->output.didOutputSample(SampleType::Screen, nullptr);
+  stream->output.didOutputSample(SampleType::Audio, std::make_shared<BlankPixelBuffer>());
+  EXPECT_EQ(frames, 1);
+  capture->stop();
+  capture->stop();
+  EXPECT_EQ(system->calls, (Lines{"start 7", "stop 7"}));
+}
+
+TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
+  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
+  capture->start();
+  capture->stop();
+  queue->drain();
+  EXPECT_TRUE(system->streams.empty());
+  EXPECT_TRUE(log.take().empty());
+
+  system->startsAtOnce = false;
+  start();
+  capture->stop();
+  log.take();
+  system->pendingStarts.at(0)(std::nullopt);
+  queue->drain();
+  EXPECT_TRUE(log.take().empty());
+  EXPECT_EQ(system->calls.back(), "stop 7");
+  EXPECT_FALSE(capture->isRunning());
+}
+
+TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
+  system->content = tl::unexpected(failure);
+  start();
+  EXPECT_EQ(log.take(), Lines{"❌ Capture failed: it broke"});
+  EXPECT_FALSE(capture->isRunning());
+  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
+  system->makeError = failure;
+  start();
+  EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
+  EXPECT_FALSE(capture->isRunning());
+  system->makeError.reset();
+  system->startError = failure;
+  start();
+  EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
+  EXPECT_FALSE(capture->isRunning());
+}
+
+TEST_F(ScreenCaptureTest, OnlyTheCurrentStreamsErrorCounts) {
+  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
+  start();
+  capture->stop();
+  start();
+  log.take();
+  system->streams.at(0)->output.didStopWithError(failure);
+  queue->drain();
+  EXPECT_TRUE(capture->isRunning());
+  EXPECT_TRUE(errors.empty());
+  system->streams.at(1)->output.didStopWithError(failure);
+  queue->drain();
+  EXPECT_FALSE(capture->isRunning());
+  EXPECT_EQ(errors, std::vector<Error>{failure});
+  EXPECT_EQ(log.take(), (Lines{"❌ Stream error: it broke", "❌ Stream error: it broke"}));
+}
+
+class FixedImageEncoder final : public ImageEncoder {
+ public:
+  bool isAccelerated() const override { return false; }
+  std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
+    if (quality < 0.1) return std::nullopt;
+    return Data::copying("\xff\xd8...\xff\xd9");
+  }
+};
+
+TEST(MJPEGEncoderTest, PutsTheClockBeforeTheImage) {
+  LogRecorder log;
+  const auto queue = ManualQueue::make();
+  MJPEGEncoder encoder(std::make_unique<FixedImageEncoder>(), std::make_shared<ManualClock>(queue, 1.5));
+  EXPECT_EQ(log.take(), Lines{"✅ MJPEG encoder ready (CPU, quality: 0.5)"});
+  const auto buffer = std::make_shared<BlankPixelBuffer>();
+  encoder.encode(buffer);  // nobody listens
+  std::vector<std::string> encoded;
+  encoder.onEncodedData = [&](const Data& frame) { encoded.emplace_back(frame.contiguous().text()); };
+  encoder.encode(buffer);
+  encoder.jpegQuality = 0.05;
+  encoder.encode(buffer);
+  EXPECT_EQ(encoded, std::vector<std::string>{std::string("\0\0\0\0\0\0\xf8\x3f", 8) + "\xff\xd8...\xff\xd9"});
+}
+
+}  // namespace
+}  // namespace tandemview

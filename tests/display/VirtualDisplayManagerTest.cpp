@@ -1,0 +1,168 @@
+#include "display/VirtualDisplayManager.h"
+
+#include <gtest/gtest.h>
+
+#include "display/DisplayArrangement.h"
+#include "fakes/LogRecorder.h"
+#include "fakes/RecordingDisplaySystem.h"
+
+namespace tandemview {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+TEST(OverlapOriginTest, MovesBesideTheFirstOverlappedScreen) {
+  const DisplayRectangle own = {0, 0, 100, 100};
+  const struct {
+    std::vector<DisplayRectangle> others;
+    std::optional<DisplayPoint> expected;
+  } cases[] = {
+      {{}, {}},
+      {{{100, 0, 100, 100}, {0, 100, 100, 100}}, {}},
+      {{{50, 0, 100, 100}}, DisplayPoint{-50, 0}},
+      {{{-50, 30, 100, 100}}, DisplayPoint{50, 0}},
+      {{{0, 0, 100, 100}}, DisplayPoint{100, 0}},
+      {{{500, 0, 10, 10}, {-10, -10, 20, 20}, {50, 0, 100, 100}}, DisplayPoint{10, 0}},
+  };
+  for (const auto& each : cases) EXPECT_EQ(overlapOrigin(own, each.others), each.expected);
+}
+
+class VirtualDisplayManagerTest : public testing::Test {
+ protected:
+  VirtualDisplayManagerTest() {
+    manager->onConfiguredInPlace = [this](const MacProtocol::DisplayPlan&) { outcomes.push_back("in place"); };
+    log.take();
+  }
+  void configure(std::int64_t width, std::int64_t height, std::optional<std::int64_t> envelope = {}) {
+    manager->configureDisplay(width, height, envelope, {},
+                              [this](bool success) { outcomes.push_back(success ? "created" : "failed"); });
+    queue->drain();
+  }
+
+  LogRecorder log;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
+  std::shared_ptr<VirtualDisplayManager> manager = std::make_shared<VirtualDisplayManager>(
+      "iPhone Display",
+      VirtualDisplayManager::Surroundings{.displays = displays, .mainQueue = queue, .backgroundQueue = queue});
+  Lines outcomes;
+};
+
+TEST_F(VirtualDisplayManagerTest, CreatesAndDestroysWithTheseLinesAndCalls) {
+  EXPECT_TRUE(manager->createDisplay(1920, 1200, 2880));
+  EXPECT_EQ(log.take(), (Lines{"📺 Creating virtual display: 1920x1200", "✅ Virtual display created successfully!",
+                               "   Display ID: 77", "   Resolution: 1920x1200"}));
+  const VirtualDisplayDescriptor& descriptor = displays->descriptors.at(0);
+  EXPECT_EQ(descriptor.name, "iPhone Display");
+  EXPECT_EQ(descriptor.maxPixelsHigh, 2880);
+  EXPECT_NEAR(descriptor.widthInMillimeters, 443.4, 0.1);
+  EXPECT_NEAR(descriptor.heightInMillimeters, 277.1, 0.1);
+  EXPECT_EQ(manager->displayID(), 77u);
+  EXPECT_EQ(manager->envelope(), 2880);
+
+  manager->destroyDisplay();
+  EXPECT_EQ(log.take(), (Lines{"📺 Destroying virtual display...", "📺 Calling terminate on virtual display...",
+                               "📺 Applied empty settings to trigger display removal", "📺 Virtual display destroyed"}));
+  EXPECT_EQ(displays->calls, (Lines{"apply 1920x1200", "terminate", "apply nothing", "pause 0.5"}));
+  EXPECT_EQ(manager->envelope(), 0);
+  manager->destroyDisplay();
+  EXPECT_TRUE(log.take().empty());
+}
+
+TEST_F(VirtualDisplayManagerTest, EveryFailedStepSaysWhichAndKeepsNothing) {
+  const struct {
+    std::function<void(RecordingDisplaySystem&)> arrange;
+    Lines expected;
+  } cases[] = {
+      {[](auto& system) { system.hasClasses = false; }, {"❌ CGVirtualDisplay API not available - requires macOS 14+"}},
+      {[](auto& system) { system.creationOutcome = CreationOutcome::NotAllocated; },
+       {"📺 Creating virtual display: 644x1398", "❌ Failed to allocate CGVirtualDisplay",
+        "❌ Failed to create CGVirtualDisplay instance"}},
+      {[](auto& system) { system.makesModes = false; },
+       {"📺 Creating virtual display: 644x1398", "❌ Failed to create display mode"}},
+      {[](auto& system) { system.applyOutcome = ApplyOutcome::NotOffered; },
+       {"📺 Creating virtual display: 644x1398",
+        "⚠️ Display does not respond to applySettings:", "❌ Failed to apply display settings"}},
+      {[](auto& system) { system.applyOutcome = ApplyOutcome::Refused; },
+       {"📺 Creating virtual display: 644x1398", "❌ Failed to apply display settings"}},
+  };
+  for (const auto& each : cases) {
+    *displays = RecordingDisplaySystem();
+    each.arrange(*displays);
+    EXPECT_FALSE(manager->createDisplay(644, 1398, 2880));
+    EXPECT_EQ(log.take(), each.expected);
+    EXPECT_FALSE(manager->displayID());
+    EXPECT_EQ(manager->envelope(), 0);
+  }
+}
+
+TEST_F(VirtualDisplayManagerTest, ADisplayWithoutIDIsCreatedAllTheSame) {
+  displays->assignsID = false;
+  displays->canTerminate = false;
+  displays->screens.push_back({.id = 5, .bounds = {1280, 0, 1000, 500}});
+  displays->screens.push_back({.id = 6, .bounds = {1280, 0, 999, 1999}});
+  EXPECT_TRUE(manager->createDisplay(644, 1398, 2880));
+  EXPECT_EQ(log.take(),
+            (Lines{"📺 Found existing display ID 6: 999x1999", "⚠️ Will use existing display 6 for capture",
+                   "📺 Creating virtual display: 644x1398", "✅ Virtual display created (no display ID yet)"}));
+  EXPECT_FALSE(manager->displayID());
+  manager->destroyDisplay();
+  EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "invalidate", "apply nothing", "pause 0.5"}));
+}
+
+TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {
+  configure(1170, 2532);
+  EXPECT_EQ(outcomes, Lines{"created"});
+  log.take();
+
+  configure(1170, 2532);
+  EXPECT_EQ(log.take(), Lines{"📺 Virtual display already configured at 1170x2532 (ID: 77)"});
+  configure(2532, 1170);
+  EXPECT_EQ(log.take(), (Lines{"📺 Resolution mismatch: have 1170x2532, need 2532x1170",
+                               "📺 Virtual display resized in place to 2532x1170"}));
+  EXPECT_EQ(outcomes, (Lines{"created", "in place", "in place"}));
+
+  configure(2560, 1600);
+  const Lines lines = log.take();
+  ASSERT_GE(lines.size(), 4u);
+  EXPECT_EQ(lines.at(1), "📺 2560x1600 doesn't fit the display's 2532px limit");
+  EXPECT_EQ(lines.at(2), "⚠️ In-place resize failed - replacing the display");
+  EXPECT_EQ(lines.at(3), "📺 Destroying virtual display...");
+  EXPECT_EQ(outcomes.back(), "created");
+  EXPECT_EQ(manager->envelope(), 2560);
+  EXPECT_EQ(manager->currentSize(), (VirtualDisplayManager::Size{2560, 1600}));
+
+  displays->applyOutcome = ApplyOutcome::Refused;
+  EXPECT_FALSE(manager->resizeInPlace(100, 100));
+  EXPECT_EQ(log.take(), Lines{"❌ Display refused 100x100"});
+}
+
+TEST_F(VirtualDisplayManagerTest, SelectsTheModeOfExactlyTheSize) {
+  EXPECT_FALSE(manager->selectMode(644, 1398));
+  configure(644, 1398);
+  displays->modes = {{322, 699, 1}, {644, 1398, 2}, {644, 1398, 3}};
+  log.take();
+  EXPECT_TRUE(manager->selectMode(644, 1398));
+  EXPECT_EQ(log.take(), (Lines{"📺 Modes offered: 322x699, 644x1398, 644x1398", "📺 Selected mode 644x1398"}));
+  EXPECT_EQ(displays->calls.back(), "configureMode 2");
+  EXPECT_FALSE(manager->selectMode(1398, 644));
+  displays->configurationOutcome = ConfigurationOutcome::NotCompleted;
+  EXPECT_FALSE(manager->selectMode(644, 1398));
+}
+
+TEST_F(VirtualDisplayManagerTest, MovesOffAnOverlappedScreen) {
+  EXPECT_FALSE(manager->fixOverlap());
+  configure(644, 1398);
+  EXPECT_FALSE(manager->fixOverlap());
+  displays->screens.push_back({.id = 5, .bounds = {1400, 0, 1920, 1080}});
+  log.take();
+  EXPECT_TRUE(manager->fixOverlap());
+  EXPECT_EQ(log.take(),
+            Lines{"📺 Display overlapped another screen at (1280.0, 0.0, 644.0, 1398.0) - moved to x 756: true"});
+  displays->configurationOutcome = ConfigurationOutcome::NotCompleted;
+  EXPECT_FALSE(manager->fixOverlap());
+  EXPECT_TRUE(log.take().at(0).ends_with(": false"));
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/AlertSystem.h"
+#include "app/ApplicationSystem.h"
+
+namespace tandemview {
+
+/// An application on paper; everything it is asked to do is kept in `calls`.
+class RecordingApplicationSystem final : public ApplicationSystem, public AlertSystem {
+ public:
+  bool hasEnvironmentVariable(const std::string& name) const override { return environment.contains(name); }
+  ProcessIdentifier processIdentifier() const override { return 4242; }
+  std::vector<ProcessIdentifier> runningCopies() override { return copies; }
+  void activate(ProcessIdentifier copy) override { calls.push_back("activate " + std::to_string(copy)); }
+  std::string bundlePath() const override { return "/Applications/Tandemview.app"; }
+  std::string relaunchCommand() const override { return "open \"" + bundlePath() + "\""; }
+  void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override {
+    calls.push_back("openApplication " + path);
+    completion(openError);
+  }
+  std::optional<Error> writeFile(const std::string& path, const std::string& text) override {
+    calls.push_back("writeFile " + path);
+    writtenText = text;
+    return writeError;
+  }
+  Result<int> run(const std::string& tool, const std::vector<std::string>& arguments) override {
+    calls.push_back("run " + commandLine(tool, arguments));
+    return 0;
+  }
+  Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) override {
+    calls.push_back("start " + commandLine(tool, arguments));
+    return 4300;
+  }
+  void terminate() override { calls.push_back("terminate"); }
+
+  void show(const Alert& alert, std::function<void(int)> answer) override {
+    alerts.push_back(alert);
+    answer(0);
+  }
+
+  std::set<std::string> environment;
+  std::vector<ProcessIdentifier> copies = {4242};
+  std::optional<Error> writeError;
+  std::optional<Error> openError;
+  std::string writtenText;
+  std::vector<std::string> calls;
+  std::vector<Alert> alerts;
+
+ private:
+  static std::string commandLine(std::string tool, const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments) tool += " " + argument;
+    return tool;
+  }
+};
+
+}  // namespace tandemview

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "display/DisplaySystem.h"
+#include "fakes/ManualQueue.h"
+
+namespace tandemview {
+
+/// Displays that exist on paper. Every operation that changes something is kept in `calls`.
+class RecordingDisplaySystem final : public DisplaySystem {
+ public:
+  struct Screen {
+    DisplayID id;
+    DisplayRectangle bounds;
+    bool isMain = false;
+    bool isBuiltIn = false;
+  };
+
+  bool hasDescriptorClass() const override { return hasClasses; }
+  bool hasDisplayClass() const override { return hasClasses; }
+  bool hasSettingsClass() const override { return hasClasses; }
+  bool hasModeClass() const override { return hasClasses; }
+
+  VirtualDisplayCreation makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) override {
+    descriptors.push_back(descriptor);
+    if (creationOutcome != CreationOutcome::Created) return {creationOutcome, nullptr};
+    return {CreationOutcome::Created, std::make_shared<Display>(*this)};
+  }
+  std::optional<VirtualDisplayMode> makeDisplayMode(std::uint32_t width, std::uint32_t height,
+                                                    double refreshRate) override {
+    if (!makesModes) return std::nullopt;
+    return VirtualDisplayMode{width, height, refreshRate};
+  }
+
+  std::vector<DisplayID> activeDisplays() const override {
+    std::vector<DisplayID> ids;
+    for (const Screen& screen : screens) ids.push_back(screen.id);
+    return ids;
+  }
+  DisplayRectangle bounds(DisplayID id) const override {
+    const Screen* screen = find(id);
+    return screen ? screen->bounds : DisplayRectangle();
+  }
+  bool isMain(DisplayID id) const override { return find(id) && find(id)->isMain; }
+  bool isBuiltIn(DisplayID id) const override { return find(id) && find(id)->isBuiltIn; }
+  std::optional<DisplayMode> currentMode(DisplayID id) const override {
+    const Screen* screen = find(id);
+    if (!screen) return std::nullopt;
+    return DisplayMode{static_cast<std::int64_t>(screen->bounds.width),
+                       static_cast<std::int64_t>(screen->bounds.height), 1};
+  }
+  std::vector<DisplayMode> allModes(DisplayID) const override { return modes; }
+  ConfigurationOutcome configureMode(DisplayID id, const DisplayMode& mode) override {
+    calls.push_back("configureMode " + std::to_string(mode.handle));
+    if (configurationOutcome == ConfigurationOutcome::Completed) {
+      resize(id, static_cast<double>(mode.width), static_cast<double>(mode.height));
+    }
+    return configurationOutcome;
+  }
+  ConfigurationOutcome configureOrigin(DisplayID id, std::int32_t x, std::int32_t y) override {
+    calls.push_back("configureOrigin " + std::to_string(x) + "," + std::to_string(y));
+    for (Screen& screen : screens) {
+      if (screen.id != id || configurationOutcome != ConfigurationOutcome::Completed) continue;
+      screen.bounds.x = x;
+      screen.bounds.y = y;
+    }
+    return configurationOutcome;
+  }
+  void pause(double seconds) override { calls.push_back("pause " + std::to_string(seconds).substr(0, 3)); }
+
+  void resize(DisplayID id, double width, double height) {
+    for (Screen& screen : screens) {
+      if (screen.id != id) continue;
+      screen.bounds.width = width;
+      screen.bounds.height = height;
+    }
+  }
+
+  static constexpr DisplayID virtualID = 77;
+
+  std::vector<Screen> screens = {{.id = 1, .bounds = {0, 0, 1280, 800}, .isMain = true}};
+  std::vector<DisplayMode> modes;
+  std::vector<VirtualDisplayDescriptor> descriptors;
+  std::vector<std::string> calls;
+  bool hasClasses = true;
+  bool makesModes = true;
+  bool canTerminate = true;
+  bool canInvalidate = true;
+  bool assignsID = true;
+  /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
+  bool resizesAtOnce = true;
+  DisplayRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
+  CreationOutcome creationOutcome = CreationOutcome::Created;
+  ApplyOutcome applyOutcome = ApplyOutcome::Applied;
+  ConfigurationOutcome configurationOutcome = ConfigurationOutcome::Completed;
+
+ private:
+  class Display final : public VirtualDisplay {
+   public:
+    explicit Display(RecordingDisplaySystem& system) : system_(system) {}
+    ~Display() override { removeScreen(); }
+
+    std::optional<DisplayID> displayID() const override {
+      return system_.assignsID && system_.find(virtualID) ? std::optional(virtualID) : std::nullopt;
+    }
+    ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override {
+      if (settings.modes.empty()) {
+        system_.calls.push_back("apply nothing");
+        removeScreen();
+        return ApplyOutcome::Applied;
+      }
+      const VirtualDisplayMode& mode = settings.modes.front();
+      system_.calls.push_back("apply " + std::to_string(mode.width) + "x" + std::to_string(mode.height));
+      if (system_.applyOutcome != ApplyOutcome::Applied) return system_.applyOutcome;
+      if (!system_.find(virtualID)) {
+        system_.screens.push_back({.id = virtualID, .bounds = system_.origin});
+        system_.resize(virtualID, mode.width, mode.height);
+      } else if (system_.resizesAtOnce) {
+        system_.resize(virtualID, mode.width, mode.height);
+      }
+      return ApplyOutcome::Applied;
+    }
+    bool canTerminate() const override { return system_.canTerminate; }
+    void terminate() override { system_.calls.push_back("terminate"); }
+    bool canInvalidate() const override { return system_.canInvalidate; }
+    void invalidate() override { system_.calls.push_back("invalidate"); }
+
+   private:
+    void removeScreen() {
+      std::erase_if(system_.screens, [](const Screen& screen) { return screen.id == virtualID; });
+    }
+    RecordingDisplaySystem& system_;
+  };
+
+  const Screen* find(DisplayID id) const {
+    const auto found = std::ranges::find(screens, id, &Screen::id);
+    return found == screens.end() ? nullptr : &*found;
+  }
+};
+
+}  // namespace tandemview
