@@ -6,7 +6,7 @@
 namespace tandemview {
 
 /// The user's settings, by key. A value that is missing, or is of another type than asked for, is absent.
-/// Main queue only.
+/// From any thread.
 class UserDefaults {
  public:
   virtual ~UserDefaults() = default;

@@ -195,7 +195,8 @@ void PTUSBChannel::scheduleReadPacketWithBroadcastHandler(BroadcastHandler broad
     const auto channel = weak.lock();
     if (!channel) return;
     if (!channel->hasEnded_) channel->dispatchPacket(error, packet, tag, broadcastHandler);
-    if (channel->keepsReading_ && !channel->hasEnded_) {
+    const bool isAwaited = channel->keepsReading_ || !channel->repliesByTag_.empty();
+    if (isAwaited && !channel->hasEnded_ && !channel->isReadingPackets_) {
       channel->scheduleReadPacketWithBroadcastHandler(broadcastHandler);
     }
   });

@@ -3,7 +3,6 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <span>
 
@@ -15,6 +14,11 @@ namespace {
 
 /// Deeper nesting than any message has; the library's own code recurses.
 constexpr int deepestNesting = 64;
+
+/// Bounds for what is parsed at all, far above the size of any message. The one for binary lists bounds how deep they
+/// can nest.
+constexpr std::size_t longestXML = 64 * 1024 * 1024;
+constexpr std::size_t longestBinary = 64 * 1024;
 
 struct NodeDeleter {
   void operator()(void* node) const { plist_free(node); }
@@ -162,34 +166,53 @@ Result<Data> serialized(const PropertyList& dictionary, Serializer serializer) {
   char* text = nullptr;
   std::uint32_t length = 0;
   if (node) serializer(node.get(), &text, &length);
-  if (!text) return tl::unexpected(Error{"PropertyList", 0, "not a property list: " + dictionary.dump()});
+  if (!text) return tl::unexpected(Error{"PropertyList", 0, "a value that no property list can hold"});
   std::shared_ptr<const void> owner(text, [](const void* memory) { std::free(const_cast<void*>(memory)); });
   return Data(std::move(owner), std::as_bytes(std::span(text, length)));
 }
 
-/// Whether XML text nests its elements deeper than we accept; told before the library sees it.
-bool nestsTooDeep(std::string_view text) {
+/// Whether XML text is free of what the library's own code can't bear: deep nesting, because it recurses, and strings
+/// that hold a NUL, on which it asserts. No daemon writes either, nor a numeric character reference.
+bool isHarmless(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos || text.find("&#") != std::string_view::npos) return false;
   int depth = 0;
   for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
     const std::string_view tag = text.substr(at, 7);
     if (tag.starts_with("<array") || tag.starts_with("<dict")) ++depth;
     if (tag.starts_with("</array") || tag.starts_with("</dict")) --depth;
-    if (depth > deepestNesting) return true;
+    if (depth > deepestNesting) return false;
   }
-  return false;
+  return true;
+}
+
+std::optional<PropertyList> dictionaryFromXML(std::string_view text) {
+  if (!isHarmless(text)) return std::nullopt;
+  plist_t root = nullptr;
+  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+  const Node node(root);
+  if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return std::nullopt;
+  return valueOf(node.get(), 1);
+}
+
+/// Through its XML form, which shows what is harmless.
+std::optional<PropertyList> dictionaryFromBinary(std::string_view bytes) {
+  if (bytes.size() > longestBinary) return std::nullopt;
+  plist_t root = nullptr;
+  plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  const Node node(root);
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  if (node) plist_to_xml(node.get(), &text, &length);
+  const Memory owned(text);
+  return text ? dictionaryFromXML({text, length}) : std::nullopt;
 }
 
 }  // namespace
 
 std::optional<PropertyList> dictionaryWithContentsOfData(const Data& data) {
-  if (data.size() > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
   const std::string_view text = data.text();
-  if (nestsTooDeep(text)) return std::nullopt;
-  plist_t root = nullptr;
-  plist_from_memory(text.data(), static_cast<std::uint32_t>(text.size()), &root);
-  const Node node(root);
-  if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return std::nullopt;
-  return valueOf(node.get(), 1);
+  if (text.size() > longestXML) return std::nullopt;
+  return text.starts_with("bplist") ? dictionaryFromBinary(text) : dictionaryFromXML(text);
 }
 
 Result<Data> xmlPropertyList(const PropertyList& dictionary) {

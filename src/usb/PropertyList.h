@@ -12,8 +12,8 @@ namespace tandemview {
 /// binary, a date its seconds since 2001, a UID its number.
 using PropertyList = nlohmann::json;
 
-/// Parses a dictionary from a property list of any format; absent if it is malformed, nested deeper than 64 levels
-/// or no dictionary.
+/// Parses a dictionary from a property list, XML or binary; absent if it is malformed, no dictionary, nested deeper
+/// than 64 levels, or holds a NUL or a numeric character reference.
 std::optional<PropertyList> dictionaryWithContentsOfData(const Data& data);
 
 /// The dictionary as an XML property list, the form of the packets to the daemon.

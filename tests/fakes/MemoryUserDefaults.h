@@ -1,7 +1,8 @@
 #pragma once
 
 #include <map>
-#include <string>
+#include <mutex>
+#include <variant>
 
 #include "runtime/UserDefaults.h"
 
@@ -10,23 +11,29 @@ namespace tandemview {
 /// Settings that live as long as the test.
 class MemoryUserDefaults final : public UserDefaults {
  public:
-  std::optional<std::string> string(const std::string& key) const override { return valueOf(strings, key); }
-  void setString(const std::string& key, const std::string& value) override { strings[key] = value; }
-  std::optional<bool> boolean(const std::string& key) const override { return valueOf(booleans, key); }
-  void setBoolean(const std::string& key, bool value) override { booleans[key] = value; }
-  std::optional<double> date(const std::string& key) const override { return valueOf(dates, key); }
-  void setDate(const std::string& key, double secondsSince1970) override { dates[key] = secondsSince1970; }
-
-  std::map<std::string, std::string> strings;
-  std::map<std::string, bool> booleans;
-  std::map<std::string, double> dates;
+  std::optional<std::string> string(const std::string& key) const override { return value<std::string>(key); }
+  void setString(const std::string& key, const std::string& value) override { set(key, value); }
+  std::optional<bool> boolean(const std::string& key) const override { return value<bool>(key); }
+  void setBoolean(const std::string& key, bool value) override { set(key, value); }
+  std::optional<double> date(const std::string& key) const override { return value<double>(key); }
+  void setDate(const std::string& key, double secondsSince1970) override { set(key, secondsSince1970); }
 
  private:
-  template <typename Value>
-  static std::optional<Value> valueOf(const std::map<std::string, Value>& values, const std::string& key) {
-    const auto found = values.find(key);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
+  template <typename Type>
+  std::optional<Type> value(const std::string& key) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = values_.find(key);
+    if (found == values_.end() || !std::holds_alternative<Type>(found->second)) return std::nullopt;
+    return std::get<Type>(found->second);
   }
+  template <typename Type>
+  void set(const std::string& key, const Type& value) {
+    const std::lock_guard lock(mutex_);
+    values_[key] = value;
+  }
+
+  mutable std::mutex mutex_;
+  std::map<std::string, std::variant<std::string, bool, double>> values_;
 };
 
 }  // namespace tandemview

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/socket.h>
+
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -74,12 +76,20 @@ class StandInDaemon {
     });
   }
 
+  /// Collects packets: the size field, then the rest.
   static void receive(const std::shared_ptr<Connection>& connection) {
-    connection->stream->read(1, [weak = std::weak_ptr(connection)](const std::optional<Error>&, const Data& byte) {
+    connection->stream->read(4, [weak = std::weak_ptr(connection)](const std::optional<Error>&, const Data& field) {
       const auto receiver = weak.lock();
-      if (!receiver || byte.empty()) return;
-      receiver->received += byte.text();
-      receive(receiver);
+      if (!receiver || field.size() < 4) return;
+      std::uint32_t size = 0;
+      std::memcpy(&size, field.bytes().data(), sizeof(size));
+      receiver->received += field.text();
+      receiver->stream->read(size - 4, [weak](const std::optional<Error>&, const Data& rest) {
+        const auto same = weak.lock();
+        if (!same || rest.empty()) return;
+        same->received += rest.text();
+        receive(same);
+      });
     });
   }
 

@@ -141,7 +141,8 @@ TEST_F(PTUSBHubTest, EveryAnswerHasItsError) {
 
   outcomes.clear();
   connect();
-  queue->advance(10);  // never answers
+  daemon.send(connection, StandInDaemon::packet(9, {{"Number", 0}}));  // answers something else, then never
+  queue->advance(10);
   EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain 110 Connection timed out"});
 }
 

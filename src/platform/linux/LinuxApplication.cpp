@@ -28,7 +28,8 @@ std::string quotedForShell(const std::string& text) {
       quoted += character;
     }
   }
-  return quoted + "'";
+  quoted += '\'';
+  return quoted;
 }
 
 /// A child in a session of its own, so that the end of our terminal is not its end, with the default signals.
@@ -86,7 +87,10 @@ std::string LinuxApplication::bundlePath() const {
 
 std::string LinuxApplication::relaunchCommand() const {
   std::string command = "exec " + quotedForShell(bundlePath());
-  for (const std::string& argument : arguments_) command += " " + quotedForShell(argument);
+  for (const std::string& argument : arguments_) {
+    command += ' ';
+    command += quotedForShell(argument);
+  }
   return command;
 }
 

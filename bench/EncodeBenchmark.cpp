@@ -1,0 +1,87 @@
+// What our encoder costs beyond the library's: the same picture and settings through MJPEGEncoder and through a bare
+// loop over the library. Picture: rows of coloured blocks that look like text at each of the streamed sizes.
+
+#include <benchmark/benchmark.h>
+#include <turbojpeg.h>
+
+#include <random>
+#include <vector>
+
+#include "capture/MJPEGEncoder.h"
+#include "platform/linux/TurboJpegImageEncoder.h"
+#include "runtime/Log.h"
+
+using namespace tandemview;
+
+namespace {
+
+class TextPicture final : public PixelBuffer {
+ public:
+  TextPicture(std::int64_t width, std::int64_t height) : width_(width), height_(height) {
+    const auto columns = static_cast<std::size_t>(width);
+    pixels_.assign(columns * static_cast<std::size_t>(height), 0xFF1E1E2E);
+    std::mt19937 random(7);
+    for (std::size_t line = 0; line + 18 < static_cast<std::size_t>(height); line += 18) {
+      for (std::size_t column = 8; column + 8 < columns; column += 8) {
+        if (random() % 5 == 0) continue;
+        const std::uint32_t color = 0xFF000000 | (random() & 0x7F7F7F) | 0x808080;
+        for (int stroke = 0; stroke < 14; ++stroke) {
+          pixels_[(line + 2 + random() % 14) * columns + column + random() % 7] = color;
+        }
+      }
+    }
+    damage_.push_back({0, 0, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)});
+  }
+  std::int64_t width() const override { return width_; }
+  std::int64_t height() const override { return height_; }
+  std::size_t bytesPerRow() const override { return static_cast<std::size_t>(width_) * 4; }
+  const std::byte* baseAddress() const override { return reinterpret_cast<const std::byte*>(pixels_.data()); }
+  const std::vector<PixelRectangle>& damage() const override { return damage_; }
+
+ private:
+  std::int64_t width_;
+  std::int64_t height_;
+  std::vector<std::uint32_t> pixels_;
+  std::vector<PixelRectangle> damage_;
+};
+
+constexpr double balancedQuality = 0.55;
+
+void ourEncoder(benchmark::State& state) {
+  Log::setSink([](std::string_view) {});
+  const auto picture = std::make_shared<TextPicture>(state.range(0), state.range(1));
+  MJPEGEncoder encoder(std::make_unique<TurboJpegImageEncoder>(), std::make_shared<SystemMediaClock>());
+  encoder.jpegQuality = balancedQuality;
+  std::size_t size = 0;
+  encoder.onEncodedData = [&size](const Data& frame) { size = frame.size(); };
+  for (auto _ : state) encoder.encode(picture);
+  state.counters["bytes"] = static_cast<double>(size);
+}
+
+void bareLibrary(benchmark::State& state) {
+  const TextPicture picture(state.range(0), state.range(1));
+  const auto width = static_cast<int>(picture.width());
+  const auto height = static_cast<int>(picture.height());
+  const tjhandle handle = tjInitCompress();
+  std::vector<unsigned char> jpeg(tjBufSize(width, height, TJSAMP_420));
+  unsigned char* buffer = jpeg.data();
+  unsigned long size = jpeg.size();
+  for (auto _ : state) {
+    size = jpeg.size();
+    tjCompress2(handle, reinterpret_cast<const unsigned char*>(picture.baseAddress()), width,
+                static_cast<int>(picture.bytesPerRow()), height, TJPF_BGRX, &buffer, &size, TJSAMP_420, 55,
+                TJFLAG_NOREALLOC);
+  }
+  state.counters["bytes"] = static_cast<double>(size);
+  tjDestroy(handle);
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Args({644, 1398})->Args({1290, 2796})->Args({2048, 2732})->Unit(benchmark::kMillisecond);
+}
+
+}  // namespace
+
+BENCHMARK(bareLibrary)->Apply(sizes);
+BENCHMARK(ourEncoder)->Apply(sizes);
+BENCHMARK_MAIN();

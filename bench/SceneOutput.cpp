@@ -1,0 +1,63 @@
+#include "bench/SceneOutput.h"
+
+#include <xcb/randr.h>
+
+#include <cstdlib>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace tandemview {
+
+namespace {
+
+struct Free {
+  void operator()(void* reply) const { std::free(reply); }
+};
+template <typename Reply>
+using Owned = std::unique_ptr<Reply, Free>;
+
+struct ActiveOutput {
+  xcb_randr_output_t identifier;
+  SceneOutput output;
+};
+
+std::vector<ActiveOutput> activeOutputs(xcb_connection_t* connection, xcb_window_t root) {
+  std::vector<ActiveOutput> active;
+  const Owned<xcb_randr_get_screen_resources_current_reply_t> resources(xcb_randr_get_screen_resources_current_reply(
+      connection, xcb_randr_get_screen_resources_current(connection, root), nullptr));
+  if (!resources) return active;
+  const std::span outputs(xcb_randr_get_screen_resources_current_outputs(resources.get()), resources->num_outputs);
+  for (const xcb_randr_output_t identifier : outputs) {
+    const Owned<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
+        connection, xcb_randr_get_output_info(connection, identifier, resources->config_timestamp), nullptr));
+    if (!info || info->crtc == XCB_NONE) continue;
+    const Owned<xcb_randr_get_crtc_info_reply_t> place(xcb_randr_get_crtc_info_reply(
+        connection, xcb_randr_get_crtc_info(connection, info->crtc, resources->config_timestamp), nullptr));
+    if (!place || place->mode == XCB_NONE) continue;
+    const std::string name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())), info->name_len);
+    active.push_back({identifier, {name, place->x, place->y, place->width, place->height}});
+  }
+  return active;
+}
+
+xcb_randr_output_t primaryOutput(xcb_connection_t* connection, xcb_window_t root) {
+  const Owned<xcb_randr_get_output_primary_reply_t> reply(
+      xcb_randr_get_output_primary_reply(connection, xcb_randr_get_output_primary(connection, root), nullptr));
+  return reply ? reply->output : XCB_NONE;
+}
+
+}  // namespace
+
+std::optional<SceneOutput> findSceneOutput(xcb_connection_t* connection, xcb_window_t root, const std::string& name) {
+  const std::vector<ActiveOutput> active = activeOutputs(connection, root);
+  xcb_randr_output_t primary = primaryOutput(connection, root);
+  if (primary == XCB_NONE && !active.empty()) primary = active.front().identifier;
+  for (const ActiveOutput& candidate : active) {
+    const bool isWanted = name.empty() ? candidate.identifier != primary : candidate.output.name == name;
+    if (isWanted) return candidate.output;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tandemview

@@ -1,0 +1,263 @@
+#include "companion/Companion.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "companion/WholeFile.h"
+#include "protocol/DisplayPlan.h"
+#include "protocol/MessageType.h"
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+namespace {
+
+/// A host that does everything wrong must not drown the rest of the output.
+constexpr std::uint64_t mostFaultsPrinted = 20;
+
+template <typename... Arguments>
+void say(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+  Log::line("companion: " + fmt::format(format, std::forward<Arguments>(arguments)...));
+}
+
+FrameSize plannedSize(const MacProtocol::DeviceInfo& info, bool fullResolution) {
+  const MacProtocol::DisplayPlan plan = makeDisplayPlan(info.width, info.height, info.idiom, fullResolution);
+  return {plan.width, plan.height};
+}
+
+/// The JPEG image in a frame's payload, sharing its bytes.
+Data imageOf(const Data& payload) {
+  return {payload.segments().front().owner, payload.bytes().subspan(sizeof(double))};
+}
+
+}  // namespace
+
+Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
+    : queue_(std::move(queue)),
+      options_(std::move(options)),
+      startTime_(clock_.now()),
+      checker_(plannedSize(options_.info, options_.fullResolution)),
+      phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
+
+Companion::~Companion() = default;
+
+bool Companion::start() {
+  if (!options_.saveDirectory.empty()) {
+    Result<FrameSaver> saver = FrameSaver::into(options_.saveDirectory, options_.saveEvery);
+    if (!saver) {
+      say("cannot save to {}: {}", options_.saveDirectory, saver.error().localizedDescription());
+      return false;
+    }
+    saver_ = std::move(*saver);
+  }
+  if (options_.window && !openWindow()) return false;
+  if (!(options_.muxPath ? startDaemon() : startListening())) return false;
+  if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
+  scheduleScript(0);
+  return true;
+}
+
+bool Companion::openWindow() {
+  const FrameSize size = plannedSize(options_.info, options_.fullResolution);
+  auto window = FrameWindow::open(queue_, size, [this] { end("the window is closed"); });
+  if (!window) {
+    say("cannot open a window: {}", window.error().localizedDescription());
+    return false;
+  }
+  window_ = std::move(*window);
+  return true;
+}
+
+bool Companion::startDaemon() {
+  auto daemon = MuxDaemon::listeningAt(
+      *options_.muxPath, queue_,
+      [this](std::int64_t, std::uint16_t port) {
+        if (refusal_ != MuxResult::success) return refusal_;
+        return port == options_.port ? MuxResult::success : MuxResult::connectionRefused;
+      },
+      [this](std::int64_t deviceID, std::shared_ptr<Stream> stream) {
+        connectedDevice_ = deviceID;
+        phone_->accept(std::move(stream));
+      });
+  if (!daemon) {
+    say("cannot listen at {}: {}", *options_.muxPath, daemon.error().localizedDescription());
+    return false;
+  }
+  daemon_ = std::move(*daemon);
+  say("plays the multiplexing daemon at {}", *options_.muxPath);
+  attach(options_.deviceID);
+  return true;
+}
+
+bool Companion::startListening() {
+  Result<Descriptor> socket = listeningLoopbackSocket(options_.listenPort);
+  if (!socket) {
+    say("cannot listen on port {}: {}", options_.listenPort, socket.error().localizedDescription());
+    return false;
+  }
+  say("listens on port {} of 127.0.0.1", localPort(socket->get()));
+  listener_ = Listener::on(std::move(*socket), queue_,
+                           [this](Descriptor connection) { acceptDirectly(std::move(connection)); });
+  return true;
+}
+
+void Companion::acceptDirectly(Descriptor connection) {
+  if (refusal_ != MuxResult::success) return;
+  phone_->accept(Stream::adopting(std::move(connection), queue_, nullptr));
+}
+
+void Companion::end(const std::string& reason) {
+  say("ends: {}", reason);
+  queue_->stop();
+}
+
+bool Companion::finish() {
+  phone_->hangUp("the companion ends");
+  if (saver_) {
+    if (const auto error = saver_->saveLast()) {
+      phoneDidSeeFault(fmt::format("cannot save the last frame: {}", error->localizedDescription()));
+    }
+  }
+  const bool isPrinted = printSummary();
+  const std::optional<std::string> lacks = shortcoming();
+  if (lacks) say("failed: {}", *lacks);
+  return isPrinted && !lacks;
+}
+
+bool Companion::printSummary() const {
+  for (const std::string& line : statistics_.summaryLines()) say("{}", line);
+  if (options_.jsonPath.empty()) return true;
+  const std::string json = statistics_.summary().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+  if (options_.jsonPath == "-") return std::fwrite(json.data(), 1, json.size(), stdout) == json.size();
+  const std::optional<Error> error = writeWholeFile(options_.jsonPath, json);
+  if (error) say("cannot write {}: {}", options_.jsonPath, error->localizedDescription());
+  return !error;
+}
+
+std::optional<std::string> Companion::shortcoming() const {
+  if (statistics_.faults() > 0) return fmt::format("{} faults", statistics_.faults());
+  if (options_.frames && statistics_.frames() < *options_.frames) {
+    return fmt::format("only {} of {} frames arrived", statistics_.frames(), *options_.frames);
+  }
+  if (options_.seconds && statistics_.frames() == 0) return "no frame arrived";
+  return std::nullopt;
+}
+
+void Companion::phoneDidConnect() {
+  statistics_.connectionDidStart();
+  checker_.connectionDidStart();
+  say("connected");
+}
+
+void Companion::phoneDidDisconnect(const std::string& reason) {
+  connectedDevice_ = -1;
+  say("disconnected: {}", reason);
+}
+
+void Companion::phoneDidMeetHost(const std::string& macInfo) {
+  say("the host says {}", macInfo);
+  say("the phone is {}, scale {}, and expects frames of {}",
+      FrameSize{phone_->info().width, phone_->info().height}.text(), phone_->info().scale,
+      plannedSize(phone_->info(), options_.fullResolution).text());
+}
+
+void Companion::phoneDidReceiveFrame(const Data& payload, double now) {
+  const auto frame = checker_.check(payload.bytes(), now);
+  if (!frame) return phoneDidSeeFault(frame.error());
+  statistics_.frameDidArrive(*frame, payload.size(), now);
+  if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
+  shownSize_ = frame->size;
+  keep(payload, *frame);
+  if (statistics_.frames() == options_.frames) end("all frames are here");
+}
+
+void Companion::keep(const Data& payload, const CheckedFrame& frame) {
+  if (window_) {
+    window_->show(imageOf(payload), frame.size, statistics_.framesPerSecond(), statistics_.lastLatency());
+  }
+  if (!saver_) return;
+  if (const auto error = saver_->save(imageOf(payload))) {
+    phoneDidSeeFault(fmt::format("cannot save a frame: {}", error->localizedDescription()));
+  }
+}
+
+void Companion::phoneDidReceivePong(double roundTripSeconds) {
+  statistics_.pongDidArrive(roundTripSeconds);
+}
+
+void Companion::phoneDidSeeFault(const std::string& fault) {
+  statistics_.faultDidOccur(fault);
+  if (statistics_.faults() <= mostFaultsPrinted) say("fault: {}", fault);
+}
+
+void Companion::scheduleScript(std::size_t next) {
+  if (next == options_.script.size()) return;
+  const double delay = std::max(0.0, startTime_ + options_.script[next].time - clock_.now());
+  queue_->after(delay, [this, next] {
+    perform(options_.script[next]);
+    scheduleScript(next + 1);
+  });
+}
+
+void Companion::perform(const ScriptAction& action) {
+  using Kind = ScriptAction::Kind;
+  say("{:.3f} s: {}{}", clock_.now() - startTime_, action.line, phone_->isConnected() ? "" : " (not connected)");
+  MacProtocol::DeviceInfo info = phone_->info();
+  switch (action.kind) {
+    case Kind::info:
+      return phone_->sendInfo();
+    case Kind::ping:
+      return phone_->ping();
+    case Kind::touch:
+      return phone_->send(MessageType::touchEvent, Data::copying(action.text));
+    case Kind::key:
+      return phone_->send(MessageType::keyEvent, Data::copying(action.text));
+    case Kind::rotate:
+      std::swap(info.width, info.height);
+      info.orientation = info.width > info.height ? "Landscape" : "Portrait";
+      return changeInfo(std::move(info));
+    case Kind::quality:
+      info.quality = action.text;
+      return changeInfo(std::move(info));
+    case Kind::size:
+      info.width = action.size.width;
+      info.height = action.size.height;
+      return changeInfo(std::move(info));
+    case Kind::detach:
+      return detach(action.number);
+    case Kind::attach:
+      return attach(action.number.value_or(options_.deviceID));
+    case Kind::hangUp:
+      return phone_->hangUp("the script hangs up");
+    case Kind::refuse:
+      refusal_ = action.number.value_or(MuxResult::connectionRefused);
+      return;
+    case Kind::stall:
+      return phone_->stall(action.seconds);
+    case Kind::raw:
+      return phone_->send(*action.number, Data::copying(action.text));
+    case Kind::quit:
+      return end("the script quits");
+  }
+}
+
+void Companion::changeInfo(MacProtocol::DeviceInfo info) {
+  checker_.expectSize(plannedSize(info, options_.fullResolution));
+  phone_->setInfo(std::move(info));
+}
+
+void Companion::attach(std::uint32_t deviceID) {
+  if (!daemon_ || !daemon_->attach(deviceID)) return;
+  attachedDevices_.push_back(deviceID);
+  say("device {} is attached", deviceID);
+}
+
+void Companion::detach(std::optional<std::uint32_t> deviceID) {
+  if (!deviceID && !attachedDevices_.empty()) deviceID = attachedDevices_.back();
+  if (!daemon_ || !deviceID || !daemon_->detach(*deviceID)) return;
+  std::erase(attachedDevices_, *deviceID);
+  say("device {} is detached", *deviceID);
+  if (connectedDevice_ == *deviceID) phone_->hangUp("its device is detached");
+}
+
+}  // namespace tandemview

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "companion/FrameChecker.h"
+#include "companion/FrameSaver.h"
+#include "companion/FrameWindow.h"
+#include "companion/Listener.h"
+#include "companion/MuxDaemon.h"
+#include "companion/Phone.h"
+#include "companion/Script.h"
+#include "companion/Statistics.h"
+#include "runtime/SerialQueue.h"
+
+namespace tandemview {
+
+/// One run of the companion, joined from its parts. Lives on the queue that it is given, and longer than that runs.
+class Companion final : public PhoneDelegate {
+ public:
+  struct Options {
+    std::optional<std::string> muxPath;  // play the daemon there; otherwise listen on
+    std::uint16_t listenPort = 0;        // this TCP port
+    MacProtocol::DeviceInfo info{1290, 2796, 3, "medium", "Portrait", "phone"};
+    std::uint16_t port = 2345;  // the phone's, behind the daemon
+    std::uint32_t deviceID = 3;
+    bool fullResolution = false;          // the host's setting, which decides the size of its frames
+    double pingInterval = 1;              // seconds
+    std::optional<std::uint64_t> frames;  // end after so many
+    std::optional<double> seconds;        // end after so long
+    std::string saveDirectory;            // empty: save nothing
+    std::uint64_t saveEvery = 1;
+    std::string jsonPath;  // empty: no summary for programs; "-": standard output
+    bool window = false;
+    std::vector<ScriptAction> script;
+  };
+
+  Companion(std::shared_ptr<SerialQueue> queue, Options options);
+  ~Companion() override;
+
+  /// An error, told in a printed line, makes this false.
+  bool start();
+
+  /// Stops the queue.
+  void end(const std::string& reason);
+
+  /// Sums the run up once the queue has stopped. True if it received what was asked for and met no fault.
+  bool finish();
+
+ private:
+  void phoneDidConnect() override;
+  void phoneDidDisconnect(const std::string& reason) override;
+  void phoneDidMeetHost(const std::string& macInfo) override;
+  void phoneDidReceiveFrame(const Data& payload, double now) override;
+  void phoneDidReceivePong(double roundTripSeconds) override;
+  void phoneDidSeeFault(const std::string& fault) override;
+
+  bool openWindow();
+  bool startDaemon();
+  bool startListening();
+  void acceptDirectly(Descriptor connection);
+  void scheduleScript(std::size_t next);
+  void perform(const ScriptAction& action);
+  void changeInfo(MacProtocol::DeviceInfo info);
+  void attach(std::uint32_t deviceID);
+  void detach(std::optional<std::uint32_t> deviceID);
+  void keep(const Data& payload, const CheckedFrame& frame);
+  std::optional<std::string> shortcoming() const;
+  bool printSummary() const;
+
+  std::shared_ptr<SerialQueue> queue_;
+  const Options options_;
+  SystemMediaClock clock_;
+  const double startTime_;
+
+  FrameChecker checker_;
+  Statistics statistics_;
+  std::optional<FrameSaver> saver_;
+  std::unique_ptr<FrameWindow> window_;
+  FrameSize shownSize_;
+
+  std::shared_ptr<Phone> phone_;
+  std::shared_ptr<MuxDaemon> daemon_;
+  std::shared_ptr<Listener> listener_;
+  std::vector<std::uint32_t> attachedDevices_;  // in the order of their attachment
+  std::int64_t connectedDevice_ = -1;
+  std::uint32_t refusal_ = MuxResult::success;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,158 @@
+#include "companion/Script.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+namespace tandemview {
+
+namespace {
+
+using Kind = ScriptAction::Kind;
+
+/// Eleven days; beyond them, a time is a slip of the pen.
+constexpr double longestSeconds = 1e6;
+
+constexpr std::string_view blanks = " \t\r";
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+/// Cuts the first word off `text`.
+std::string_view takeWord(std::string_view& text) {
+  const std::string_view word = text.substr(0, text.find_first_of(blanks));
+  text = trimmed(text.substr(word.size()));
+  return word;
+}
+
+template <typename Number, typename... Base>
+std::optional<Number> number(std::string_view text, Base... base) {
+  Number value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base...);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::optional<double> seconds(std::string_view text) {
+  const auto value = number<double>(text);
+  if (!value || !(*value >= 0 && *value <= longestSeconds)) return std::nullopt;
+  return value;
+}
+
+std::optional<std::string> bytesFromHex(std::string_view text) {
+  if (text.size() % 2 != 0) return std::nullopt;
+  std::string bytes;
+  for (std::size_t index = 0; index < text.size(); index += 2) {
+    const auto byte = number<std::uint8_t>(text.substr(index, 2), 16);
+    if (!byte) return std::nullopt;
+    bytes.push_back(static_cast<char>(*byte));
+  }
+  return bytes;
+}
+
+// The readers of an action's arguments. False: these are none.
+
+bool nothing(ScriptAction&, std::string_view arguments) {
+  return arguments.empty();
+}
+
+bool text(ScriptAction& action, std::string_view arguments) {
+  action.text = arguments;
+  return !arguments.empty();
+}
+
+bool jsonObject(ScriptAction& action, std::string_view arguments) {
+  action.text = arguments;
+  return nlohmann::json::parse(arguments, nullptr, /*allow_exceptions=*/false).is_object();
+}
+
+bool wholeNumber(ScriptAction& action, std::string_view arguments) {
+  action.number = number<std::uint32_t>(arguments);
+  return action.number.has_value();
+}
+
+bool wholeNumberOrNothing(ScriptAction& action, std::string_view arguments) {
+  return arguments.empty() || wholeNumber(action, arguments);
+}
+
+bool duration(ScriptAction& action, std::string_view arguments) {
+  const auto value = seconds(arguments);
+  action.seconds = value.value_or(0);
+  return value.has_value();
+}
+
+bool frameSize(ScriptAction& action, std::string_view arguments) {
+  const auto value = frameSizeFromText(arguments);
+  action.size = value.value_or(FrameSize());
+  return value.has_value();
+}
+
+bool typeAndBytes(ScriptAction& action, std::string_view arguments) {
+  const bool hasType = wholeNumber(action, takeWord(arguments));
+  const auto bytes = bytesFromHex(arguments);
+  action.text = bytes.value_or("");
+  return hasType && bytes;
+}
+
+struct Verb {
+  std::string_view name;
+  Kind kind;
+  bool (*readArguments)(ScriptAction&, std::string_view);
+  const char* usage;
+};
+
+constexpr std::array verbs = {
+    Verb{"info", Kind::info, nothing, "nothing"},
+    Verb{"ping", Kind::ping, nothing, "nothing"},
+    Verb{"touch", Kind::touch, jsonObject, "a JSON object"},
+    Verb{"key", Kind::key, jsonObject, "a JSON object"},
+    Verb{"rotate", Kind::rotate, nothing, "nothing"},
+    Verb{"quality", Kind::quality, text, "a text"},
+    Verb{"size", Kind::size, frameSize, "a size such as 1290x2796"},
+    Verb{"detach", Kind::detach, wholeNumberOrNothing, "a device's number or nothing"},
+    Verb{"attach", Kind::attach, wholeNumberOrNothing, "a device's number or nothing"},
+    Verb{"hangup", Kind::hangUp, nothing, "nothing"},
+    Verb{"refuse", Kind::refuse, wholeNumber, "a result's number"},
+    Verb{"stall", Kind::stall, duration, "seconds"},
+    Verb{"raw", Kind::raw, typeAndBytes, "a frame type and bytes in hexadecimal"},
+    Verb{"quit", Kind::quit, nothing, "nothing"},
+};
+
+tl::expected<ScriptAction, std::string> parseAction(std::string_view line) {
+  ScriptAction action;
+  const auto time = seconds(takeWord(line));
+  if (!time) return tl::unexpected(std::string("a line starts with a time in seconds"));
+  action.time = *time;
+  action.line = line;
+  const std::string_view name = takeWord(line);
+  const auto verb = std::ranges::find(verbs, name, &Verb::name);
+  if (verb == verbs.end()) return tl::unexpected(fmt::format("there is no action \"{}\"", name));
+  action.kind = verb->kind;
+  if (!verb->readArguments(action, line)) return tl::unexpected(fmt::format("{} takes {}", name, verb->usage));
+  return action;
+}
+
+}  // namespace
+
+tl::expected<std::vector<ScriptAction>, std::string> parseScript(std::string_view script) {
+  std::vector<ScriptAction> actions;
+  for (int lineNumber = 1; !script.empty(); ++lineNumber) {
+    const std::size_t end = std::min(script.find('\n'), script.size());
+    const std::string_view line = trimmed(script.substr(0, end));
+    script.remove_prefix(std::min(end + 1, script.size()));
+    if (line.empty() || line.front() == '#') continue;
+    auto action = parseAction(line);
+    if (!action) return tl::unexpected(fmt::format("line {}: {}", lineNumber, action.error()));
+    actions.push_back(std::move(*action));
+  }
+  std::ranges::stable_sort(actions, {}, &ScriptAction::time);
+  return actions;
+}
+
+}  // namespace tandemview

@@ -1,0 +1,30 @@
+#include "companion/WholeFile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+namespace tandemview {
+
+namespace {
+
+std::optional<Error> write(const std::string& path, std::string_view content) {
+  const auto close = [](std::FILE* file) { std::fclose(file); };
+  std::unique_ptr<std::FILE, decltype(close)> file(std::fopen(path.c_str(), "wb"));
+  if (!file) return posixError(errno);
+  if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size()) return posixError(errno);
+  if (std::fclose(file.release()) != 0) return posixError(errno);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Error> writeWholeFile(const std::string& path, std::string_view content) {
+  const std::string temporary = path + ".part";
+  std::optional<Error> error = write(temporary, content);
+  if (!error && std::rename(temporary.c_str(), path.c_str()) != 0) error = posixError(errno);
+  if (error) std::remove(temporary.c_str());
+  return error;
+}
+
+}  // namespace tandemview

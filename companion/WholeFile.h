@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/Error.h"
+
+namespace tandemview {
+
+/// Writes a file that appears under its name all at once or, with an error, not at all.
+std::optional<Error> writeWholeFile(const std::string& path, std::string_view content);
+
+}  // namespace tandemview

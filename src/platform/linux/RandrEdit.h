@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "display/DisplaySystem.h"
+#include "platform/linux/RandrLayout.h"
+
+namespace tandemview {
+
+/// One change to the arrangement of an X screen. For its lifetime it holds the server, so that the other clients see
+/// the whole change or nothing of it. It has a connection of its own: what is left to undo can be undone even when
+/// the program's other connections are broken.
+class RandrEdit {
+ public:
+  /// Null if the server can't be reached or has no RandR.
+  static std::unique_ptr<RandrEdit> begin(const std::string& displayName);
+
+  RandrEdit(const RandrEdit&) = delete;
+  RandrEdit& operator=(const RandrEdit&) = delete;
+  ~RandrEdit();
+
+  /// The arrangement: CRTCs and new modes as changed so far, the outputs as they were at the beginning.
+  const RandrLayout& layout() const { return layout_; }
+  const ScreenSize& screenSize() const { return screenSize_; }
+
+  /// Brings one CRTC to `wanted` and the screen to the smallest size that holds everything shown and is no smaller
+  /// than `least`. False: refused, and everything is as it was.
+  bool configure(const RandrLayout::Crtc& wanted, const ScreenSize& least);
+
+  /// configure() with a new mode on one output, which replaces the mode and outputs of `wanted`.
+  std::optional<xcb_randr_mode_t> configureWithNewMode(RandrLayout::Crtc wanted, xcb_randr_output_t output,
+                                                       const VirtualDisplayMode& mode, const ScreenSize& least);
+
+  /// Takes a mode that nothing shows from the output and out of the world.
+  void removeMode(xcb_randr_output_t output, xcb_randr_mode_t mode);
+
+ private:
+  explicit RandrEdit(std::shared_ptr<X11Connection> connection) : connection_(std::move(connection)) {}
+
+  std::optional<xcb_randr_mode_t> addMode(xcb_randr_output_t output, const VirtualDisplayMode& mode);
+  bool setCrtc(const RandrLayout::Crtc& wanted);
+  bool setScreenSize(const ScreenSize& size);
+  ScreenSize sizeFor(const ScreenSize& least) const;
+
+  const std::shared_ptr<X11Connection> connection_;
+  RandrLayout layout_;
+  ScreenSize screenSize_;
+  ScreenSize smallestSize_;
+  ScreenSize largestSize_;
+};
+
+}  // namespace tandemview

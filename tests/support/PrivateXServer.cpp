@@ -1,0 +1,116 @@
+#include "support/PrivateXServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+namespace tandemview {
+
+namespace {
+
+constexpr int startMilliseconds = 20'000;
+
+constexpr const char* configuration = R"(
+Section "ServerFlags"
+  Option "AutoAddDevices" "false"
+  Option "AutoEnableDevices" "false"
+  Option "AllowMouseOpenFail" "true"
+  Option "DontVTSwitch" "true"
+EndSection
+Section "Device"
+  Identifier "device"
+  Driver "dummy"
+  VideoRam 262144
+EndSection
+Section "Monitor"
+  Identifier "monitor"
+  HorizSync 5.0-1000.0
+  VertRefresh 5.0-200.0
+EndSection
+Section "Screen"
+  Identifier "screen"
+  Device "device"
+  Monitor "monitor"
+  DefaultDepth 24
+  SubSection "Display"
+    Depth 24
+    Virtual 8192 8192
+    Modes "1280x800"
+  EndSubSection
+EndSection
+)";
+
+[[noreturn]] void failToStart(const char* what) {
+  std::perror(what);
+  std::abort();
+}
+
+/// The number that the server writes when it is ready; empty if it ended or took too long.
+std::string readDisplayNumber(int descriptor) {
+  std::string number;
+  pollfd ready = {.fd = descriptor, .events = POLLIN, .revents = 0};
+  while (::poll(&ready, 1, startMilliseconds) > 0) {
+    char character = 0;
+    if (::read(descriptor, &character, 1) != 1) return {};
+    if (character == '\n') return number;
+    number += character;
+  }
+  return {};
+}
+
+}  // namespace
+
+PrivateXServer::PrivateXServer() {
+  const std::string configurationPath = directory_.path() + "/xorg.conf";
+  const std::string logPath = directory_.path() + "/log";
+  std::ofstream(configurationPath) << configuration;
+
+  std::array<int, 2> numberPipe{};
+  if (::pipe2(numberPipe.data(), O_CLOEXEC) != 0) failToStart("pipe2");
+  const std::string numberDescriptor = std::to_string(numberPipe[1]);
+  const std::array arguments = {"Xorg",     "-displayfd", numberDescriptor.c_str(), "-config",   configurationPath.c_str(),
+                                "-logfile", logPath.c_str(), "-noreset",             "-nolisten", "tcp",
+                                "-novtswitch", "-sharevts"};
+  std::array<char*, arguments.size() + 1> argv{};
+  for (std::size_t index = 0; index < arguments.size(); ++index) argv[index] = const_cast<char*>(arguments[index]);
+  process_ = ::fork();
+  if (process_ < 0) failToStart("fork");
+  if (process_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves no server
+    ::fcntl(numberPipe[1], F_SETFD, 0);
+    const int nowhere = ::open("/dev/null", O_RDWR);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::dup2(nowhere, standard);
+    ::execvp(argv[0], argv.data());
+    ::_exit(127);
+  }
+  ::close(numberPipe[1]);
+  const std::string number = readDisplayNumber(numberPipe[0]);
+  ::close(numberPipe[0]);
+  displayName_.append(":").append(number);
+  if (number.empty()) failToStart("Xorg (packages xserver-xorg-core and xserver-xorg-video-dummy)");
+}
+
+PrivateXServer::~PrivateXServer() {
+  if (process_ > 0) ::kill(process_, SIGTERM);
+  waitForEnd();
+}
+
+void PrivateXServer::kill() {
+  ::kill(process_, SIGKILL);
+  waitForEnd();
+}
+
+void PrivateXServer::waitForEnd() {
+  if (process_ > 0) ::waitpid(process_, nullptr, 0);
+  process_ = 0;
+}
+
+}  // namespace tandemview

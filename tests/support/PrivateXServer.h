@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "support/TemporaryDirectory.h"
+
+namespace tandemview {
+
+/// An X server without hardware and without any tie to the desktop: the dummy driver's 16 outputs, of which DUMMY0
+/// shows 1280x800 and the others are spare. Its largest screen is 32767x32767 pixels. It ends with the object.
+class PrivateXServer {
+ public:
+  /// Returns when the server takes connections. A server that can't be started ends the test program.
+  PrivateXServer();
+  PrivateXServer(const PrivateXServer&) = delete;
+  PrivateXServer& operator=(const PrivateXServer&) = delete;
+  ~PrivateXServer();
+
+  /// Such as ":77".
+  const std::string& displayName() const { return displayName_; }
+
+  /// Ends the server at once, as a crash does.
+  void kill();
+
+ private:
+  void waitForEnd();
+
+  TemporaryDirectory directory_;
+  std::string displayName_;
+  pid_t process_ = 0;
+};
+
+}  // namespace tandemview

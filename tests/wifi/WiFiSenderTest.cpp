@@ -1,0 +1,384 @@
+#include "wifi/WiFiSender.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/LogRecorder.h"
+#include "fakes/ManualQueue.h"
+#include "fakes/ManualWallClock.h"
+#include "fakes/MemoryUserDefaults.h"
+#include "fakes/RecordingWiFiNetwork.h"
+
+namespace tandemview {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string ping = "12345678";
+
+std::string prefix(std::uint32_t length) {
+  return {static_cast<char>(length >> 24), static_cast<char>(length >> 16), static_cast<char>(length >> 8),
+          static_cast<char>(length)};
+}
+
+std::string envelope(const std::string& message) {
+  return prefix(static_cast<std::uint32_t>(message.size())) + message;
+}
+
+const Error broken{.domain = "test", .code = 1, .description = "broken"};
+
+class WiFiSenderTest : public testing::Test {
+ protected:
+  WiFiSenderTest() {
+    userDefaults->setString("WiFiPairingCode", "47");
+    sender->onClientConnected = [this] { calls.push_back("connected"); };
+    sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
+    sender->onDeviceInfo = [this](const MacProtocol::DeviceInfo& info) {
+      calls.push_back("info " + std::to_string(info.width));
+    };
+    sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
+    sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
+  }
+
+  RecordingWiFiNetwork::Browser& browser() const { return *network->browsers().back(); }
+  RecordingWiFiNetwork::Connection& link() const { return *network->connections().back(); }
+
+  void browse() {
+    sender->start();
+    queue->advance(0.3);
+  }
+  void find(const Lines& names) {
+    browser().find(names);
+    queue->drain();
+  }
+  /// A link that is up, its announcement made and the record empty.
+  void connect() {
+    browse();
+    find({"ScrRcv-47"});
+    link().becomeReady();
+    queue->advance(0.5);
+    EXPECT_EQ(calls.back(), "connected");
+    forget();
+  }
+  void forget() {
+    log.take();
+    calls.clear();
+    link().takeSent();
+  }
+  void say(const std::string& message) {
+    link().deliver(envelope(message));
+    queue->drain();
+  }
+
+  LogRecorder log;
+  Lines calls;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<ManualWallClock> wallClock = std::make_shared<ManualWallClock>(queue);
+  std::shared_ptr<RecordingWiFiNetwork> network = std::make_shared<RecordingWiFiNetwork>();
+  std::shared_ptr<MemoryUserDefaults> userDefaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<WiFiSender> sender =
+      std::make_shared<WiFiSender>(WiFiSender::Surroundings{.mainQueue = queue,
+                                                            .queue = queue,
+                                                            .network = network,
+                                                            .userDefaults = userDefaults,
+                                                            .clock = std::make_shared<ManualClock>(queue, 1.5 - 0.3),
+                                                            .wallClock = wallClock,
+                                                            .program = {.name = "Tandemview"}});
+};
+
+TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
+  sender->start();
+  queue->advance(0.29);
+  EXPECT_TRUE(network->browsers().empty());
+  queue->advance(0.01);
+  EXPECT_EQ(browser().serviceType, "_scrstream._tcp");
+  browser().becomeReady();
+  find({"ScrRcv-12", "", "scrrcv-47", "ScrRcv- 47", "ScrRcv-47", "ScrRcv-99"});
+  EXPECT_EQ(log.take(), (Lines{"📶 WiFiSender: Starting P2P browser...", "🛑 WiFiSender: Stopping...",
+                               "✅ WiFiSender: Browser ready, looking for iPhone (P2P enabled)...",
+                               "📱 WiFiSender: Ignoring device with different pairing code: ScrRcv-12",
+                               "📱 WiFiSender: Ignoring device with different pairing code: scrrcv-47",
+                               "📱 WiFiSender: Ignoring device with different pairing code: ScrRcv- 47",
+                               "📱 WiFiSender: Found matching device (ScrRcv-47), connecting..."}));
+  EXPECT_EQ(link().endpointName, "ScrRcv-47");
+  EXPECT_TRUE(sender->connection());
+  EXPECT_TRUE(browser().isRunning());
+
+  find({"ScrRcv-12", "ScrRcv-47"});
+  EXPECT_TRUE(log.take().empty()) << "a connection is being made already";
+  EXPECT_EQ(network->connections().size(), 1u);
+
+  link().becomeReady();
+  queue->drain();
+  EXPECT_EQ(log.take(), Lines{"✅ WiFiSender: Connected to iPhone via P2P WiFi!"});
+  EXPECT_FALSE(browser().isRunning());
+  EXPECT_EQ(link().takeSent(),
+            Lines{envelope(R"({"build":"0","features":["resize"],"kind":"macInfo","version":"0"})")});
+  queue->advance(0.49);
+  EXPECT_TRUE(calls.empty());
+  queue->advance(0.01);
+  EXPECT_EQ(calls, Lines{"connected"});
+}
+
+TEST_F(WiFiSenderTest, TellsMessagesApartByTheirContent) {
+  connect();
+  const std::string touch = R"({"type":"began","x":1,"y":null})";
+  const std::string key = R"({"kind":"key","type":1,"x":1,"y":1})";
+  for (const std::string& message :
+       {std::string("{"), std::string("[1,2]"), std::string(16, '{'), std::string(R"({"type":1,"x":1})"),
+        std::string(R"({"width":1,"height":1,"kind":"key"})"), std::string(1'000'000, ' '), touch, key,
+        std::string(R"({"width":393,"height":852,"scale":3,"kind":"key"})"), std::string("1"), ping}) {
+    say(message);
+  }
+  EXPECT_EQ(calls, (Lines{"touch " + touch, "key " + key, "info 393"}));
+  EXPECT_EQ(link().takeSent(), Lines{envelope(ping + std::string("\0\0\0\0\0\0\x00\x40", 8))}) << "2.0 seconds";
+  EXPECT_TRUE(log.take().empty());
+}
+
+TEST_F(WiFiSenderTest, AnImpossibleLengthDropsTheLink) {
+  for (const auto& [length, text] :
+       {std::pair{0u, "0"}, std::pair{1'000'001u, "1000001"}, std::pair{0xFFFFFFFFu, "4294967295"}}) {
+    SCOPED_TRACE(text);
+    connect();
+    link().deliver(prefix(length) + "rest");
+    queue->drain();
+    EXPECT_EQ(log.take(),
+              (Lines{"⚠️ WiFiSender: Invalid message length " + std::string(text) + " - dropping connection",
+                     "🔄 WiFiSender: Stale WiFi connection dropped — resuming browsing"}));
+    EXPECT_TRUE(link().isCancelled());
+    EXPECT_FALSE(sender->connection());
+    EXPECT_EQ(calls, (Lines{"disconnected", "disconnected"})) << "for the drop, and when it is done";
+    queue->advance(20);
+    EXPECT_FALSE(browser().isRunning()) << "whoever owns the sender decides whether to look again";
+    EXPECT_TRUE(log.take().empty());
+    calls.clear();
+  }
+}
+
+TEST_F(WiFiSenderTest, MoreThanTenSecondsWithoutAMessageDropTheLink) {
+  connect();  // up for 0.5 seconds; the checks come every 2 seconds from then
+  queue->advance(1);
+  say(ping);
+  link().deliver(prefix(100));  // a length is no message
+  queue->advance(9.4);
+  EXPECT_TRUE(sender->connection());
+  queue->advance(1.1);
+  EXPECT_EQ(log.take(), (Lines{"⚠️ WiFiSender: No data for 10s - connection appears dead, disconnecting...",
+                               "🔄 WiFiSender: Stale WiFi connection dropped — resuming browsing",
+                               "❌ WiFiSender: Data receive error: Operation canceled"}));
+  EXPECT_FALSE(sender->connection());
+  EXPECT_EQ(calls.front(), "disconnected");
+
+  connect();
+  queue->advance(9.5);
+  EXPECT_TRUE(sender->connection()) << "the check after exactly 10 seconds";
+}
+
+TEST_F(WiFiSenderTest, AFailedAttemptGoesOnBrowsingAndAFailedLinkBrowsesAnew) {
+  browse();
+  find({"ScrRcv-47"});
+  log.take();
+  link().fail(broken);
+  queue->advance(1);
+  EXPECT_EQ(log.take(), Lines{"❌ WiFiSender: Connection failed: broken"});
+  EXPECT_EQ(calls, Lines{"disconnected"});
+  EXPECT_EQ(network->browsers().size(), 1u);
+  EXPECT_FALSE(sender->connection());
+
+  find({"ScrRcv-47"});
+  link().becomeReady();
+  queue->advance(0.5);
+  forget();
+  link().fail(broken);
+  queue->advance(0.49);
+  EXPECT_EQ(log.take(),
+            (Lines{"❌ WiFiSender: Connection failed: broken", "🔄 WiFiSender: Restarting browser to find iPhone...",
+                   "❌ WiFiSender: Receive error: broken"}));
+  EXPECT_EQ(calls, Lines{"disconnected"});
+  EXPECT_EQ(network->browsers().size(), 1u);
+  queue->advance(0.01);
+  EXPECT_EQ(network->browsers().size(), 2u);
+  find({"ScrRcv-47"});
+  EXPECT_TRUE(sender->connection());
+
+  forget();
+  browser().fail(broken);
+  queue->advance(1);
+  EXPECT_EQ(log.take(), Lines{"❌ WiFiSender: Browser failed: broken"});
+  link().fail(broken);
+  queue->advance(0.5);
+  EXPECT_EQ(network->browsers().size(), 3u) << "a failed browser doesn't pass for one that looks";
+}
+
+TEST_F(WiFiSenderTest, ALinkThatIsFoundBeforeTheRestartNeedsNoSearch) {
+  connect();
+  link().fail(broken);
+  queue->drain();
+  connect();  // the owner starts anew, sooner than the sender by itself
+  queue->advance(1);
+  EXPECT_EQ(network->browsers().size(), 2u);
+  EXPECT_FALSE(browser().isRunning());
+}
+
+TEST_F(WiFiSenderTest, TheEndOfTheStreamIsToldAndReceiveErrorsWaitForTheHeartbeat) {
+  for (const std::string& begun : {std::string(), prefix(100) + "half"}) {
+    connect();
+    link().deliver(begun);
+    queue->drain();
+    link().endStream();
+    queue->drain();
+    EXPECT_EQ(calls, Lines{"disconnected"});
+    EXPECT_TRUE(log.take().empty());
+    calls.clear();
+
+    connect();
+    link().deliver(begun);
+    queue->drain();
+    link().failReceive(broken);
+    queue->drain();
+    EXPECT_EQ(log.take(), Lines{begun.empty() ? "❌ WiFiSender: Receive error: broken"
+                                              : "❌ WiFiSender: Data receive error: broken"});
+    EXPECT_TRUE(calls.empty());
+    EXPECT_TRUE(sender->connection());
+    queue->advance(12);
+    EXPECT_FALSE(sender->connection());
+    calls.clear();
+  }
+}
+
+TEST_F(WiFiSenderTest, AtMostThreeFramesAreUnderWay) {
+  sender->sendFrame(Data::copying("no link"));
+  browse();
+  find({"ScrRcv-47"});
+  link().holdsSends = true;
+  link().becomeReady();
+  queue->advance(0.5);
+  forget();
+  const auto congested = [](int dropped) {
+    return "⚠️ WiFiSender: link congested — dropping frames to keep connection alive (" +
+           std::to_string(dropped) + " dropped so far)";
+  };
+  for (int frame = 0; frame < 3 + 120; ++frame) sender->sendFrame(Data::copying("picture"));
+  EXPECT_EQ(link().takeSent(), Lines(3, envelope("picture")));
+  EXPECT_EQ(log.take(), Lines{congested(1)});
+  sender->sendFrame(Data::copying("picture"));
+  EXPECT_EQ(log.take(), Lines{congested(121)});
+  say(ping);
+  EXPECT_EQ(link().takeSent().size(), 1u) << "a pong is no frame";
+
+  link().completeSends(broken);
+  queue->drain();
+  sender->sendFrame(Data::copying("next"));
+  EXPECT_EQ(link().takeSent(), Lines{envelope("next")});
+}
+
+TEST_F(WiFiSenderTest, ANewLinkStartsWithNoFramesUnderWay) {
+  browse();
+  find({"ScrRcv-47"});
+  link().holdsSends = true;
+  link().becomeReady();
+  queue->advance(0.5);
+  for (int frame = 0; frame < 4; ++frame) sender->sendFrame(Data::copying("old"));
+  const auto oldLink = network->connections().back();
+  oldLink->fail(broken);
+  browse();
+  find({"ScrRcv-47"});
+  link().holdsSends = true;
+  link().becomeReady();
+  queue->drain();
+  forget();
+  for (int frame = 0; frame < 4; ++frame) sender->sendFrame(Data::copying("new"));
+  EXPECT_EQ(link().takeSent(), Lines(3, envelope("new")));
+  EXPECT_EQ(log.take().size(), 1u) << "the count of drops starts anew, too";
+}
+
+TEST_F(WiFiSenderTest, APhoneThatNeverReadsGetsNoEndlessAnswers) {
+  browse();
+  find({"ScrRcv-47"});
+  link().holdsSends = true;
+  link().becomeReady();
+  queue->advance(0.5);
+  forget();
+  for (int turn = 0; turn < 1000; ++turn) say(ping);
+  EXPECT_EQ(link().takeSent().size(), 64u);
+  link().completeSends();
+  queue->drain();
+  say(ping);
+  EXPECT_EQ(link().takeSent().size(), 1u);
+}
+
+TEST_F(WiFiSenderTest, StopEndsTheSearchAndTheLink) {
+  sender->start();
+  sender->stop();
+  queue->advance(1);
+  EXPECT_TRUE(network->browsers().empty());
+
+  browse();
+  sender->stop();
+  EXPECT_FALSE(browser().isRunning());
+  find({"ScrRcv-47"});
+  EXPECT_TRUE(network->connections().empty()) << "a report that was under way";
+
+  connect();
+  sender->stop();
+  EXPECT_FALSE(sender->connection());
+  EXPECT_TRUE(link().isCancelled());
+  sender->sendFrame(Data::copying("picture"));
+  say(R"({"type":1,"x":1,"y":1})");
+  EXPECT_TRUE(link().takeSent().empty());
+  EXPECT_EQ(calls, Lines{"disconnected"}) << "when the connection is cancelled";
+  queue->advance(20);
+  EXPECT_EQ(log.take(), (Lines{"🛑 WiFiSender: Stopping...", "❌ WiFiSender: Receive error: Operation canceled"}));
+
+  browse();
+  find({"ScrRcv-47"});
+  link().becomeReady();
+  queue->advance(0.2);
+  sender->stop();
+  queue->advance(1);
+  EXPECT_EQ(calls, (Lines{"disconnected", "disconnected"})) << "a link that is gone is not announced";
+}
+
+TEST_F(WiFiSenderTest, ReportsOfAnEarlierLinkDoNotTouchTheNext) {
+  connect();
+  const auto oldLink = network->connections().back();
+  const std::string touch = R"({"type":1,"x":1,"y":1})";
+  oldLink->deliver(prefix(static_cast<std::uint32_t>(touch.size())));
+  oldLink->holdsSends = true;
+  for (int frame = 0; frame < 3; ++frame) sender->sendFrame(Data::copying("old"));
+  queue->drain();
+  oldLink->holdReports();
+  oldLink->deliver(touch);
+  connect();
+  link().holdsSends = true;
+  for (int frame = 0; frame < 3; ++frame) sender->sendFrame(Data::copying("new"));
+  oldLink->becomeReady();
+  oldLink->fail(broken);
+  oldLink->releaseReports();
+  queue->drain();
+  EXPECT_TRUE(sender->connection());
+  EXPECT_TRUE(calls.empty());
+  sender->sendFrame(Data::copying("one too many"));
+  EXPECT_EQ(link().takeSent(), Lines(3, envelope("new")));
+  link().completeSends();
+  queue->advance(5);
+  say(ping);
+  queue->advance(8);
+  EXPECT_TRUE(sender->connection()) << "its heartbeat counts from its own messages";
+}
+
+TEST_F(WiFiSenderTest, ASenderThatIsGoneDoesNothing) {
+  connect();
+  sender->start();
+  const std::weak_ptr<WiFiSender> gone = sender;
+  sender = nullptr;
+  EXPECT_TRUE(gone.expired());
+  log.take();
+  link().deliver(envelope(ping));
+  queue->advance(20);
+  EXPECT_TRUE(log.take().empty());
+  EXPECT_TRUE(calls.empty());
+  EXPECT_EQ(network->browsers().size(), 1u);
+}
+
+}  // namespace
+}  // namespace tandemview

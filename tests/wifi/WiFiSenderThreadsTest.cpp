@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "fakes/LogRecorder.h"
+#include "fakes/MemoryUserDefaults.h"
+#include "fakes/RecordingWiFiNetwork.h"
+#include "runtime/SerialQueue.h"
+#include "wifi/WiFiSender.h"
+
+namespace tandemview {
+namespace {
+
+/// A queue whose delays are a thousand times shorter.
+class HastyQueue final : public Queue {
+ public:
+  explicit HastyQueue(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+  void async(Work work) override { queue_->async(std::move(work)); }
+  void after(double seconds, Work work) override { queue_->after(seconds / 1000, std::move(work)); }
+  std::unique_ptr<DescriptorWatch> watch(int descriptor) override { return queue_->watch(descriptor); }
+
+ private:
+  std::shared_ptr<Queue> queue_;
+};
+
+/// Calls `turn` again and again on a thread of its own.
+class Repeater {
+ public:
+  explicit Repeater(std::function<void()> turn)
+      : thread_([this, turn = std::move(turn)] {
+          while (!isEnding_) {
+            turn();
+            std::this_thread::yield();
+          }
+        }) {}
+  ~Repeater() {
+    isEnding_ = true;
+    thread_.join();
+  }
+
+ private:
+  std::atomic<bool> isEnding_ = false;
+  std::thread thread_;
+};
+
+/// Frames, pings, failures and restarts all at once: a data race or a deadlock shows here.
+TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
+  LogRecorder log;
+  const auto mainThread = SerialQueue::withThread("main");
+  const auto queue = SerialQueue::withThread("com.app.wifisender");
+  const auto hastyMain = std::make_shared<HastyQueue>(mainThread);
+  const auto network = std::make_shared<RecordingWiFiNetwork>();
+  const auto userDefaults = std::make_shared<MemoryUserDefaults>();
+  userDefaults->setString("WiFiPairingCode", "47");
+  auto sender = std::make_shared<WiFiSender>(WiFiSender::Surroundings{.mainQueue = hastyMain,
+                                                                      .queue = queue,
+                                                                      .network = network,
+                                                                      .userDefaults = userDefaults,
+                                                                      .clock = std::make_shared<SystemMediaClock>(),
+                                                                      .wallClock = std::make_shared<SystemWallClock>(),
+                                                                      .program = {.name = "Tandemview"}});
+  std::atomic<int> linksUp = 0;
+  std::atomic<int> touches = 0;
+  sender->onClientConnected = [&] { ++linksUp; };
+  sender->onTouchEvent = [&](const Data&) { ++touches; };
+  const std::weak_ptr weak = sender;
+  sender->onClientDisconnected = [weak] {
+    if (const auto owner = weak.lock()) owner->start();
+  };
+  hastyMain->async([sender] { sender->start(); });
+  {
+    const Data picture = Data::copying("picture");
+    const Repeater frames([&] { sender->sendFrame(picture); });
+    const Repeater onlooker([&] { sender->connection(); });
+    std::size_t linksSeen = 0;
+    const Repeater phone([&] {
+      if (const auto browsers = network->browsers(); !browsers.empty() && browsers.back()->isRunning()) {
+        browsers.back()->becomeReady();
+        browsers.back()->find({"ScrRcv-12", "ScrRcv-47"});
+      }
+      const auto connections = network->connections();
+      if (connections.empty() || !connections.back()->isStarted()) return;
+      const auto& link = connections.back();
+      if (connections.size() > linksSeen) {
+        linksSeen = connections.size();
+        link->becomeReady();
+      }
+      link->deliver(std::string("\0\0\0\x08", 4) + "12345678");
+      link->deliver(std::string("\0\0\0\x16", 4) + R"({"type":1,"x":1,"y":1})");
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (int turn = 0; turn < 30; ++turn) {
+      const int before = linksUp;
+      while (linksUp == before && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+      const auto link = network->connections().back();
+      switch (turn % 3) {
+        case 0:
+          link->fail({.domain = "test", .code = 1, .description = "broken"});
+          break;
+        case 1:
+          link->deliver(std::string(100, '\0'));
+          break;
+        default:
+          hastyMain->async([sender] { sender->start(); });
+      }
+    }
+    EXPECT_GE(linksUp, 30);
+    EXPECT_GT(touches, 0);
+  }
+  sender = nullptr;
+  queue->stopAndJoin();
+  mainThread->stopAndJoin();
+}
+
+}  // namespace
+}  // namespace tandemview
