@@ -201,7 +201,7 @@ void Companion::scheduleScript(std::size_t next) {
 
 void Companion::perform(const ScriptAction& action) {
   using Kind = ScriptAction::Kind;
-  say("{:.3f} s: {}{}", clock_.now() - startTime_, action.line, phone_->isConnected() ? "" : " (not connected)");
+  say("{:.3f} s: {}", clock_.now() - startTime_, action.line);
   MacProtocol::DeviceInfo info = phone_->info();
   switch (action.kind) {
     case Kind::info:

@@ -16,8 +16,8 @@ namespace {
 /// The user's input is looked for this often.
 constexpr double eventInterval = 1.0 / 60;
 
-/// The window's first size: not higher than this.
-constexpr std::int64_t greatestHeight = 900;
+/// The window's first size leaves at least this share of the screen free.
+constexpr double freeShare = 0.1;
 
 struct SDLDeleter {
   void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
@@ -31,13 +31,11 @@ struct Library {
   bool isReady = false;
   Library() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // they are the main queue's
-    isReady = SDL_InitSubSystem(SDL_INIT_VIDEO) == 0;
+    isReady = SDL_Init(SDL_INIT_VIDEO) == 0;
   }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
-  ~Library() {
-    if (isReady) SDL_QuitSubSystem(SDL_INIT_VIDEO);
-  }
+  ~Library() { SDL_Quit(); }
 };
 
 Error windowError() {
@@ -53,10 +51,15 @@ class FrameWindow::Screen : public std::enable_shared_from_this<Screen> {
 
   bool open(FrameSize size) {
     if (!library_.isReady) return false;
-    const std::int64_t height = std::min(size.height, greatestHeight);
+    SDL_Rect screen{0, 0, 1280, 800};
+    SDL_GetDisplayUsableBounds(0, &screen);
+    const double scale = std::min({1.0, (1 - freeShare) * screen.w / static_cast<double>(size.width),
+                                   (1 - freeShare) * screen.h / static_cast<double>(size.height)});
+    const auto scaled = [scale](std::int64_t side) {
+      return std::max(1, static_cast<int>(static_cast<double>(side) * scale));
+    };
     window_.reset(SDL_CreateWindow("Tandemview companion", SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
-                                   static_cast<int>(size.width * height / size.height), static_cast<int>(height),
-                                   SDL_WINDOW_RESIZABLE));
+                                   scaled(size.width), scaled(size.height), SDL_WINDOW_RESIZABLE));
     if (!window_) return false;
     renderer_.reset(SDL_CreateRenderer(window_.get(), -1, 0));
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");

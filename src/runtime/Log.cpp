@@ -1,5 +1,6 @@
 #include "runtime/Log.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <string>
@@ -18,10 +19,14 @@ Log::Sink& sinkInUse() {
 }  // namespace
 
 void Log::line(std::string_view text) {
+  // What a phone or a service calls itself ends up in lines: it must not make lines of its own.
+  std::string line(text);
+  std::ranges::replace_if(
+      line, [](unsigned char character) { return character < ' '; }, ' ');
   const std::lock_guard lock(mutex);
-  if (sinkInUse()) return sinkInUse()(text);
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fputc('\n', stdout);
+  if (sinkInUse()) return sinkInUse()(line);
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stdout);
   std::fflush(stdout);  // a reader behind a pipe sees each line as it is printed
 }
 

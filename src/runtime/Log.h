@@ -12,7 +12,7 @@ class Log {
  public:
   using Sink = std::function<void(std::string_view line)>;
 
-  /// Prints one line and flushes it. `text` carries no line break at its end.
+  /// Prints one line and flushes it. Control characters in `text`, line breaks among them, become blanks.
   static void line(std::string_view text);
 
   template <typename... Arguments>

@@ -166,15 +166,16 @@ TEST_F(TouchInjectorTest, DragsFromThePointer) {
   EXPECT_EQ(events->take(),
             (Lines{"Moved (210.0, 300.0) button 2 flags 0x0", "Moved (220.0, 300.0) button 2 flags 0x0"}));
 
+  events->pointer = ScreenPoint{220, 310};
   trackpad("drag", 0, 0, "began");
   events->pointer = ScreenPoint{900, 900};  // a drag goes on from where it was, whatever the pointer does
   trackpad("drag", 0.1, 0.1, "moved");
   trackpad("drag", 0, 0, "");
   trackpad("drag", 0.5, 0.5, "ended");
-  EXPECT_EQ(events->take(), (Lines{"LeftDown (220.0, 300.0) button 0 flags 0x0 click 1",
-                                   "LeftDragged (320.0, 500.0) button 0 flags 0x0",
-                                   "LeftUp (320.0, 500.0) button 0 flags 0x0 click 1"}));
-  EXPECT_EQ(log.take(), (Lines{"🖱️ Drag began at (220, 300)", "🖱️ Drag ended"}));
+  EXPECT_EQ(events->take(), (Lines{"LeftDown (220.0, 310.0) button 0 flags 0x0 click 1",
+                                   "LeftDragged (320.0, 510.0) button 0 flags 0x0",
+                                   "LeftUp (320.0, 510.0) button 0 flags 0x0 click 1"}));
+  EXPECT_EQ(log.take(), (Lines{"🖱️ Drag began at (220, 310)", "🖱️ Drag ended"}));
 }
 
 TEST_F(TouchInjectorTest, DoesNothingOnTheTrackpadWithoutAPointer) {

@@ -51,10 +51,12 @@ void FileUserDefaults::load() {
   }
   std::error_code error;
   std::filesystem::rename(path_, path_ + ".damaged", error);
-  Log::print("⚠️ The settings in {} can't be read - starting with none, the file is kept as {}.damaged", path_, path_);
+  Log::print("⚠️ The settings in {} can't be read - starting with none, the file is kept as {}.damaged", path_,
+             path_);
 }
 
 std::optional<std::string> FileUserDefaults::string(const std::string& key) const {
+  const std::lock_guard lock(mutex_);
   return valueOf<std::string>(values_, key, &json::is_string);
 }
 
@@ -63,6 +65,7 @@ void FileUserDefaults::setString(const std::string& key, const std::string& valu
 }
 
 std::optional<bool> FileUserDefaults::boolean(const std::string& key) const {
+  const std::lock_guard lock(mutex_);
   return valueOf<bool>(values_, key, &json::is_boolean);
 }
 
@@ -71,6 +74,7 @@ void FileUserDefaults::setBoolean(const std::string& key, bool value) {
 }
 
 std::optional<double> FileUserDefaults::date(const std::string& key) const {
+  const std::lock_guard lock(mutex_);
   const auto found = values_.find(key);
   if (found == values_.end() || !found->is_object()) return std::nullopt;
   return valueOf<double>(*found, dateMember, &json::is_number);
@@ -81,6 +85,7 @@ void FileUserDefaults::setDate(const std::string& key, double secondsSince1970) 
 }
 
 void FileUserDefaults::set(const std::string& key, json value) {
+  const std::lock_guard lock(mutex_);
   values_[key] = std::move(value);
   std::error_code ignored;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -28,6 +29,7 @@ class FileUserDefaults final : public UserDefaults {
   void set(const std::string& key, nlohmann::json value);
 
   const std::string path_;
+  mutable std::mutex mutex_;
   nlohmann::json values_ = nlohmann::json::object();
 };
 

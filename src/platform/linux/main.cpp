@@ -24,12 +24,13 @@ constexpr const char* usbmuxdSocket = "/var/run/usbmuxd";
 
 PlatformTexts linuxTexts() {
   return {.unsupportedMessage = "No spare display output",
-          .unsupportedExplanation = "The X server offers no output that a virtual display could use.\n\n"
-                                    "Options:\n"
-                                    "1. Use a server with spare outputs (the dummy or modesetting driver, an EVDI "
-                                    "device)\n"
-                                    "2. Switch a virtual output on in the driver's configuration\n"
-                                    "3. Make sure that DISPLAY names an X server with RandR 1.2 or later",
+          .unsupportedExplanation =
+              "The X server offers no output that a virtual display could use.\n\n"
+              "Options:\n"
+              "1. Use a server with spare outputs (the dummy or modesetting driver, an EVDI "
+              "device)\n"
+              "2. Switch a virtual output on in the driver's configuration\n"
+              "3. Make sure that DISPLAY names an X server with RandR 1.2 or later",
           .unsupportedStatus = "No spare display output"};
 }
 
@@ -62,10 +63,8 @@ int main(int argc, char** argv) {
   std::shared_ptr<PTUSBHub> hub;
   const auto sharedHub = [&] {
     if (!hub) {
-      hub = PTUSBHub::listeningHub({.socketPath = socketPath,
-                                    .program = program,
-                                    .queue = mainQueue,
-                                    .notificationCenter = notificationCenter});
+      hub = PTUSBHub::listeningHub(
+          {.socketPath = socketPath, .program = program, .queue = mainQueue, .notificationCenter = notificationCenter});
     }
     return hub;
   };
@@ -78,8 +77,7 @@ int main(int argc, char** argv) {
       .notificationCenter = notificationCenter,
       .program = program,
       .texts = linuxTexts(),
-      .application =
-          std::make_shared<LinuxApplication>(std::vector<std::string>(argv + 1, argv + argc), terminate),
+      .application = std::make_shared<LinuxApplication>(std::vector<std::string>(argv + 1, argv + argc), terminate),
       .alerts = std::make_shared<PrintedAlerts>(),
       .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
       .displays = displays,
@@ -88,7 +86,13 @@ int main(int argc, char** argv) {
       .sharedHub = sharedHub});
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
-  mainQueue->async([delegate] { delegate->applicationDidFinishLaunching(); });
+  mainQueue->async([&] {
+    displays->onConnectionLost(mainQueue, [terminate] {
+      Log::line("👋 The connection to the X server has ended");
+      terminate();
+    });
+    delegate->applicationDidFinishLaunching();
+  });
   mainQueue->run();
   // Nothing may still work in the background when the objects that it works on go.
   sampleQueue->stopAndJoin();

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# The measurements: ./dev bench [encode] [channel] [stream]
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")/.."
+
+names=("$@")
+[ ${#names[@]} -eq 0 ] && names=(encode channel stream)
+for name in "${names[@]}"; do
+  case "$name" in
+    encode)
+      # Alternating repetitions: both sides see the same drift of the machine.
+      build/release/encode_benchmark --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null | bench/ratios.py bareLibrary ourEncoder time 1.03
+      ;;
+    channel)
+      build/release/channel_benchmark --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null |
+        bench/ratios.py bareWriteAndRead framedChannel rate 0.8
+      ;;
+    stream) bench/stream.py ;;
+    *) echo "bench: no measurement is called '$name'"; exit 2 ;;
+  esac
+done

@@ -1,0 +1,27 @@
+#!/usr/bin/env python3
+"""Reads Google Benchmark's JSON and prints ours against the baseline: the medians and their ratio.
+
+ratios.py BASELINE OURS time|rate GOAL: `time` in milliseconds (the ratio shall be at most GOAL), `rate` in GB/s (at
+least GOAL).
+"""
+import json
+import statistics
+import sys
+
+baseline, ours, kind, goal = sys.argv[1], sys.argv[2], sys.argv[3], float(sys.argv[4])
+runs = {}
+for run in json.load(sys.stdin)["benchmarks"]:
+    if run["run_type"] != "iteration":
+        continue
+    name, _, case = run["name"].split("/repeats")[0].partition("/")
+    value = run["real_time"] if kind == "time" else run["bytes_per_second"] / 1e9
+    runs.setdefault(case.replace("/real_time", "").replace("real_time", ""), {}).setdefault(name, []).append(value)
+
+unit = "ms" if kind == "time" else "GB/s"
+for case, values in runs.items():
+    base, own = statistics.median(values[baseline]), statistics.median(values[ours])
+    ratio = own / base
+    met = ratio <= goal if kind == "time" else ratio >= goal
+    bound = "at most" if kind == "time" else "at least"
+    print(f"{ours} {case.replace('/', 'x'):10} {own:8.3f} {unit}   {baseline} {base:8.3f} {unit}   "
+          f"ratio {ratio:.3f} (goal: {bound} {goal}) {'met' if met else 'MISSED'}")

@@ -1,0 +1,177 @@
+#!/usr/bin/env python3
+"""The whole pipeline, measured from outside with the shipped binaries: private X server, scene, program, companion.
+
+Prints every figure with its goal. The machine's own share is measured in the same run: the round trip of a byte
+between two processes, and how late a 1/60 s sleep ends.
+"""
+import argparse
+import json
+import os
+import pathlib
+import signal
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+root = pathlib.Path(__file__).resolve().parent.parent
+binaries = root / "build/release"
+
+
+class Session:
+    """One run of the whole pipeline. Ends everything that it started."""
+
+    def __init__(self, size, load, quality=None, ping_interval=0.05, more=()):
+        self.directory = tempfile.TemporaryDirectory()
+        path = pathlib.Path(self.directory.name)
+        self.processes = []
+        script = f". {root}/bench/private-xorg.sh; start_private_xorg {path}; echo $DISPLAY $xorg_pid; wait"
+        self.server = subprocess.Popen(["bash", "-c", script], stdout=subprocess.PIPE, text=True)
+        display, self.server_pid = self.server.stdout.readline().split()
+        settings = path / "tandemview"
+        settings.mkdir()
+        if quality:
+            (settings / "settings.json").write_text(json.dumps({"displayQualityMode": quality}))
+        environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path))
+        self.summary = path / "summary.json"
+        self.log = path / "program.log"
+        mux = str(path / "usbmuxd")
+        companion = [binaries / "tandemview-companion", "--mux", mux, "--size", size, "--json", self.summary,
+                     "--ping-interval", str(ping_interval), *more]
+        if quality == "fullResolution":
+            companion.append("--full-resolution")
+        self.scene = self.start([binaries / "scene", "--load", load], environment)
+        self.companion = self.start(companion, environment)
+        self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux], environment,
+                                  stdout=open(self.log, "w"))
+
+    def start(self, command, environment, stdout=subprocess.DEVNULL):
+        process = subprocess.Popen([str(part) for part in command], env=environment, stdout=stdout,
+                                   stderr=subprocess.DEVNULL)
+        self.processes.append(process)
+        return process
+
+    def wait_for_stream(self):
+        deadline = time.monotonic() + 20
+        while "✅ Capture started" not in self.log.read_text():
+            if time.monotonic() > deadline:
+                sys.exit("stream: the stream did not start:\n" + self.log.read_text())
+            time.sleep(0.1)
+
+    def cpu_seconds(self):
+        fields = pathlib.Path(f"/proc/{self.program.pid}/stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def resident_megabytes(self):
+        for line in pathlib.Path(f"/proc/{self.program.pid}/status").read_text().splitlines():
+            if line.startswith("VmRSS"):
+                return int(line.split()[1]) / 1024
+        return 0
+
+    def end(self):
+        """The companion's summary."""
+        self.companion.send_signal(signal.SIGINT)
+        self.companion.wait()
+        result = json.loads(self.summary.read_text())
+        for process in self.processes:
+            if process.poll() is None:
+                process.send_signal(signal.SIGTERM)
+                process.wait()
+        os.kill(int(self.server_pid), signal.SIGTERM)
+        self.server.wait()
+        self.directory.cleanup()
+        return result
+
+
+def report(name, value, unit, goal=None, at_most=True):
+    line = f"{name:58} {value:9.2f} {unit}"
+    if goal is not None:
+        met = value <= goal if at_most else value >= goal
+        line += f"   goal: {'at most' if at_most else 'at least'} {goal} {'met' if met else 'MISSED'}"
+    print(line, flush=True)
+
+
+def machine():
+    """What two processes and the timer cost on this machine while the stream runs."""
+    ours, theirs = socket.socketpair()
+    child = os.fork()
+    if child == 0:
+        ours.close()
+        while data := theirs.recv(8):
+            theirs.send(data)
+        os._exit(0)
+    theirs.close()
+    trips, lateness = [], []
+    for _ in range(300):
+        start = time.monotonic()
+        ours.send(b"12345678")
+        ours.recv(8)
+        trips.append((time.monotonic() - start) * 1000)
+        start = time.monotonic()
+        time.sleep(1 / 60)
+        lateness.append((time.monotonic() - start - 1 / 60) * 1000)
+    ours.close()
+    os.waitpid(child, 0)
+    percentile = lambda values, share: sorted(values)[int(share * (len(values) - 1))]
+    report("baseline: round trip of 8 bytes under the load, p50", statistics.median(trips), "ms")
+    report("baseline: round trip of 8 bytes under the load, p99", percentile(trips, 0.99), "ms")
+    report("baseline: lateness of a 1/60 s sleep under the load, p99", percentile(lateness, 0.99), "ms")
+
+
+def whole_picture(seconds):
+    session = Session("1290x2796", "full")
+    session.wait_for_stream()
+    before, start = session.cpu_seconds(), time.monotonic()
+    machine()
+    time.sleep(max(0, seconds - (time.monotonic() - start)))
+    cpu = (session.cpu_seconds() - before) / (time.monotonic() - start) * 100
+    result = session.end()
+    report("644x1398, whole picture: frames a second", result["framesPerSecond"], "", 58, at_most=False)
+    report("644x1398, whole picture: drawn to received, p50", result["drawnToReceived"]["p50"], "ms", 20)
+    report("644x1398, whole picture: drawn to received, p99", result["drawnToReceived"]["p99"], "ms", 45)
+    report("644x1398, whole picture: sent to received, p99", result["sentToReceived"]["p99"], "ms", 8)
+    report("644x1398, whole picture: ping round trip, p99", result["pingRoundTrip"]["p99"], "ms", 5)
+    report("644x1398, whole picture: the program's CPU", cpu, "% of a core")
+    if result["faultCount"]:
+        print("stream: FAULTS", result["faults"])
+
+
+def at_rest(seconds):
+    session = Session("1290x2796", "rest", ping_interval=1)
+    session.wait_for_stream()
+    time.sleep(2)
+    before, start = session.cpu_seconds(), time.monotonic()
+    time.sleep(seconds)
+    cpu = (session.cpu_seconds() - before) / (time.monotonic() - start) * 100
+    result = session.end()
+    report("picture at rest: the program's CPU", cpu, "% of a core", 1)
+    report("picture at rest: frames in all (the first ones)", result["frames"], "", 3)
+
+
+def memory(seconds):
+    session = Session("1290x2796", "full", quality="fullResolution", ping_interval=1)
+    session.wait_for_stream()
+    time.sleep(10)
+    first = session.resident_megabytes()
+    time.sleep(seconds)
+    last = session.resident_megabytes()
+    result = session.end()
+    report("1290x2796 at full resolution: resident memory", last, "MB", 80)
+    report(f"1290x2796 at full resolution: growth over {seconds} s", last - first, "MB", 1)
+    report("1290x2796 at full resolution: frames a second", result["framesPerSecond"], "")
+    report("1290x2796 at full resolution: median frame", result["bytesPerFrame"]["median"] / 1000, "kB")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--quick", action="store_true", help="a tenth of the time, to see that it works")
+    options = parser.parse_args()
+    share = 0.1 if options.quick else 1
+    whole_picture(30 * share)
+    at_rest(10 * share)
+    memory(120 * share)
+
+
+main()

@@ -1,0 +1,159 @@
+// The shipped binaries on a private X server: what the phone receives is what an X client drew on its display.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <random>
+
+#define STB_IMAGE_STATIC
+#define STB_IMAGE_IMPLEMENTATION
+#define STBI_ONLY_JPEG
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wunused-function"
+#include <stb/stb_image.h>
+#pragma GCC diagnostic pop
+
+#include "end_to_end/Program.h"
+#include "platform/X11TestClient.h"
+#include "support/PrivateXServer.h"
+
+namespace tandemview {
+namespace {
+
+using Options = std::vector<std::string>;
+
+class EndToEndTest : public testing::Test {
+ protected:
+  void startProgram() {
+    program.emplace(Options{TANDEMVIEW_PROGRAM, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
+  }
+  void startPhone(Options options) {
+    Options command = {TANDEMVIEW_COMPANION, "--mux",  directory.path() + "/usbmuxd", "--json",
+                       summaryPath(),        "--save", directory.path() + "/frames"};
+    command.insert(command.end(), options.begin(), options.end());
+    phone.emplace(command, environment);
+  }
+  std::string script(const std::string& text) {
+    std::ofstream(directory.path() + "/script") << text;
+    return directory.path() + "/script";
+  }
+  std::string summaryPath() const { return directory.path() + "/summary.json"; }
+  nlohmann::json summary() const { return nlohmann::json::parse(std::ifstream(summaryPath())); }
+
+  TemporaryDirectory directory;
+  PrivateXServer server;
+  X11TestClient desktop{server.displayName()};
+  const std::string untouched = desktop.arrangement();
+  const Program::Environment environment = {{"DISPLAY", server.displayName()}, {"XDG_CONFIG_HOME", directory.path()}};
+  std::optional<Program> program;
+  std::optional<Program> phone;
+};
+
+struct Phone {
+  const char* size;
+  const char* idiom;
+  int width;
+  int height;
+};
+
+class PhoneSizes : public EndToEndTest, public testing::WithParamInterface<Phone> {};
+
+TEST_P(PhoneSizes, ShowWhatWasDrawnOnTheirDisplay) {
+  const Phone& kind = GetParam();
+  startProgram();
+  startPhone({"--size", kind.size, "--idiom", kind.idiom, "--frames", "3"});
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+
+  // Beside the main screen of 1280x800, from its top: four quarters and a mark, each its own colour.
+  const std::int32_t width = kind.width / 2;
+  const std::int32_t height = kind.height / 2;
+  const std::uint32_t colors[] = {0xC03020, 0x20A040, 0x2040C0, 0xE0E0E0};
+  for (int quarter = 0; quarter < 4; ++quarter) {
+    desktop.paint({1280 + quarter % 2 * width, quarter / 2 * height, width, height}, colors[quarter]);
+  }
+  std::uint32_t markColor = 0;
+  ASSERT_TRUE(Program::within30Seconds([&] {  // each mark makes a frame, until the phone has its three
+    markColor += 0x101010;
+    desktop.paint({1280 + width - 8, height - 8, 16, 16}, markColor & 0xFFFFFF);
+    return std::filesystem::exists(summaryPath());
+  }));
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(summary()["faultCount"], 0);
+
+  int decodedWidth = 0;
+  int decodedHeight = 0;
+  int channels = 0;
+  const std::string path = directory.path() + "/frames/last.jpg";
+  unsigned char* pixels = stbi_load(path.c_str(), &decodedWidth, &decodedHeight, &channels, 3);
+  ASSERT_NE(pixels, nullptr);
+  EXPECT_EQ(decodedWidth, kind.width);
+  EXPECT_EQ(decodedHeight, kind.height);
+  for (int quarter = 0; quarter < 4; ++quarter) {
+    for (const auto& [x, y] : {std::pair(40, 40), {width - 40, 60}, {60, height - 40}}) {
+      const int column = quarter % 2 * width + x;
+      const int row = quarter / 2 * height + y;
+      const unsigned char* pixel = pixels + 3 * (row * decodedWidth + column);
+      for (int component = 0; component < 3; ++component) {
+        EXPECT_NEAR(pixel[component], colors[quarter] >> (16 - 8 * component) & 0xFF, 6) << column << "," << row;
+      }
+    }
+  }
+  stbi_image_free(pixels);
+
+  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PhoneSizes,
+                         testing::Values(Phone{"1290x2796", "phone", 644, 1398}, Phone{"2796x1290", "phone", 1398, 644},
+                                         Phone{"2048x2732", "pad", 1536, 2048}, Phone{"1000x1200", "phone", 532, 640}));
+
+TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableAndAfterTheDaemon) {
+  startPhone({"--script", script("7 detach\n8 attach\n15 detach\n16 attach\n23 quit\n")});
+  startProgram();
+  ASSERT_TRUE(program->prints("✅ Capture started", 3)) << program->output();
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(summary()["connections"], 3);
+  ASSERT_TRUE(program->prints("The USB daemon went away"));
+
+  startPhone({"--frames", "1"});
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_TRUE(program->prints("The USB daemon is there", 2)) << program->output();
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(EndToEndTest, NothingOutlivesTheProgramWheneverItEnds) {
+  std::mt19937 random(std::random_device{}());
+  startPhone({"--seconds", "60"});
+  for (int turn = 0; turn < 8; ++turn) {
+    startProgram();
+    ASSERT_TRUE(program->prints("📱 Device:")) << program->output();
+    // Anywhere around the creation of the display, which takes some milliseconds.
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 30'000));
+    if (turn % 2 == 0) {
+      EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+      EXPECT_EQ(desktop.arrangement(), untouched) << "turn " << turn << "\n" << program->output();
+    } else {
+      program->end(SIGKILL);  // what it leaves, the next start removes
+    }
+  }
+  startProgram();
+  ASSERT_TRUE(program->prints("💡 Connect your iPhone"));
+  EXPECT_EQ(program->end(SIGINT), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(EndToEndTest, AGoneXServerEndsTheProgramInGoodOrder) {
+  startProgram();
+  startPhone({"--seconds", "60"});
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  server.kill();
+  EXPECT_EQ(program->wait(), 0) << program->output();
+}
+
+}  // namespace
+}  // namespace tandemview
