@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "runtime/Log.h"
 #include "usb/PropertyList.h"

@@ -13,6 +13,8 @@
 #include "capture/MJPEGEncoder.h"
 #include "capture/ScreenCapture.h"
 #include "display/VirtualDisplayManager.h"
+#include "input/KeyboardInjector.h"
+#include "input/TouchInjector.h"
 #include "protocol/DeviceInfo.h"
 #include "protocol/DisplayPlan.h"
 #include "protocol/StreamQuality.h"
@@ -20,7 +22,9 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/Queue.h"
 #include "runtime/UserDefaults.h"
+#include "runtime/WallClock.h"
 #include "usb/USBSender.h"
+#include "wifi/WiFiSender.h"
 
 namespace tandemview {
 
@@ -32,7 +36,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     std::shared_ptr<Queue> mainQueue;
     std::shared_ptr<Queue> backgroundQueue;
     std::shared_ptr<Queue> sampleQueue;
+    std::shared_ptr<Queue> wifiQueue;
     std::shared_ptr<const MediaClock> clock;
+    std::shared_ptr<const WallClock> wallClock;
+    WiFiSender::RandomBits randomBits;
     std::shared_ptr<NotificationCenter> notificationCenter;
     ProgramInfo program;
     PlatformTexts texts;
@@ -43,12 +50,18 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     std::shared_ptr<CaptureSystem> captures;
     std::function<std::unique_ptr<ImageEncoder>()> makeImageEncoder;
     std::function<std::shared_ptr<PTUSBHub>()> sharedHub;
+    std::shared_ptr<EventSystem> events;       // absent where the host takes no input from programs
+    std::shared_ptr<WiFiNetwork> wifiNetwork;  // absent where the host has no Wi-Fi discovery
   };
 
   explicit AppDelegate(Surroundings surroundings);
 
   void applicationDidFinishLaunching();
   void applicationWillTerminate();
+
+  /// The menu's actions.
+  void reconnect();
+  void selectQuality(const std::string& rawValue);
 
  private:
   using DeviceInfo = MacProtocol::DeviceInfo;
@@ -58,10 +71,17 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   bool anotherCopyRuns();
   bool offersVirtualDisplays() const;
   void showUnsupportedPlatform();
+  void createInjectors();
   void startUSB();
+  void startWiFi();
+  template <typename Sender>
+  void installInputCallbacks(Sender& sender);
   void usbConnected();
   void usbDisconnected();
+  void wifiConnected();
+  void wifiDisconnected();
   void tearDownStreaming();
+  void observePower();
 
   // From a phone's description to streaming and back: AppDelegateSession.cpp.
   void handleDeviceInfo(const DeviceInfo& info);
@@ -72,19 +92,23 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void checkDisplay(const DisplayPlan& plan);
   void targetTouch(DisplayID display);
   void startStreaming();
+  void checkTouch();
   void dropCapture();
-  bool isAnyTransportConnected() const;
+  bool hasUSBLink() const;
+  bool hasWiFiLink() const;
   std::function<void(const Data&)> encodedFrameHandler();
   void updateStatistics(double now);
+  void handleSleep();
+  void handleWake();
   void discard();
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
   bool displayHasSize(DisplayID display, std::int64_t width, std::int64_t height) const;
   void changeDisplay(const DisplayPlan& plan, const std::string& orientation);
-  void displayReachedSize(DisplayID display, std::function<void()> next);
+  void displayReachedSize(DisplayID display, std::function<void(AppDelegate&)> next);
   void reapply(DisplayID display, int attempts, const DisplayPlan& plan);
   void waitForSize(DisplayID display, std::int64_t width, std::int64_t height, int attempts,
-                   std::function<void()> next);
+                   std::function<void(AppDelegate&)> next);
   void displayIsChanged(DisplayID display);
   void relaunch();
   void writeAndStartRelaunchScript();
@@ -108,6 +132,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::shared_ptr<MJPEGEncoder> encoder_;
   std::shared_ptr<USBSender> sender_;
   std::shared_ptr<VirtualDisplayManager> virtualDisplayManager_;
+  std::shared_ptr<WiFiSender> wifiSender_;
+  std::unique_ptr<TouchInjector> touchInjector_;
+  std::unique_ptr<KeyboardInjector> keyboardInjector_;
 
   StreamQuality qualityMode_ = StreamQuality::balanced;
   std::int64_t streamWidth_ = 0;
@@ -119,7 +146,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   double currentLatency_ = 0;  // milliseconds between the last two frames
   double lastFrameTime_;
 
+  bool isWiFiConnected_ = false;
   bool isUSBConnected_ = false;
+  std::string sessionPairingCode_;
 
   std::mutex configurationLock_;  // guards the two below
   bool isConfiguring_ = false;

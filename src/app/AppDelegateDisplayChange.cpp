@@ -41,21 +41,19 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
   streamWidth_ = plan.width;
   streamHeight_ = plan.height;
   if (displayHasSize(*display, plan.width, plan.height)) {
-    return displayReachedSize(*display, [weak = weak_from_this(), display] {
-      if (const auto self = weak.lock()) self->displayIsChanged(*display);
-    });
+    return displayReachedSize(*display, [display](AppDelegate& self) { self.displayIsChanged(*display); });
   }
   onMainAfter(pollInterval, [display, plan](AppDelegate& self) { self.reapply(*display, sizeAttempts, plan); });
 }
 
 /// The system shows the new size: moves the display off other screens, waits if it had to, goes on with `next`.
-void AppDelegate::displayReachedSize(DisplayID display, std::function<void()> next) {
+void AppDelegate::displayReachedSize(DisplayID display, std::function<void(AppDelegate&)> next) {
   const DisplayRectangle bounds = surroundings_.displays->bounds(display);
   Log::print("📺 Display now {}x{} pt", truncated(bounds.width), truncated(bounds.height));
   if (virtualDisplayManager_ && virtualDisplayManager_->fixOverlap()) {
-    return surroundings_.mainQueue->after(moveDelay, std::move(next));
+    return onMainAfter(moveDelay, std::move(next));
   }
-  next();
+  next(*this);
 }
 
 void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& plan) {
@@ -66,20 +64,19 @@ void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& pl
   }
   Log::print("📺 Re-applying {}x{}", plan.width, plan.height);
   if (displayHasSize(display, plan.width, plan.height)) {
-    return displayReachedSize(display, [weak = weak_from_this(), display] {
-      if (const auto self = weak.lock()) self->displayIsChanged(display);
-    });
+    return displayReachedSize(display, [display](AppDelegate& self) { self.displayIsChanged(display); });
   }
   onMainAfter(pollInterval,
               [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
 }
 
-void AppDelegate::displayIsChanged(DisplayID) {
+void AppDelegate::displayIsChanged(DisplayID display) {
+  if (touchInjector_) touchInjector_->setDisplay(display);
   startStreaming();
 }
 
 void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_t height, int attempts,
-                              std::function<void()> next) {
+                              std::function<void(AppDelegate&)> next) {
   if (displayHasSize(display, width, height)) return displayReachedSize(display, std::move(next));
   if (attempts == 0) {
     const DisplayRectangle bounds = surroundings_.displays->bounds(display);
@@ -87,7 +84,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
     const VirtualDisplayManager::Size modeSize = mode.value_or(VirtualDisplayManager::Size());
     Log::print("⚠️ Display still {}x{} pt (mode {}x{}), wanted {}x{}", truncated(bounds.width),
                truncated(bounds.height), modeSize.width, modeSize.height, width, height);
-    return next();
+    return next(*this);
   }
   onMainAfter(pollInterval, [display, width, height, attempts, next = std::move(next)](AppDelegate& self) {
     self.waitForSize(display, width, height, attempts - 1, next);
@@ -99,6 +96,7 @@ void AppDelegate::relaunch() {
   Log::line("♻️  Display can't be resized in place - restarting app to apply the new size...");
   dropCapture();
   if (sender_) sender_->stop();
+  if (wifiSender_) wifiSender_->stop();
   if (virtualDisplayManager_) {
     virtualDisplayManager_->destroyDisplay();
     Log::line("✅ Virtual display discarded");

@@ -19,10 +19,16 @@ constexpr std::int64_t longestSide = 16384;
 
 constexpr double displaySettleDelay = 2.0;
 constexpr double streamStartDelay = 1.0;
+constexpr double touchCheckDelay = 1.5;
+constexpr double wakeDelay = 2.0;
 
 bool isPossibleScreen(const MacProtocol::DeviceInfo& info) {
   const auto [shorter, longer] = std::minmax(info.width, info.height);
   return shorter >= 1 && longer <= longestSide;
+}
+
+const char* sizeName(StreamQuality quality) {
+  return quality == StreamQuality::fullResolution ? "fullSize" : "standard";
 }
 
 }  // namespace
@@ -76,7 +82,7 @@ void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& in
   Log::print("📱 iPhone native: {} x {} (aspect: {:.2f})", info.width, info.height, width / height);
   Log::print("🔄 Orientation: {}", info.orientation);
   Log::print("🔍 Zoom: {:.1f}x (scale: {}, size: {})", width / static_cast<double>(plan.width),
-             floatingPointText(info.scale), qualityMode_ == StreamQuality::fullResolution ? "fullSize" : "standard");
+             floatingPointText(info.scale), sizeName(qualityMode_));
   Log::print("📺 Display size: {} x {}", plan.width, plan.height);
   Log::line(rule);
   if (!virtualDisplayManager_) return;
@@ -104,6 +110,9 @@ void AppDelegate::checkDisplayLater(const DisplayPlan& plan) {
 void AppDelegate::checkDisplay(const DisplayPlan& plan) {
   const auto display = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
   if (!display) {
+    if (touchInjector_) {
+      touchInjector_->updateBounds({0, 0, static_cast<double>(plan.width), static_cast<double>(plan.height)});
+    }
     onMainAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
     return;
   }
@@ -115,17 +124,17 @@ void AppDelegate::checkDisplay(const DisplayPlan& plan) {
   Log::print("📺 Display came up at {}x{} pt - applying {}x{}", truncated(bounds.width), truncated(bounds.height),
              plan.width, plan.height);
   if (!virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) return targetTouch(*display);
-  waitForSize(*display, plan.width, plan.height, sizeAttempts, [weak = weak_from_this(), display] {
-    if (const auto self = weak.lock()) self->targetTouch(*display);
-  });
+  waitForSize(*display, plan.width, plan.height, sizeAttempts,
+              [display](AppDelegate& self) { self.targetTouch(*display); });
 }
 
-void AppDelegate::targetTouch(DisplayID) {
+void AppDelegate::targetTouch(DisplayID display) {
+  if (touchInjector_) touchInjector_->setDisplay(display);
   onMainAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
 }
 
 void AppDelegate::startStreaming() {
-  if (!isAnyTransportConnected()) {
+  if (!hasUSBLink() && !hasWiFiLink()) {
     Log::line("⚠️ No active connection, skipping stream start");
     return finishConfiguring();
   }
@@ -133,8 +142,9 @@ void AppDelegate::startStreaming() {
               streamHeight_ <= std::numeric_limits<std::int32_t>::max(),
           "a stream size that fits 32 bits");
   encoder_ = std::make_shared<MJPEGEncoder>(surroundings_.makeImageEncoder(), surroundings_.clock);
-  encoder_->jpegQuality = jpegQualityFor(qualityMode_, /*isWiFiConnected=*/false);
-  Log::print("🔌 USB — quality mode: {} (JPEG {})", rawValue(qualityMode_), floatingPointText(encoder_->jpegQuality));
+  encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
+  Log::print("{} — quality mode: {} (JPEG {})", hasWiFiLink() ? "📶 WiFi" : "🔌 USB", rawValue(qualityMode_),
+             floatingPointText(encoder_->jpegQuality));
   encoder_->onEncodedData = encodedFrameHandler();
 
   capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
@@ -150,12 +160,25 @@ void AppDelegate::startStreaming() {
   capture_->start();
   Log::line("🎬 Streaming started!");
   finishConfiguring();
+  onMainAfter(touchCheckDelay, [](AppDelegate& self) { self.checkTouch(); });
 }
 
-/// Runs on the sample queue: the frame goes straight to the link, the figures to the main queue.
+/// The capture may have chosen another display than the one that touches were aimed at.
+void AppDelegate::checkTouch() {
+  if (!capture_) return;
+  if (!capture_->targetDisplayID) {
+    return Log::line("⚠️ ScreenCapture did not provide display ID - touch input may not work");
+  }
+  Log::print("🖱️ Configuring touch input for display {}", *capture_->targetDisplayID);
+  if (touchInjector_) touchInjector_->setDisplay(*capture_->targetDisplayID);
+}
+
+/// Runs on the sample queue: the frame goes straight to both links, the figures to the main queue.
 std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
-  return [weak = weak_from_this(), weakSender = std::weak_ptr(sender_)](const Data& frame) {
-    if (const auto sender = weakSender.lock()) sender->sendFrame(frame);
+  return [weak = weak_from_this(), weakUSB = std::weak_ptr(sender_),
+          weakWiFi = std::weak_ptr(wifiSender_)](const Data& frame) {
+    if (const auto usb = weakUSB.lock()) usb->sendFrame(frame);
+    if (const auto wifi = weakWiFi.lock()) wifi->sendFrame(frame);
     const auto self = weak.lock();
     if (!self) return;
     const double now = self->surroundings_.clock->now();
@@ -180,13 +203,59 @@ void AppDelegate::dropCapture() {
   encoder_ = nullptr;
 }
 
-bool AppDelegate::isAnyTransportConnected() const {
+bool AppDelegate::hasUSBLink() const {
   return sender_ && sender_->peerChannel();
+}
+
+bool AppDelegate::hasWiFiLink() const {
+  return wifiSender_ && wifiSender_->connection();
+}
+
+void AppDelegate::handleSleep() {
+  Log::line("😴 Mac going to sleep - stopping capture...");
+  dropCapture();
+}
+
+void AppDelegate::handleWake() {
+  onMainAfter(wakeDelay, [](AppDelegate& self) {
+    {
+      const std::lock_guard lock(self.configurationLock_);
+      if (self.isConfiguring_) return;
+    }
+    if (self.capture_ || self.streamWidth_ < 1 || !(self.hasUSBLink() || self.hasWiFiLink())) return;
+    Log::line("☀️ Mac woke up - resuming capture...");
+    self.startStreaming();
+  });
+}
+
+void AppDelegate::reconnect() {
+  Log::line("🔄 Manual reconnect triggered...");
+  if (wifiSender_) wifiSender_->start();
+  if (!sender_) return;
+  sender_->retryConnection();
+  sender_->startRetryTimer();
+}
+
+void AppDelegate::selectQuality(const std::string& value) {
+  const auto mode = streamQualityFromRawValue(value);
+  if (!mode || *mode == qualityMode_) return;
+  const bool changesSize = (*mode == StreamQuality::fullResolution) != (qualityMode_ == StreamQuality::fullResolution);
+  qualityMode_ = *mode;
+  surroundings_.userDefaults->setString(qualityModeKey, value);
+  if (encoder_) {
+    encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
+    Log::print("🎚️ Quality changed to {} (JPEG {})", value, floatingPointText(encoder_->jpegQuality));
+  }
+  if (!changesSize || !lastDeviceInfo_ || !(hasUSBLink() || hasWiFiLink())) return;
+  Log::print("🔍 Display size changed to {}", sizeName(qualityMode_));
+  handleDeviceInfo(*lastDeviceInfo_);
 }
 
 void AppDelegate::discard() {
   if (capture_) capture_->stop();
+  if (touchInjector_) touchInjector_->releaseHeldButton();
   if (sender_) sender_->stop();
+  if (wifiSender_) wifiSender_->stop();
   if (!virtualDisplayManager_) return;
   virtualDisplayManager_->destroyDisplay();
   Log::line("✅ Virtual display discarded");

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "app/AppDelegate.h"
+#include "app/WorkspaceNotifications.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -20,7 +21,8 @@ void AppDelegate::applicationDidFinishLaunching() {
   if (surroundings_.application->hasEnvironmentVariable(testHostVariable)) return;
   if (anotherCopyRuns()) return surroundings_.application->terminate();
 
-  const UserDefaults& defaults = *surroundings_.userDefaults;
+  UserDefaults& defaults = *surroundings_.userDefaults;
+  sessionPairingCode_ = WiFiSender::currentPairingCode(defaults, *surroundings_.wallClock, surroundings_.randomBits);
   qualityMode_ = loadQualityMode(defaults.string(qualityModeKey), defaults.string(oldQualityModeKey),
                                  defaults.string(oldDisplaySizeKey));
 
@@ -34,7 +36,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     const auto self = weak.lock();
     if (self) self->displayConfigured(plan);
   };
+  createInjectors();
   startUSB();
+  startWiFi();
+  observePower();
 }
 
 void AppDelegate::applicationWillTerminate() {
@@ -65,6 +70,16 @@ void AppDelegate::showUnsupportedPlatform() {
   });
 }
 
+/// The display's real bounds come with the session.
+void AppDelegate::createInjectors() {
+  const auto& events = surroundings_.events;
+  if (!events) return;
+  constexpr ScreenRectangle expectedBounds = {0, 0, 1290, 2796};
+  touchInjector_ = std::make_unique<TouchInjector>(
+      expectedBounds, TouchInjector::Surroundings{.events = events, .clock = surroundings_.clock});
+  keyboardInjector_ = std::make_unique<KeyboardInjector>(events->makeEventSource(), events);
+}
+
 void AppDelegate::startUSB() {
   sender_ = std::make_shared<USBSender>(usbPort,
                                         USBSender::Surroundings{.mainQueue = surroundings_.mainQueue,
@@ -79,10 +94,46 @@ void AppDelegate::startUSB() {
   sender_->onClientDisconnected = [weak] {
     if (const auto self = weak.lock()) self->usbDisconnected();
   };
-  sender_->onDeviceInfo = [weak](const DeviceInfo& info) {
+  installInputCallbacks(*sender_);
+  sender_->start();
+}
+
+void AppDelegate::startWiFi() {
+  if (!surroundings_.wifiNetwork) return;
+  wifiSender_ = std::make_shared<WiFiSender>(WiFiSender::Surroundings{.mainQueue = surroundings_.mainQueue,
+                                                                      .queue = surroundings_.wifiQueue,
+                                                                      .network = surroundings_.wifiNetwork,
+                                                                      .userDefaults = surroundings_.userDefaults,
+                                                                      .clock = surroundings_.clock,
+                                                                      .wallClock = surroundings_.wallClock,
+                                                                      .program = surroundings_.program});
+  const auto weak = weak_from_this();
+  wifiSender_->onClientConnected = [weak] {
+    if (const auto self = weak.lock()) self->wifiConnected();
+  };
+  wifiSender_->onClientDisconnected = [weak] {
+    if (const auto self = weak.lock()) self->wifiDisconnected();
+  };
+  installInputCallbacks(*wifiSender_);
+  wifiSender_->start();
+  Log::line("📶 WiFi sender started - looking for iPhone...");
+}
+
+/// What a phone says is handled alike, whichever link it comes over.
+template <typename Sender>
+void AppDelegate::installInputCallbacks(Sender& sender) {
+  const auto weak = weak_from_this();
+  sender.onDeviceInfo = [weak](const DeviceInfo& info) {
     if (const auto self = weak.lock()) self->handleDeviceInfo(info);
   };
-  sender_->start();
+  sender.onTouchEvent = [weak](const Data& payload) {
+    const auto self = weak.lock();
+    if (self && self->touchInjector_) self->touchInjector_->handleTouchEvent(payload);
+  };
+  sender.onKeyEvent = [weak](const Data& payload) {
+    const auto self = weak.lock();
+    if (self && self->keyboardInjector_) self->keyboardInjector_->handleKeyEvent(payload);
+  };
 }
 
 void AppDelegate::usbConnected() {
@@ -95,16 +146,51 @@ void AppDelegate::usbDisconnected() {
   if (!isUSBConnected_) return;
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
-  onMain([](AppDelegate& self) { self.tearDownStreaming(); });
+  onMain([](AppDelegate& self) {
+    if (!self.hasWiFiLink()) self.tearDownStreaming();
+  });
+}
+
+void AppDelegate::wifiConnected() {
+  if (isWiFiConnected_) return;
+  isWiFiConnected_ = true;
+  Log::line("✅ iPhone connected via WiFi");
+  if (sender_) sender_->stopRetryTimer();
+}
+
+/// Unlike the loss of the cable, this one looks for the phone anew, on both ways.
+void AppDelegate::wifiDisconnected() {
+  if (!isWiFiConnected_) return;
+  isWiFiConnected_ = false;
+  Log::line("⚠️ iPhone disconnected (WiFi)");
+  onMain([](AppDelegate& self) {
+    if (!self.hasUSBLink()) self.tearDownStreaming();
+    self.wifiSender_->start();
+    if (!self.sender_) return;
+    self.sender_->retryConnection();
+    self.sender_->startRetryTimer();
+  });
 }
 
 /// The last link is gone: the display stays, the stream ends.
 void AppDelegate::tearDownStreaming() {
   dropCapture();
+  if (touchInjector_) touchInjector_->releaseHeldButton();
   currentFPS_ = 0;
   const std::lock_guard lock(configurationLock_);
   isConfiguring_ = false;
   pendingDeviceInfo_.reset();
+}
+
+void AppDelegate::observePower() {
+  const auto observe = [this](const char* name, void (AppDelegate::*handler)()) {
+    surroundings_.notificationCenter->addObserver(name, surroundings_.application.get(),
+                                                  [weak = weak_from_this(), handler](const std::any&) {
+                                                    if (const auto self = weak.lock()) (self.get()->*handler)();
+                                                  });
+  };
+  observe(workspaceWillSleepNotification, &AppDelegate::handleSleep);
+  observe(workspaceDidWakeNotification, &AppDelegate::handleWake);
 }
 
 void AppDelegate::onMain(std::function<void(AppDelegate&)> work) {

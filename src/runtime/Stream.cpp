@@ -124,7 +124,7 @@ bool Stream::advanceRead() {
 
 void Stream::growReadBuffer() {
   const std::size_t length = reads_.front().length;
-  const std::size_t capacity = std::min(length, capacity_ == 0 ? firstCapacity : 2 * capacity_);
+  const std::size_t capacity = std::min(length, capacity_ == 0 ? std::max(firstCapacity, longestRead_) : 2 * capacity_);
   std::shared_ptr<std::byte[]> grown(new std::byte[capacity]);
   std::copy_n(buffer_.get(), filled_, grown.get());
   buffer_ = std::move(grown);
@@ -132,6 +132,7 @@ void Stream::growReadBuffer() {
 }
 
 void Stream::completeRead(std::optional<Error> error) {
+  longestRead_ = std::max(longestRead_, filled_);
   const std::span<const std::byte> bytes(buffer_.get(), filled_);
   Data data(std::move(buffer_), bytes);
   buffer_ = nullptr;

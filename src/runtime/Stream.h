@@ -82,6 +82,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   std::shared_ptr<std::byte[]> buffer_;  // of the first read
   std::size_t capacity_ = 0;
   std::size_t filled_ = 0;
+  std::size_t longestRead_ = 0;  // what has arrived once is expected again
 
   std::deque<Write> writes_;
   bool waitsForWritable_ = false;

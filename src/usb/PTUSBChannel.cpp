@@ -4,6 +4,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "runtime/Assertion.h"
 #include "runtime/Log.h"

@@ -1,6 +1,7 @@
 #include "usb/PTUSBHub.h"
 
 #include <cerrno>
+#include <nlohmann/json.hpp>
 
 #include "runtime/Log.h"
 

@@ -1,6 +1,7 @@
 #include "usb/PropertyList.h"
 
 #include <plist/plist.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <memory>

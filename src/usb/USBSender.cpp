@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <any>
+#include <nlohmann/json.hpp>
 
 #include "protocol/Message.h"
 #include "protocol/MessageType.h"

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include "app/WorkspaceNotifications.h"
 #include "fakes/LogRecorder.h"
+#include "fakes/ManualWallClock.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "fakes/RecordingApplicationSystem.h"
 #include "fakes/RecordingCaptureSystem.h"
 #include "fakes/RecordingDisplaySystem.h"
+#include "fakes/RecordingEventSystem.h"
+#include "fakes/RecordingWiFiNetwork.h"
 #include "protocol/MessageType.h"
 #include "support/PhoneStandIn.h"
 
@@ -15,6 +19,8 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+constexpr const char* codeLine = "📶 WiFiSender: Keeping existing code: 47 (generated 0s ago)";
+constexpr const char* touchLine = "🖱️ TouchInjector: Using display 77 at (1280.0, 0.0, 644.0, 1398.0)";
 constexpr const char* rule = "━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━";
 
 class QualityImageEncoder final : public ImageEncoder {
@@ -27,6 +33,11 @@ class QualityImageEncoder final : public ImageEncoder {
 
 class AppDelegateTest : public testing::Test {
  protected:
+  AppDelegateTest() {
+    defaults->setString("WiFiPairingCode", "47");
+    defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
+    events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
+  }
   ~AppDelegateTest() override { delegate->applicationWillTerminate(); }
 
   void launch() {
@@ -57,6 +68,14 @@ class AppDelegateTest : public testing::Test {
     captures->streams.back()->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
     queue->drain();
   }
+  /// The phone comes over Wi-Fi, as the code of this run says.
+  void connectWiFi() {
+    queue->advance(0.4);
+    network->browsers().back()->find({"ScrRcv-47"});
+    queue->drain();
+    network->connections().back()->becomeReady();
+    queue->advance(0.6);
+  }
   bool isStreaming() const { return !captures->calls.empty() && captures->calls.back().starts_with("start"); }
 
   LogRecorder log;
@@ -66,11 +85,16 @@ class AppDelegateTest : public testing::Test {
   std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
   std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<RecordingEventSystem> events = std::make_shared<RecordingEventSystem>();
+  std::shared_ptr<RecordingWiFiNetwork> network = std::make_shared<RecordingWiFiNetwork>();
   std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(
       AppDelegate::Surroundings{.mainQueue = queue,
                                 .backgroundQueue = queue,
                                 .sampleQueue = queue,
+                                .wifiQueue = queue,
                                 .clock = std::make_shared<ManualClock>(queue),
+                                .wallClock = std::make_shared<ManualWallClock>(queue),
+                                .randomBits = [] { return 0u; },
                                 .notificationCenter = phone->center,
                                 .program = {.name = "Tandemview"},
                                 .application = application,
@@ -79,7 +103,9 @@ class AppDelegateTest : public testing::Test {
                                 .displays = displays,
                                 .captures = captures,
                                 .makeImageEncoder = [] { return std::make_unique<QualityImageEncoder>(); },
-                                .sharedHub = [this] { return phone->hub; }});
+                                .sharedHub = [this] { return phone->hub; },
+                                .events = events,
+                                .wifiNetwork = network});
 };
 
 TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
@@ -96,16 +122,19 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
 
   displays->hasClasses = false;
   launch();
-  EXPECT_TRUE(log.take().empty()) << "no transport listens";
+  EXPECT_EQ(log.take(), Lines{codeLine}) << "no transport listens";
   ASSERT_EQ(application->alerts.size(), 1u);
   EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
   displays->hasClasses = true;
 
   launch();
-  EXPECT_EQ(log.take(),
-            (Lines{"🚀 Mac Screen Sender Starting...", "📺 VirtualDisplayManager initialized for 'iPhone Display'",
-                   "🔌 USBSender: Starting USB monitoring on port 2345...", "✅ USBSender: Monitoring for iOS devices...",
-                   "💡 Connect your iPhone with a USB cable"}));
+  EXPECT_EQ(
+      log.take(),
+      (Lines{codeLine, "🚀 Mac Screen Sender Starting...", "📺 VirtualDisplayManager initialized for 'iPhone Display'",
+             "✅ TouchInjector: Accessibility permissions granted",
+             "🔌 USBSender: Starting USB monitoring on port 2345...", "✅ USBSender: Monitoring for iOS devices...",
+             "💡 Connect your iPhone with a USB cable", "📶 WiFiSender: Starting P2P browser...",
+             "🛑 WiFiSender: Stopping...", "📶 WiFi sender started - looking for iPhone..."}));
 }
 
 TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
@@ -122,7 +151,7 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
              "   Resolution: 644x1398", "✅ Virtual display configured"}));
   EXPECT_EQ(displays->descriptors.at(0).maxPixelsWide, 2880);
   queue->advance(2.9);
-  EXPECT_TRUE(log.take().empty());
+  EXPECT_EQ(log.take(), Lines{touchLine});
   queue->advance(0.2);
   EXPECT_EQ(log.take(),
             (Lines{"✅ MJPEG encoder ready (CPU, quality: 0.5)", "🔌 USB — quality mode: balanced (JPEG 0.55)",
@@ -207,7 +236,7 @@ TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
   EXPECT_EQ(log.take(), (Lines{"📺 Display came up at 640x480 pt - applying 644x1398",
                                "📺 Virtual display resized in place to 644x1398"}));
   queue->advance(3.0);
-  EXPECT_EQ(log.take(), Lines{"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398"});
+  EXPECT_EQ(log.take(), (Lines{"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398", touchLine}));
   queue->advance(1.0);
   EXPECT_TRUE(isStreaming());
 }
@@ -262,7 +291,7 @@ TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
   queue->drain();
   log.take();
   queue->advance(4);
-  EXPECT_EQ(log.take(), Lines{"⚠️ No active connection, skipping stream start"});
+  EXPECT_EQ(log.take(), (Lines{touchLine, "⚠️ No active connection, skipping stream start"}));
 }
 
 TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
@@ -273,6 +302,101 @@ TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
   queue->advance(3.1);
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
+}
+
+TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
+  stream();
+  queue->advance(1.5);
+  EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
+  events->take();
+  phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
+  phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
+  queue->drain();
+  EXPECT_FALSE(events->heldButtons().empty());
+  EXPECT_GE(events->take().size(), 3u);
+  phone->daemon->detach(7);
+  queue->drain();
+  EXPECT_TRUE(events->heldButtons().empty());
+}
+
+TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
+  launch();
+  connectWiFi();
+  EXPECT_EQ(log.count("✅ iPhone connected via WiFi"), 1);
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(3.1);
+  EXPECT_EQ(log.count("📶 WiFi — quality mode: balanced (JPEG 0.25)"), 1);
+  network->connections().back()->takeSent();
+  deliverFrame();
+  EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.25");
+  ASSERT_EQ(network->connections().back()->takeSent().size(), 1u);
+
+  phone->daemon->detach(7);
+  queue->drain();
+  EXPECT_TRUE(isStreaming());
+  connect();
+  network->connections().back()->fail(posixError(ECONNRESET));
+  queue->drain();
+  EXPECT_EQ(log.count("⚠️ iPhone disconnected (WiFi)"), 1);
+  EXPECT_TRUE(isStreaming());
+  connectWiFi();
+  phone->daemon->detach(7);
+  queue->drain();
+  network->connections().back()->fail(posixError(ECONNRESET));
+  queue->drain();
+  EXPECT_FALSE(isStreaming());
+}
+
+TEST_F(AppDelegateTest, SleepsAndWakes) {
+  stream();
+  const auto post = [this](const char* name) {
+    log.take();
+    phone->center->post(name, application.get(), {});
+    queue->advance(2.1);
+    return log.take();
+  };
+  EXPECT_EQ(post(workspaceWillSleepNotification).front(), "😴 Mac going to sleep - stopping capture...");
+  EXPECT_FALSE(isStreaming());
+  EXPECT_EQ(post(workspaceDidWakeNotification).front(), "☀️ Mac woke up - resuming capture...");
+  EXPECT_TRUE(isStreaming());
+  EXPECT_EQ(displays->descriptors.size(), 1u) << "the display is not configured again";
+
+  post(workspaceWillSleepNotification);
+  phone->daemon->detach(7);
+  queue->advance(1);
+  EXPECT_TRUE(post(workspaceDidWakeNotification).empty()) << "nobody is there";
+}
+
+TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
+  stream();
+  delegate->selectQuality("balanced");
+  delegate->selectQuality("best");
+  EXPECT_TRUE(log.take().empty());
+  delegate->selectQuality("sharp");
+  EXPECT_EQ(log.take(), Lines{"🎚️ Quality changed to sharp (JPEG 0.7)"});
+  EXPECT_EQ(defaults->string("displayQualityMode"), "sharp");
+  EXPECT_EQ(captures->streams.size(), 1u);
+  delegate->selectQuality("fullResolution");
+  queue->drain();
+  EXPECT_EQ(log.count("🔍 Display size changed to fullSize"), 1);
+  EXPECT_EQ(displays->calls.back(), "apply 1290x2796");
+  delegate->selectQuality("smooth");
+  queue->drain();
+  EXPECT_EQ(displays->calls.back(), "apply 644x1398");
+  EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
+}
+
+TEST_F(AppDelegateTest, ReconnectsByHand) {
+  launch();
+  phone->connectResult = 3;
+  connect();
+  phone->connectResult = 0;
+  log.take();
+  delegate->reconnect();
+  queue->drain();
+  EXPECT_EQ(log.take().front(), "🔄 Manual reconnect triggered...");
+  EXPECT_TRUE(phone->channel);
 }
 
 }  // namespace

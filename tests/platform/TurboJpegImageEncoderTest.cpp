@@ -48,9 +48,9 @@ double differenceTo(const Data& jpeg, int width, int height, int phase = 0) {
   int decodedHeight = 0;
   int channels = 0;
   const auto bytes = jpeg.bytes();
-  stbi_uc* const pixels = stbi_load_from_memory(reinterpret_cast<const stbi_uc*>(bytes.data()),
-                                                static_cast<int>(bytes.size()), &decodedWidth, &decodedHeight,
-                                                &channels, 3);
+  stbi_uc* const pixels =
+      stbi_load_from_memory(reinterpret_cast<const stbi_uc*>(bytes.data()), static_cast<int>(bytes.size()),
+                            &decodedWidth, &decodedHeight, &channels, 3);
   if (!pixels || decodedWidth != width || decodedHeight != height) return -1;
   double sum = 0;
   for (int y = 0; y < height; ++y) {
@@ -71,8 +71,15 @@ TEST(TurboJpegImageEncoder, MakesImagesThatOthersDecode) {
     int width, height;
     double quality, difference;
   };
-  for (const Row& row : {Row{400, 300, 0.5, 2}, {401, 301, 0.7, 2}, {1, 1, 0.55, 4}, {17, 3, 0.4, 4}, {400, 300, 1, 1},
-                         {400, 300, 7, 1}, {400, 300, 0.18, 5}, {400, 300, 0, 60}, {400, 300, -1, 60}}) {
+  for (const Row& row : {Row{400, 300, 0.5, 2},
+                         {401, 301, 0.7, 2},
+                         {1, 1, 0.55, 4},
+                         {17, 3, 0.4, 4},
+                         {400, 300, 1, 1},
+                         {400, 300, 7, 1},
+                         {400, 300, 0.18, 5},
+                         {400, 300, 0, 60},
+                         {400, 300, -1, 60}}) {
     const auto jpeg = encoder.jpegRepresentation(std::make_shared<Gradient>(row.width, row.height), row.quality);
     ASSERT_TRUE(jpeg);
     const double difference = differenceTo(*jpeg, row.width, row.height);

@@ -69,20 +69,19 @@ class X11CaptureTest : public testing::Test {
   }
 
   std::optional<Error> start() {
-    const auto stream = system_.makeStream(
-        configuration_, {.sampleQueue = queue_,
-                         .didOutputSample =
-                             [this](SampleType, Picture picture) {
-                               const std::lock_guard lock(mutex_);
-                               pictures_.push_back(std::move(picture));
-                               changed_.notify_all();
-                             },
-                         .didStopWithError =
-                             [this](const Error& error) {
-                               const std::lock_guard lock(mutex_);
-                               error_ = error;
-                               changed_.notify_all();
-                             }});
+    const auto stream = system_.makeStream(configuration_, {.sampleQueue = queue_,
+                                                            .didOutputSample =
+                                                                [this](SampleType, Picture picture) {
+                                                                  const std::lock_guard lock(mutex_);
+                                                                  pictures_.push_back(std::move(picture));
+                                                                  changed_.notify_all();
+                                                                },
+                                                            .didStopWithError =
+                                                                [this](const Error& error) {
+                                                                  const std::lock_guard lock(mutex_);
+                                                                  error_ = error;
+                                                                  changed_.notify_all();
+                                                                }});
     if (!stream) return stream.error();
     stream_ = *stream;
     std::promise<std::optional<Error>> started;
@@ -292,12 +291,12 @@ TEST_F(X11CaptureTest, ScalesToTheSizeAskedFor) {
 TEST_F(X11CaptureTest, FollowsAMoveAndReportsEveryOtherEnd) {
   ASSERT_EQ(start(), std::nullopt);
   next();
-  ASSERT_TRUE(screen_.move(shown_->output, 1400, 100));
-  client_.paint({1400, 100, 200, 300}, green);
-  client_.paint({1410, 120, 5, 5}, red);
+  client_.paint({100, 100, 200, 300}, green);
+  client_.paint({110, 120, 5, 5}, red);
+  ASSERT_TRUE(screen_.move(shown_->output, 100, 100));
   const Picture moved = nextShowing(12, 22, red);
   ASSERT_TRUE(moved);
-  EXPECT_EQ(pixelsOf(*moved), client_.screenshot({1400, 100, 200, 300}));
+  EXPECT_EQ(pixelsOf(*moved), client_.screenshot({100, 100, 200, 300})) << "nothing was painted since the move";
 
   shown_ = screen_.show({.width = 300, .height = 200, .refreshRate = 60}, shown_);
   EXPECT_EQ(stopError().localizedDescription(), "The display has changed its size");

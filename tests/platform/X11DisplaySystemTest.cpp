@@ -47,8 +47,8 @@ TEST_F(X11DisplaySystemTest, LightsResizesMovesAndLeavesEverythingAsItWas) {
     std::uint32_t width, height, screenWidth, screenHeight;
   };
   std::optional<DisplayID> firstID;
-  for (const Size& size : {Size{644, 1398, 1924, 1398}, {1398, 644, 2678, 800}, {2048, 2732, 3328, 2732},
-                           {532, 640, 1812, 800}}) {
+  for (const Size& size :
+       {Size{644, 1398, 1924, 1398}, {1398, 644, 2678, 800}, {2048, 2732, 3328, 2732}, {532, 640, 1812, 800}}) {
     ASSERT_EQ(display->applySettings(settingsFor(size.width, size.height)), ApplyOutcome::Applied);
     const DisplayID id = display->displayID().value();
     EXPECT_EQ(id, firstID.value_or(id)) << "resized in place";
@@ -102,7 +102,8 @@ TEST_F(X11DisplaySystemTest, EveryWayToEndADisplayRemovesIt) {
 TEST_F(X11DisplaySystemTest, ARefusedSizeChangesNothing) {
   const std::string before = client_.arrangement();
   const auto display = system_->makeVirtualDisplay({}).display;
-  EXPECT_EQ(display->applySettings(settingsFor(32000, 100)), ApplyOutcome::Refused) << "wider than any screen, beside 1280";
+  EXPECT_EQ(display->applySettings(settingsFor(32000, 100)), ApplyOutcome::Refused)
+      << "wider than any screen, beside 1280";
   EXPECT_EQ(display->applySettings(settingsFor(0, 100)), ApplyOutcome::Refused);
   EXPECT_EQ(client_.arrangement(), before);
   ASSERT_EQ(display->applySettings(settingsFor(644, 1398)), ApplyOutcome::Applied);
@@ -173,7 +174,8 @@ class OtherRun {
     if (process_ == 0) {
       RandrScreen screen(displayName);
       const auto shown = screen.show({.width = 644, .height = 1398, .refreshRate = 60}, std::nullopt);
-      if (shown) [[maybe_unused]] const auto written = ::write(ready[1], "!", 1);
+      if (shown) [[maybe_unused]]
+        const auto written = ::write(ready[1], "!", 1);
       for (;;) ::pause();
     }
     ::close(ready[1]);
@@ -237,8 +239,13 @@ TEST(ReducedBlanking, MakesModesOfExactlyTheSizeAtSixtyHertz) {
     EXPECT_TRUE(width < timing->hsync_start && timing->hsync_start < timing->hsync_end);
     EXPECT_TRUE(timing->hsync_end < timing->htotal && timing->vsync_end < timing->vtotal);
   }
-  for (const VirtualDisplayMode& mode : {VirtualDisplayMode{0, 100, 60}, {100, 0, 60}, {65535, 100, 60},
-                                         {100, 65535, 60}, {60000, 60000, 60}, {100, 100, 0}, {100, 100, 1e9}}) {
+  for (const VirtualDisplayMode& mode : {VirtualDisplayMode{0, 100, 60},
+                                         {100, 0, 60},
+                                         {65535, 100, 60},
+                                         {100, 65535, 60},
+                                         {60000, 60000, 60},
+                                         {100, 100, 0},
+                                         {100, 100, 1e9}}) {
     EXPECT_FALSE(reducedBlankingTiming(mode)) << mode.width << "x" << mode.height << "@" << mode.refreshRate;
   }
 }

@@ -27,8 +27,8 @@ xcb_randr_output_t X11TestClient::outputNamed(const std::string& name) const {
 
 std::string X11TestClient::arrangement() const {
   const RandrLayout current = layout();
-  std::string text = fmt::format("screen {}x{}, primary {}\n", current.screenWidth, current.screenHeight,
-                                 current.primary);
+  std::string text =
+      fmt::format("screen {}x{}, primary {}\n", current.screenWidth, current.screenHeight, current.primary);
   for (const RandrLayout::Output& output : current.outputs) {
     if (const auto* const crtc = current.activeCrtc(output.id)) {
       text += fmt::format("{}: {}x{}+{}+{}, mode {}, rotation {}\n", output.name, crtc->width, crtc->height, crtc->x,
@@ -46,9 +46,9 @@ void X11TestClient::light(xcb_randr_output_t output) {
   const RandrLayout current = layout();
   const xcb_randr_mode_t mode = current.activeCrtc(outputNamed("DUMMY0"))->mode;
   connection_->succeeded(xcb_randr_add_output_mode_checked(server, output, mode));
-  const auto request = xcb_randr_set_crtc_config(server, current.freeCrtc(*current.output(output))->id,
-                                                 XCB_CURRENT_TIME, current.configTimestamp, 0, 0, mode,
-                                                 XCB_RANDR_ROTATION_ROTATE_0, 1, &output);
+  const auto request =
+      xcb_randr_set_crtc_config(server, current.freeCrtc(*current.output(output))->id, XCB_CURRENT_TIME,
+                                current.configTimestamp, 0, 0, mode, XCB_RANDR_ROTATION_ROTATE_0, 1, &output);
   owned(xcb_randr_set_crtc_config_reply(server, request, nullptr));
 }
 
@@ -57,12 +57,11 @@ void X11TestClient::makePrimary(xcb_randr_output_t output) {
 }
 
 void X11TestClient::setEdid(xcb_randr_output_t output, const std::vector<std::uint8_t>& edid) {
-  const auto atom = owned(
-      xcb_intern_atom_reply(connection_->get(), xcb_intern_atom(connection_->get(), 0, 4, "EDID"), nullptr));
-  connection_->succeeded(xcb_randr_change_output_property_checked(connection_->get(), output, atom->atom,
-                                                                  XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
-                                                                  static_cast<std::uint32_t>(edid.size()),
-                                                                  edid.data()));
+  const auto atom =
+      owned(xcb_intern_atom_reply(connection_->get(), xcb_intern_atom(connection_->get(), 0, 4, "EDID"), nullptr));
+  connection_->succeeded(xcb_randr_change_output_property_checked(
+      connection_->get(), output, atom->atom, XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
+      static_cast<std::uint32_t>(edid.size()), edid.data()));
 }
 
 void X11TestClient::paint(const PixelRectangle& rectangle, std::uint32_t color) {
@@ -75,10 +74,10 @@ void X11TestClient::paint(const PixelRectangle& rectangle, std::uint32_t color) 
 }
 
 std::vector<std::uint32_t> X11TestClient::screenshot(const PixelRectangle& rectangle) {
-  const auto request = xcb_get_image(
-      connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection_->root(), static_cast<std::int16_t>(rectangle.x),
-      static_cast<std::int16_t>(rectangle.y), static_cast<std::uint16_t>(rectangle.width),
-      static_cast<std::uint16_t>(rectangle.height), ~0U);
+  const auto request =
+      xcb_get_image(connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection_->root(),
+                    static_cast<std::int16_t>(rectangle.x), static_cast<std::int16_t>(rectangle.y),
+                    static_cast<std::uint16_t>(rectangle.width), static_cast<std::uint16_t>(rectangle.height), ~0U);
   const auto reply = owned(xcb_get_image_reply(connection_->get(), request, nullptr));
   std::vector<std::uint32_t> pixels(static_cast<std::size_t>(rectangle.width * rectangle.height));
   if (reply) std::memcpy(pixels.data(), xcb_get_image_data(reply.get()), pixels.size() * sizeof(pixels[0]));
@@ -96,8 +95,7 @@ void X11TestClient::setSquareCursor(std::uint16_t red, std::uint16_t green, std:
   xcb_poly_fill_rectangle(server, bitmap, bits, 1, &all);
   const xcb_cursor_t cursor = xcb_generate_id(server);
   xcb_create_cursor(server, cursor, bitmap, bitmap, red, green, blue, 0, 0, 0, 0, 0);
-  connection_->succeeded(
-      xcb_change_window_attributes_checked(server, connection_->root(), XCB_CW_CURSOR, &cursor));
+  connection_->succeeded(xcb_change_window_attributes_checked(server, connection_->root(), XCB_CW_CURSOR, &cursor));
   xcb_free_cursor(server, cursor);
   xcb_free_gc(server, bits);
   xcb_free_pixmap(server, bitmap);

@@ -76,9 +76,18 @@ PrivateXServer::PrivateXServer() {
   std::array<int, 2> numberPipe{};
   if (::pipe2(numberPipe.data(), O_CLOEXEC) != 0) failToStart("pipe2");
   const std::string numberDescriptor = std::to_string(numberPipe[1]);
-  const std::array arguments = {"Xorg",     "-displayfd", numberDescriptor.c_str(), "-config",   configurationPath.c_str(),
-                                "-logfile", logPath.c_str(), "-noreset",             "-nolisten", "tcp",
-                                "-novtswitch", "-sharevts"};
+  const std::array arguments = {"Xorg",
+                                "-displayfd",
+                                numberDescriptor.c_str(),
+                                "-config",
+                                configurationPath.c_str(),
+                                "-logfile",
+                                logPath.c_str(),
+                                "-noreset",
+                                "-nolisten",
+                                "tcp",
+                                "-novtswitch",
+                                "-sharevts"};
   std::array<char*, arguments.size() + 1> argv{};
   for (std::size_t index = 0; index < arguments.size(); ++index) argv[index] = const_cast<char*>(arguments[index]);
   process_ = ::fork();

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 
 namespace tandemview {
 
 namespace {
 
-/// Positions of the filter within a pixel, as a power of two.
-constexpr int subpixelBits = 4;
+/// How far, in pixels of the source, one of them can be felt: interpolation mixes neighbours, and positions are
+/// rounded.
+constexpr double reach = 2;
 
 pixman_image_t* imageOf(const SharedPixels& pixels) {
   return pixman_image_create_bits(PIXMAN_x8r8g8b8, pixels.width(), pixels.height(),
@@ -25,25 +25,11 @@ struct Span {
 };
 Span scaledSpan(std::int32_t first, std::int32_t end, std::int32_t sourceLength, std::int32_t length) {
   const double ratio = static_cast<double>(length) / sourceLength;
-  const double reach = std::max(1.0, 1 / ratio) + 1;  // half a filter's width, and a pixel for its rounding
   return {.first = std::max(0, static_cast<std::int32_t>(std::floor((first - reach) * ratio))),
           .end = std::min(length, static_cast<std::int32_t>(std::ceil((end + reach) * ratio)))};
 }
 
 }  // namespace
-
-PictureScaler::PictureScaler(std::int32_t sourceWidth, std::int32_t sourceHeight, std::int32_t width,
-                             std::int32_t height)
-    : sourceWidth_(sourceWidth), sourceHeight_(sourceHeight), width_(width), height_(height) {
-  filter_ = pixman_filter_create_separable_convolution(
-      &filterSize_, pixman_double_to_fixed(std::max(1.0, static_cast<double>(sourceWidth) / width)),
-      pixman_double_to_fixed(std::max(1.0, static_cast<double>(sourceHeight) / height)), PIXMAN_KERNEL_LINEAR,
-      PIXMAN_KERNEL_LINEAR, PIXMAN_KERNEL_BOX, PIXMAN_KERNEL_BOX, subpixelBits, subpixelBits);
-}
-
-PictureScaler::~PictureScaler() {
-  std::free(filter_);
-}
 
 void PictureScaler::addScaled(const PixelRegion& source, PixelRegion& result) const {
   for (const pixman_box32_t& box : source.boxes()) {
@@ -63,7 +49,7 @@ void PictureScaler::scale(const SharedPixels& source, SharedPixels& result) cons
                                 pixman_double_to_fixed(static_cast<double>(sourceHeight_) / height_));
     pixman_image_set_transform(from, &transform);
     pixman_image_set_repeat(from, PIXMAN_REPEAT_PAD);
-    pixman_image_set_filter(from, PIXMAN_FILTER_SEPARABLE_CONVOLUTION, filter_, filterSize_);
+    pixman_image_set_filter(from, PIXMAN_FILTER_BILINEAR, nullptr, 0);
     for (const pixman_box32_t& box : result.stale.boxes()) {
       pixman_image_composite32(PIXMAN_OP_SRC, from, nullptr, to, box.x1, box.y1, 0, 0, box.x1, box.y1, box.x2 - box.x1,
                                box.y2 - box.y1);

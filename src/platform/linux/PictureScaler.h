@@ -1,20 +1,16 @@
 #pragma once
 
-#include <pixman.h>
-
-#include <vector>
+#include <cstdint>
 
 #include "platform/linux/SharedPixels.h"
 
 namespace tandemview {
 
-/// Brings pictures of one size to another: each pixel averages what it covers, or is interpolated when enlarged.
+/// Brings pictures of one size to another by interpolating between neighbouring pixels.
 class PictureScaler {
  public:
-  PictureScaler(std::int32_t sourceWidth, std::int32_t sourceHeight, std::int32_t width, std::int32_t height);
-  PictureScaler(const PictureScaler&) = delete;
-  PictureScaler& operator=(const PictureScaler&) = delete;
-  ~PictureScaler();
+  PictureScaler(std::int32_t sourceWidth, std::int32_t sourceHeight, std::int32_t width, std::int32_t height)
+      : sourceWidth_(sourceWidth), sourceHeight_(sourceHeight), width_(width), height_(height) {}
 
   /// Adds every pixel of the result that depends on one of `source`'s.
   void addScaled(const PixelRegion& source, PixelRegion& result) const;
@@ -27,8 +23,6 @@ class PictureScaler {
   const std::int32_t sourceHeight_;
   const std::int32_t width_;
   const std::int32_t height_;
-  pixman_fixed_t* filter_ = nullptr;
-  int filterSize_ = 0;
 };
 
 }  // namespace tandemview

@@ -22,6 +22,9 @@ class PixelRegion {
   void add(const PixelRectangle& rectangle);
   void add(const PixelRegion& other);
 
+  /// The same for many at once; they may overlap.
+  void add(std::span<const pixman_box32_t> boxes);
+
   /// Keeps what lies in (0, 0) to (width, height).
   void clipTo(std::int32_t width, std::int32_t height);
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 #include "platform/linux/ModeName.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>

@@ -1,5 +1,6 @@
 #include "platform/linux/ReducedBlanking.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>

@@ -5,8 +5,8 @@
 #include <xcb/xinput.h>
 
 #include <bit>
+#include <span>
 #include <utility>
-#include <vector>
 
 #include "platform/linux/CaptureError.h"
 
@@ -256,12 +256,16 @@ void X11CaptureSession::readChanges() {
 
 void X11CaptureSession::readDamage(const xcb_xfixes_fetch_region_reply_t* reply) {
   if (!reply) return;
-  PixelRegion changed;
-  const xcb_rectangle_t* const rectangles = xcb_xfixes_fetch_region_rectangles(reply);
-  for (int index = 0; index < xcb_xfixes_fetch_region_rectangles_length(reply); ++index) {
-    const xcb_rectangle_t& each = rectangles[index];
-    changed.add({.x = each.x - display_.x, .y = each.y - display_.y, .width = each.width, .height = each.height});
+  const std::span rectangles(xcb_xfixes_fetch_region_rectangles(reply),
+                             static_cast<std::size_t>(xcb_xfixes_fetch_region_rectangles_length(reply)));
+  damageBoxes_.clear();
+  for (const xcb_rectangle_t& each : rectangles) {
+    const std::int32_t x = each.x - display_.x;
+    const std::int32_t y = each.y - display_.y;
+    damageBoxes_.push_back({.x1 = x, .y1 = y, .x2 = x + each.width, .y2 = y + each.height});
   }
+  PixelRegion changed;
+  changed.add(damageBoxes_);
   changed.clipTo(display_.width, display_.height);
   addStale(changed);
   undelivered_.add(changed);

@@ -93,6 +93,9 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
 
   PixelRegion undelivered_;  // of the display: what has changed since the last picture
   bool wasRefused_ = false;  // the server refused the last picture
+
+  // Kept for their memory.
+  std::vector<pixman_box32_t> damageBoxes_;
   std::vector<xcb_shm_get_image_cookie_t> imageRequests_;
 };
 

@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -49,6 +51,7 @@ int main(int argc, char** argv) {
   const auto mainQueue = std::make_shared<SerialQueue>("main");
   const auto backgroundQueue = SerialQueue::withThread("background");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
+  const auto wifiQueue = SerialQueue::withThread("com.app.wifisender");
   const auto notificationCenter = std::make_shared<NotificationCenter>();
 
   const auto displays = std::make_shared<X11DisplaySystem>();
@@ -60,6 +63,7 @@ int main(int argc, char** argv) {
     mainQueue->stop();
   };
 
+  std::random_device randomDevice;
   std::shared_ptr<PTUSBHub> hub;
   const auto sharedHub = [&] {
     if (!hub) {
@@ -73,7 +77,10 @@ int main(int argc, char** argv) {
       .mainQueue = mainQueue,
       .backgroundQueue = backgroundQueue,
       .sampleQueue = sampleQueue,
+      .wifiQueue = wifiQueue,
       .clock = std::make_shared<SystemMediaClock>(),
+      .wallClock = std::make_shared<SystemWallClock>(),
+      .randomBits = std::ref(randomDevice),
       .notificationCenter = notificationCenter,
       .program = program,
       .texts = linuxTexts(),
@@ -95,6 +102,7 @@ int main(int argc, char** argv) {
   });
   mainQueue->run();
   // Nothing may still work in the background when the objects that it works on go.
+  wifiQueue->stopAndJoin();
   sampleQueue->stopAndJoin();
   backgroundQueue->stopAndJoin();
   return EXIT_SUCCESS;
