@@ -34,7 +34,8 @@ class Session:
         settings.mkdir()
         if quality:
             (settings / "settings.json").write_text(json.dumps({"displayQualityMode": quality}))
-        environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path))
+        environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path), XDG_RUNTIME_DIR=str(path),
+                           DBUS_SESSION_BUS_ADDRESS=f"unix:path={path}/bus")
         self.summary = path / "summary.json"
         self.log = path / "program.log"
         mux = str(path / "usbmuxd")

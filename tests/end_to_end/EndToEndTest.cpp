@@ -47,7 +47,12 @@ class EndToEndTest : public testing::Test {
   PrivateXServer server;
   X11TestClient desktop{server.displayName()};
   const std::string untouched = desktop.arrangement();
-  const Program::Environment environment = {{"DISPLAY", server.displayName()}, {"XDG_CONFIG_HOME", directory.path()}};
+  // Neither the user's settings nor the session that the tests run in.
+  const Program::Environment environment = {{"DISPLAY", server.displayName()},
+                                            {"XDG_CONFIG_HOME", directory.path()},
+                                            {"XDG_RUNTIME_DIR", directory.path()},
+                                            {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"},
+                                            {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"}};
   std::optional<Program> program;
   std::optional<Program> phone;
 };
@@ -109,7 +114,8 @@ TEST_P(PhoneSizes, ShowWhatWasDrawnOnTheirDisplay) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PhoneSizes,
                          testing::Values(Phone{"1290x2796", "phone", 644, 1398}, Phone{"2796x1290", "phone", 1398, 644},
-                                         Phone{"2048x2732", "pad", 1536, 2048}, Phone{"1000x1200", "phone", 532, 640}));
+                                         Phone{"2048x2732", "pad", 1536, 2048}, Phone{"1000x1200", "phone", 532, 640}),
+                         [](const auto& kind) { return std::string(kind.param.size); });
 
 TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableAndAfterTheDaemon) {
   startPhone({"--script", script("7 detach\n8 attach\n15 detach\n16 attach\n23 quit\n")});

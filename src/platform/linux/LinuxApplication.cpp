@@ -63,8 +63,9 @@ Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::
 
 }  // namespace
 
-LinuxApplication::LinuxApplication(std::vector<std::string> arguments, std::function<void()> terminate)
-    : arguments_(std::move(arguments)), terminate_(std::move(terminate)) {}
+LinuxApplication::LinuxApplication(std::vector<std::string> arguments, std::unique_ptr<SingleInstance> singleInstance,
+                                   std::function<void()> terminate)
+    : arguments_(std::move(arguments)), singleInstance_(std::move(singleInstance)), terminate_(std::move(terminate)) {}
 
 bool LinuxApplication::hasEnvironmentVariable(const std::string& name) const {
   return std::getenv(name.c_str()) != nullptr;
@@ -75,10 +76,12 @@ ProcessIdentifier LinuxApplication::processIdentifier() const {
 }
 
 std::vector<ProcessIdentifier> LinuxApplication::runningCopies() {
-  return {processIdentifier()};
+  return singleInstance_->runningCopies();
 }
 
-void LinuxApplication::activate(ProcessIdentifier) {}
+void LinuxApplication::activate(ProcessIdentifier copy) {
+  singleInstance_->activate(copy);
+}
 
 std::string LinuxApplication::bundlePath() const {
   std::error_code error;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "app/ApplicationSystem.h"
+#include "platform/linux/SingleInstance.h"
 
 namespace tandemview {
 
@@ -12,7 +14,8 @@ namespace tandemview {
 class LinuxApplication final : public ApplicationSystem {
  public:
   /// `arguments`: the command line after the program's name. `terminate` ends the main loop.
-  LinuxApplication(std::vector<std::string> arguments, std::function<void()> terminate);
+  LinuxApplication(std::vector<std::string> arguments, std::unique_ptr<SingleInstance> singleInstance,
+                   std::function<void()> terminate);
 
   bool hasEnvironmentVariable(const std::string& name) const override;
   ProcessIdentifier processIdentifier() const override;
@@ -29,6 +32,7 @@ class LinuxApplication final : public ApplicationSystem {
 
  private:
   const std::vector<std::string> arguments_;
+  const std::unique_ptr<SingleInstance> singleInstance_;
   const std::function<void()> terminate_;
 };
 

@@ -10,7 +10,9 @@
 #include "app/AppDelegate.h"
 #include "platform/linux/FileUserDefaults.h"
 #include "platform/linux/LinuxApplication.h"
+#include "platform/linux/LogindSleepMonitor.h"
 #include "platform/linux/PrintedAlerts.h"
+#include "platform/linux/SingleInstance.h"
 #include "platform/linux/TurboJpegImageEncoder.h"
 #include "platform/linux/X11CaptureSystem.h"
 #include "platform/linux/X11DisplaySystem.h"
@@ -73,24 +75,31 @@ int main(int argc, char** argv) {
     return hub;
   };
 
-  delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
-      .mainQueue = mainQueue,
-      .backgroundQueue = backgroundQueue,
-      .sampleQueue = sampleQueue,
-      .wifiQueue = wifiQueue,
-      .clock = std::make_shared<SystemMediaClock>(),
-      .wallClock = std::make_shared<SystemWallClock>(),
-      .randomBits = std::ref(randomDevice),
-      .notificationCenter = notificationCenter,
-      .program = program,
-      .texts = linuxTexts(),
-      .application = std::make_shared<LinuxApplication>(std::vector<std::string>(argv + 1, argv + argc), terminate),
-      .alerts = std::make_shared<PrintedAlerts>(),
-      .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
-      .displays = displays,
-      .captures = captures,
-      .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
-      .sharedHub = sharedHub});
+  const auto application = std::make_shared<LinuxApplication>(
+      std::vector<std::string>(argv + 1, argv + argc),
+      std::make_unique<SingleInstance>(mainQueue,
+                                       [] { Log::line("👋 Tandemview is already running: a second start has ended"); }),
+      terminate);
+  std::shared_ptr<LogindSleepMonitor> sleepMonitor;
+
+  delegate = std::make_shared<AppDelegate>(
+      AppDelegate::Surroundings{.mainQueue = mainQueue,
+                                .backgroundQueue = backgroundQueue,
+                                .sampleQueue = sampleQueue,
+                                .wifiQueue = wifiQueue,
+                                .clock = std::make_shared<SystemMediaClock>(),
+                                .wallClock = std::make_shared<SystemWallClock>(),
+                                .randomBits = std::ref(randomDevice),
+                                .notificationCenter = notificationCenter,
+                                .program = program,
+                                .texts = linuxTexts(),
+                                .application = application,
+                                .alerts = std::make_shared<PrintedAlerts>(),
+                                .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
+                                .displays = displays,
+                                .captures = captures,
+                                .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
+                                .sharedHub = sharedHub});
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {
@@ -98,9 +107,13 @@ int main(int argc, char** argv) {
       Log::line("👋 The connection to the X server has ended");
       terminate();
     });
+    sleepMonitor = LogindSleepMonitor::started({.mainQueue = mainQueue,
+                                                .notificationCenter = notificationCenter,
+                                                .object = static_cast<const ApplicationSystem*>(application.get())});
     delegate->applicationDidFinishLaunching();
   });
   mainQueue->run();
+  sleepMonitor.reset();
   // Nothing may still work in the background when the objects that it works on go.
   wifiQueue->stopAndJoin();
   sampleQueue->stopAndJoin();

@@ -1,0 +1,141 @@
+#include "platform/linux/LogindSleepMonitor.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <chrono>
+#include <utility>
+
+#include "app/WorkspaceNotifications.h"
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+namespace {
+
+constexpr double retrySeconds = 10;
+
+constexpr const char* logindName = "org.freedesktop.login1";
+constexpr const char* logindPath = "/org/freedesktop/login1";
+constexpr const char* logindInterface = "org.freedesktop.login1.Manager";
+
+/// Only logind's own comings and goings: the bus need not wake us for anybody else's.
+constexpr const char* logindOwnerMatch =
+    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
+    "arg0='org.freedesktop.login1'";
+
+}  // namespace
+
+std::shared_ptr<LogindSleepMonitor> LogindSleepMonitor::started(Surroundings surroundings) {
+  std::shared_ptr<LogindSleepMonitor> monitor(new LogindSleepMonitor(std::move(surroundings)));
+  monitor->connect();
+  return monitor;
+}
+
+LogindSleepMonitor::LogindSleepMonitor(Surroundings surroundings) : surroundings_(std::move(surroundings)) {}
+
+LogindSleepMonitor::~LogindSleepMonitor() = default;
+
+void LogindSleepMonitor::connect() {
+  const std::weak_ptr<Queue> weakQueue = surroundings_.mainQueue;
+  BusConnection::open(BusConnection::Bus::System, [weakQueue, weak = weak_from_this()](BusConnection::Opened opened) {
+    const auto queue = weakQueue.lock();
+    if (!queue) return;
+    queue->async([weak, opened = std::move(opened)] {
+      if (const auto self = weak.lock()) self->connected(opened);
+    });
+  });
+}
+
+void LogindSleepMonitor::connected(BusConnection::Opened opened) {
+  if (!opened) return connectLater(opened.error().localizedDescription());
+  const auto weak = weak_from_this();
+  connection_ = BusConnection::serving(*opened, surroundings_.mainQueue, [weak] {
+    if (const auto self = weak.lock()) self->connectLater("the system bus is gone");
+  });
+  try {
+    connection_->bus().addMatch(
+        logindOwnerMatch,
+        [weak](sdbus::Message& message) {
+          std::string name, oldOwner, newOwner;
+          message >> name >> oldOwner >> newOwner;
+          const auto self = weak.lock();
+          if (!self) return;
+          if (newOwner.empty()) return self->logindIsGone("logind is gone");
+          self->takeInhibitor();
+        },
+        sdbus::floating_slot);
+    logind_ = sdbus::createProxy(connection_->bus(), logindName, logindPath);
+    logind_->uponSignal("PrepareForSleep").onInterface(logindInterface).call([weak](bool isAboutToSleep) {
+      if (const auto self = weak.lock()) self->prepareForSleep(isAboutToSleep);
+    });
+    logind_->finishRegistration();
+  } catch (const sdbus::Error& error) {
+    return connectLater(error.getMessage());
+  }
+  takeInhibitor();
+}
+
+void LogindSleepMonitor::connectLater(const std::string& reason) {
+  logind_.reset();
+  connection_.reset();
+  logindIsGone(reason);
+  surroundings_.mainQueue->after(retrySeconds, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->connect();
+  });
+}
+
+void LogindSleepMonitor::takeInhibitor() {
+  try {
+    logind_->callMethodAsync("Inhibit")
+        .onInterface(logindInterface)
+        .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
+        .withArguments("sleep", "Tandemview", "The screen's capture stops first", "delay")
+        .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, sdbus::UnixFd inhibitor) {
+          const auto self = weak.lock();
+          if (!self) return;
+          if (error) return self->isUnavailable(error->getMessage());
+          self->inhibitorIsTaken(Descriptor(inhibitor.release()));
+        });
+    connection_->update();
+  } catch (const sdbus::Error& error) {
+    isUnavailable(error.getMessage());
+  }
+}
+
+void LogindSleepMonitor::inhibitorIsTaken(Descriptor inhibitor) {
+  // One that comes when the machine is about to sleep would only hold that up.
+  if (!isAsleep_) inhibitor_ = std::move(inhibitor);
+  if (wasUnavailable_) Log::line("✅ Sleep and wake of the machine are noticed again");
+  wasUnavailable_ = false;
+}
+
+void LogindSleepMonitor::prepareForSleep(bool isAboutToSleep) {
+  if (isAboutToSleep == isAsleep_) return;
+  isAsleep_ = isAboutToSleep;
+  if (isAsleep_) {
+    post(workspaceWillSleepNotification);
+    inhibitor_ = Descriptor();
+  } else {
+    post(workspaceDidWakeNotification);
+    takeInhibitor();
+  }
+}
+
+/// Nobody would tell of the wake any more, and a machine that runs this is awake.
+void LogindSleepMonitor::logindIsGone(const std::string& reason) {
+  inhibitor_ = Descriptor();
+  if (std::exchange(isAsleep_, false)) post(workspaceDidWakeNotification);
+  isUnavailable(reason);
+}
+
+void LogindSleepMonitor::isUnavailable(const std::string& reason) {
+  if (wasUnavailable_) return;
+  wasUnavailable_ = true;
+  Log::print("⚠️ Sleep and wake of the machine are not noticed: {}", reason);
+}
+
+void LogindSleepMonitor::post(const char* notification) {
+  surroundings_.notificationCenter->post(notification, surroundings_.object, {});
+}
+
+}  // namespace tandemview
