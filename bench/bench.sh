@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [stream]
+# The measurements: ./dev bench [encode] [channel] [stream] [rotation] [soak]
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel stream)
+[ ${#names[@]} -eq 0 ] && names=(encode channel stream rotation soak)
 for name in "${names[@]}"; do
   case "$name" in
     encode)
@@ -17,7 +17,7 @@ for name in "${names[@]}"; do
         --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null |
         bench/ratios.py bareWriteAndRead framedChannel rate 0.8
       ;;
-    stream) bench/stream.py ;;
+    stream | rotation | soak) "bench/$name.py" ;;
     *) echo "bench: no measurement is called '$name'"; exit 2 ;;
   esac
 done

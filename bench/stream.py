@@ -5,94 +5,12 @@ Prints every figure with its goal. The machine's own share is measured in the sa
 between two processes, and how late a 1/60 s sleep ends.
 """
 import argparse
-import json
 import os
-import pathlib
-import signal
 import socket
 import statistics
-import subprocess
-import sys
-import tempfile
 import time
 
-root = pathlib.Path(__file__).resolve().parent.parent
-binaries = root / "build/release"
-
-
-class Session:
-    """One run of the whole pipeline. Ends everything that it started."""
-
-    def __init__(self, size, load, quality=None, ping_interval=0.05, more=()):
-        self.directory = tempfile.TemporaryDirectory()
-        path = pathlib.Path(self.directory.name)
-        self.processes = []
-        script = f". {root}/bench/private-xorg.sh; start_private_xorg {path}; echo $DISPLAY $xorg_pid; wait"
-        self.server = subprocess.Popen(["bash", "-c", script], stdout=subprocess.PIPE, text=True)
-        display, self.server_pid = self.server.stdout.readline().split()
-        settings = path / "tandemview"
-        settings.mkdir()
-        if quality:
-            (settings / "settings.json").write_text(json.dumps({"displayQualityMode": quality}))
-        environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path), XDG_RUNTIME_DIR=str(path),
-                           DBUS_SESSION_BUS_ADDRESS=f"unix:path={path}/bus")
-        self.summary = path / "summary.json"
-        self.log = path / "program.log"
-        mux = str(path / "usbmuxd")
-        companion = [binaries / "tandemview-companion", "--mux", mux, "--size", size, "--json", self.summary,
-                     "--ping-interval", str(ping_interval), *more]
-        if quality == "fullResolution":
-            companion.append("--full-resolution")
-        self.scene = self.start([binaries / "scene", "--load", load], environment)
-        self.companion = self.start(companion, environment)
-        self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux], environment,
-                                  stdout=open(self.log, "w"))
-
-    def start(self, command, environment, stdout=subprocess.DEVNULL):
-        process = subprocess.Popen([str(part) for part in command], env=environment, stdout=stdout,
-                                   stderr=subprocess.DEVNULL)
-        self.processes.append(process)
-        return process
-
-    def wait_for_stream(self):
-        deadline = time.monotonic() + 20
-        while "✅ Capture started" not in self.log.read_text():
-            if time.monotonic() > deadline:
-                sys.exit("stream: the stream did not start:\n" + self.log.read_text())
-            time.sleep(0.1)
-
-    def cpu_seconds(self):
-        fields = pathlib.Path(f"/proc/{self.program.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-    def resident_megabytes(self):
-        for line in pathlib.Path(f"/proc/{self.program.pid}/status").read_text().splitlines():
-            if line.startswith("VmRSS"):
-                return int(line.split()[1]) / 1024
-        return 0
-
-    def end(self):
-        """The companion's summary."""
-        self.companion.send_signal(signal.SIGINT)
-        self.companion.wait()
-        result = json.loads(self.summary.read_text())
-        for process in self.processes:
-            if process.poll() is None:
-                process.send_signal(signal.SIGTERM)
-                process.wait()
-        os.kill(int(self.server_pid), signal.SIGTERM)
-        self.server.wait()
-        self.directory.cleanup()
-        return result
-
-
-def report(name, value, unit, goal=None, at_most=True):
-    line = f"{name:58} {value:9.2f} {unit}"
-    if goal is not None:
-        met = value <= goal if at_most else value >= goal
-        line += f"   goal: {'at most' if at_most else 'at least'} {goal} {'met' if met else 'MISSED'}"
-    print(line, flush=True)
-
+from session import Session, report
 
 def machine():
     """What two processes and the timer cost on this machine while the stream runs."""

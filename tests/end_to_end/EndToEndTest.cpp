@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <random>
@@ -130,6 +132,59 @@ TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableAndAfterTheDaemon) {
   EXPECT_EQ(phone->wait(), 0) << phone->output();
   EXPECT_TRUE(program->prints("The USB daemon is there")) << program->output();
   EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+/// The line of the arrangement that describes the main screen.
+std::string mainScreen(const std::string& arrangement) {
+  const std::size_t start = arrangement.find("DUMMY0");
+  return arrangement.substr(start, arrangement.find('\n', start) - start);
+}
+
+TEST_F(EndToEndTest, ElevenQuickRotationsEndInTheLastOneWithoutARelaunch) {
+  std::string rotations;
+  for (int turn = 0; turn < 11; ++turn) rotations += std::to_string(7 + 0.06 * turn) + " rotate\n";
+  startPhone({"--script", script(rotations + "11 quit\n")});
+  startProgram();
+  ASSERT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
+  EXPECT_EQ(mainScreen(desktop.arrangement()), mainScreen(untouched));
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  const nlohmann::json last = summary()["sizes"].back();
+  EXPECT_EQ(last["width"], 1398);
+  EXPECT_EQ(last["height"], 644);
+  EXPECT_EQ(program->output().find("restarting app"), std::string::npos);
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+/// The process, other than `except`, whose command line holds `text`; 0 if there is none.
+pid_t processWith(const std::string& text, pid_t except) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const pid_t process = std::atoi(entry.path().filename().c_str());
+    std::ifstream file(entry.path() / "cmdline");
+    const std::string commandLine((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (process > 0 && process != except && commandLine.starts_with(TANDEMVIEW_PROGRAM) &&
+        commandLine.find(text) != std::string::npos && commandLine.find("companion") == std::string::npos) {
+      return process;
+    }
+  }
+  return 0;
+}
+
+TEST_F(EndToEndTest, ASizeBeyondTheEnvelopeComesWithANewProcess) {
+  startPhone({"--script", script("7 size 6000x2000\n20 quit\n")});
+  startProgram();
+  const pid_t first = program->process();
+  ASSERT_TRUE(phone->prints("frames of 3000x1000 arrive")) << program->output();
+  EXPECT_TRUE(program->prints("👋 Terminating for orientation change..."));
+  EXPECT_EQ(program->wait(), 0);
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(summary()["connections"], 2);
+
+  const pid_t second = processWith(directory.path(), first);
+  ASSERT_GT(second, 0);
+  ::kill(second, SIGTERM);
+  EXPECT_TRUE(Program::within30Seconds([&] { return processWith(directory.path(), first) == 0; }));
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 

@@ -16,6 +16,7 @@
 #include "platform/linux/TurboJpegImageEncoder.h"
 #include "platform/linux/X11CaptureSystem.h"
 #include "platform/linux/X11DisplaySystem.h"
+#include "platform/linux/X11EventSystem.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 
@@ -54,6 +55,7 @@ int main(int argc, char** argv) {
   const auto backgroundQueue = SerialQueue::withThread("background");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
   const auto wifiQueue = SerialQueue::withThread("com.app.wifisender");
+  const auto clock = std::make_shared<SystemMediaClock>();
   const auto notificationCenter = std::make_shared<NotificationCenter>();
 
   const auto displays = std::make_shared<X11DisplaySystem>();
@@ -87,7 +89,7 @@ int main(int argc, char** argv) {
                                 .backgroundQueue = backgroundQueue,
                                 .sampleQueue = sampleQueue,
                                 .wifiQueue = wifiQueue,
-                                .clock = std::make_shared<SystemMediaClock>(),
+                                .clock = clock,
                                 .wallClock = std::make_shared<SystemWallClock>(),
                                 .randomBits = std::ref(randomDevice),
                                 .notificationCenter = notificationCenter,
@@ -99,7 +101,8 @@ int main(int argc, char** argv) {
                                 .displays = displays,
                                 .captures = captures,
                                 .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
-                                .sharedHub = sharedHub});
+                                .sharedHub = sharedHub,
+                                .events = std::make_shared<X11EventSystem>(mainQueue, clock)});
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {

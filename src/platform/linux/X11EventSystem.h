@@ -1,0 +1,76 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "input/EventSystem.h"
+#include "platform/linux/X11KeyChord.h"
+#include "platform/linux/X11Keyboard.h"
+#include "runtime/MediaClock.h"
+#include "runtime/Queue.h"
+
+namespace tandemview {
+
+/// Input events through an X server's XTEST extension. A display's ID is its RandR output's; points are pixels.
+///
+/// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. Modifiers that the
+/// user holds on the real keyboard stay in force, which X11 gives no means to change; Caps Lock is lifted. A character
+/// that no key types borrows the meaning of an unused key; when all of those are in recent use, it and every event
+/// behind it wait until one is free.
+class X11EventSystem final : public EventSystem, public std::enable_shared_from_this<X11EventSystem> {
+ public:
+  /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY.
+  X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {});
+
+  /// Releases the buttons that are held and takes borrowed meanings back, even if the connection has broken meanwhile.
+  ~X11EventSystem() override;
+
+  bool isTrusted(TrustPrompt prompt) override;
+  std::shared_ptr<EventSource> makeEventSource() override { return nullptr; }
+  void postMouseEvent(const MouseEvent& event) override;
+  void postScrollEvent(const ScrollEvent& event) override;
+  void postKeyEvent(const KeyEvent& event) override;
+  std::optional<ScreenPoint> pointerLocation() override;
+  std::optional<std::uint32_t> activeDisplayCount() override;
+  std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
+  ScreenRectangle displayBounds(std::uint32_t displayID) override;
+  PixelSize displayPixelSize(std::uint32_t displayID) override;
+
+  /// The application launcher alone exists, on desktops whose shortcut for it is known; opening it presses that.
+  bool applicationExists(const std::string& path) override;
+  void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override;
+  void pause(double seconds) override;
+
+ private:
+  /// One event. Returns for how many seconds it has to wait before it is tried again; 0: it is done with.
+  using Step = std::function<double()>;
+
+  void take(Step step);
+  void takeKey(Step step);
+  void takeWaitingAfter(double seconds);
+  void takeWaiting();
+  double type(char32_t character, X11Modifiers modifiers);
+  void endLoansAfter(double seconds);
+
+  void movePointer(const ScreenPoint& location) const;
+  void turnButton(const MouseEvent& event);
+  void turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const;
+  bool isAlive() const { return connection_ && !connection_->isBroken(); }
+
+  const std::shared_ptr<Queue> queue_;
+  const std::shared_ptr<const MediaClock> clock_;
+  const std::string displayName_;
+  const std::shared_ptr<X11Connection> connection_;  // null without a server, or if it lacks XTEST
+  const std::unique_ptr<X11Keyboard> keyboard_;      // null without a connection
+  std::set<std::uint8_t> heldButtons_;
+  std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
+  std::int64_t horizontalRemainder_ = 0;
+  std::deque<Step> waiting_;
+  double lastTyping_ = 0;
+  bool endOfLoansIsPlanned_ = false;
+};
+
+}  // namespace tandemview

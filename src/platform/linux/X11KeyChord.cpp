@@ -1,0 +1,99 @@
+#include "platform/linux/X11KeyChord.h"
+
+#include <linux/input-event-codes.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
+
+#include <algorithm>
+
+#include "input/KeyCodes.h"
+#include "platform/linux/X11KeyCodes.h"
+
+namespace tandemview {
+
+namespace {
+
+constexpr std::uint16_t tab = 48;  // kVK_Tab, kVK_Space, kVK_Delete
+constexpr std::uint16_t space = 49;
+constexpr std::uint16_t backspace = 51;
+
+/// What an arrow key of a Mac carries beside Control when a swipe presses it. The phone's own Control+Left lacks it
+/// and moves by a word.
+constexpr EventFlags swipe = EventFlag::control | EventFlag::numericPad | EventFlag::secondaryFunction;
+
+/// A shortcut of the Mac that another one stands for on a Linux desktop.
+struct Twin {
+  std::uint16_t virtualKeyCode;
+  EventFlags flags;                  // all but Shift, which is kept
+  std::optional<X11KeyChord> chord;  // absent: nothing stands for it
+};
+
+constexpr X11Modifiers control = X11Modifier::control;
+constexpr X11Modifiers alt = X11Modifier::alt;
+
+// clang-format off
+constexpr Twin twins[] = {
+    // The spaces are workspaces; Mission Control is the overview, App Exposé has nothing nearer than the workspace below.
+    {KeyCode::leftArrow, swipe, X11KeyChord{control | alt, KEY_LEFT}},
+    {KeyCode::rightArrow, swipe, X11KeyChord{control | alt, KEY_RIGHT}},
+    {KeyCode::upArrow, swipe, X11KeyChord{X11Modifier::super}},
+    {KeyCode::downArrow, swipe, X11KeyChord{control | alt, KEY_DOWN}},
+    // Show Desktop.
+    {KeyCode::f11, EventFlag::secondaryFunction, X11KeyChord{X11Modifier::super, KEY_D, XKB_KEY_d}},
+    // Look Up. As Control+D it would end shells.
+    {KeyCode::d, EventFlag::command | EventFlag::control, std::nullopt},
+    // Zoom, with the keypad's keys: on many layouts plus and equals lie elsewhere, or on an accent.
+    {KeyCode::equals, EventFlag::command, X11KeyChord{control, KEY_KPPLUS}},
+    {KeyCode::minus, EventFlag::command, X11KeyChord{control, KEY_KPMINUS}},
+    // The application switcher, and Spotlight.
+    {tab, EventFlag::command, X11KeyChord{alt, KEY_TAB}},
+    {space, EventFlag::command, X11KeyChord{X11Modifier::super}},
+    // Moving by lines, documents and words.
+    {KeyCode::leftArrow, EventFlag::command, X11KeyChord{X11Modifier::none, KEY_HOME}},
+    {KeyCode::rightArrow, EventFlag::command, X11KeyChord{X11Modifier::none, KEY_END}},
+    {KeyCode::upArrow, EventFlag::command, X11KeyChord{control, KEY_HOME}},
+    {KeyCode::downArrow, EventFlag::command, X11KeyChord{control, KEY_END}},
+    {KeyCode::leftArrow, EventFlag::option, X11KeyChord{control, KEY_LEFT}},
+    {KeyCode::rightArrow, EventFlag::option, X11KeyChord{control, KEY_RIGHT}},
+    {backspace, EventFlag::option, X11KeyChord{control, KEY_BACKSPACE}},
+};
+// clang-format on
+
+/// Keys whose codes depend on the server's input driver, beyond the typewriter's part of the keyboard.
+struct CursorKey {
+  std::uint16_t linuxKeyCode;
+  xkb_keysym_t symbol;
+};
+constexpr CursorKey cursorKeys[] = {{KEY_LEFT, XKB_KEY_Left}, {KEY_RIGHT, XKB_KEY_Right}, {KEY_UP, XKB_KEY_Up},
+                                    {KEY_DOWN, XKB_KEY_Down}, {KEY_HOME, XKB_KEY_Home},   {KEY_END, XKB_KEY_End}};
+
+X11KeyChord withSymbol(X11KeyChord chord) {
+  const auto* const key = std::ranges::find(cursorKeys, chord.linuxKeyCode, &CursorKey::linuxKeyCode);
+  if (key != std::end(cursorKeys)) chord.symbol = key->symbol;
+  return chord;
+}
+
+}  // namespace
+
+X11Modifiers x11ModifiersOf(EventFlags flags) {
+  X11Modifiers modifiers = X11Modifier::none;
+  if (flags & EventFlag::shift) modifiers |= X11Modifier::shift;
+  if (flags & (EventFlag::command | EventFlag::control)) modifiers |= X11Modifier::control;
+  if (flags & EventFlag::option) modifiers |= X11Modifier::alt;
+  return modifiers;
+}
+
+std::optional<X11KeyChord> x11KeyChordFor(std::uint16_t virtualKeyCode, EventFlags flags) {
+  const EventFlags withoutShift = flags & ~EventFlag::shift;
+  for (const Twin& twin : twins) {
+    if (twin.virtualKeyCode != virtualKeyCode || twin.flags != withoutShift) continue;
+    if (!twin.chord) return std::nullopt;
+    X11KeyChord chord = withSymbol(*twin.chord);
+    if (flags & EventFlag::shift) chord.modifiers |= X11Modifier::shift;
+    return chord;
+  }
+  const auto linuxKeyCode = linuxKeyCodeOf(virtualKeyCode);
+  if (!linuxKeyCode) return std::nullopt;
+  return withSymbol({.modifiers = x11ModifiersOf(flags), .linuxKeyCode = *linuxKeyCode});
+}
+
+}  // namespace tandemview

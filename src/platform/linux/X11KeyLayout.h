@@ -1,0 +1,73 @@
+#pragma once
+
+#include <xcb/xcb.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/linux/X11Connection.h"
+#include "platform/linux/X11KeyChord.h"
+
+namespace tandemview {
+
+/// How a layout types a character: a key, and what must be held beside what is held already.
+struct X11KeyStroke {
+  xcb_keycode_t key = 0;
+  X11Modifiers modifiers = X11Modifier::none;  // Shift and AltGr only
+};
+
+/// What the keys of the server's keyboard meant at one moment.
+class X11KeyLayout {
+ public:
+  /// Null if the server is gone. xkb_x11_setup_xkb_extension() must have set the connection up.
+  static std::unique_ptr<X11KeyLayout> read(const X11Connection& connection);
+
+  X11KeyLayout(const X11KeyLayout&) = delete;
+  X11KeyLayout& operator=(const X11KeyLayout&) = delete;
+  ~X11KeyLayout();
+
+  /// The key codes of modifier keys; absent if the layout lacks one of them.
+  std::optional<std::vector<xcb_keycode_t>> keysOf(X11Modifiers modifiers) const;
+
+  /// Never answers with these keys when asked for a character's.
+  void exclude(std::vector<xcb_keycode_t> keys) { excluded_ = std::move(keys); }
+
+  /// How `character` is typed in the layout's `group` while `held` (real modifiers, XCB_MOD_MASK_*) is in force; absent
+  /// if no key outside the keypad does it.
+  std::optional<X11KeyStroke> strokeFor(char32_t character, std::uint8_t group, std::uint8_t held);
+
+  /// The key codes that mean nothing.
+  std::vector<xcb_keycode_t> unusedKeys() const;
+
+  /// The first key that means `symbol` in the first group with nothing held.
+  std::optional<xcb_keycode_t> keyOf(xkb_keysym_t symbol) const;
+
+  /// What a key means in the first group with nothing held; XKB_KEY_NoSymbol if nothing.
+  xkb_keysym_t symbolOf(xcb_keycode_t key) const;
+
+ private:
+  struct Circumstances {
+    std::uint8_t group;
+    std::uint8_t held;
+
+    bool operator==(const Circumstances&) const = default;
+  };
+
+  X11KeyLayout(xkb_context* context, xkb_keymap* keymap) : context_(context), keymap_(keymap) {}
+
+  void collectStrokes();
+  void collectStrokes(xkb_state* state, X11Modifiers modifiers);
+  xkb_mod_mask_t maskOf(const std::vector<xcb_keycode_t>& modifierKeys) const;
+
+  xkb_context* const context_;
+  xkb_keymap* const keymap_;
+  std::vector<xcb_keycode_t> excluded_;
+  std::optional<Circumstances> circumstances_;  // of the strokes
+  std::unordered_map<char32_t, X11KeyStroke> strokes_;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ClientProcess.h"
+#include "fakes/LogRecorder.h"
+#include "fakes/ManualQueue.h"
+#include "input/KeyboardInjector.h"
+#include "input/TouchInjector.h"
+#include "platform/linux/X11DisplaySystem.h"
+#include "platform/linux/X11EventSystem.h"
+#include "support/PrivateXServer.h"
+
+namespace tandemview {
+
+using Lines = std::vector<std::string>;
+
+/// A screen of 1280x800, and beside it the phone's display of 644x1398, which the injectors act on. Without a window
+/// manager, keys go to the window that the pointer is in.
+struct X11InputFixture : testing::Test {
+  X11InputFixture() {
+    const bool isLit =
+        display->applySettings({.modes = {{.width = 644, .height = 1398, .refreshRate = 60}}}) == ApplyOutcome::Applied;
+    EXPECT_TRUE(isLit);
+    touches.setDisplay(*display->displayID());
+  }
+
+  void touch(const std::string& mode, const std::string& type, double x, double y, const std::string& extra = "") {
+    touches.handleTouchEvent(
+        Data::copying(fmt::format(R"({{"type":"{}","x":{},"y":{},"mode":"{}"{}}})", type, x, y, mode, extra)));
+  }
+  void gesture(const std::string& type, const std::string& direction) {
+    touch("trackpad", type, 0, 0, fmt::format(R"(,"direction":"{}")", direction));
+  }
+  void pressKey(const std::string& key, const std::string& modifiers = "") {
+    keys.handleKeyEvent(
+        Data::copying(fmt::format(R"({{"action":"key","key":"{}","modifiers":[{}]}})", key, modifiers)));
+  }
+
+  /// `xev` on the whole of the phone's display, with the pointer in it.
+  std::unique_ptr<ClientProcess> startXev(const std::string& kind) {
+    auto xev = std::make_unique<ClientProcess>(server.displayName(),
+                                               Lines{"xev", "-geometry", "644x1398+1280+0", "-event", kind});
+    touch("direct", "move", 0.5, 0.5);
+    EXPECT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "xev (package x11-utils)";
+    return xev;
+  }
+
+  xcb_window_t windowUnderPointer() const { return pointer()->child; }
+  X11Reply<xcb_query_pointer_reply_t> pointer() const {
+    return owned(xcb_query_pointer_reply(client->get(), xcb_query_pointer(client->get(), client->root()), nullptr));
+  }
+
+  /// The symbols of every key code.
+  std::vector<xcb_keysym_t> keyboardMapping() const {
+    const xcb_setup_t& setup = *xcb_get_setup(client->get());
+    const auto count = static_cast<std::uint8_t>(setup.max_keycode - setup.min_keycode + 1);
+    const auto reply = owned(xcb_get_keyboard_mapping_reply(
+        client->get(), xcb_get_keyboard_mapping(client->get(), setup.min_keycode, count), nullptr));
+    const xcb_keysym_t* const symbols = xcb_get_keyboard_mapping_keysyms(reply.get());
+    return {symbols, symbols + xcb_get_keyboard_mapping_keysyms_length(reply.get())};
+  }
+
+  LogRecorder log;
+  PrivateXServer server;
+  std::shared_ptr<X11Connection> client = X11Connection::open(server.displayName());
+  X11DisplaySystem displays{server.displayName()};
+  std::shared_ptr<VirtualDisplay> display = displays.makeVirtualDisplay({}).display;
+  std::shared_ptr<ManualQueue> time = ManualQueue::make();
+  std::shared_ptr<MediaClock> clock = std::make_shared<ManualClock>(time);
+  std::shared_ptr<X11EventSystem> events = std::make_shared<X11EventSystem>(time, clock, server.displayName());
+  TouchInjector touches{{}, {events, clock}};
+  KeyboardInjector keys{nullptr, events};
+};
+
+}  // namespace tandemview

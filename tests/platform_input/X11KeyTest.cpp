@@ -1,0 +1,187 @@
+#include <cstdlib>
+#include <fstream>
+
+#include "X11InputFixture.h"
+#include "platform/linux/X11EventInput.h"
+#include "runtime/SerialQueue.h"
+
+namespace tandemview {
+namespace {
+
+struct X11KeyTest : X11InputFixture {
+  void setLayout(const std::string& layout) const {
+    ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-layout", layout})) << "package x11-xkb-utils";
+  }
+
+  std::unique_ptr<ClientProcess> startGtk() {
+    auto gtk =
+        std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
+    touch("direct", "move", 0.5, 0.15);
+    EXPECT_TRUE(gtk->hasPrinted("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
+    return gtk;
+  }
+
+  void pressCapsLock() const {
+    constexpr std::uint8_t capsLock = 66;
+    postInput(*client, XCB_KEY_PRESS, capsLock);
+    postInput(*client, XCB_KEY_RELEASE, capsLock);
+    EXPECT_TRUE(pointer());  // the server has seen it
+  }
+
+  /// The last text of the field, once it is as expected, or for too long isn't.
+  static std::string fieldText(const ClientProcess& gtk, const std::string& expected) {
+    std::string text;
+    waitUntil([&] {
+      const std::string output = gtk.output();
+      const std::size_t start = output.rfind("text ");
+      if (start != std::string::npos) text = output.substr(start + 5, output.find('\n', start) - start - 5);
+      return text == expected;
+    });
+    return text;
+  }
+};
+
+TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
+  struct Row {
+    std::function<void()> action;
+    Lines expected;
+  };
+  const auto key = [this](const std::string& name, const std::string& modifiers = "") {
+    return [this, name, modifiers] { pressKey(name, modifiers); };
+  };
+  std::vector<Row> rows;
+  const std::pair<const char*, const char*> names[] = {{"Return", "Return"},
+                                                       {"enter", "Return"},
+                                                       {"tab", "Tab"},
+                                                       {"space", "space"},
+                                                       {"escape", "Escape"},
+                                                       {"delete", "BackSpace"},
+                                                       {"backspace", "BackSpace"},
+                                                       {"left", "Left"},
+                                                       {"right", "Right"},
+                                                       {"up", "Up"},
+                                                       {"down", "Down"},
+                                                       {"=", "equal"},
+                                                       {"-", "minus"},
+                                                       {"]", "bracketright"},
+                                                       {"[", "bracketleft"},
+                                                       {"'", "apostrophe"},
+                                                       {";", "semicolon"},
+                                                       {"\\\\", "backslash"},
+                                                       {",", "comma"},
+                                                       {"/", "slash"},
+                                                       {".", "period"},
+                                                       {"`", "grave"}};
+  for (const auto& [name, symbol] : names) {
+    rows.push_back({key(name), {fmt::format("press {}", symbol), fmt::format("release {}", symbol)}});
+  }
+  for (const char character : std::string("abcdefghijklmnopqrstuvwxyz0123456789")) {
+    rows.push_back({key({character}), {fmt::format("press {}", character), fmt::format("release {}", character)}});
+  }
+  const Lines super = {"press Super_L", "release Super_L state 40"};
+  const Lines left = {"press Control_L",      "press Alt_L state 4",   "press Left state c",
+                      "release Left state c", "release Alt_L state c", "release Control_L state 4"};
+  rows.push_back(
+      {key("C", R"("cmd")"), {"press Control_L", "press c state 4", "release c state 4", "release Control_L state 4"}});
+  rows.push_back({key("z", R"("cmd","shift")"),
+                  {"press Shift_L", "press Control_L state 1", "press Z state 5", "release Z state 5",
+                   "release Control_L state 5", "release Shift_L state 1"}});
+  rows.push_back(
+      {key("x", R"("option")"), {"press Alt_L", "press x state 8", "release x state 8", "release Alt_L state 8"}});
+  rows.push_back({key("left", R"("control")"),
+                  {"press Control_L", "press Left state 4", "release Left state 4", "release Control_L state 4"}});
+  rows.push_back(
+      {key("tab", R"("cmd")"), {"press Alt_L", "press Tab state 8", "release Tab state 8", "release Alt_L state 8"}});
+  rows.push_back({key("left", R"("cmd","shift")"),
+                  {"press Shift_L", "press Home state 1", "release Home state 1", "release Shift_L state 1"}});
+  rows.push_back({[this] { touch("trackpad", "zoom", 0.1, 0); },
+                  {"press Control_L", "press KP_Add state 4", "release KP_Add state 4", "release Control_L state 4"}});
+  rows.push_back({[this] { gesture("swipe", "right"); }, left});
+  rows.push_back({[this] { gesture("swipe", "up"); }, super});
+  rows.push_back({[this] { gesture("gesture", "lookup"); }, {}});
+  rows.push_back({[this] { gesture("gesture", "showdesktop"); },
+                  {"press Super_L", "press d state 40", "release d state 40", "release Super_L state 40"}});
+  rows.push_back({[this] {
+                    ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
+                    gesture("gesture", "launchpad");
+                    ::unsetenv("XDG_CURRENT_DESKTOP");
+                    gesture("gesture", "launchpad");
+                  },
+                  super});
+
+  const auto xev = startXev("keyboard");
+  for (const Row& row : rows) {
+    const std::size_t before = xevEvents(xev->output()).size();
+    row.action();
+    pressKey("space");  // with nothing held
+    Lines expected = row.expected;
+    expected.insert(expected.end(), {"press space", "release space"});
+    Lines seen;
+    waitUntil([&] {
+      seen = xevEvents(xev->output());
+      seen.erase(seen.begin(), seen.begin() + static_cast<long>(before));
+      return seen.size() >= expected.size();
+    });
+    EXPECT_EQ(seen, expected);
+  }
+}
+
+constexpr const char* layouts[] = {"us", "de", "fr", "us,ru"};
+constexpr const char* text = "Grüße, 你好 👍🏽 e\u0301 @€{~}^`´ Ünïcödé ŁŐщ";
+
+TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
+  for (const char* const layout : layouts) {
+    SCOPED_TRACE(layout);
+    setLayout(layout);
+    const auto mapping = keyboardMapping();
+    for (const bool hasCapsLock : {false, true}) {
+      SCOPED_TRACE(hasCapsLock);
+      const auto gtk = startGtk();
+      if (hasCapsLock) pressCapsLock();
+      keys.typeText(text);
+      EXPECT_EQ(fieldText(*gtk, text), text);
+      EXPECT_EQ(pointer()->mask & XCB_MOD_MASK_LOCK, hasCapsLock ? XCB_MOD_MASK_LOCK : 0);
+      if (hasCapsLock) pressCapsLock();
+    }
+    EXPECT_NE(keyboardMapping(), mapping);
+    time->advance(6);
+    EXPECT_TRUE(waitUntil([&] { return keyboardMapping() == mapping; })) << "what was borrowed is given back";
+  }
+}
+
+TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
+  const TemporaryDirectory directory;
+  for (const char* const layout : layouts) {
+    SCOPED_TRACE(layout);
+    setLayout(layout);
+    const std::string path = directory.path() + "/" + layout;
+    const ClientProcess terminal(server.displayName(),
+                                 {"xterm", "-u8", "-geometry", "60x10+1380+600", "-e", "sh", "-c", "cat > " + path});
+    touch("direct", "move", 0.3, 0.47);
+    ASSERT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "package xterm";
+    keys.typeText(std::string(text) + "\r\n");
+    std::string line;
+    waitUntil([&] { return std::getline(std::ifstream(path), line) && line == text; });
+    EXPECT_EQ(line, text);
+  }
+}
+
+TEST_F(X11KeyTest, MoreCharactersThanThereAreUnusedKeysArriveInOrder) {
+  std::string expected;
+  for (int line = 0; line < 2; ++line) {
+    for (char32_t character = U'\u4e00'; character < U'\u4e00' + 200; ++character) {
+      expected +=
+          fmt::format("{}{}{}", static_cast<char>(0xE0 | character >> 12),
+                      static_cast<char>(0x80 | (character >> 6 & 0x3F)), static_cast<char>(0x80 | (character & 0x3F)));
+    }
+  }
+  const auto gtk = startGtk();
+  const auto queue = SerialQueue::withThread("typing");
+  auto typing = std::make_shared<X11EventSystem>(queue, std::make_shared<SystemMediaClock>(), server.displayName());
+  queue->async([&] { KeyboardInjector(nullptr, typing).typeText(expected); });
+  EXPECT_EQ(fieldText(*gtk, expected), expected);
+  queue->stopAndJoin();
+}
+
+}  // namespace
+}  // namespace tandemview
