@@ -10,7 +10,7 @@ namespace tandemview {
 namespace {
 
 /// From here on each pixel keeps its own colour; below, four share one. Sharing blurs small coloured text at every
-/// quality alike, but keeping costs half as much time again and up to a third more bytes on a screen full of text:
+/// quality alike, but keeping costs about twice the time and a quarter to a third more bytes on a screen full of text:
 /// worth it where sharpness is asked for, and only there.
 constexpr int leastQualityWithFullColor = 60;
 
