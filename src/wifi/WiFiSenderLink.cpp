@@ -71,15 +71,18 @@ void WiFiSender::connect(const std::shared_ptr<const WiFiEndpoint>& endpoint) {
     droppedFrames_ = 0;
   }
   const Connection connection = surroundings_.network->makeConnection(endpoint);
-  {
-    const std::lock_guard lock(stateLock_);
-    if (!isConnecting_) return;  // stopped meanwhile
-    connection_ = connection;
-  }
+  // Started before anybody can send over it; its reports come behind this, on this same queue.
   connection->start({.queue = surroundings_.queue,
                      .didBecomeReady = reportOf(connection, &WiFiSender::connectionReady),
                      .didFail = reportOf(connection, &WiFiSender::connectionFailed),
                      .didCancel = reportOf(connection, &WiFiSender::connectionCancelled)});
+  bool isStopped = false;
+  {
+    const std::lock_guard lock(stateLock_);
+    isStopped = !isConnecting_;
+    if (!isStopped) connection_ = connection;
+  }
+  if (isStopped) connection->cancel();
 }
 
 void WiFiSender::cancelConnection() {
