@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "companion/CableLink.h"
 #include "companion/WholeFile.h"
+#include "companion/WiFiLink.h"
 #include "protocol/DisplayPlan.h"
 #include "protocol/MessageType.h"
 #include "runtime/Log.h"
@@ -37,7 +39,8 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
       options_(std::move(options)),
       startTime_(clock_.now()),
       checker_(plannedSize(options_.info, options_.fullResolution)),
-      phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
+      phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)),
+      wifiPhone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
 
 Companion::~Companion() = default;
 
@@ -51,7 +54,9 @@ bool Companion::start() {
     saver_ = std::move(*saver);
   }
   if (options_.window && !openWindow()) return false;
-  if (!(options_.muxPath ? startDaemon() : startListening())) return false;
+  if (options_.muxPath && !startDaemon()) return false;
+  if (options_.listenPort && !startListening()) return false;
+  if (options_.wifiCode && !startWiFi()) return false;
   if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
   scheduleScript(0);
   return true;
@@ -77,7 +82,7 @@ bool Companion::startDaemon() {
       },
       [this](std::int64_t deviceID, std::shared_ptr<Stream> stream) {
         connectedDevice_ = deviceID;
-        phone_->accept(std::move(stream));
+        phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
       });
   if (!daemon) {
     say("cannot listen at {}: {}", *options_.muxPath, daemon.error().localizedDescription());
@@ -90,20 +95,34 @@ bool Companion::startDaemon() {
 }
 
 bool Companion::startListening() {
-  Result<Descriptor> socket = listeningLoopbackSocket(options_.listenPort);
+  Result<Descriptor> socket = listeningLoopbackSocket(*options_.listenPort);
   if (!socket) {
-    say("cannot listen on port {}: {}", options_.listenPort, socket.error().localizedDescription());
+    say("cannot listen on port {}: {}", *options_.listenPort, socket.error().localizedDescription());
     return false;
   }
   say("listens on port {} of 127.0.0.1", localPort(socket->get()));
-  listener_ = Listener::on(std::move(*socket), queue_,
-                           [this](Descriptor connection) { acceptDirectly(std::move(connection)); });
+  listener_ = Listener::on(std::move(*socket), queue_, [this](Descriptor connection) {
+    if (refusal_ != MuxResult::success) return;
+    auto stream = Stream::adopting(std::move(connection), queue_, nullptr);
+    phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
+  });
   return true;
 }
 
-void Companion::acceptDirectly(Descriptor connection) {
-  if (refusal_ != MuxResult::success) return;
-  phone_->accept(Stream::adopting(std::move(connection), queue_, nullptr));
+bool Companion::startWiFi() {
+  Result<Descriptor> socket = listeningSocket();
+  if (!socket) {
+    say("cannot listen: {}", socket.error().localizedDescription());
+    return false;
+  }
+  announcement_ = WiFiAnnouncement::of(*options_.wifiCode, localPort(socket->get()), queue_,
+                                       [](const std::string& text) { say("{}", text); });
+  wifiListener_ = Listener::on(std::move(*socket), queue_, [this](Descriptor connection) {
+    if (refusal_ != MuxResult::success) return;
+    auto stream = Stream::adopting(std::move(connection), queue_, nullptr);
+    wifiPhone_->accept(std::make_shared<WiFiLink>(std::move(stream), queue_, clock_));
+  });
+  return true;
 }
 
 void Companion::end(const std::string& reason) {
@@ -112,7 +131,8 @@ void Companion::end(const std::string& reason) {
 }
 
 bool Companion::finish() {
-  phone_->hangUp("the companion ends");
+  announcement_ = nullptr;
+  for (const auto& phone : {phone_, wifiPhone_}) phone->hangUp("the companion ends");
   if (saver_) {
     if (const auto error = saver_->saveLast()) {
       phoneDidSeeFault(fmt::format("cannot save the last frame: {}", error->localizedDescription()));
@@ -150,7 +170,7 @@ void Companion::phoneDidConnect() {
 }
 
 void Companion::phoneDidDisconnect(const std::string& reason) {
-  connectedDevice_ = -1;
+  if (!phone_->isConnected()) connectedDevice_ = -1;
   say("disconnected: {}", reason);
 }
 
@@ -202,48 +222,64 @@ void Companion::scheduleScript(std::size_t next) {
 void Companion::perform(const ScriptAction& action) {
   using Kind = ScriptAction::Kind;
   say("{:.3f} s: {}", clock_.now() - startTime_, action.line);
+  for (const auto& phone : {phone_, wifiPhone_}) perform(action, *phone);
   MacProtocol::DeviceInfo info = phone_->info();
   switch (action.kind) {
-    case Kind::info:
-      return phone_->sendInfo();
-    case Kind::ping:
-      return phone_->ping();
-    case Kind::touch:
-      return phone_->send(MessageType::touchEvent, Data::copying(action.text));
-    case Kind::key:
-      return phone_->send(MessageType::keyEvent, Data::copying(action.text));
     case Kind::rotate:
       std::swap(info.width, info.height);
       info.orientation = info.width > info.height ? "Landscape" : "Portrait";
-      return changeInfo(std::move(info));
+      return changeInfo(info);
     case Kind::quality:
       info.quality = action.text;
-      return changeInfo(std::move(info));
+      return changeInfo(info);
     case Kind::size:
       info.width = action.size.width;
       info.height = action.size.height;
-      return changeInfo(std::move(info));
+      return changeInfo(info);
     case Kind::detach:
       return detach(action.number);
     case Kind::attach:
       return attach(action.number.value_or(options_.deviceID));
-    case Kind::hangUp:
-      return phone_->hangUp("the script hangs up");
     case Kind::refuse:
       refusal_ = action.number.value_or(MuxResult::connectionRefused);
       return;
-    case Kind::stall:
-      return phone_->stall(action.seconds);
-    case Kind::raw:
-      return phone_->send(*action.number, Data::copying(action.text));
     case Kind::quit:
       return end("the script quits");
+    default:
+      return;
   }
 }
 
-void Companion::changeInfo(MacProtocol::DeviceInfo info) {
+/// The part of an action that one link alone has to do with.
+void Companion::perform(const ScriptAction& action, Phone& phone) {
+  using Kind = ScriptAction::Kind;
+  switch (action.kind) {
+    case Kind::info:
+      return phone.sendInfo();
+    case Kind::ping:
+      return phone.ping();
+    case Kind::touch:
+      return phone.send(MessageType::touchEvent, Data::copying(action.text));
+    case Kind::key:
+      return phone.send(MessageType::keyEvent, Data::copying(action.text));
+    case Kind::hangUp:
+      return phone.hangUp("the script hangs up");
+    case Kind::stall:
+      return phone.stall(action.seconds);
+    case Kind::silent:
+      return phone.silence(action.seconds);
+    case Kind::announce:
+      return phone.announce(*action.number);
+    case Kind::raw:
+      return phone.send(*action.number, Data::copying(action.text));
+    default:
+      return;
+  }
+}
+
+void Companion::changeInfo(const MacProtocol::DeviceInfo& info) {
   checker_.expectSize(plannedSize(info, options_.fullResolution));
-  phone_->setInfo(std::move(info));
+  for (const auto& phone : {phone_, wifiPhone_}) phone->setInfo(info);
 }
 
 void Companion::attach(std::uint32_t deviceID) {

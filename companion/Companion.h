@@ -14,6 +14,7 @@
 #include "companion/Phone.h"
 #include "companion/Script.h"
 #include "companion/Statistics.h"
+#include "companion/WiFiAnnouncement.h"
 #include "runtime/SerialQueue.h"
 
 namespace tandemview {
@@ -22,8 +23,10 @@ namespace tandemview {
 class Companion final : public PhoneDelegate {
  public:
   struct Options {
-    std::optional<std::string> muxPath;  // play the daemon there; otherwise listen on
-    std::uint16_t listenPort = 0;        // this TCP port
+    // The ways to the host: either of the first two, and the third beside or without them.
+    std::optional<std::string> muxPath;       // play the daemon there
+    std::optional<std::uint16_t> listenPort;  // listen on this TCP port
+    std::optional<std::string> wifiCode;      // the host's pairing code
     MacProtocol::DeviceInfo info{1290, 2796, 3, "medium", "Portrait", "phone"};
     std::uint16_t port = 2345;  // the phone's, behind the daemon
     std::uint32_t deviceID = 3;
@@ -61,10 +64,11 @@ class Companion final : public PhoneDelegate {
   bool openWindow();
   bool startDaemon();
   bool startListening();
-  void acceptDirectly(Descriptor connection);
+  bool startWiFi();
   void scheduleScript(std::size_t next);
   void perform(const ScriptAction& action);
-  void changeInfo(MacProtocol::DeviceInfo info);
+  void perform(const ScriptAction& action, Phone& phone);
+  void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
   void keep(const Data& payload, const CheckedFrame& frame);
@@ -82,9 +86,13 @@ class Companion final : public PhoneDelegate {
   std::unique_ptr<FrameWindow> window_;
   FrameSize shownSize_;
 
+  // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;
+  std::shared_ptr<Phone> wifiPhone_;
   std::shared_ptr<MuxDaemon> daemon_;
   std::shared_ptr<Listener> listener_;
+  std::shared_ptr<Listener> wifiListener_;
+  std::shared_ptr<WiFiAnnouncement> announcement_;
   std::vector<std::uint32_t> attachedDevices_;  // in the order of their attachment
   std::int64_t connectedDevice_ = -1;
   std::uint32_t refusal_ = MuxResult::success;

@@ -22,6 +22,17 @@ bool setOption(int socket, int level, int option) {
   return ::setsockopt(socket, level, option, &on, sizeof(on)) == 0;
 }
 
+template <typename Address>
+Result<Descriptor> listeningAt(const Address& address, int family) {
+  Descriptor socket(::socket(family, SOCK_STREAM, 0));
+  if (!socket || !makeNonBlocking(socket.get()) || !setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR) ||
+      ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+      ::listen(socket.get(), backlog) != 0) {
+    return tl::unexpected(posixError(errno));
+  }
+  return socket;
+}
+
 }  // namespace
 
 std::shared_ptr<Listener> Listener::on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept) {
@@ -57,25 +68,27 @@ void Listener::acceptPending() {
 }
 
 Result<Descriptor> listeningLoopbackSocket(std::uint16_t port) {
-  Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-  if (!socket || !makeNonBlocking(socket.get())) return tl::unexpected(posixError(errno));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (!setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR) ||
-      ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-      ::listen(socket.get(), backlog) != 0) {
-    return tl::unexpected(posixError(errno));
-  }
-  return socket;
+  return listeningAt(address, AF_INET);
+}
+
+Result<Descriptor> listeningSocket() {
+  sockaddr_in6 both{};
+  both.sin6_family = AF_INET6;
+  if (auto socket = listeningAt(both, AF_INET6)) return socket;
+  sockaddr_in ipv4{};  // a system without IPv6
+  ipv4.sin_family = AF_INET;
+  return listeningAt(ipv4, AF_INET);
 }
 
 std::uint16_t localPort(int socket) {
-  sockaddr_in address{};
+  sockaddr_in6 address{};  // with the port where an IPv4 address has it too
   socklen_t length = sizeof(address);
   if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
-  return address.sin_family == AF_INET ? ntohs(address.sin_port) : 0;
+  return address.sin6_family == AF_INET || address.sin6_family == AF_INET6 ? ntohs(address.sin6_port) : 0;
 }
 
 }  // namespace tandemview

@@ -38,7 +38,10 @@ class Listener : public std::enable_shared_from_this<Listener> {
 /// A TCP socket that listens on `port` of 127.0.0.1, non-blocking. Port 0 takes a free one; see localPort().
 Result<Descriptor> listeningLoopbackSocket(std::uint16_t port);
 
-/// The port that an IPv4 socket is bound to; 0 if there is none.
+/// A TCP socket that listens on a free port of every address, non-blocking.
+Result<Descriptor> listeningSocket();
+
+/// The port that a TCP socket is bound to; 0 if there is none.
 std::uint16_t localPort(int socket);
 
 }  // namespace tandemview

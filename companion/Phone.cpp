@@ -9,7 +9,6 @@
 
 #include "protocol/Message.h"
 #include "protocol/MessageType.h"
-#include "usb/PTChannel.h"
 
 namespace tandemview {
 
@@ -38,25 +37,31 @@ Phone::Phone(std::shared_ptr<Queue> queue, const MediaClock& clock, MacProtocol:
       pingInterval_(pingInterval),
       delegate_(delegate) {}
 
-void Phone::accept(std::shared_ptr<Stream> stream) {
+void Phone::accept(std::shared_ptr<PhoneLink> link) {
   hangUp("a new connection takes its place");
-  stream_ = std::move(stream);
-  ++connection_;
+  link_ = std::move(link);
   hasMetHost_ = false;
   unansweredPings_.clear();
   delegate_.phoneDidConnect();
-  PTProtocol::sharedProtocolForQueue(queue_)->readFramesOverChannel(
-      stream_, [weak = weak_from_this(), connection = connection_](
-                   const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag, std::uint32_t payloadSize,
-                   const PTProtocol::ResumeBlock& resume) {
-        if (const auto phone = weak.lock()) phone->readHeader(connection, error, type, tag, payloadSize, resume);
-      });
+  link_->stallUntil(stalledUntil_);
+  link_->start({.didReceive =
+                    [weak = weak_from_this()](std::uint32_t type, const Data& payload) {
+                      if (const auto phone = weak.lock()) phone->receive(type, payload);
+                    },
+                .didSeeFault =
+                    [weak = weak_from_this()](const std::string& fault) {
+                      if (const auto phone = weak.lock()) phone->delegate_.phoneDidSeeFault(fault);
+                    },
+                .didEnd =
+                    [weak = weak_from_this()](const std::string& reason) {
+                      if (const auto phone = weak.lock()) phone->hangUp(reason);
+                    }});
 }
 
 void Phone::hangUp(const std::string& reason) {
-  if (!stream_) return;
+  if (!link_) return;
   pingTimer_ = nullptr;
-  std::exchange(stream_, nullptr)->stop();
+  std::exchange(link_, nullptr)->stop();
   delegate_.phoneDidDisconnect(reason);
 }
 
@@ -70,55 +75,26 @@ void Phone::sendInfo() {
 }
 
 void Phone::ping() {
-  if (!stream_ || unansweredPings_.size() == mostUnansweredPings) return;
+  if (!link_ || unansweredPings_.size() == mostUnansweredPings) return;
   unansweredPings_.push_back(MacProtocol::timestamp(clock_.now()));
   send(MessageType::ping, unansweredPings_.back());
 }
 
 void Phone::send(std::uint32_t type, const Data& payload) {
-  if (!stream_) return;
-  PTProtocol::sharedProtocolForQueue(queue_)->sendFrameOfType(type, 0, payload, *stream_, nullptr);
+  if (link_) link_->send(type, payload);
+}
+
+void Phone::announce(std::uint32_t length) {
+  if (link_) link_->announce(length);
 }
 
 void Phone::stall(double seconds) {
   stalledUntil_ = clock_.now() + seconds;
+  if (link_) link_->stallUntil(stalledUntil_);
 }
 
-void Phone::readHeader(std::uint64_t connection, const std::optional<Error>& error, std::uint32_t type,
-                       std::uint32_t tag, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
-  if (connection != connection_ || !stream_) return;
-  if (error) return hangUp(error->localizedDescription());
-  if (type == PTProtocol::endOfStreamType) return hangUp("the host has closed it");
-  if (tag != 0) delegate_.phoneDidSeeFault(fmt::format("a frame of type {} has the tag {}", type, tag));
-  if (payloadSize > longestPayload) {
-    delegate_.phoneDidSeeFault(fmt::format("a frame of type {} announces {} bytes", type, payloadSize));
-    return hangUp("no message is that long");
-  }
-  const double pause = stalledUntil_ - clock_.now();
-  if (pause <= 0) return readPayload(connection, type, payloadSize, resume);
-  queue_->after(pause, [weak = weak_from_this(), connection, type, payloadSize, resume] {
-    if (const auto phone = weak.lock()) phone->readPayload(connection, type, payloadSize, resume);
-  });
-}
-
-void Phone::readPayload(std::uint64_t connection, std::uint32_t type, std::uint32_t payloadSize,
-                        const PTProtocol::ResumeBlock& resume) {
-  if (connection != connection_ || !stream_) return;
-  if (payloadSize == 0) {
-    receive(type, {});
-    return resume();
-  }
-  PTProtocol::sharedProtocolForQueue(queue_)->readPayloadOfSize(
-      payloadSize, *stream_,
-      [weak = weak_from_this(), connection, type, payloadSize, resume](const std::optional<Error>& error,
-                                                                       const std::optional<Data>& payload) {
-        const auto phone = weak.lock();
-        if (!phone || connection != phone->connection_ || !phone->stream_) return;
-        if (error) return phone->hangUp(error->localizedDescription());
-        if (!payload || payload->size() < payloadSize) return phone->hangUp("the host has closed it within a frame");
-        phone->receive(type, *payload);
-        resume();
-      });
+void Phone::silence(double seconds) {
+  silentUntil_ = clock_.now() + seconds;
 }
 
 void Phone::receive(std::uint32_t type, const Data& payload) {
@@ -141,7 +117,8 @@ void Phone::receiveMacInfo(const Data& payload) {
   hasMetHost_ = true;
   sendInfo();
   pingTimer_ = Timer::repeating(queue_, pingInterval_, [weak = weak_from_this()] {
-    if (const auto phone = weak.lock()) phone->ping();
+    const auto phone = weak.lock();
+    if (phone && phone->clock_.now() >= phone->silentUntil_) phone->ping();
   });
   delegate_.phoneDidMeetHost(std::string(payload.text()));
 }

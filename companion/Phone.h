@@ -6,12 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "companion/PhoneLink.h"
 #include "protocol/DeviceInfo.h"
 #include "runtime/MediaClock.h"
 #include "runtime/Queue.h"
-#include "runtime/Stream.h"
 #include "runtime/Timer.h"
-#include "usb/PTProtocol.h"
 
 namespace tandemview {
 
@@ -31,17 +30,17 @@ class PhoneDelegate {
   virtual void phoneDidSeeFault(const std::string& fault) = 0;
 };
 
-/// The phone's end of the link: greets the host, pings it and receives its frames. One connection at a time; a new
-/// one takes the place of the old. Lives on one queue.
+/// The phone's end of a link: greets the host, pings it and receives its frames. One link at a time; a new one takes
+/// the place of the old. Lives on one queue.
 class Phone : public std::enable_shared_from_this<Phone> {
  public:
   /// The clock is the host's too. The delegate outlives the phone.
   Phone(std::shared_ptr<Queue> queue, const MediaClock& clock, MacProtocol::DeviceInfo info, double pingInterval,
         PhoneDelegate& delegate);
 
-  void accept(std::shared_ptr<Stream> stream);
+  void accept(std::shared_ptr<PhoneLink> link);
   void hangUp(const std::string& reason);
-  bool isConnected() const { return stream_ != nullptr; }
+  bool isConnected() const { return link_ != nullptr; }
 
   const MacProtocol::DeviceInfo& info() const { return info_; }
   /// Tells the host at once, if it is there.
@@ -51,15 +50,15 @@ class Phone : public std::enable_shared_from_this<Phone> {
   void sendInfo();
   void ping();
   void send(std::uint32_t type, const Data& payload);
+  void announce(std::uint32_t length);
 
   /// Reads nothing more for so long.
   void stall(double seconds);
 
+  /// Sends no ping by itself for so long.
+  void silence(double seconds);
+
  private:
-  void readHeader(std::uint64_t connection, const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag,
-                  std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume);
-  void readPayload(std::uint64_t connection, std::uint32_t type, std::uint32_t payloadSize,
-                   const PTProtocol::ResumeBlock& resume);
   void receive(std::uint32_t type, const Data& payload);
   void receiveMacInfo(const Data& payload);
   void receivePong(const Data& payload, double now);
@@ -70,12 +69,12 @@ class Phone : public std::enable_shared_from_this<Phone> {
   const double pingInterval_;
   PhoneDelegate& delegate_;
 
-  std::shared_ptr<Stream> stream_;
-  std::uint64_t connection_ = 0;  // counts them: what belongs to an older one is dropped
+  std::shared_ptr<PhoneLink> link_;
   bool hasMetHost_ = false;
   std::shared_ptr<Timer> pingTimer_;
   std::deque<Data> unansweredPings_;
   double stalledUntil_ = 0;
+  double silentUntil_ = 0;
 };
 
 }  // namespace tandemview

@@ -120,6 +120,8 @@ constexpr std::array verbs = {
     Verb{"hangup", Kind::hangUp, nothing, "nothing"},
     Verb{"refuse", Kind::refuse, wholeNumber, "a result's number"},
     Verb{"stall", Kind::stall, duration, "seconds"},
+    Verb{"silent", Kind::silent, duration, "seconds"},
+    Verb{"announce", Kind::announce, wholeNumber, "a length in bytes"},
     Verb{"raw", Kind::raw, typeAndBytes, "a frame type and bytes in hexadecimal"},
     Verb{"quit", Kind::quit, nothing, "nothing"},
 };

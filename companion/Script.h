@@ -16,17 +16,19 @@ struct ScriptAction {
   enum class Kind {
     info,  // send the device info again
     ping,
-    touch,    // text: the message's JSON object
-    key,      // text: the message's JSON object
-    rotate,   // swap width and height
-    quality,  // text
-    size,     // size
-    detach,   // number: the device, if not the one attached last
-    attach,   // number: the device, if not the phone's first number
-    hangUp,   // close the phone's connection
-    refuse,   // number: the result of every Connect from now on; 0 accepts
-    stall,    // seconds without reading
-    raw,      // number: the frame's type; text: its payload's bytes
+    touch,     // text: the message's JSON object
+    key,       // text: the message's JSON object
+    rotate,    // swap width and height
+    quality,   // text
+    size,      // size
+    detach,    // number: the device, if not the one attached last
+    attach,    // number: the device, if not the phone's first number
+    hangUp,    // close the phone's connection
+    refuse,    // number: the result of every Connect from now on; 0 accepts
+    stall,     // seconds without reading
+    silent,    // seconds without pings
+    announce,  // number: the length of a message whose head is sent alone
+    raw,       // number: the frame's type; text: its payload's bytes
     quit,
   };
 

@@ -22,6 +22,7 @@ struct CommandLine {
   Companion::Options options;
   std::string size = "1290x2796";
   std::string muxPath;
+  std::string wifiCode;
   std::string scriptPath;
 };
 
@@ -29,12 +30,15 @@ void declareOptions(CLI::App& app, CommandLine& line) {
   Companion::Options& options = line.options;
   app.set_version_flag("--version", "tandemview-companion " TANDEMVIEW_VERSION);
 
-  CLI::Option_group* way = app.add_option_group("The way to the host (one of them)");
-  way->add_option("--mux", line.muxPath, "Play the multiplexing daemon on this Unix socket, and the phone behind it")
-      ->type_name("PATH");
+  CLI::Option_group* way = app.add_option_group("The ways to the host (at least one)");
+  CLI::Option* mux = way->add_option("--mux", line.muxPath,
+                                     "Play the multiplexing daemon on this Unix socket, and the phone behind it")
+                         ->type_name("PATH");
   way->add_option("--listen", options.listenPort, "Be the phone on this TCP port of 127.0.0.1; 0 takes a free one")
-      ->type_name("PORT");
-  way->require_option(1);
+      ->type_name("PORT")
+      ->excludes(mux);
+  way->add_option("--wifi", line.wifiCode, "Be found over Wi-Fi by the host with this pairing code")->type_name("CODE");
+  way->require_option(1, 2);
 
   CLI::Option_group* phone = app.add_option_group("The phone");
   phone->add_option("--size", line.size, "Its screen in pixels")->check(sizeValidator)->capture_default_str();
@@ -97,6 +101,7 @@ int run(CommandLine line) {
   line.options.info.width = size.width;
   line.options.info.height = size.height;
   if (!line.muxPath.empty()) line.options.muxPath = line.muxPath;
+  if (!line.wifiCode.empty()) line.options.wifiCode = line.wifiCode;
   if (line.options.jsonPath == "-") {
     Log::setSink(
         [](std::string_view text) { std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data()); });

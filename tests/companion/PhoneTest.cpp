@@ -5,6 +5,8 @@
 
 #include <array>
 
+#include "companion/CableLink.h"
+#include "companion/WiFiLink.h"
 #include "fakes/ManualQueue.h"
 #include "support/SocketPair.h"
 
@@ -19,7 +21,7 @@ class PhoneTest : public testing::Test, public PhoneDelegate {
   void SetUp() override { connect(host); }
 
   void connect(SocketPair& pair) {
-    phone->accept(Stream::adopting(std::move(pair.ours), queue, nullptr));
+    phone->accept(std::make_shared<CableLink>(Stream::adopting(std::move(pair.ours), queue, nullptr), queue, clock));
     makeNonBlocking(pair.theirs.get());
   }
 
@@ -116,6 +118,34 @@ TEST_F(PhoneTest, ReadsNothingWhileItStalls) {
   EXPECT_EQ(takeEvents(), std::vector<std::string>{});
   queue->advance(0.2);
   EXPECT_EQ(takeEvents(), (std::vector<std::string>{"frame", "frame"}));
+}
+
+TEST_F(PhoneTest, SendsNoPingWhileItIsSilent) {
+  hostSends(macInfo);
+  hostReceived();
+  phone->silence(3);
+  queue->advance(2.5);
+  EXPECT_EQ(hostReceived(), "");
+  queue->advance(2);
+  EXPECT_EQ(hostReceived().size(), 24U);
+}
+
+TEST_F(PhoneTest, SpeaksInEnvelopesOverWiFi) {
+  host = SocketPair();
+  phone->accept(std::make_shared<WiFiLink>(Stream::adopting(std::move(host.ours), queue, nullptr), queue, clock));
+  makeNonBlocking(host.theirs.get());
+  takeEvents();
+  hostSends(fromHex("00000012") + R"({"kind":"macInfo"})");
+  EXPECT_TRUE(hostReceived().starts_with(fromHex("00000064") + R"({"height":2796)"));
+  queue->advance(2);
+  EXPECT_EQ(hostReceived(), fromHex("00000008 0000000000000040"));  // 2.0
+  hostSends(fromHex("00000010 0000000000000040 0102030405060708 00000005") + "frame");
+  phone->announce(1'000'001);
+  EXPECT_EQ(hostReceived(), fromHex("000F4241"));
+  hostSends(fromHex("00000000"));
+  EXPECT_EQ(takeEvents(),
+            (std::vector<std::string>{R"({"kind":"macInfo"})", "pong after 0.000000", "frame",
+                                      "fault: a message announces 0 bytes", "disconnected: no message is that long"}));
 }
 
 TEST_F(PhoneTest, TakesANewConnectionInPlaceOfTheOld) {

@@ -25,13 +25,16 @@ TEST(ScriptTest, ReadsEveryAction) {
       "3 refuse 3\n"
       "3 stall 1.5\n"
       "4 raw 104 00fFa0\n"
-      "4 raw 99");
+      "4 raw 99\n"
+      "4 silent 2\n"
+      "4 announce 1000001");
   ASSERT_TRUE(script.has_value()) << script.error();
   std::vector<Kind> kinds;
   for (const ScriptAction& action : *script) kinds.push_back(action.kind);
-  const std::vector<Kind> expected = {Kind::info,    Kind::ping,  Kind::touch,  Kind::key,    Kind::rotate,
-                                      Kind::quality, Kind::size,  Kind::detach, Kind::attach, Kind::hangUp,
-                                      Kind::refuse,  Kind::stall, Kind::raw,    Kind::raw,    Kind::quit};
+  const std::vector<Kind> expected = {Kind::info,     Kind::ping,  Kind::touch,  Kind::key,    Kind::rotate,
+                                      Kind::quality,  Kind::size,  Kind::detach, Kind::attach, Kind::hangUp,
+                                      Kind::refuse,   Kind::stall, Kind::raw,    Kind::raw,    Kind::silent,
+                                      Kind::announce, Kind::quit};
   ASSERT_EQ(kinds, expected);
   EXPECT_EQ(script->at(1).time, 0.5);
   EXPECT_EQ(script->at(2).text, "{\"type\": \"tap\", \"x\": 0.5}");
@@ -44,6 +47,8 @@ TEST(ScriptTest, ReadsEveryAction) {
   EXPECT_EQ(script->at(12).text, std::string("\x00\xFF\xA0", 3));
   EXPECT_EQ(script->at(12).line, "raw 104 00fFa0");
   EXPECT_EQ(script->at(13).text, "");
+  EXPECT_EQ(script->at(14).seconds, 2);
+  EXPECT_EQ(script->at(15).number, 1000001U);
 }
 
 TEST(ScriptTest, NamesTheLineOfAnError) {
