@@ -2,36 +2,9 @@
 # DISPLAY and xorg_pid. It listens on nothing but its local socket; the caller ends it by its process ID.
 start_private_xorg() {
   local directory=$1
-  cat >"$directory/xorg.conf" <<'CONF'
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-  Option "AutoEnableDevices" "false"
-  Option "AllowMouseOpenFail" "true"
-  Option "DontVTSwitch" "true"
-EndSection
-Section "Device"
-  Identifier "device"
-  Driver "dummy"
-  VideoRam 262144
-EndSection
-Section "Monitor"
-  Identifier "monitor"
-  HorizSync 5.0-1000.0
-  VertRefresh 5.0-200.0
-EndSection
-Section "Screen"
-  Identifier "screen"
-  Device "device"
-  Monitor "monitor"
-  DefaultDepth 24
-  SubSection "Display"
-    Depth 24
-    Virtual 8192 8192
-    Modes "1280x800"
-  EndSubSection
-EndSection
-CONF
-  /usr/lib/xorg/Xorg -displayfd 3 -config "$directory/xorg.conf" -logfile "$directory/xorg.log" -noreset \
+  local configuration
+  configuration=$(readlink -f "${BASH_SOURCE[0]%/*}")/private-xorg.conf
+  /usr/lib/xorg/Xorg -displayfd 3 -config "$configuration" -logfile "$directory/xorg.log" -noreset \
     -nolisten tcp -novtswitch -sharevts 3>"$directory/display" >"$directory/xorg.out" 2>&1 &
   xorg_pid=$!
   local waited=0

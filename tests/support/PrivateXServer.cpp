@@ -10,43 +10,12 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 namespace tandemview {
 
 namespace {
 
 constexpr int startMilliseconds = 20'000;
-
-constexpr const char* configuration = R"(
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-  Option "AutoEnableDevices" "false"
-  Option "AllowMouseOpenFail" "true"
-  Option "DontVTSwitch" "true"
-EndSection
-Section "Device"
-  Identifier "device"
-  Driver "dummy"
-  VideoRam 262144
-EndSection
-Section "Monitor"
-  Identifier "monitor"
-  HorizSync 5.0-1000.0
-  VertRefresh 5.0-200.0
-EndSection
-Section "Screen"
-  Identifier "screen"
-  Device "device"
-  Monitor "monitor"
-  DefaultDepth 24
-  SubSection "Display"
-    Depth 24
-    Virtual 8192 8192
-    Modes "1280x800"
-  EndSubSection
-EndSection
-)";
 
 [[noreturn]] void failToStart(const char* what) {
   std::perror(what);
@@ -69,9 +38,7 @@ std::string readDisplayNumber(int descriptor) {
 }  // namespace
 
 PrivateXServer::PrivateXServer() {
-  const std::string configurationPath = directory_.path() + "/xorg.conf";
   const std::string logPath = directory_.path() + "/log";
-  std::ofstream(configurationPath) << configuration;
 
   std::array<int, 2> numberPipe{};
   if (::pipe2(numberPipe.data(), O_CLOEXEC) != 0) failToStart("pipe2");
@@ -80,7 +47,7 @@ PrivateXServer::PrivateXServer() {
                                 "-displayfd",
                                 numberDescriptor.c_str(),
                                 "-config",
-                                configurationPath.c_str(),
+                                PRIVATE_XORG_CONFIGURATION,
                                 "-logfile",
                                 logPath.c_str(),
                                 "-noreset",
