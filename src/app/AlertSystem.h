@@ -12,7 +12,8 @@ struct Alert {
   AlertStyle style = AlertStyle::Informational;
   std::string message;
   std::string informativeText;
-  std::vector<std::string> buttons;  // the first one is the default
+  std::vector<std::string> buttons;   // the first one is the default
+  bool activatesApplication = false;  // comes forward with the application
 };
 
 /// Shows alerts to the user. Called on the main queue.

@@ -9,7 +9,13 @@
 
 #include "app/AlertSystem.h"
 #include "app/ApplicationSystem.h"
+#include "app/LidSleepControl.h"
+#include "app/LoginItemSystem.h"
+#include "app/PermissionReset.h"
+#include "app/PermissionSystem.h"
 #include "app/PlatformTexts.h"
+#include "app/ProcessResources.h"
+#include "app/StatusItemSystem.h"
 #include "capture/MJPEGEncoder.h"
 #include "capture/ScreenCapture.h"
 #include "display/VirtualDisplayManager.h"
@@ -45,6 +51,12 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     PlatformTexts texts;
     std::shared_ptr<ApplicationSystem> application;
     std::shared_ptr<AlertSystem> alerts;
+    std::shared_ptr<StatusItemSystem> statusItems;
+    std::shared_ptr<LidSleepControl> lidSleep;
+    std::shared_ptr<LoginItemSystem> loginItem;
+    std::shared_ptr<PermissionSystem> permissions;
+    std::optional<PermissionReset> permissionReset;  // absent where the host keeps no record of permissions
+    std::shared_ptr<ProcessResources> resources;
     std::shared_ptr<UserDefaults> userDefaults;
     std::shared_ptr<DisplaySystem> displays;
     std::shared_ptr<CaptureSystem> captures;

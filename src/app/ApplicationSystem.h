@@ -12,7 +12,13 @@ namespace tandemview {
 /// A process of the host, by its number.
 using ProcessIdentifier = int;
 
-/// What the program needs of the host to be one of its applications. Called on the main queue.
+/// How a tool ended, and what it said.
+struct ToolOutcome {
+  int exitStatus = 0;
+  std::string output;
+};
+
+/// What the program needs of the host to be one of its applications. Called on the main queue, but for run().
 class ApplicationSystem {
  public:
   virtual ~ApplicationSystem() = default;
@@ -40,8 +46,8 @@ class ApplicationSystem {
   /// Writes a file of ours that nobody else can have prepared: replaces a file of that name, follows no link.
   virtual std::optional<Error> writeFile(const std::string& path, const std::string& text) = 0;
 
-  /// Runs a tool and waits for its exit status.
-  virtual Result<int> run(const std::string& tool, const std::vector<std::string>& arguments) = 0;
+  /// Runs a tool, its errors sent to the null device, and waits until it has ended. From any thread.
+  virtual Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) = 0;
 
   /// Starts a tool that outlives this process, its output sent to the null device.
   virtual Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) = 0;

@@ -15,6 +15,26 @@ struct PlatformTexts {
       "1. Upgrade to macOS 14 (Sonoma) or later\n"
       "2. Use the older version of this app with Screenwright";
   std::string unsupportedStatus = "macOS 14 or later required";
+
+  /// Asked before the machine is kept awake with its lid closed.
+  std::string lidSleepExplanation =
+      "Your Mac will stay fully awake and controllable from your iPhone even with the lid closed (e.g. in a "
+      "backpack).\n\n⚠️ Important:\n• The Mac generates heat — avoid enclosed spaces without airflow for long "
+      "sessions.\n• Battery will drain as if the Mac were in use.\n• This setting persists until you turn it off here "
+      "or restart your Mac.\n\nmacOS requires an administrator password to change this.";
+
+  /// What to do when a permission looks granted and doesn't work.
+  std::string permissionsExplanation =
+      "If Screen Recording or Accessibility looks enabled but Tandemview still can't capture or receive touch, an old "
+      "copy of the app is probably still listed.\n\n“Reset & Re-grant” clears Tandemview's permission entries so macOS "
+      "forgets the stale ones. macOS asks for your administrator password because Accessibility is a system-wide "
+      "setting. Afterward, quit and reopen Tandemview — you'll be asked to allow access again the next time you "
+      "connect.";
+
+  /// What to do when the screen may not be captured.
+  std::string captureDeniedExplanation =
+      "Your iPhone is connected, but macOS isn't allowing Tandemview to record the screen.\n\nTurn on Tandemview in "
+      "System Settings › Privacy & Security › Screen Recording, then quit and reopen Tandemview.";
 };
 
 }  // namespace tandemview

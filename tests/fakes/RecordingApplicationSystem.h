@@ -27,9 +27,9 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
     writtenText = text;
     return writeError;
   }
-  Result<int> run(const std::string& tool, const std::vector<std::string>& arguments) override {
+  Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) override {
     calls.push_back("run " + commandLine(tool, arguments));
-    return 0;
+    return ToolOutcome{};
   }
   Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) override {
     calls.push_back("start " + commandLine(tool, arguments));

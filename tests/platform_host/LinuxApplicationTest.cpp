@@ -32,8 +32,11 @@ TEST(LinuxApplicationTest, AFileIsReplacedAndALinkIsNotFollowed) {
 
 TEST(LinuxApplicationTest, RunsToolsAndTellsHowTheyEnded) {
   LinuxApplication application({}, nullptr, nullptr);
-  EXPECT_EQ(application.run("/bin/sh", {"-c", "exit 7"}), 7);
-  EXPECT_EQ(application.run("/bin/sh", {"-c", "kill -9 $$"}), 128 + 9);
+  const auto outcome = application.run("/bin/sh", {"-c", "echo said; echo unheard >&2; exit 7"});
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->exitStatus, 7);
+  EXPECT_EQ(outcome->output, "said\n");
+  EXPECT_EQ(application.run("/bin/sh", {"-c", "kill -9 $$"})->exitStatus, 128 + 9);
   EXPECT_FALSE(application.run("/nowhere/tool", {}));
   EXPECT_FALSE(application.start("/nowhere/tool", {}));
 }
@@ -45,12 +48,11 @@ TEST(LinuxApplicationTest, TheRelaunchCommandSurvivesTheShell) {
   const std::string program = "exec '" + application.bundlePath() + "'";
   ASSERT_TRUE(command.starts_with(program));
   // The same words, handed to a program that prints them.
-  const TemporaryDirectory directory;
-  const std::string output = directory.path() + "/words";
-  command = "printf '%s\\n'" + command.substr(program.size()) + " > " + output;
+  command = "printf '%s\\n'" + command.substr(program.size());
   LinuxApplication shell({}, nullptr, nullptr);
-  ASSERT_EQ(shell.run("/bin/bash", {"-c", command}), 0);
-  EXPECT_EQ(contentOf(output), arguments[0] + "\n" + arguments[1] + "\n");
+  const auto outcome = shell.run("/bin/bash", {"-c", command});
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->output, arguments[0] + "\n" + arguments[1] + "\n");
 }
 
 }  // namespace

@@ -6,11 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 
 #include "platform/linux/AtomicFile.h"
+#include "runtime/Descriptor.h"
 
 extern char** environ;
 
@@ -32,8 +34,10 @@ std::string quotedForShell(const std::string& text) {
   return quoted;
 }
 
-/// A child in a session of its own, so that the end of our terminal is not its end, with the default signals.
-Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::string>& arguments, bool silent) {
+/// A child in a session of its own, so that the end of our terminal is not its end, with the default signals. It reads
+/// nothing, its errors go nowhere, its output to `output` or nowhere either.
+Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::string>& arguments,
+                                const Descriptor& output) {
   std::vector<char*> argv = {const_cast<char*>(tool.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
@@ -48,17 +52,29 @@ Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  if (silent) {
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  }
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  if (output) posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
   pid_t child = 0;
   const int code = posix_spawn(&child, tool.c_str(), &actions, &attributes, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   if (code != 0) return tl::unexpected(posixError(code));
   return child;
+}
+
+/// What a tool says, as far as anyone will read it; the rest is read and dropped, so that the tool can end.
+std::string readToTheEnd(const Descriptor& pipe) {
+  constexpr std::size_t longestOutput = 1 << 20;
+  std::string output;
+  char buffer[4096];
+  while (true) {
+    const ssize_t count = ::read(pipe.get(), buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return output;
+    output.append(buffer, std::min(static_cast<std::size_t>(count), longestOutput - output.size()));
+  }
 }
 
 }  // namespace
@@ -107,18 +123,26 @@ std::optional<Error> LinuxApplication::writeFile(const std::string& path, const 
   return writeFileAtomically(path, text);
 }
 
-Result<int> LinuxApplication::run(const std::string& tool, const std::vector<std::string>& arguments) {
-  const auto child = spawn(tool, arguments, /*silent=*/false);
+Result<ToolOutcome> LinuxApplication::run(const std::string& tool, const std::vector<std::string>& arguments) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return tl::unexpected(posixError(errno));
+  const Descriptor readEnd(ends[0]);
+  Descriptor writeEnd(ends[1]);
+  const auto child = spawn(tool, arguments, writeEnd);
   if (!child) return tl::unexpected(child.error());
+  writeEnd = Descriptor();
+
+  ToolOutcome outcome = {.exitStatus = 0, .output = readToTheEnd(readEnd)};
   int status = 0;
   while (::waitpid(*child, &status, 0) < 0) {
     if (errno != EINTR) return tl::unexpected(posixError(errno));
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  outcome.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return outcome;
 }
 
 Result<ProcessIdentifier> LinuxApplication::start(const std::string& tool, const std::vector<std::string>& arguments) {
-  return spawn(tool, arguments, /*silent=*/true);
+  return spawn(tool, arguments, Descriptor());
 }
 
 void LinuxApplication::terminate() {

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tandemview {
+
+/// An entry's image, by the name of a system symbol; hosts without those draw their own for the name.
+struct MenuSymbol {
+  std::string name;  // empty: no image
+  double pointSize = 15;
+};
+
+/// One line of a menu. The core changes it on the main queue and then tells the StatusItemSystem.
+struct MenuItem {
+  enum class Kind { Entry, SectionHeader, Separator };
+
+  Kind kind = Kind::Entry;
+  std::string title;
+  MenuSymbol symbol;
+  std::string toolTip;
+  std::string keyEquivalent;  // a letter, pressed together with the host's menu key
+  bool isHidden = false;
+  bool isChecked = false;
+  std::string representedObject;                // what the entry stands for, where several share an action
+  std::function<void(const MenuItem&)> action;  // none: the line only tells something, or opens the submenu
+  std::vector<std::shared_ptr<MenuItem>> submenu;
+};
+
+}  // namespace tandemview
