@@ -27,6 +27,7 @@
 #include "runtime/MediaClock.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/Queue.h"
+#include "runtime/Timer.h"
 #include "runtime/UserDefaults.h"
 #include "runtime/WallClock.h"
 #include "usb/USBSender.h"
@@ -35,7 +36,7 @@
 namespace tandemview {
 
 /// Owns every component and joins them: start-up, the session from a phone's description to streaming, display
-/// changes. Lives on the main queue; only the frame handlers run on the capture's sample queue.
+/// changes, the menu. Lives on the main queue; only the frame handlers run on the capture's sample queue.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
  public:
   struct Surroundings {
@@ -71,10 +72,6 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void applicationDidFinishLaunching();
   void applicationWillTerminate();
 
-  /// The menu's actions.
-  void reconnect();
-  void selectQuality(const std::string& rawValue);
-
  private:
   using DeviceInfo = MacProtocol::DeviceInfo;
   using DisplayPlan = MacProtocol::DisplayPlan;
@@ -95,6 +92,31 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void tearDownStreaming();
   void observePower();
 
+  // The status item and its menu: AppDelegateMenu.cpp.
+  void buildStatusMenu();
+  std::function<void(const MenuItem&)> action(std::function<void(AppDelegate&, const MenuItem&)> work);
+  void updateStatusTitle(bool connected);
+  void updateStatisticsLine();
+  void updateResourceLine();
+  void menuWillOpen();
+  void menuDidClose();
+  void showLine(MenuItem& item, const std::string& title, const MenuSymbol& symbol);
+  void setHidden(MenuItem& item, bool hidden);
+  void setChecked(MenuItem& item, bool checked);
+
+  // The host's settings behind the menu: AppDelegateSystemSettings.cpp.
+  std::function<void(int button)> onAnswer(std::function<void(AppDelegate&, int button)> work);
+  void toggleLidSleepPrevention();
+  void setLidSleepPrevented(bool prevented);
+  void readLidSleep();
+  void showLidSleep(bool isPrevented);
+  void toggleLaunchAtLogin();
+  void refreshPermissions();
+  void showPermissionTroubleshooter();
+  void resetPermissions();
+  void permissionsWereReset(bool isReset, const std::string& identifier);
+  void checkCapturePermission(const Error& error);
+
   // From a phone's description to streaming and back: AppDelegateSession.cpp.
   void handleDeviceInfo(const DeviceInfo& info);
   void finishConfiguring();
@@ -112,6 +134,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void updateStatistics(double now);
   void handleSleep();
   void handleWake();
+  void reconnect();
+  void selectQuality(const MenuItem& item);
   void discard();
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
@@ -132,6 +156,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   static constexpr const char* virtualDisplayName = "iPhone Display";
   static constexpr std::uint16_t usbPort = 2345;  // of the companion app, on the device
+  static constexpr double stateSymbolSize = 11;   // points, of the menu's first line
+  static constexpr const char* launchAtLoginKey = "launchAtLogin";
+  static constexpr const char* lidSleepKey = "preventLidSleep";
   static constexpr const char* qualityModeKey = "displayQualityMode";
   static constexpr const char* oldQualityModeKey = "streamQualityMode";  // older versions' keys, read for migration
   static constexpr const char* oldDisplaySizeKey = "displaySizeMode";
@@ -148,6 +175,17 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::unique_ptr<TouchInjector> touchInjector_;
   std::unique_ptr<KeyboardInjector> keyboardInjector_;
 
+  std::shared_ptr<StatusItem> statusItem_;
+  std::shared_ptr<MenuItem> statusMenuItem_;  // the first line: who is connected
+  std::shared_ptr<MenuItem> statsMenuItem_;
+  std::shared_ptr<MenuItem> resourcesMenuItem_;
+  std::vector<std::shared_ptr<MenuItem>> qualityMenuItems_;  // in the order of StreamQuality
+  std::shared_ptr<MenuItem> lidSleepMenuItem_;
+  std::shared_ptr<MenuItem> launchAtLoginMenuItem_;
+  std::shared_ptr<MenuItem> screenRecordingMenuItem_;
+  std::shared_ptr<MenuItem> accessibilityMenuItem_;
+  std::shared_ptr<Timer> resourceTimer_;  // only while the menu is open
+
   StreamQuality qualityMode_ = StreamQuality::balanced;
   std::int64_t streamWidth_ = 0;
   std::int64_t streamHeight_ = 0;
@@ -158,6 +196,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   double currentLatency_ = 0;  // milliseconds between the last two frames
   double lastFrameTime_;
 
+  bool hasShownCapturePermissionAlert_ = false;
   bool isWiFiConnected_ = false;
   bool isUSBConnected_ = false;
   std::string sessionPairingCode_;

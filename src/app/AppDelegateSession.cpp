@@ -157,6 +157,9 @@ void AppDelegate::startStreaming() {
   capture_->onFrameCaptured = [weak = std::weak_ptr(encoder_)](const std::shared_ptr<PixelBuffer>& buffer) {
     if (const auto encoder = weak.lock()) encoder->encode(buffer);
   };
+  capture_->onError = [weak = weak_from_this()](const Error& error) {
+    if (const auto self = weak.lock()) self->checkCapturePermission(error);
+  };
   capture_->start();
   Log::line("🎬 Streaming started!");
   finishConfiguring();
@@ -195,6 +198,8 @@ void AppDelegate::updateStatistics(double now) {
   currentFPS_ = truncated(static_cast<double>(frameCount_) / elapsed);
   frameCount_ = 0;
   lastFPSUpdate_ = now;
+  updateStatusTitle(true);
+  updateStatisticsLine();
 }
 
 void AppDelegate::dropCapture() {
@@ -214,6 +219,7 @@ bool AppDelegate::hasWiFiLink() const {
 void AppDelegate::handleSleep() {
   Log::line("😴 Mac going to sleep - stopping capture...");
   dropCapture();
+  updateStatusTitle(false);
 }
 
 void AppDelegate::handleWake() {
@@ -236,15 +242,17 @@ void AppDelegate::reconnect() {
   sender_->startRetryTimer();
 }
 
-void AppDelegate::selectQuality(const std::string& value) {
-  const auto mode = streamQualityFromRawValue(value);
+void AppDelegate::selectQuality(const MenuItem& item) {
+  const auto mode = streamQualityFromRawValue(item.representedObject);
   if (!mode || *mode == qualityMode_) return;
   const bool changesSize = (*mode == StreamQuality::fullResolution) != (qualityMode_ == StreamQuality::fullResolution);
   qualityMode_ = *mode;
-  surroundings_.userDefaults->setString(qualityModeKey, value);
+  surroundings_.userDefaults->setString(qualityModeKey, item.representedObject);
+  for (const auto& entry : qualityMenuItems_) setChecked(*entry, entry.get() == &item);
   if (encoder_) {
     encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
-    Log::print("🎚️ Quality changed to {} (JPEG {})", value, floatingPointText(encoder_->jpegQuality));
+    Log::print("🎚️ Quality changed to {} (JPEG {})", rawValue(qualityMode_),
+               floatingPointText(encoder_->jpegQuality));
   }
   if (!changesSize || !lastDeviceInfo_ || !(hasUSBLink() || hasWiFiLink())) return;
   Log::print("🔍 Display size changed to {}", sizeName(qualityMode_));

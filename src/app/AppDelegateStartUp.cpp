@@ -20,12 +20,7 @@ AppDelegate::AppDelegate(Surroundings surroundings)
 void AppDelegate::applicationDidFinishLaunching() {
   if (surroundings_.application->hasEnvironmentVariable(testHostVariable)) return;
   if (anotherCopyRuns()) return surroundings_.application->terminate();
-
-  UserDefaults& defaults = *surroundings_.userDefaults;
-  sessionPairingCode_ = WiFiSender::currentPairingCode(defaults, *surroundings_.wallClock, surroundings_.randomBits);
-  qualityMode_ = loadQualityMode(defaults.string(qualityModeKey), defaults.string(oldQualityModeKey),
-                                 defaults.string(oldDisplaySizeKey));
-
+  buildStatusMenu();
   if (!offersVirtualDisplays()) return showUnsupportedPlatform();
   Log::line("🚀 Mac Screen Sender Starting...");
   virtualDisplayManager_ = std::make_shared<VirtualDisplayManager>(
@@ -62,6 +57,7 @@ bool AppDelegate::offersVirtualDisplays() const {
 void AppDelegate::showUnsupportedPlatform() {
   onMain([](AppDelegate& self) {
     const PlatformTexts& texts = self.surroundings_.texts;
+    self.showLine(*self.statusMenuItem_, texts.unsupportedStatus, self.statusMenuItem_->symbol);
     self.surroundings_.alerts->show({.style = AlertStyle::Warning,
                                      .message = texts.unsupportedMessage,
                                      .informativeText = texts.unsupportedExplanation,
@@ -140,6 +136,7 @@ void AppDelegate::usbConnected() {
   if (isUSBConnected_) return;
   isUSBConnected_ = true;
   Log::line("✅ iPhone connected via USB");
+  updateStatusTitle(true);
 }
 
 void AppDelegate::usbDisconnected() {
@@ -156,6 +153,7 @@ void AppDelegate::wifiConnected() {
   isWiFiConnected_ = true;
   Log::line("✅ iPhone connected via WiFi");
   if (sender_) sender_->stopRetryTimer();
+  updateStatusTitle(true);
 }
 
 /// Unlike the loss of the cable, this one looks for the phone anew, on both ways.
@@ -177,9 +175,12 @@ void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
   currentFPS_ = 0;
-  const std::lock_guard lock(configurationLock_);
-  isConfiguring_ = false;
-  pendingDeviceInfo_.reset();
+  {
+    const std::lock_guard lock(configurationLock_);
+    isConfiguring_ = false;
+    pendingDeviceInfo_.reset();
+  }
+  updateStatusTitle(false);
 }
 
 void AppDelegate::observePower() {

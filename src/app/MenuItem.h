@@ -3,14 +3,17 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tandemview {
 
 /// An entry's image, by the name of a system symbol; hosts without those draw their own for the name.
 struct MenuSymbol {
-  std::string name;  // empty: no image
+  std::string_view name;  // a constant; empty: no image
   double pointSize = 15;
+
+  bool operator==(const MenuSymbol&) const = default;
 };
 
 /// One line of a menu. The core changes it on the main queue and then tells the StatusItemSystem.

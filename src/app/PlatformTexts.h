@@ -16,7 +16,18 @@ struct PlatformTexts {
       "2. Use the older version of this app with Screenwright";
   std::string unsupportedStatus = "macOS 14 or later required";
 
+  /// The menu's tool tips.
+  std::string screenRecordingToolTip =
+      "Required to capture your Mac's screen. Opens the Screen Recording list in System Settings.";
+  std::string accessibilityToolTip =
+      "Required for touch and mouse input from your iPhone/iPad. Opens the Accessibility list in System Settings.";
+  std::string lidSleepToolTip =
+      "Prevents the Mac from sleeping when the lid closes, so you can keep controlling it from your iPhone. Requires "
+      "an "
+      "admin password.";
+
   /// Asked before the machine is kept awake with its lid closed.
+  std::string lidSleepQuestion = "Keep Mac Awake with Lid Closed?";
   std::string lidSleepExplanation =
       "Your Mac will stay fully awake and controllable from your iPhone even with the lid closed (e.g. in a "
       "backpack).\n\n⚠️ Important:\n• The Mac generates heat — avoid enclosed spaces without airflow for long "

@@ -13,6 +13,11 @@
 
 namespace tandemview {
 
+/// The domain of the errors that the host's capture itself reports, and its code for a user who said no
+/// (SCStreamErrorUserDeclined in SCError.h).
+inline constexpr const char* streamErrorDomain = "SCStreamErrorDomain";
+inline constexpr int userDeclinedCapture = -3801;
+
 /// A display that can be captured; its size in points.
 struct CapturableDisplay {
   std::uint32_t displayID = 0;

@@ -1,6 +1,7 @@
 #include "display/VirtualDisplayManager.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <limits>

@@ -1,112 +1,17 @@
-#include "app/AppDelegate.h"
-
 #include <gtest/gtest.h>
 
+#include "app/AppDelegateFixture.h"
 #include "app/WorkspaceNotifications.h"
-#include "fakes/LogRecorder.h"
-#include "fakes/ManualWallClock.h"
-#include "fakes/MemoryUserDefaults.h"
-#include "fakes/RecordingApplicationSystem.h"
-#include "fakes/RecordingCaptureSystem.h"
-#include "fakes/RecordingDisplaySystem.h"
-#include "fakes/RecordingEventSystem.h"
-#include "fakes/RecordingWiFiNetwork.h"
-#include "protocol/MessageType.h"
-#include "support/PhoneStandIn.h"
 
 namespace tandemview {
 namespace {
 
 using Lines = std::vector<std::string>;
+using AppDelegateTest = AppDelegateFixture;
 
 constexpr const char* codeLine = "📶 WiFiSender: Keeping existing code: 47 (generated 0s ago)";
 constexpr const char* touchLine = "🖱️ TouchInjector: Using display 77 at (1280.0, 0.0, 644.0, 1398.0)";
 constexpr const char* rule = "━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━";
-
-class QualityImageEncoder final : public ImageEncoder {
- public:
-  bool isAccelerated() const override { return false; }
-  std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
-    return Data::copying(std::to_string(quality).substr(0, 4));
-  }
-};
-
-class AppDelegateTest : public testing::Test {
- protected:
-  AppDelegateTest() {
-    defaults->setString("WiFiPairingCode", "47");
-    defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
-    events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
-  }
-  ~AppDelegateTest() override { delegate->applicationWillTerminate(); }
-
-  void launch() {
-    delegate->applicationDidFinishLaunching();
-    queue->drain();
-  }
-  void connect() {
-    phone->daemon->attach(7);
-    queue->drain();
-  }
-  void sendInfo(int width, int height, const std::string& more = "") {
-    phone->send(MessageType::deviceInfo, "{\"width\":" + std::to_string(width) +
-                                             ",\"height\":" + std::to_string(height) + ",\"scale\":3" + more + "}");
-    queue->drain();
-    const auto bounds = displays->bounds(RecordingDisplaySystem::virtualID);
-    captures->content =
-        std::vector<CapturableDisplay>{{RecordingDisplaySystem::virtualID, static_cast<std::int64_t>(bounds.width),
-                                        static_cast<std::int64_t>(bounds.height)}};
-  }
-  void stream(int width = 1290, int height = 2796) {
-    launch();
-    connect();
-    sendInfo(width, height);
-    queue->advance(3.1);
-    log.take();
-  }
-  void deliverFrame() {
-    captures->streams.back()->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-    queue->drain();
-  }
-  /// The phone comes over Wi-Fi, as the code of this run says.
-  void connectWiFi() {
-    queue->advance(0.4);
-    network->browsers().back()->find({"ScrRcv-47"});
-    queue->drain();
-    network->connections().back()->becomeReady();
-    queue->advance(0.6);
-  }
-  bool isStreaming() const { return !captures->calls.empty() && captures->calls.back().starts_with("start"); }
-
-  LogRecorder log;
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
-  std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
-  std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
-  std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
-  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
-  std::shared_ptr<RecordingEventSystem> events = std::make_shared<RecordingEventSystem>();
-  std::shared_ptr<RecordingWiFiNetwork> network = std::make_shared<RecordingWiFiNetwork>();
-  std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(
-      AppDelegate::Surroundings{.mainQueue = queue,
-                                .backgroundQueue = queue,
-                                .sampleQueue = queue,
-                                .wifiQueue = queue,
-                                .clock = std::make_shared<ManualClock>(queue),
-                                .wallClock = std::make_shared<ManualWallClock>(queue),
-                                .randomBits = [] { return 0u; },
-                                .notificationCenter = phone->center,
-                                .program = {.name = "Tandemview"},
-                                .application = application,
-                                .alerts = application,
-                                .userDefaults = defaults,
-                                .displays = displays,
-                                .captures = captures,
-                                .makeImageEncoder = [] { return std::make_unique<QualityImageEncoder>(); },
-                                .sharedHub = [this] { return phone->hub; },
-                                .events = events,
-                                .wifiNetwork = network});
-};
 
 TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   application->environment.insert("XCTestConfigurationFilePath");
@@ -125,6 +30,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   EXPECT_EQ(log.take(), Lines{codeLine}) << "no transport listens";
   ASSERT_EQ(application->alerts.size(), 1u);
   EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
+  EXPECT_EQ(menu->item->menu.front()->title, "macOS 14 or later required");
   displays->hasClasses = true;
 
   launch();
@@ -370,18 +276,17 @@ TEST_F(AppDelegateTest, SleepsAndWakes) {
 
 TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
   stream();
-  delegate->selectQuality("balanced");
-  delegate->selectQuality("best");
+  menu->choose("Balanced (Recommended)");
   EXPECT_TRUE(log.take().empty());
-  delegate->selectQuality("sharp");
+  menu->choose("Sharp — Best Image");
   EXPECT_EQ(log.take(), Lines{"🎚️ Quality changed to sharp (JPEG 0.7)"});
   EXPECT_EQ(defaults->string("displayQualityMode"), "sharp");
   EXPECT_EQ(captures->streams.size(), 1u);
-  delegate->selectQuality("fullResolution");
+  menu->choose("Full Resolution — Smallest Text");
   queue->drain();
   EXPECT_EQ(log.count("🔍 Display size changed to fullSize"), 1);
   EXPECT_EQ(displays->calls.back(), "apply 1290x2796");
-  delegate->selectQuality("smooth");
+  menu->choose("Smooth — Fastest");
   queue->drain();
   EXPECT_EQ(displays->calls.back(), "apply 644x1398");
   EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
@@ -393,7 +298,7 @@ TEST_F(AppDelegateTest, ReconnectsByHand) {
   connect();
   phone->connectResult = 0;
   log.take();
-  delegate->reconnect();
+  menu->choose("Reconnect");
   queue->drain();
   EXPECT_EQ(log.take().front(), "🔄 Manual reconnect triggered...");
   EXPECT_TRUE(phone->channel);

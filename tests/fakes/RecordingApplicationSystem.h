@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -29,7 +30,8 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
   }
   Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) override {
     calls.push_back("run " + commandLine(tool, arguments));
-    return ToolOutcome{};
+    const auto scripted = outcomes.find(tool);
+    return scripted == outcomes.end() ? ToolOutcome{} : scripted->second;
   }
   Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) override {
     calls.push_back("start " + commandLine(tool, arguments));
@@ -39,7 +41,7 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
 
   void show(const Alert& alert, std::function<void(int)> answer) override {
     alerts.push_back(alert);
-    answer(0);
+    answer(chosenButton);
   }
 
   std::set<std::string> environment;
@@ -47,6 +49,8 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
   std::optional<Error> writeError;
   std::optional<Error> openError;
   std::string writtenText;
+  std::map<std::string, Result<ToolOutcome>> outcomes;  // by tool
+  int chosenButton = 0;
   std::vector<std::string> calls;
   std::vector<Alert> alerts;
 

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "app/PmsetLidSleep.h"
+#include "fakes/LogRecorder.h"
+#include "fakes/ManualWallClock.h"
+#include "fakes/MemoryUserDefaults.h"
+#include "fakes/RecordingApplicationSystem.h"
+#include "fakes/RecordingCaptureSystem.h"
+#include "fakes/RecordingDisplaySystem.h"
+#include "fakes/RecordingEventSystem.h"
+#include "fakes/RecordingStatusItemSystem.h"
+#include "fakes/RecordingWiFiNetwork.h"
+#include "fakes/ScriptedSystemSettings.h"
+#include "protocol/MessageType.h"
+#include "support/PhoneStandIn.h"
+
+namespace tandemview {
+
+class QualityImageEncoder final : public ImageEncoder {
+ public:
+  bool isAccelerated() const override { return false; }
+  std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
+    return Data::copying(std::to_string(quality).substr(0, 4));
+  }
+};
+
+/// The whole program on fakes, with one phone that can be plugged in or found.
+class AppDelegateFixture : public testing::Test {
+ protected:
+  AppDelegateFixture() {
+    defaults->setString("WiFiPairingCode", "47");
+    defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
+    events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
+  }
+  ~AppDelegateFixture() override { delegate->applicationWillTerminate(); }
+
+  void launch() {
+    delegate->applicationDidFinishLaunching();
+    queue->drain();
+  }
+  void connect() {
+    phone->daemon->attach(7);
+    queue->drain();
+  }
+  void sendInfo(int width, int height, const std::string& more = "") {
+    phone->send(MessageType::deviceInfo, "{\"width\":" + std::to_string(width) +
+                                             ",\"height\":" + std::to_string(height) + ",\"scale\":3" + more + "}");
+    queue->drain();
+    const auto bounds = displays->bounds(RecordingDisplaySystem::virtualID);
+    captures->content =
+        std::vector<CapturableDisplay>{{RecordingDisplaySystem::virtualID, static_cast<std::int64_t>(bounds.width),
+                                        static_cast<std::int64_t>(bounds.height)}};
+  }
+  void stream(int width = 1290, int height = 2796) {
+    launch();
+    connect();
+    sendInfo(width, height);
+    queue->advance(3.1);
+    log.take();
+    application->calls.clear();
+  }
+  void deliverFrame() {
+    captures->streams.back()->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+    queue->drain();
+  }
+  /// The phone comes over Wi-Fi, as the code of this run says.
+  void connectWiFi() {
+    queue->advance(0.4);
+    network->browsers().back()->find({"ScrRcv-47"});
+    queue->drain();
+    network->connections().back()->becomeReady();
+    queue->advance(0.6);
+  }
+  bool isStreaming() const { return !captures->calls.empty() && captures->calls.back().starts_with("start"); }
+
+  LogRecorder log;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
+  std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
+  std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
+  std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
+  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<RecordingStatusItemSystem> menu = std::make_shared<RecordingStatusItemSystem>();
+  std::shared_ptr<ScriptedSystemSettings> settings = std::make_shared<ScriptedSystemSettings>();
+  std::string pasteboard;
+  std::shared_ptr<RecordingEventSystem> events = std::make_shared<RecordingEventSystem>();
+  std::shared_ptr<RecordingWiFiNetwork> network = std::make_shared<RecordingWiFiNetwork>();
+  std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
+      .mainQueue = queue,
+      .backgroundQueue = queue,
+      .sampleQueue = queue,
+      .wifiQueue = queue,
+      .clock = std::make_shared<ManualClock>(queue),
+      .wallClock = std::make_shared<ManualWallClock>(queue),
+      .randomBits = [] { return 0u; },
+      .notificationCenter = phone->center,
+      .program = {.name = "Tandemview"},
+      .application = application,
+      .alerts = application,
+      .statusItems = menu,
+      .lidSleep = std::make_shared<PmsetLidSleep>(application),
+      .loginItem = settings,
+      .permissions = settings,
+      .permissionReset = PermissionReset{.bundleIdentifier = std::nullopt,
+                                         .copyToPasteboard = [this](const std::string& text) { pasteboard = text; }},
+      .resources = settings,
+      .userDefaults = defaults,
+      .displays = displays,
+      .captures = captures,
+      .makeImageEncoder = [] { return std::make_unique<QualityImageEncoder>(); },
+      .sharedHub = [this] { return phone->hub; },
+      .events = events,
+      .wifiNetwork = network});
+};
+
+}  // namespace tandemview

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <set>
+#include <vector>
+
+#include "app/LoginItemSystem.h"
+#include "app/PermissionSystem.h"
+#include "app/ProcessResources.h"
+
+namespace tandemview {
+
+/// The host's settings as a test sets them.
+class ScriptedSystemSettings final : public LoginItemSystem, public PermissionSystem, public ProcessResources {
+ public:
+  std::optional<Error> registerApplication() override { return loginItemError; }
+  std::optional<Error> unregisterApplication() override { return loginItemError; }
+  bool isGranted(Permission permission) override { return granted.contains(permission); }
+  void openSettings(Permission permission) override { opened.push_back(permission); }
+  int processorUsage() override { return processor; }
+  std::uint64_t memoryFootprint() override { return memory; }
+
+  std::optional<Error> loginItemError;
+  std::set<Permission> granted;
+  std::vector<Permission> opened;
+  int processor = 0;
+  std::uint64_t memory = 0;
+};
+
+}  // namespace tandemview
