@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [stream] [rotation] [soak]
+# The measurements: ./dev bench [encode] [channel] [stream] [touch] [wifi] [rotation] [soak]
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel stream rotation soak)
+[ ${#names[@]} -eq 0 ] && names=(encode channel stream touch wifi rotation soak)
 for name in "${names[@]}"; do
   case "$name" in
     encode)
@@ -17,7 +17,12 @@ for name in "${names[@]}"; do
         --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null |
         bench/ratios.py bareWriteAndRead framedChannel rate 0.8
       ;;
-    stream | rotation | soak) "bench/$name.py" ;;
+    wifi)
+      build/release/wifi_benchmark --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.3 --benchmark_format=json | bench/ratios.py bareSocket wifiLink rate 0.8
+      bench/wifi.py
+      ;;
+    stream | touch | rotation | soak) "bench/$name.py" ;;
     *) echo "bench: no measurement is called '$name'"; exit 2 ;;
   esac
 done

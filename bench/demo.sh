@@ -28,8 +28,9 @@ start_private_xorg "$directory" || { echo "demo: the private X server did not st
 echo "demo: a private X server on $DISPLAY, a phone of 1290x2796 on the cable"
 build/release/scene >"$directory/scene.log" 2>&1 &
 scene_pid=$!
-# A session of its own: neither the user's settings nor a copy that runs already.
+# A session of its own: neither the user's settings and network nor a copy that runs already.
 XDG_CONFIG_HOME=$directory XDG_RUNTIME_DIR=$directory DBUS_SESSION_BUS_ADDRESS=unix:path=$directory/bus \
+  DBUS_SYSTEM_BUS_ADDRESS=unix:path=$directory/bus \
   build/release/tandemview --usbmuxd-socket "$directory/usbmuxd" &
 program_pid=$!
 DISPLAY=$phone_display build/release/tandemview-companion --mux "$directory/usbmuxd" --size 1290x2796 --seconds 15 \

@@ -16,7 +16,7 @@ binaries = root / "build/release"
 class Session:
     """One run of the whole pipeline. Ends everything that it started."""
 
-    def __init__(self, size, load, quality=None, ping_interval=0.05, more=()):
+    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None):
         self.lines = []  # of the program and the companion, each with the time at which it was printed
         self.directory = tempfile.TemporaryDirectory()
         path = pathlib.Path(self.directory.name)
@@ -28,20 +28,21 @@ class Session:
         settings.mkdir()
         if quality:
             (settings / "settings.json").write_text(json.dumps({"displayQualityMode": quality}))
-        environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path), XDG_RUNTIME_DIR=str(path),
-                           DBUS_SESSION_BUS_ADDRESS=f"unix:path={path}/bus")
+        self.environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path), XDG_RUNTIME_DIR=str(path),
+                                DBUS_SESSION_BUS_ADDRESS=f"unix:path={path}/bus",
+                                DBUS_SYSTEM_BUS_ADDRESS=system_bus or f"unix:path={path}/bus")
         self.summary = path / "summary.json"
         mux = str(path / "usbmuxd")
         companion = [binaries / "tandemview-companion", "--mux", mux, "--size", size, "--json", self.summary,
                      "--ping-interval", str(ping_interval), *more]
         if quality == "fullResolution":
             companion.append("--full-resolution")
-        self.scene = self.start([binaries / "scene", "--load", load], environment)
-        self.companion = self.start(companion, environment)
-        self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux], environment)
+        self.scene = self.start([binaries / "scene", "--load", load])
+        self.companion = self.start(companion)
+        self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux])
 
-    def start(self, command, environment):
-        process = subprocess.Popen([str(part) for part in command], env=environment, stdout=subprocess.PIPE,
+    def start(self, command):
+        process = subprocess.Popen([str(part) for part in command], env=self.environment, stdout=subprocess.PIPE,
                                    stderr=subprocess.DEVNULL, text=True)
         self.processes.append(process)
         threading.Thread(target=self.collect, args=(process.stdout,), daemon=True).start()

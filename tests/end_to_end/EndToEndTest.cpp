@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <random>
 
 #define STB_IMAGE_STATIC
@@ -18,46 +16,12 @@
 #include <stb/stb_image.h>
 #pragma GCC diagnostic pop
 
-#include "end_to_end/Program.h"
-#include "platform/X11TestClient.h"
-#include "support/PrivateXServer.h"
+#include "end_to_end/EndToEndFixture.h"
 
 namespace tandemview {
 namespace {
 
-using Options = std::vector<std::string>;
-
-class EndToEndTest : public testing::Test {
- protected:
-  void startProgram() {
-    program.emplace(Options{TANDEMVIEW_PROGRAM, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
-  }
-  void startPhone(Options options) {
-    Options command = {TANDEMVIEW_COMPANION, "--mux",  directory.path() + "/usbmuxd", "--json",
-                       summaryPath(),        "--save", directory.path() + "/frames"};
-    command.insert(command.end(), options.begin(), options.end());
-    phone.emplace(command, environment);
-  }
-  std::string script(const std::string& text) {
-    std::ofstream(directory.path() + "/script") << text;
-    return directory.path() + "/script";
-  }
-  std::string summaryPath() const { return directory.path() + "/summary.json"; }
-  nlohmann::json summary() const { return nlohmann::json::parse(std::ifstream(summaryPath())); }
-
-  TemporaryDirectory directory;
-  PrivateXServer server;
-  X11TestClient desktop{server.displayName()};
-  const std::string untouched = desktop.arrangement();
-  // Neither the user's settings nor the session that the tests run in.
-  const Program::Environment environment = {{"DISPLAY", server.displayName()},
-                                            {"XDG_CONFIG_HOME", directory.path()},
-                                            {"XDG_RUNTIME_DIR", directory.path()},
-                                            {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"},
-                                            {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"}};
-  std::optional<Program> program;
-  std::optional<Program> phone;
-};
+using EndToEndTest = EndToEndFixture;
 
 struct Phone {
   const char* size;

@@ -1,13 +1,13 @@
 #include "platform/linux/LogindSleepMonitor.h"
 
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <optional>
 
 #include "fakes/LogRecorder.h"
+#include "platform_bus/LogindStandIn.h"
 #include "platform_bus/PrivateBus.h"
 #include "platform_bus/SharedManualQueue.h"
 #include "platform_bus/SilentBus.h"
@@ -16,53 +16,6 @@ namespace tandemview {
 namespace {
 
 constexpr const char* backLine = "✅ Sleep and wake of the machine are noticed again";
-
-/// The test's own way to the stand-in for logind, which it started on the bus.
-class Logind {
- public:
-  using Inhibitor = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
-
-  explicit Logind(const std::string& address)
-      : process_({"/usr/bin/python3", "-m", "dbusmock", "--system", "--template", "logind"},
-                 {{"DBUS_SYSTEM_BUS_ADDRESS", address}}),
-        bus_(sdbus::createSessionBusConnectionWithAddress(address)),
-        proxy_(sdbus::createProxy(*bus_, "org.freedesktop.login1", "/org/freedesktop/login1")) {
-    if (!Program::within30Seconds([this] { return inhibitors().has_value(); })) {
-      std::puts("dbusmock (package python3-dbusmock) does not start");
-      std::abort();
-    }
-  }
-
-  /// Absent if it does not answer.
-  std::optional<std::vector<Inhibitor>> inhibitors() {
-    std::vector<Inhibitor> inhibitors;
-    try {
-      proxy_->callMethod("ListInhibitors").onInterface("org.freedesktop.login1.Manager").storeResultsTo(inhibitors);
-    } catch (const sdbus::Error&) {
-      return std::nullopt;
-    }
-    return inhibitors;
-  }
-
-  std::size_t inhibitorCount() { return inhibitors().value_or(std::vector<Inhibitor>()).size(); }
-
-  void announce(const sdbus::Variant& argument, const std::string& signature = "b") {
-    proxy_->callMethod("EmitSignal")
-        .onInterface("org.freedesktop.DBus.Mock")
-        .withArguments("org.freedesktop.login1.Manager", "PrepareForSleep", signature,
-                       std::vector<sdbus::Variant>{argument});
-  }
-  void announceSleep() { announce(sdbus::Variant(true)); }
-  void announceWake() { announce(sdbus::Variant(false)); }
-
-  void hang() { ::kill(process_.process(), SIGSTOP); }
-  void goOn() { ::kill(process_.process(), SIGCONT); }
-
- private:
-  Program process_;
-  std::unique_ptr<sdbus::IConnection> bus_;
-  std::unique_ptr<sdbus::IProxy> proxy_;
-};
 
 class LogindSleepMonitorTest : public testing::Test {
  protected:
@@ -100,7 +53,7 @@ class LogindSleepMonitorTest : public testing::Test {
   std::vector<std::string> posted_;
   std::size_t inhibitorsWhenPosted_ = 0;
   PrivateBus bus_;
-  std::optional<Logind> logind_;
+  std::optional<LogindStandIn> logind_;
   std::shared_ptr<LogindSleepMonitor> monitor_;
 };
 

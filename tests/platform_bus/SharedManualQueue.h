@@ -36,6 +36,12 @@ class SharedManualQueue final : public Queue {
     });
   }
 
+  /// Lets virtual time pass, as ManualQueue does.
+  void advance(double seconds) {
+    takeArrived();
+    queue_->advance(seconds);
+  }
+
   /// How many works have been queued.
   int works() const { return works_; }
 

@@ -1,12 +1,19 @@
 #include "platform/linux/AvahiWiFiNetwork.h"
 
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 
 #include <algorithm>
 #include <array>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
 
-#include "platform_wifi/AvahiFixture.h"
+#include "fakes/LogRecorder.h"
+#include "platform_wifi/PrivateAvahi.h"
+#include "runtime/SerialQueue.h"
 
 namespace tandemview {
 namespace {
@@ -15,21 +22,20 @@ constexpr const char* absenceLine =
     "⚠️ The Avahi daemon is not there: no phone can be found over Wi-Fi until it is";
 constexpr const char* presenceLine = "✅ The Avahi daemon is there";
 
-/// A TCP port of this host: its socket listens, or is only bound and refuses everybody.
+/// A TCP port of this host that listens.
 class Port {
  public:
-  explicit Port(bool listens = true) : socket_(::socket(AF_INET6, SOCK_STREAM, 0)) {
+  Port() : socket_(::socket(AF_INET6, SOCK_STREAM, 0)) {
     ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof(address_));
     socklen_t length = sizeof(address_);
     ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address_), &length);
-    if (listens) ::listen(socket_.get(), 8);
+    ::listen(socket_.get(), 8);
   }
   int number() const { return ntohs(address_.sin6_port); }
   Descriptor accept() const {
     pollfd poll{.fd = socket_.get(), .events = POLLIN, .revents = 0};
     return Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept(socket_.get(), nullptr, nullptr) : -1);
   }
-  void listen() const { ::listen(socket_.get(), 8); }
 
  private:
   sockaddr_in6 address_{
@@ -37,8 +43,34 @@ class Port {
   Descriptor socket_;
 };
 
-class AvahiWiFiNetworkTest : public AvahiFixture {
+class AvahiWiFiNetworkTest : public testing::Test {
  protected:
+  void SetUp() override {
+    if (!PrivateAvahi::enter()) GTEST_SKIP() << PrivateAvahi::whyNot;
+    avahi.emplace();
+    queue = SerialQueue::withThread("network");
+    network = std::make_shared<AvahiWiFiNetwork>(queue);
+  }
+  void TearDown() override {
+    if (queue) queue->stopAndJoin();
+  }
+
+  /// Starts a search that keeps its findings in `results`.
+  void browse(const std::string& type = PrivateAvahi::serviceType) {
+    browser = network->makeBrowser(type);
+    browser->start({.queue = queue,
+                    .didBecomeReady = [this] { note([&] { ++readyCount; }); },
+                    .didFail = [this](const Error& error) { note([&] { searchError = error; }); },
+                    .didChangeResults =
+                        [this](const std::vector<WiFiBrowseResult>& changed) { note([&] { results = changed; }); }});
+  }
+  bool finds(const std::vector<std::string>& names) {
+    return eventually([&] {
+      std::vector<std::string> found;
+      for (const WiFiBrowseResult& result : results) found.push_back(result.serviceName.value_or(""));
+      return found == names;
+    });
+  }
   void connect() {
     connection = network->makeConnection(results.at(0).endpoint);
     connection->start({.queue = queue,
@@ -56,6 +88,18 @@ class AvahiWiFiNetworkTest : public AvahiFixture {
     connection->send(Data::copying(text),
                      [this](const std::optional<Error>& error) { event(error ? "not sent" : "sent"); });
   }
+  template <typename Change>
+  void note(Change change) {
+    const std::lock_guard lock(mutex);
+    change();
+  }
+  template <typename Condition>
+  bool eventually(Condition condition) {
+    return Program::within30Seconds([&] {
+      const std::lock_guard lock(mutex);
+      return condition();
+    });
+  }
   void event(const std::string& text) {
     note([&] { events.push_back(text); });
   }
@@ -65,19 +109,27 @@ class AvahiWiFiNetworkTest : public AvahiFixture {
     return testing::AssertionFailure() << testing::PrintToString(events);
   }
 
+  LogRecorder log;
+  std::optional<PrivateAvahi> avahi;
+  std::shared_ptr<SerialQueue> queue;
+  std::shared_ptr<AvahiWiFiNetwork> network;
+  std::shared_ptr<WiFiBrowser> browser;
   std::shared_ptr<WiFiConnection> connection;
-  std::vector<std::string> events;  // guarded by the mutex
+
+  std::mutex mutex;  // guards what follows
+  std::vector<WiFiBrowseResult> results;
+  int readyCount = 0;
+  std::optional<Error> searchError;
+  std::vector<std::string> events;
 };
 
 TEST_F(AvahiWiFiNetworkTest, FindsTheServicesOfOneType) {
-  startDaemon();
-  const Program other = publish("ScrRcv-11", 1, "_http._tcp");
-  std::optional<Program> second;
-  const Program first = publish("ScrRcv-47", 1);
+  ASSERT_TRUE(avahi->startDaemon());
+  const auto other = PrivateAvahi::publish("ScrRcv-11", 1, "_http._tcp");
+  const auto first = PrivateAvahi::publish("ScrRcv-47", 1);
   browse();
   EXPECT_TRUE(finds({"ScrRcv-47"}));
-  second.emplace(std::vector<std::string>{"/usr/bin/avahi-publish", "-s", "ScrRcv-12", "_scrstream._tcp", "2"},
-                 Program::Environment());
+  auto second = PrivateAvahi::publish("ScrRcv-12", 2);
   EXPECT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
   second.reset();
   EXPECT_TRUE(finds({"ScrRcv-47"}));
@@ -86,7 +138,7 @@ TEST_F(AvahiWiFiNetworkTest, FindsTheServicesOfOneType) {
 }
 
 TEST_F(AvahiWiFiNetworkTest, FailsASearchForNoService) {
-  startDaemon();
+  ASSERT_TRUE(avahi->startDaemon());
   browse("nonsense");
   EXPECT_TRUE(eventually([&] { return searchError.has_value(); }));
 }
@@ -94,27 +146,22 @@ TEST_F(AvahiWiFiNetworkTest, FailsASearchForNoService) {
 TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
   browse();  // a bus, but no daemon
   EXPECT_TRUE(eventually([&] { return log.count(absenceLine) == 1; }));
-  startDaemon();
-  std::optional<Program> phone;
-  const auto announce = [&] {
-    phone.emplace(std::vector<std::string>{"/usr/bin/avahi-publish", "-s", "ScrRcv-47", "_scrstream._tcp", "1"},
-                  Program::Environment());
-  };
-  announce();
+  ASSERT_TRUE(avahi->startDaemon());
+  auto phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
 
-  stopDaemon();
+  avahi->stopDaemon();
   EXPECT_TRUE(finds({}));
-  startDaemon();
-  announce();
+  ASSERT_TRUE(avahi->startDaemon());
+  phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
 
-  bus.kill();
+  PrivateAvahi::bus.kill();
   EXPECT_TRUE(finds({}));
-  stopDaemon();  // it does not outlive its bus in good order
-  bus.start();
-  startDaemon();
-  announce();
+  avahi->stopDaemon();  // it does not outlive its bus in good order
+  PrivateAvahi::bus.start();
+  ASSERT_TRUE(avahi->startDaemon());
+  phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
 
   const std::string absent = absenceLine;
@@ -123,9 +170,9 @@ TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
 }
 
 TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
-  startDaemon();
+  ASSERT_TRUE(avahi->startDaemon());
   const Port port;
-  const Program phone = publish("ScrRcv-47", port.number());
+  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
   browse();
   ASSERT_TRUE(finds({"ScrRcv-47"}));
   connect();
@@ -152,10 +199,10 @@ TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
   EXPECT_EQ(std::ranges::count(events, "cancelled"), 0);
 }
 
-TEST_F(AvahiWiFiNetworkTest, EndsByCancelWithAReportAndByLettingGoWithout) {
-  startDaemon();
+TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
+  ASSERT_TRUE(avahi->startDaemon());
   const Port port;
-  const Program phone = publish("ScrRcv-47", port.number());
+  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
   browse();
   ASSERT_TRUE(finds({"ScrRcv-47"}));
   connect();
@@ -184,103 +231,12 @@ TEST_F(AvahiWiFiNetworkTest, EndsByCancelWithAReportAndByLettingGoWithout) {
   EXPECT_TRUE(sees({"cancelled"}));
   send("x");
   EXPECT_TRUE(sees({"cancelled", "not sent"}));
-}
 
-TEST_F(AvahiWiFiNetworkTest, ReportsAServiceAgainThatRefusedTheConnection) {
-  startDaemon();
-  const Port port(/*listens=*/false);
-  const Program phone = publish("ScrRcv-47", port.number());
-  browse();
-  ASSERT_TRUE(finds({"ScrRcv-47"}));
-  connect();
-  EXPECT_TRUE(sees({"failed: Connection refused"}));
-  const int before = reportCount;
-  EXPECT_TRUE(eventually([&] { return reportCount == before + 1; }));
-  port.listen();
-  connect();
-  EXPECT_TRUE(sees({"failed: Connection refused", "ready"}));
-}
-
-/// Somebody on the network who says whatever pleases him, in multicast DNS messages (RFC 6762).
-class Rogue {
- public:
-  Rogue() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
-    const int on = 1;
-    const int hops = 255;
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEPORT, &on, sizeof(on));
-    ::setsockopt(socket_.get(), IPPROTO_IP, IP_MULTICAST_TTL, &hops, sizeof(hops));
-    const ip_mreqn loopback{.imr_multiaddr = {}, .imr_address = {}, .imr_ifindex = 1};
-    ::setsockopt(socket_.get(), IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof(loopback));
-    const sockaddr_in from = address(INADDR_LOOPBACK);
-    ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&from), sizeof(from));
-  }
-
-  /// A pointer record to a service of this name, for so many seconds; 0 takes it back.
-  void announce(const std::string& name, char seconds) const {
-    using namespace std::string_literals;
-    const std::string type = "\x0A_scrstream\x04_tcp\x05local\0"s;
-    const std::string pointer = static_cast<char>(name.size()) + name + "\xC0\x0C"s;  // and the type, by reference
-    const std::string message = "\0\0\x84\0\0\0\0\x01\0\0\0\0"s + type + "\0\x0C\0\x01\0\0\0"s + seconds + '\0' +
-                                static_cast<char>(pointer.size()) + pointer;
-    const sockaddr_in group = address(0xE00000FB);  // 224.0.0.251
-    ::sendto(socket_.get(), message.data(), message.size(), 0, reinterpret_cast<const sockaddr*>(&group),
-             sizeof(group));
-  }
-
- private:
-  static sockaddr_in address(std::uint32_t host) {
-    return {.sin_family = AF_INET, .sin_port = htons(5353), .sin_addr = {htonl(host)}, .sin_zero = {}};
-  }
-
-  Descriptor socket_;
-};
-
-TEST_F(AvahiWiFiNetworkTest, StaysCalmWhenServicesComeAndGo) {
-  startDaemon();
-  browse();
-  ASSERT_TRUE(eventually([&] { return readyCount == 1; }));
-  const Rogue rogue;
-  const auto name = [](int number) { return "ScrRcv-\n\x1B[31m💥\\." + std::to_string(number); };
-  const auto announceAll = [&](char seconds) {
-    for (int number = 0; number < 100; ++number) rogue.announce(name(number), seconds);
-  };
-  ASSERT_TRUE(Program::within30Seconds([&] {
-    announceAll(120);
-    const std::lock_guard lock(mutex);
-    return results.size() == 100;
-  }));
-
-  int before = 0;
-  note([&] { before = reportCount; });
-  const auto start = std::chrono::steady_clock::now();
-  const auto elapsed = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
-  for (int turn = 0; elapsed() < 3; ++turn) {
-    announceAll(turn % 2 == 0 ? 0 : 120);
-    rogue.announce("\xFF\xFE not UTF-8", 120);
-    rogue.announce(std::string(63, 'x'), 120);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the rogue's pace
-  }
-  announceAll(0);
-  rogue.announce(std::string(63, 'x'), 0);
-  const std::string phoneName = "ScrRcv-47";
-  const Program phone = publish(phoneName, 9);
-  EXPECT_TRUE(eventually([&] {
-    return std::ranges::any_of(results, [&](const auto& result) { return result.serviceName == phoneName; });
-  }));
-  note([&] { EXPECT_LE(reportCount - before, elapsed() / 0.5 + 1); });
-}
-
-TEST_F(AvahiWiFiNetworkTest, LeavesNothingBehindWhenItsQueueEndsFirst) {
-  startDaemon();
-  const Port port;
-  const Program phone = publish("ScrRcv-47", port.number());
-  browse();
-  ASSERT_TRUE(finds({"ScrRcv-47"}));
+  note([&] { events.clear(); });
   connect();
   ASSERT_TRUE(sees({"ready"}));
   receive(4);
-  queue->stopAndJoin();
+  queue->stopAndJoin();  // whatever is called now leaves nothing behind
   connection->cancel();
   browser->cancel();
 }

@@ -12,6 +12,7 @@ namespace tandemview {
 namespace {
 
 using Lines = std::vector<std::string>;
+using std::string_literals::operator""s;
 
 const std::string ping = "12345678";
 
@@ -51,18 +52,30 @@ class WiFiSenderTest : public testing::Test {
     queue->drain();
   }
   /// A link that is up, its announcement made and the record empty.
-  void connect() {
+  void connect(bool holdsSends = false) {
     browse();
-    find({"ScrRcv-47"});
-    link().becomeReady();
+    beginLink(holdsSends);
     queue->advance(0.5);
     EXPECT_EQ(calls.back(), "connected");
     forget();
+  }
+  void beginLink(bool holdsSends = false) {
+    find({"ScrRcv-47"});
+    link().holdsSends = holdsSends;
+    link().becomeReady();
+    queue->drain();
+  }
+  void loseLink() {
+    link().fail(broken);
+    queue->drain();
   }
   void forget() {
     log.take();
     calls.clear();
     link().takeSent();
+  }
+  void sendFrames(int count, const std::string& text) {
+    for (int frame = 0; frame < count; ++frame) sender->sendFrame(Data::copying(text));
   }
   void say(const std::string& message) {
     link().deliver(envelope(message));
@@ -184,11 +197,9 @@ TEST_F(WiFiSenderTest, AFailedAttemptGoesOnBrowsingAndAFailedLinkBrowsesAnew) {
   EXPECT_EQ(network->browsers().size(), 1u);
   EXPECT_FALSE(sender->connection());
 
-  find({"ScrRcv-47"});
-  link().becomeReady();
-  queue->advance(0.5);
+  beginLink();
   forget();
-  link().fail(broken);
+  loseLink();
   queue->advance(0.49);
   EXPECT_EQ(log.take(),
             (Lines{"❌ WiFiSender: Connection failed: broken", "🔄 WiFiSender: Restarting browser to find iPhone...",
@@ -207,103 +218,56 @@ TEST_F(WiFiSenderTest, AFailedAttemptGoesOnBrowsingAndAFailedLinkBrowsesAnew) {
   link().fail(broken);
   queue->advance(0.5);
   EXPECT_EQ(network->browsers().size(), 3u) << "a failed browser doesn't pass for one that looks";
-}
 
-TEST_F(WiFiSenderTest, ALinkThatIsFoundBeforeTheRestartNeedsNoSearch) {
-  connect();
-  link().fail(broken);
-  queue->drain();
+  beginLink();
+  loseLink();
   connect();  // the owner starts anew, sooner than the sender by itself
   queue->advance(1);
-  EXPECT_EQ(network->browsers().size(), 2u);
-  EXPECT_FALSE(browser().isRunning());
+  EXPECT_EQ(network->browsers().size(), 4u) << "a link that is there needs no search";
 }
 
 TEST_F(WiFiSenderTest, TheEndOfTheStreamIsToldAndReceiveErrorsWaitForTheHeartbeat) {
-  for (const std::string& begun : {std::string(), prefix(100) + "half"}) {
+  for (const auto& [begun, line] : {std::pair{""s, "❌ WiFiSender: Receive error: broken"},
+                                    {prefix(100) + "half", "❌ WiFiSender: Data receive error: broken"}}) {
     connect();
     link().deliver(begun);
-    queue->drain();
     link().endStream();
     queue->drain();
     EXPECT_EQ(calls, Lines{"disconnected"});
     EXPECT_TRUE(log.take().empty());
-    calls.clear();
 
     connect();
     link().deliver(begun);
     queue->drain();
     link().failReceive(broken);
     queue->drain();
-    EXPECT_EQ(log.take(), Lines{begun.empty() ? "❌ WiFiSender: Receive error: broken"
-                                              : "❌ WiFiSender: Data receive error: broken"});
+    EXPECT_EQ(log.take(), Lines{line});
     EXPECT_TRUE(calls.empty());
     EXPECT_TRUE(sender->connection());
-    queue->advance(12);
-    EXPECT_FALSE(sender->connection());
-    calls.clear();
   }
 }
 
-TEST_F(WiFiSenderTest, AtMostThreeFramesAreUnderWay) {
-  sender->sendFrame(Data::copying("no link"));
-  browse();
-  find({"ScrRcv-47"});
-  link().holdsSends = true;
-  link().becomeReady();
-  queue->advance(0.5);
-  forget();
-  const auto congested = [](int dropped) {
-    return "⚠️ WiFiSender: link congested — dropping frames to keep connection alive (" +
-           std::to_string(dropped) + " dropped so far)";
-  };
-  for (int frame = 0; frame < 3 + 120; ++frame) sender->sendFrame(Data::copying("picture"));
+std::string congested(int dropped) {
+  return "⚠️ WiFiSender: link congested — dropping frames to keep connection alive (" + std::to_string(dropped) +
+         " dropped so far)";
+}
+
+TEST_F(WiFiSenderTest, AtMostThreeFramesAndSomePongsAreUnderWay) {
+  sendFrames(1, "no link");
+  connect(/*holdsSends=*/true);
+  sendFrames(3 + 120, "picture");
   EXPECT_EQ(link().takeSent(), Lines(3, envelope("picture")));
   EXPECT_EQ(log.take(), Lines{congested(1)});
-  sender->sendFrame(Data::copying("picture"));
+  sendFrames(1, "picture");
   EXPECT_EQ(log.take(), Lines{congested(121)});
-  say(ping);
-  EXPECT_EQ(link().takeSent().size(), 1u) << "a pong is no frame";
+  for (int turn = 0; turn < 1000; ++turn) say(ping);
+  EXPECT_EQ(link().takeSent().size(), 64u) << "a phone that never reads gets no endless answers";
 
   link().completeSends(broken);
   queue->drain();
-  sender->sendFrame(Data::copying("next"));
-  EXPECT_EQ(link().takeSent(), Lines{envelope("next")});
-}
-
-TEST_F(WiFiSenderTest, ANewLinkStartsWithNoFramesUnderWay) {
-  browse();
-  find({"ScrRcv-47"});
-  link().holdsSends = true;
-  link().becomeReady();
-  queue->advance(0.5);
-  for (int frame = 0; frame < 4; ++frame) sender->sendFrame(Data::copying("old"));
-  const auto oldLink = network->connections().back();
-  oldLink->fail(broken);
-  browse();
-  find({"ScrRcv-47"});
-  link().holdsSends = true;
-  link().becomeReady();
-  queue->drain();
-  forget();
-  for (int frame = 0; frame < 4; ++frame) sender->sendFrame(Data::copying("new"));
-  EXPECT_EQ(link().takeSent(), Lines(3, envelope("new")));
-  EXPECT_EQ(log.take().size(), 1u) << "the count of drops starts anew, too";
-}
-
-TEST_F(WiFiSenderTest, APhoneThatNeverReadsGetsNoEndlessAnswers) {
-  browse();
-  find({"ScrRcv-47"});
-  link().holdsSends = true;
-  link().becomeReady();
-  queue->advance(0.5);
-  forget();
-  for (int turn = 0; turn < 1000; ++turn) say(ping);
-  EXPECT_EQ(link().takeSent().size(), 64u);
-  link().completeSends();
-  queue->drain();
+  sendFrames(1, "next");
   say(ping);
-  EXPECT_EQ(link().takeSent().size(), 1u);
+  EXPECT_EQ(link().takeSent().size(), 2u);
 }
 
 TEST_F(WiFiSenderTest, StopEndsTheSearchAndTheLink) {
@@ -322,44 +286,41 @@ TEST_F(WiFiSenderTest, StopEndsTheSearchAndTheLink) {
   sender->stop();
   EXPECT_FALSE(sender->connection());
   EXPECT_TRUE(link().isCancelled());
-  sender->sendFrame(Data::copying("picture"));
+  sendFrames(1, "picture");
   say(R"({"type":1,"x":1,"y":1})");
   EXPECT_TRUE(link().takeSent().empty());
-  EXPECT_EQ(calls, Lines{"disconnected"}) << "when the connection is cancelled";
   queue->advance(20);
+  EXPECT_EQ(calls, Lines{"disconnected"}) << "when the connection is cancelled";
   EXPECT_EQ(log.take(), (Lines{"🛑 WiFiSender: Stopping...", "❌ WiFiSender: Receive error: Operation canceled"}));
 
   browse();
-  find({"ScrRcv-47"});
-  link().becomeReady();
-  queue->advance(0.2);
+  beginLink();
   sender->stop();
   queue->advance(1);
-  EXPECT_EQ(calls, (Lines{"disconnected", "disconnected"})) << "a link that is gone is not announced";
+  EXPECT_EQ(calls, Lines(2, "disconnected")) << "a link that is gone is not announced";
 }
 
 TEST_F(WiFiSenderTest, ReportsOfAnEarlierLinkDoNotTouchTheNext) {
-  connect();
+  connect(/*holdsSends=*/true);
   const auto oldLink = network->connections().back();
   const std::string touch = R"({"type":1,"x":1,"y":1})";
   oldLink->deliver(prefix(static_cast<std::uint32_t>(touch.size())));
-  oldLink->holdsSends = true;
-  for (int frame = 0; frame < 3; ++frame) sender->sendFrame(Data::copying("old"));
+  sendFrames(4, "old");
   queue->drain();
   oldLink->holdReports();
   oldLink->deliver(touch);
-  connect();
-  link().holdsSends = true;
-  for (int frame = 0; frame < 3; ++frame) sender->sendFrame(Data::copying("new"));
+  connect(/*holdsSends=*/true);
+  sendFrames(3, "new");
   oldLink->becomeReady();
   oldLink->fail(broken);
   oldLink->releaseReports();
   queue->drain();
   EXPECT_TRUE(sender->connection());
   EXPECT_TRUE(calls.empty());
-  sender->sendFrame(Data::copying("one too many"));
+  log.take();
+  sendFrames(1, "one too many");
+  EXPECT_EQ(log.take(), Lines{congested(1)});
   EXPECT_EQ(link().takeSent(), Lines(3, envelope("new")));
-  link().completeSends();
   queue->advance(5);
   say(ping);
   queue->advance(8);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "fakes/LogRecorder.h"
@@ -25,25 +26,15 @@ class HastyQueue final : public Queue {
   std::shared_ptr<Queue> queue_;
 };
 
-/// Calls `turn` again and again on a thread of its own.
-class Repeater {
- public:
-  explicit Repeater(std::function<void()> turn)
-      : thread_([this, turn = std::move(turn)] {
-          while (!isEnding_) {
-            turn();
-            std::this_thread::yield();
-          }
-        }) {}
-  ~Repeater() {
-    isEnding_ = true;
-    thread_.join();
-  }
-
- private:
-  std::atomic<bool> isEnding_ = false;
-  std::thread thread_;
-};
+/// Calls `turn` again and again, on a thread of its own, as long as that lives.
+std::jthread repeating(const std::function<void()>& turn) {
+  return std::jthread([turn](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      turn();
+      std::this_thread::yield();
+    }
+  });
+}
 
 /// Frames, pings, failures and restarts all at once: a data race or a deadlock shows here.
 TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
@@ -72,10 +63,10 @@ TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
   hastyMain->async([sender] { sender->start(); });
   {
     const Data picture = Data::copying("picture");
-    const Repeater frames([&] { sender->sendFrame(picture); });
-    const Repeater onlooker([&] { sender->connection(); });
+    const std::jthread frames = repeating([&] { sender->sendFrame(picture); });
+    const std::jthread onlooker = repeating([&] { sender->connection(); });
     std::size_t linksSeen = 0;
-    const Repeater phone([&] {
+    const std::jthread phone = repeating([&] {
       if (const auto browsers = network->browsers(); !browsers.empty() && browsers.back()->isRunning()) {
         browsers.back()->becomeReady();
         browsers.back()->find({"ScrRcv-12", "ScrRcv-47"});

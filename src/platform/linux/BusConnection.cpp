@@ -121,4 +121,10 @@ Work BusConnection::whenAlive(std::function<void(BusConnection&)> step) {
   };
 }
 
+Descriptor takeDescriptor(sdbus::UnixFd& descriptor) {
+  Descriptor taken(descriptor.release());
+  ::fcntl(taken.get(), F_SETFD, FD_CLOEXEC);
+  return taken;
+}
+
 }  // namespace tandemview

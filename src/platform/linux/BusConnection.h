@@ -10,7 +10,8 @@
 
 namespace sdbus {
 class IConnection;
-}
+class UnixFd;
+}  // namespace sdbus
 
 namespace tandemview {
 
@@ -59,5 +60,8 @@ class BusConnection final : public std::enable_shared_from_this<BusConnection> {
   bool waitsForWritable_ = false;
   std::uint64_t timerDeadline_;  // of the earliest timer under way, microseconds of the monotonic clock
 };
+
+/// Takes over a descriptor that a message has brought. The library's copies would live on in child processes.
+Descriptor takeDescriptor(sdbus::UnixFd& descriptor);
 
 }  // namespace tandemview

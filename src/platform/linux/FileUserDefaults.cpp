@@ -1,11 +1,11 @@
 #include "platform/linux/FileUserDefaults.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
-#include "platform/linux/AtomicFile.h"
+#include "platform/linux/ConfigurationDirectory.h"
+#include "runtime/AtomicFile.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -27,13 +27,7 @@ std::optional<Value> valueOf(const json& values, const std::string& key, bool (j
 }  // namespace
 
 std::string FileUserDefaults::defaultPath() {
-  const char* configuration = std::getenv("XDG_CONFIG_HOME");
-  const char* home = std::getenv("HOME");
-  // The base directory rules say that a relative path is to be ignored.
-  const bool isUsable = configuration && configuration[0] == '/';
-  const std::filesystem::path base =
-      isUsable ? std::filesystem::path(configuration) : std::filesystem::path(home ? home : "/") / ".config";
-  return base / "tandemview" / "settings.json";
+  return configurationDirectory() + "/tandemview/settings.json";
 }
 
 FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {

@@ -1,8 +1,6 @@
 #include "platform/linux/LinuxApplication.h"
 
 #include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,10 +9,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/linux/AtomicFile.h"
+#include "platform/linux/SpawnedProcess.h"
+#include "runtime/AtomicFile.h"
 #include "runtime/Descriptor.h"
-
-extern char** environ;
 
 namespace tandemview {
 
@@ -32,36 +29,6 @@ std::string quotedForShell(const std::string& text) {
   }
   quoted += '\'';
   return quoted;
-}
-
-/// A child in a session of its own, so that the end of our terminal is not its end, with the default signals. It reads
-/// nothing, its errors go nowhere, its output to `output` or nowhere either.
-Result<ProcessIdentifier> spawn(const std::string& tool, const std::vector<std::string>& arguments,
-                                const Descriptor& output) {
-  std::vector<char*> argv = {const_cast<char*>(tool.c_str())};
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
-  sigset_t brokenPipe;
-  sigemptyset(&brokenPipe);
-  sigaddset(&brokenPipe, SIGPIPE);
-  posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  if (output) posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
-  pid_t child = 0;
-  const int code = posix_spawn(&child, tool.c_str(), &actions, &attributes, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attributes);
-  if (code != 0) return tl::unexpected(posixError(code));
-  return child;
 }
 
 /// What a tool says, as far as anyone will read it; the rest is read and dropped, so that the tool can end.
@@ -128,7 +95,7 @@ Result<ToolOutcome> LinuxApplication::run(const std::string& tool, const std::ve
   if (::pipe2(ends, O_CLOEXEC) != 0) return tl::unexpected(posixError(errno));
   const Descriptor readEnd(ends[0]);
   Descriptor writeEnd(ends[1]);
-  const auto child = spawn(tool, arguments, writeEnd);
+  const auto child = spawnProcess(tool, arguments, writeEnd);
   if (!child) return tl::unexpected(child.error());
   writeEnd = Descriptor();
 
@@ -142,7 +109,7 @@ Result<ToolOutcome> LinuxApplication::run(const std::string& tool, const std::ve
 }
 
 Result<ProcessIdentifier> LinuxApplication::start(const std::string& tool, const std::vector<std::string>& arguments) {
-  return spawn(tool, arguments, Descriptor());
+  return spawnProcess(tool, arguments, Descriptor());
 }
 
 void LinuxApplication::terminate() {

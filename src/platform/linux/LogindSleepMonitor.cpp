@@ -94,7 +94,7 @@ void LogindSleepMonitor::takeInhibitor() {
           const auto self = weak.lock();
           if (!self) return;
           if (error) return self->isUnavailable(error->getMessage());
-          self->inhibitorIsTaken(Descriptor(inhibitor.release()));
+          self->inhibitorIsTaken(takeDescriptor(inhibitor));
         });
     connection_->update();
   } catch (const sdbus::Error& error) {

@@ -8,15 +8,26 @@
 #include <vector>
 
 #include "app/AppDelegate.h"
+#include "platform/linux/AlertQueue.h"
+#include "platform/linux/AutostartEntry.h"
+#include "platform/linux/AvahiWiFiNetwork.h"
 #include "platform/linux/FileUserDefaults.h"
+#include "platform/linux/IconDirectory.h"
 #include "platform/linux/LinuxApplication.h"
+#include "platform/linux/LinuxTexts.h"
+#include "platform/linux/LogindLidInhibitor.h"
 #include "platform/linux/LogindSleepMonitor.h"
+#include "platform/linux/NotificationAlerts.h"
 #include "platform/linux/PrintedAlerts.h"
+#include "platform/linux/ProcfsResources.h"
 #include "platform/linux/SingleInstance.h"
+#include "platform/linux/StatusNotifierItem.h"
 #include "platform/linux/TurboJpegImageEncoder.h"
 #include "platform/linux/X11CaptureSystem.h"
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
+#include "platform/linux/X11Permissions.h"
+#include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 
@@ -26,18 +37,6 @@ namespace {
 
 /// Where Debian's usbmuxd listens.
 constexpr const char* usbmuxdSocket = "/var/run/usbmuxd";
-
-PlatformTexts linuxTexts() {
-  return {.unsupportedMessage = "No spare display output",
-          .unsupportedExplanation =
-              "The X server offers no output that a virtual display could use.\n\n"
-              "Options:\n"
-              "1. Use a server with spare outputs (the dummy or modesetting driver, an EVDI "
-              "device)\n"
-              "2. Switch a virtual output on in the driver's configuration\n"
-              "3. Make sure that DISPLAY names an X server with RandR 1.2 or later",
-          .unsupportedStatus = "No spare display output"};
-}
 
 }  // namespace
 
@@ -77,32 +76,43 @@ int main(int argc, char** argv) {
     return hub;
   };
 
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
   const auto application = std::make_shared<LinuxApplication>(
-      std::vector<std::string>(argv + 1, argv + argc),
+      arguments,
       std::make_unique<SingleInstance>(mainQueue,
                                        [] { Log::line("👋 Tandemview is already running: a second start has ended"); }),
       terminate);
+  std::vector<std::string> command = {application->bundlePath()};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const auto alerts = std::make_shared<AlertQueue>(std::make_shared<NotificationAlerts>(
+      mainQueue, std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>())));
   std::shared_ptr<LogindSleepMonitor> sleepMonitor;
 
-  delegate = std::make_shared<AppDelegate>(
-      AppDelegate::Surroundings{.mainQueue = mainQueue,
-                                .backgroundQueue = backgroundQueue,
-                                .sampleQueue = sampleQueue,
-                                .wifiQueue = wifiQueue,
-                                .clock = clock,
-                                .wallClock = std::make_shared<SystemWallClock>(),
-                                .randomBits = std::ref(randomDevice),
-                                .notificationCenter = notificationCenter,
-                                .program = program,
-                                .texts = linuxTexts(),
-                                .application = application,
-                                .alerts = std::make_shared<PrintedAlerts>(),
-                                .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
-                                .displays = displays,
-                                .captures = captures,
-                                .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
-                                .sharedHub = sharedHub,
-                                .events = std::make_shared<X11EventSystem>(mainQueue, clock)});
+  delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
+      .mainQueue = mainQueue,
+      .backgroundQueue = backgroundQueue,
+      .sampleQueue = sampleQueue,
+      .wifiQueue = wifiQueue,
+      .clock = clock,
+      .wallClock = std::make_shared<SystemWallClock>(),
+      .randomBits = std::ref(randomDevice),
+      .notificationCenter = notificationCenter,
+      .program = program,
+      .texts = linuxTexts(),
+      .application = application,
+      .alerts = alerts,
+      .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(application->bundlePath())),
+      .lidSleep = std::make_shared<LogindLidInhibitor>(),
+      .loginItem = std::make_shared<AutostartEntry>(AutostartEntry::defaultPath(), command),
+      .permissions = std::make_shared<X11Permissions>(application),
+      .resources = std::make_shared<ProcfsResources>(clock),
+      .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
+      .displays = displays,
+      .captures = captures,
+      .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
+      .sharedHub = sharedHub,
+      .events = std::make_shared<X11EventSystem>(mainQueue, clock),
+      .wifiNetwork = std::make_shared<AvahiWiFiNetwork>(wifiQueue)});
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {

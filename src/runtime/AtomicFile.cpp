@@ -1,4 +1,4 @@
-#include "platform/linux/AtomicFile.h"
+#include "runtime/AtomicFile.h"
 
 #include <unistd.h>
 

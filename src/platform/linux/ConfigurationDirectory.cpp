@@ -1,0 +1,15 @@
+#include "platform/linux/ConfigurationDirectory.h"
+
+#include <cstdlib>
+
+namespace tandemview {
+
+std::string configurationDirectory() {
+  const char* configuration = std::getenv("XDG_CONFIG_HOME");
+  // The specification says that a relative path is to be ignored.
+  if (configuration && configuration[0] == '/') return configuration;
+  const char* home = std::getenv("HOME");
+  return std::string(home ? home : "") + "/.config";
+}
+
+}  // namespace tandemview

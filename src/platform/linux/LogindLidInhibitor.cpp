@@ -1,0 +1,74 @@
+#include "platform/linux/LogindLidInhibitor.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+namespace {
+
+constexpr const char* logindName = "org.freedesktop.login1";
+constexpr const char* logindPath = "/org/freedesktop/login1";
+constexpr const char* logindInterface = "org.freedesktop.login1.Manager";
+
+constexpr const char* lidSwitch = "handle-lid-switch";
+constexpr const char* lockMode = "block";
+
+/// What (a list with colons), who, why, mode, user ID, process ID.
+using Inhibitor = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
+
+bool isOurs(const Inhibitor& inhibitor) {
+  return (":" + inhibitor.get<0>() + ":").find(std::string(":") + lidSwitch + ":") != std::string::npos &&
+         inhibitor.get<3>() == lockMode && inhibitor.get<5>() == static_cast<std::uint32_t>(::getpid());
+}
+
+}  // namespace
+
+bool LogindLidInhibitor::isPrevented() {
+  const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
+  if (!bus) {
+    Log::print("⚠️ Could not read the lid's inhibitors: {}", bus.error().localizedDescription());
+    return false;
+  }
+  try {
+    std::vector<Inhibitor> inhibitors;
+    sdbus::createProxy(**bus, logindName, logindPath)
+        ->callMethod("ListInhibitors")
+        .onInterface(logindInterface)
+        .storeResultsTo(inhibitors);
+    return std::any_of(inhibitors.begin(), inhibitors.end(), isOurs);
+  } catch (const sdbus::Error& error) {
+    Log::print("⚠️ Could not read the lid's inhibitors: {}", error.getMessage());
+    return false;
+  }
+}
+
+void LogindLidInhibitor::setPrevented(bool prevented) {
+  const std::lock_guard guard(mutex_);
+  lock_ = Descriptor();
+  if (!prevented) return;
+  const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
+  if (!bus) {
+    Log::print("❌ Failed to reach logind: {}", bus.error().localizedDescription());
+    return;
+  }
+  try {
+    sdbus::UnixFd lock;
+    sdbus::createProxy(**bus, logindName, logindPath)
+        ->callMethod("Inhibit")
+        .onInterface(logindInterface)
+        .withArguments(lidSwitch, "Tandemview", "Controlled from the phone while the lid is closed", lockMode)
+        .storeResultsTo(lock);
+    lock_ = takeDescriptor(lock);
+  } catch (const sdbus::Error& error) {
+    Log::print("⚠️ The lid's inhibitor was not granted: {}", error.getMessage());
+  }
+}
+
+}  // namespace tandemview

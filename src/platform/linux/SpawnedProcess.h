@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/ApplicationSystem.h"
+#include "runtime/Descriptor.h"
+#include "runtime/Error.h"
+
+namespace tandemview {
+
+/// Starts a tool, given by its path, in a session of its own, so that the end of our terminal is not its end, with the
+/// default signals. It reads nothing, its errors go nowhere, its output to `output` or, if that is empty, nowhere
+/// either. The caller waits for its end.
+Result<ProcessIdentifier> spawnProcess(const std::string& tool, const std::vector<std::string>& arguments,
+                                       const Descriptor& output);
+
+}  // namespace tandemview

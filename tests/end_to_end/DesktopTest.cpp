@@ -1,0 +1,168 @@
+// The shipped binaries in a session with message buses: the menu, sleep and wake, what else happens on a desktop.
+
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <filesystem>
+#include <map>
+
+#include "end_to_end/EndToEndFixture.h"
+#include "platform_bus/LogindStandIn.h"
+#include "platform_bus/PrivateBus.h"
+
+namespace tandemview {
+namespace {
+
+/// The program's menu as a tray sees it.
+class MenuOnTheBus {
+ public:
+  MenuOnTheBus(const std::string& address, pid_t program)
+      : bus_(sdbus::createSessionBusConnectionWithAddress(address)), program_(program) {}
+
+  /// The lines' numbers by their labels, submenus included; empty while there is no menu.
+  std::map<std::string, std::int32_t> lines() {
+    std::map<std::string, std::int32_t> found;
+    const auto menu = proxy();
+    if (!menu) return found;
+    std::uint32_t revision = 0;
+    Layout root;
+    menu->callMethod("GetLayout")
+        .onInterface(interface)
+        .withArguments(0, -1, std::vector<std::string>{"label"})
+        .storeResultsTo(revision, root);
+    collect(root, found);
+    return found;
+  }
+
+  /// Chooses the line that is there, or will be within 30 seconds.
+  bool choose(const std::string& label) {
+    return Program::within30Seconds([&] {
+      const auto all = lines();
+      const auto line = all.find(label);
+      if (line == all.end()) return false;
+      proxy()->callMethod("Event").onInterface(interface).withArguments(line->second, "clicked", sdbus::Variant(0),
+                                                                        std::uint32_t{0});
+      return true;
+    });
+  }
+
+ private:
+  using Layout = sdbus::Struct<std::int32_t, std::map<std::string, sdbus::Variant>, std::vector<sdbus::Variant>>;
+  static constexpr const char* interface = "com.canonical.dbusmenu";
+
+  static void collect(const Layout& layout, std::map<std::string, std::int32_t>& found) {
+    const auto label = layout.get<1>().find("label");
+    if (label != layout.get<1>().end()) found[label->second.get<std::string>()] = layout.get<0>();
+    for (const sdbus::Variant& child : layout.get<2>()) collect(child.get<Layout>(), found);
+  }
+
+  /// The program has several connections; one of them has the menu.
+  std::unique_ptr<sdbus::IProxy> proxy() {
+    const auto daemon = sdbus::createProxy(*bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    std::vector<std::string> names;
+    daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
+    for (const std::string& name : names) {
+      try {
+        std::uint32_t process = 0;
+        daemon->callMethod("GetConnectionUnixProcessID")
+            .onInterface("org.freedesktop.DBus")
+            .withArguments(name)
+            .storeResultsTo(process);
+        if (static_cast<pid_t>(process) != program_) continue;
+        auto menu = sdbus::createProxy(*bus_, name, "/StatusNotifierItem/Menu");
+        sdbus::Variant version;
+        menu->callMethod("Get")
+            .onInterface("org.freedesktop.DBus.Properties")
+            .withArguments(interface, "Version")
+            .storeResultsTo(version);
+        return menu;
+      } catch (const sdbus::Error&) {  // another connection, or one that has gone
+      }
+    }
+    return nullptr;
+  }
+
+  const std::unique_ptr<sdbus::IConnection> bus_;
+  const pid_t program_;
+};
+
+class DesktopTest : public EndToEndFixture {
+ protected:
+  DesktopTest() {
+    bus.start();
+    environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
+    environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.address();
+  }
+
+  PrivateBus bus;
+};
+
+TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
+  startProgram();
+  startPhone({"--seconds", "60"});
+  ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
+  MenuOnTheBus menu(bus.address(), program->process());
+
+  ASSERT_TRUE(menu.choose("Full Resolution — Smallest Text"));
+  EXPECT_TRUE(phone->prints("a frame of 1290x2796")) << program->output();  // which this phone did not ask for
+  ASSERT_TRUE(menu.choose("Balanced (Recommended)"));
+  EXPECT_TRUE(program->prints("Capturing: 644x1398 → 644x1398", 2)) << program->output();
+  EXPECT_EQ(program->output().find("restarting app"), std::string::npos);
+
+  const std::string autostart = directory.path() + "/autostart/tandemview.desktop";
+  for (const bool exists : {true, false}) {
+    ASSERT_TRUE(menu.choose("Launch at Login"));
+    EXPECT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(autostart) == exists; }));
+  }
+  ASSERT_TRUE(menu.choose("Reconnect"));
+  EXPECT_TRUE(program->prints("🔄 Manual reconnect triggered..."));
+  EXPECT_TRUE(menu.lines().contains("Connected · USB"));
+  ASSERT_TRUE(menu.choose("Quit Tandemview"));
+  EXPECT_EQ(program->wait(), 0) << program->output();
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(DesktopTest, TheStreamEndsWithTheDayAndComesBackWithTheNext) {
+  LogindStandIn logind(bus.address());
+  startProgram();
+  startPhone({"--seconds", "60"});
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  ASSERT_TRUE(Program::within30Seconds([&] { return logind.inhibitorCount() == 1; }));
+  for (const int night : {1, 2}) {
+    logind.announceSleep();
+    ASSERT_TRUE(program->prints("😴 Mac going to sleep - stopping capture...", night));
+    logind.announceWake();
+    EXPECT_TRUE(program->prints("✅ Capture started", night + 1)) << program->output();
+  }
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(DesktopTest, TheCableMayBePulledAtAnyMoment) {
+  // While the display is made, and while it turns.
+  startPhone({"--script", script("1 detach\n2 attach\n8 rotate\n8.005 detach\n9 attach\n15 quit\n")});
+  ASSERT_TRUE(phone->prints("plays the multiplexing daemon"));
+  startProgram();
+  ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
+  EXPECT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(summary()["faultCount"], 0);
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(DesktopTest, MovesAsideForAScreenThatIsPutOverItsDisplay) {
+  startPhone({"--seconds", "60"});
+  startProgram();
+  ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
+  // Within the two seconds that the display is given to settle.
+  for (const char* arguments : {"--addmode DUMMY9 1280x800", "--output DUMMY9 --mode 1280x800 --pos 900x0"}) {
+    Program xrandr({"/bin/sh", "-c", std::string("exec xrandr ") + arguments}, environment);
+    ASSERT_EQ(xrandr.wait(), 0) << xrandr.output();
+  }
+  EXPECT_TRUE(program->prints("moved to x 2180: true")) << program->output();
+  EXPECT_TRUE(phone->prints("frames of 644x1398 arrive"));
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "end_to_end/Program.h"
+#include "platform/X11TestClient.h"
+#include "support/PrivateXServer.h"
+
+namespace tandemview {
+
+using Options = std::vector<std::string>;
+
+/// The shipped binaries on a private X server.
+class EndToEndFixture : public testing::Test {
+ protected:
+  void startProgram() {
+    program.emplace(Options{TANDEMVIEW_PROGRAM, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
+  }
+  /// On the cable.
+  void startPhone(const Options& options) {
+    Options command = {TANDEMVIEW_COMPANION, "--mux",  directory.path() + "/usbmuxd", "--json",
+                       summaryPath(),        "--save", directory.path() + "/frames"};
+    command.insert(command.end(), options.begin(), options.end());
+    phone.emplace(command, environment);
+  }
+  std::string script(const std::string& text) {
+    std::ofstream(directory.path() + "/script") << text;
+    return directory.path() + "/script";
+  }
+  std::string summaryPath() const { return directory.path() + "/summary.json"; }
+  nlohmann::json summary() const { return nlohmann::json::parse(std::ifstream(summaryPath())); }
+
+  TemporaryDirectory directory;
+  PrivateXServer server;
+  X11TestClient desktop{server.displayName()};
+  const std::string untouched = desktop.arrangement();
+  // Neither the user's settings nor the session and the network that the tests run in.
+  Program::Environment environment = {{"DISPLAY", server.displayName()},
+                                      {"XDG_CONFIG_HOME", directory.path()},
+                                      {"XDG_RUNTIME_DIR", directory.path()},
+                                      {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"},
+                                      {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"}};
+  std::optional<Program> program;
+  std::optional<Program> phone;
+};
+
+}  // namespace tandemview

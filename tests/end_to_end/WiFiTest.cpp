@@ -1,0 +1,318 @@
+// The shipped binaries over real Bonjour and TCP.
+
+#include <netinet/in.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <set>
+#include <thread>
+
+#include "end_to_end/EndToEndFixture.h"
+#include "platform/linux/X11Connection.h"
+#include "platform_wifi/PrivateAvahi.h"
+
+namespace tandemview {
+namespace {
+
+using std::string_literals::operator""s;
+
+constexpr const char* connectedLine = "✅ iPhone connected via WiFi";
+
+/// Comes before the X server and whatever else is to be in the private network.
+struct InPrivateNetwork {
+  const bool isInside = PrivateAvahi::enter();
+};
+
+class WiFiTest : private InPrivateNetwork, public EndToEndFixture {
+ protected:
+  void SetUp() override {
+    if (!isInside) GTEST_SKIP() << PrivateAvahi::whyNot;
+    avahi.emplace();
+    environment["DBUS_SYSTEM_BUS_ADDRESS"] = PrivateAvahi::bus.address();
+  }
+  /// Starts it and takes down its pairing code.
+  void startProgram() {
+    EndToEndFixture::startProgram();
+    const std::string line = "Generated new code: ";
+    ASSERT_TRUE(program->prints(line)) << program->output();
+    code = program->output().substr(program->output().find(line) + line.size(), 2);
+  }
+  void startWiFiPhone(const Options& options, const std::string& shellPrefix = "") {
+    std::string command = (shellPrefix.empty() ? "exec " : shellPrefix) + TANDEMVIEW_COMPANION + " --wifi " + code +
+                          " --json " + wifiSummaryPath() + " --save " + directory.path() + "/wifi";
+    for (const std::string& option : options) command += " " + option;
+    wifiPhone.emplace(Options{"/bin/sh", "-c", command}, environment);
+  }
+  std::string wifiSummaryPath() const { return directory.path() + "/wifi.json"; }
+  nlohmann::json wifiSummary() const { return nlohmann::json::parse(std::ifstream(wifiSummaryPath())); }
+
+  /// Paints on the phone's display, a new picture each time, until the condition holds.
+  testing::AssertionResult paintUntil(const std::function<bool()>& condition) {
+    const bool holds = Program::within30Seconds([&] {
+      color += 0x030509;
+      desktop.paint({1280, 100, 600, 600}, color & 0xFFFFFF);
+      std::this_thread::sleep_for(std::chrono::milliseconds(15));  // the pace of the picture
+      return condition();
+    });
+    if (holds) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << program->output() << (wifiPhone ? wifiPhone->output() : "");
+  }
+  /// The images that a phone has saved, in their order.
+  std::set<std::filesystem::path> images(const std::string& subdirectory) const {
+    std::set<std::filesystem::path> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path() + subdirectory)) {
+      if (entry.path().filename() != "last.jpg") paths.insert(entry.path());
+    }
+    return paths;
+  }
+  static std::vector<std::string> contents(const std::set<std::filesystem::path>& paths) {
+    std::vector<std::string> result;
+    for (const auto& path : paths) {
+      std::ifstream file(path);
+      result.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    return result;
+  }
+
+  std::optional<PrivateAvahi> avahi;
+  std::optional<Program> wifiPhone;
+  std::string code;
+  std::uint32_t color = 0;
+};
+
+/// Somebody on the network whose services come and go every 50 ms, under names of all sorts, in multicast DNS messages
+/// (RFC 6762).
+class Rogue {
+ public:
+  ~Rogue() {
+    isEnding_ = true;
+    thread_.join();
+  }
+
+ private:
+  void run() const {
+    for (int turn = 0; !isEnding_; ++turn) {
+      for (int number = 0; number < 50; ++number) {
+        announce("ScrRcv-\n\x1B[31m💥\\." + std::to_string(number), turn % 2 == 0 ? 120 : 0);
+      }
+      announce("\xFF\xFE not UTF-8", 120);
+      announce(std::string(63, 'x'), 120);
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
+  /// A pointer record to a service of this name, for so many seconds; 0 takes it back.
+  void announce(const std::string& name, char seconds) const {
+    const std::string type = "\x0A_scrstream\x04_tcp\x05local\0"s;
+    const std::string pointer = static_cast<char>(name.size()) + name + "\xC0\x0C"s;  // and the type, by reference
+    const std::string message = "\0\0\x84\0\0\0\0\x01\0\0\0\0"s + type + "\0\x0C\0\x01\0\0\0"s + seconds + '\0' +
+                                static_cast<char>(pointer.size()) + pointer;
+    const sockaddr_in group = address(0xE00000FB);  // 224.0.0.251
+    ::sendto(socket_.get(), message.data(), message.size(), 0, reinterpret_cast<const sockaddr*>(&group),
+             sizeof(group));
+  }
+  static sockaddr_in address(std::uint32_t host) {
+    return {.sin_family = AF_INET, .sin_port = htons(5353), .sin_addr = {htonl(host)}, .sin_zero = {}};
+  }
+  static Descriptor multicastSocket() {
+    Descriptor socket(::socket(AF_INET, SOCK_DGRAM, 0));
+    const int on = 1;
+    const int hops = 255;
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEPORT, &on, sizeof(on));
+    ::setsockopt(socket.get(), IPPROTO_IP, IP_MULTICAST_TTL, &hops, sizeof(hops));
+    const ip_mreqn loopback{.imr_multiaddr = {}, .imr_address = {}, .imr_ifindex = 1};
+    ::setsockopt(socket.get(), IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof(loopback));
+    const sockaddr_in from = address(INADDR_LOOPBACK);
+    ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&from), sizeof(from));
+    return socket;
+  }
+
+  const Descriptor socket_ = multicastSocket();
+  std::atomic<bool> isEnding_ = false;
+  std::thread thread_{[this] { run(); }};
+};
+
+TEST_F(WiFiTest, FindsItsPhoneAmongStrangersAndIsTouchedByIt) {
+  ASSERT_TRUE(avahi->startDaemon());
+  std::vector<std::unique_ptr<Program>> strangers;
+  for (int number = 100; number < 200; ++number) {
+    strangers.push_back(PrivateAvahi::publish("ScrRcv-" + std::to_string(number), 9));
+  }
+  const Rogue rogue;
+  const auto start = std::chrono::steady_clock::now();
+  startProgram();
+  ASSERT_TRUE(program->prints("Ignoring device with different pairing code: ScrRcv-199")) << program->output();
+  std::string touches;
+  for (double time = 1; time < 30; time += 0.5) {
+    touches += std::to_string(time) + R"( touch {"type":"move","x":0.25,"y":0.5,"mode":"direct"})" + "\n";
+  }
+  startWiFiPhone({"--ping-interval", "0.05", "--script", script(touches)});
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+
+  const auto client = X11Connection::open(server.displayName());
+  const auto isTouched = [&] {
+    const auto pointer =
+        owned(xcb_query_pointer_reply(client->get(), xcb_query_pointer(client->get(), client->root()), nullptr));
+    return pointer->root_x == 1280 + 644 / 4 && pointer->root_y == 1398 / 2;
+  };
+  EXPECT_TRUE(paintUntil([&] { return isTouched() && images("/wifi").size() >= 20; }));
+  const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::string output = program->output();
+  std::size_t ignored = 0;
+  for (std::size_t at = output.find("Ignoring"); at != output.npos; at = output.find("Ignoring", at + 1)) ++ignored;
+  EXPECT_LE(ignored, 152 * (elapsed / 0.5 + 1)) << "it looks at most twice a second";
+
+  EXPECT_EQ(wifiPhone->end(SIGTERM), 0) << wifiPhone->output();
+  EXPECT_EQ(wifiSummary()["faultCount"], 0);
+  EXPECT_GT(wifiSummary()["pingRoundTrip"]["p50"], 0);
+  EXPECT_TRUE(program->prints("⚠️ iPhone disconnected (WiFi)"));
+  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+/// A phone that refuses connections until it is told to listen, and says what it is told.
+class WrongPhone {
+ public:
+  explicit WrongPhone(const std::string& code) : listener_(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    socklen_t length = sizeof(address);
+    ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), length);
+    ::getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &length);
+    service_ = PrivateAvahi::publish("ScrRcv-" + code, ntohs(address.sin6_port));
+  }
+
+  void listen() const { ::listen(listener_.get(), 8); }
+  bool accept() {
+    pollfd poll{.fd = listener_.get(), .events = POLLIN, .revents = 0};
+    connection_ =
+        Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC) : -1);
+    return static_cast<bool>(connection_);
+  }
+  void say(const std::string& bytes) const { ::send(connection_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  void withdraw() { service_ = nullptr; }
+  void hangUp() { connection_ = Descriptor(); }
+
+ private:
+  Descriptor listener_;
+  Descriptor connection_;
+  std::unique_ptr<Program> service_;
+};
+
+TEST_F(WiFiTest, OutlivesWhateverAPhoneSaysAndFindsTheNext) {
+  ASSERT_TRUE(avahi->startDaemon());
+  startProgram();
+  WrongPhone wrong(code);
+  ASSERT_TRUE(program->prints("Connection failed: Connection refused")) << program->output();
+  wrong.listen();
+  const std::string disconnectedLine = "⚠️ iPhone disconnected (WiFi)";
+  int links = 0;
+  for (const auto& [bytes, length] : {std::pair{"\0\0\0\0"s, "0"},
+                                      {"\0\x0F\x42\x41"s, "1000001"},
+                                      {"\xFF\xFF\xFF\xFF"s, "4294967295"},
+                                      {"GET / HTTP/1.1\r\n\r\n"s, "1195725856"}}) {
+    ASSERT_TRUE(wrong.accept()) << program->output();
+    ASSERT_TRUE(program->prints(connectedLine, ++links)) << program->output();
+    wrong.say(bytes);
+    EXPECT_TRUE(program->prints("Invalid message length "s + length + " - dropping")) << program->output();
+    ASSERT_TRUE(program->prints(disconnectedLine, links)) << program->output();
+  }
+  ASSERT_TRUE(wrong.accept()) << program->output();
+  ASSERT_TRUE(program->prints(connectedLine, ++links)) << program->output();
+  wrong.say("\0\0\0\1{\0\0\0\6[[[[[[\0\0\0\x10pong, not of our\0\0\1\0half of a message"s);
+  wrong.withdraw();
+  startWiFiPhone({"--frames", "5"});
+  ASSERT_TRUE(wifiPhone->prints("is announced")) << wifiPhone->output();
+  wrong.hangUp();
+  EXPECT_TRUE(paintUntil([&] { return std::filesystem::exists(wifiSummaryPath()); }));
+  EXPECT_EQ(wifiPhone->wait(), 0) << wifiPhone->output();
+  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+}
+
+TEST_F(WiFiTest, BothLinksBringEveryFrameUntilOneOfThemStalls) {
+  ASSERT_TRUE(avahi->startDaemon());
+  startProgram();
+  startPhone({});
+  startWiFiPhone({"--frames", "20"});
+  ASSERT_TRUE(program->prints(connectedLine)) << program->output();
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  EXPECT_TRUE(paintUntil([&] { return std::filesystem::exists(wifiSummaryPath()); }));
+  EXPECT_EQ(wifiPhone->wait(), 0) << wifiPhone->output();
+  const std::vector<std::string> byCable = contents(images("/frames"));
+  const std::vector<std::string> byWiFi = contents(images("/wifi"));
+  EXPECT_FALSE(std::ranges::search(byCable, byWiFi).empty()) << "the same images in the same order, and none missing";
+
+  ASSERT_TRUE(program->prints("⚠️ iPhone disconnected (WiFi)"));
+  startWiFiPhone({"--ping-interval", "0.5", "--script", script("5 stall 60\n")});
+  EXPECT_TRUE(paintUntil([&] { return program->output().find("link congested") != std::string::npos; }));
+  const std::size_t before = images("/frames").size();
+  EXPECT_TRUE(paintUntil([&] { return images("/frames").size() >= before + 20; }));
+  EXPECT_EQ(program->output().find("⚠️ iPhone disconnected (WiFi)"),
+            program->output().rfind("⚠️ iPhone disconnected (WiFi)"))
+      << "a phone that is slow is not gone";
+  EXPECT_EQ(phone->end(SIGTERM), 0) << phone->output();
+  EXPECT_EQ(summary()["faultCount"], 0);
+  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+}
+
+/// The other host: processes in a network of their own, joined to the test's by a virtual cable, as "link0" here and
+/// "link1" there.
+class TwoHostsTest : public WiFiTest {
+ protected:
+  void TearDown() override {
+    wifiPhone.reset();
+    run("ip link del link0 2>/dev/null");
+  }
+  static int run(const std::string& command) { return std::system(command.c_str()); }
+};
+
+TEST_F(TwoHostsTest, ThePhoneIsFoundAgainAfterACutOfFifteenSeconds) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "half a minute of waiting: left to the release build";
+#endif
+  const Program there({"/usr/bin/unshare", "-n", "sh", "-c", "ip link set lo up; echo ready; exec sleep 300"}, {});
+  ASSERT_TRUE(there.prints("ready")) << there.output();
+  const std::string process = std::to_string(there.process());
+  if (run("ip link add link0 type veth peer name link1 netns " + process) != 0) {
+    GTEST_SKIP() << "needs virtual network cables (veth)";
+  }
+  const std::string enter = "nsenter -t " + process + " -n ";
+  ASSERT_EQ(run("ip addr add 10.9.9.1/24 dev link0 && ip link set link0 up"), 0);
+  ASSERT_EQ(run(enter + "sh -c 'ip addr add 10.9.9.2/24 dev link1; ip link set link1 up'"), 0);
+  PrivateBus bus;
+  bus.start();
+  const std::string configuration = directory.path() + "/avahi.conf";
+  std::ofstream(configuration)
+      << "[server]\nhost-name=phone\nallow-interfaces=link1\n[wide-area]\nenable-wide-area=no\n";
+  const std::string prefix = "export DBUS_SYSTEM_BUS_ADDRESS=" + bus.address() + "; ";
+  const Program daemon({"/usr/bin/unshare", "-m", "sh", "-c",
+                        "mount -t tmpfs none /run; " + prefix + "exec " + enter + "/usr/sbin/avahi-daemon -f " +
+                            configuration + " --no-drop-root --no-chroot --no-rlimits --no-proc-title"},
+                       {});
+  ASSERT_TRUE(daemon.prints("Server startup complete")) << daemon.output();
+
+  ASSERT_TRUE(avahi->startDaemon("link0"));
+  startProgram();
+  startWiFiPhone({}, prefix + "exec " + enter);
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  ASSERT_TRUE(paintUntil([&] { return images("/wifi").size() >= 5; }));
+
+  const auto cut = std::chrono::steady_clock::now();
+  ASSERT_EQ(run("ip link set link0 down"), 0);
+  EXPECT_TRUE(program->prints("connection appears dead"));
+  std::this_thread::sleep_until(cut + std::chrono::seconds(15));
+  ASSERT_EQ(run("ip link set link0 up"), 0);
+  EXPECT_TRUE(program->prints(connectedLine, 2)) << program->output() << wifiPhone->output();
+  EXPECT_TRUE(program->prints("✅ Capture started", 2)) << program->output();
+  const std::size_t before = images("/wifi").size();
+  EXPECT_TRUE(paintUntil([&] { return images("/wifi").size() >= before + 5; }));
+  EXPECT_EQ(wifiPhone->end(SIGTERM), 0) << wifiPhone->output();
+  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
+}
+
+}  // namespace
+}  // namespace tandemview
