@@ -39,6 +39,7 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
       options_(std::move(options)),
       startTime_(clock_.now()),
       checker_(plannedSize(options_.info, options_.fullResolution)),
+      wifiChecker_(plannedSize(options_.info, options_.fullResolution)),
       phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)),
       wifiPhone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
 
@@ -64,7 +65,12 @@ bool Companion::start() {
 
 bool Companion::openWindow() {
   const FrameSize size = plannedSize(options_.info, options_.fullResolution);
-  auto window = FrameWindow::open(queue_, size, [this] { end("the window is closed"); });
+  const auto sendInput = [this](std::uint32_t type, const std::string& message) {
+    // Over one of the links: the user means each touch once.
+    (phone_->isConnected() ? phone_ : wifiPhone_)->send(type, Data::copying(message));
+  };
+  auto window =
+      FrameWindow::open(queue_, size, {.didClose = [this] { end("the window is closed"); }, .didTakeInput = sendInput});
   if (!window) {
     say("cannot open a window: {}", window.error().localizedDescription());
     return false;
@@ -147,7 +153,9 @@ bool Companion::finish() {
 bool Companion::printSummary() const {
   for (const std::string& line : statistics_.summaryLines()) say("{}", line);
   if (options_.jsonPath.empty()) return true;
-  const std::string json = statistics_.summary().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+  nlohmann::ordered_json summary = statistics_.summary();
+  summary["startTime"] = startTime_;  // of the monotonic clock: the script's times count from here
+  const std::string json = summary.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
   if (options_.jsonPath == "-") return std::fwrite(json.data(), 1, json.size(), stdout) == json.size();
   const std::optional<Error> error = writeWholeFile(options_.jsonPath, json);
   if (error) say("cannot write {}: {}", options_.jsonPath, error->localizedDescription());
@@ -163,9 +171,9 @@ std::optional<std::string> Companion::shortcoming() const {
   return std::nullopt;
 }
 
-void Companion::phoneDidConnect() {
+void Companion::phoneDidConnect(const Phone& phone) {
   statistics_.connectionDidStart();
-  checker_.connectionDidStart();
+  checkerOf(phone).connectionDidStart();
   say("connected");
 }
 
@@ -181,8 +189,8 @@ void Companion::phoneDidMeetHost(const std::string& macInfo) {
       plannedSize(phone_->info(), options_.fullResolution).text());
 }
 
-void Companion::phoneDidReceiveFrame(const Data& payload, double now) {
-  const auto frame = checker_.check(payload.bytes(), now);
+void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, double now) {
+  const auto frame = checkerOf(phone).check(payload.bytes(), now);
   if (!frame) return phoneDidSeeFault(frame.error());
   statistics_.frameDidArrive(*frame, payload.size(), now);
   if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
@@ -221,7 +229,7 @@ void Companion::scheduleScript(std::size_t next) {
 
 void Companion::perform(const ScriptAction& action) {
   using Kind = ScriptAction::Kind;
-  say("{:.3f} s: {}", clock_.now() - startTime_, action.line);
+  say("{:.6f} s: {}", clock_.now() - startTime_, action.line);
   for (const auto& phone : {phone_, wifiPhone_}) perform(action, *phone);
   MacProtocol::DeviceInfo info = phone_->info();
   switch (action.kind) {
@@ -278,7 +286,9 @@ void Companion::perform(const ScriptAction& action, Phone& phone) {
 }
 
 void Companion::changeInfo(const MacProtocol::DeviceInfo& info) {
-  checker_.expectSize(plannedSize(info, options_.fullResolution));
+  for (FrameChecker* checker : {&checker_, &wifiChecker_}) {
+    checker->expectSize(plannedSize(info, options_.fullResolution));
+  }
   for (const auto& phone : {phone_, wifiPhone_}) phone->setInfo(info);
 }
 

@@ -54,10 +54,10 @@ class Companion final : public PhoneDelegate {
   bool finish();
 
  private:
-  void phoneDidConnect() override;
+  void phoneDidConnect(const Phone& phone) override;
   void phoneDidDisconnect(const std::string& reason) override;
   void phoneDidMeetHost(const std::string& macInfo) override;
-  void phoneDidReceiveFrame(const Data& payload, double now) override;
+  void phoneDidReceiveFrame(const Phone& phone, const Data& payload, double now) override;
   void phoneDidReceivePong(double roundTripSeconds) override;
   void phoneDidSeeFault(const std::string& fault) override;
 
@@ -68,6 +68,7 @@ class Companion final : public PhoneDelegate {
   void scheduleScript(std::size_t next);
   void perform(const ScriptAction& action);
   void perform(const ScriptAction& action, Phone& phone);
+  FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
   void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
@@ -81,6 +82,7 @@ class Companion final : public PhoneDelegate {
   const double startTime_;
 
   FrameChecker checker_;
+  FrameChecker wifiChecker_;  // each link brings every frame
   Statistics statistics_;
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;

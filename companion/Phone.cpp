@@ -42,7 +42,7 @@ void Phone::accept(std::shared_ptr<PhoneLink> link) {
   link_ = std::move(link);
   hasMetHost_ = false;
   unansweredPings_.clear();
-  delegate_.phoneDidConnect();
+  delegate_.phoneDidConnect(*this);
   link_->stallUntil(stalledUntil_);
   link_->start({.didReceive =
                     [weak = weak_from_this()](std::uint32_t type, const Data& payload) {
@@ -105,7 +105,7 @@ void Phone::receive(std::uint32_t type, const Data& payload) {
     return delegate_.phoneDidSeeFault(fmt::format("a frame of type {}, which no host sends", type));
   }
   if (!hasMetHost_) delegate_.phoneDidSeeFault("a video frame before the Mac info");
-  delegate_.phoneDidReceiveFrame(payload, now);
+  delegate_.phoneDidReceiveFrame(*this, payload, now);
 }
 
 void Phone::receiveMacInfo(const Data& payload) {

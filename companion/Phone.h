@@ -14,17 +14,19 @@
 
 namespace tandemview {
 
+class Phone;
+
 /// What a phone tells its owner, on its queue.
 class PhoneDelegate {
  public:
   virtual ~PhoneDelegate() = default;
 
-  virtual void phoneDidConnect() = 0;
+  virtual void phoneDidConnect(const Phone& phone) = 0;
   virtual void phoneDidDisconnect(const std::string& reason) = 0;
   /// What the host says about itself; the phone has just answered with its device info.
   virtual void phoneDidMeetHost(const std::string& macInfo) = 0;
   /// The payload of a video frame, in one piece, that was complete at `now`.
-  virtual void phoneDidReceiveFrame(const Data& payload, double now) = 0;
+  virtual void phoneDidReceiveFrame(const Phone& phone, const Data& payload, double now) = 0;
   virtual void phoneDidReceivePong(double roundTripSeconds) = 0;
   /// The host did something that it must not do.
   virtual void phoneDidSeeFault(const std::string& fault) = 0;

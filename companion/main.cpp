@@ -78,7 +78,7 @@ void declareOptions(CLI::App& app, CommandLine& line) {
       ->capture_default_str();
   output->add_option("--json", options.jsonPath, "Write a summary for programs; - is standard output, for it alone")
       ->type_name("FILE");
-  output->add_flag("--window", options.window, "Show the frames in a window");
+  output->add_flag("--window", options.window, "Show the frames in a window, whose mouse and keyboard are the phone's");
 }
 
 /// False, with a line printed: the script is no good.

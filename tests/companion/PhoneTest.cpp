@@ -38,10 +38,10 @@ class PhoneTest : public testing::Test, public PhoneDelegate {
 
   std::vector<std::string> takeEvents() { return std::exchange(events, {}); }
 
-  void phoneDidConnect() override { events.push_back("connected"); }
+  void phoneDidConnect(const Phone&) override { events.push_back("connected"); }
   void phoneDidDisconnect(const std::string& reason) override { events.push_back("disconnected: " + reason); }
   void phoneDidMeetHost(const std::string& info) override { events.push_back(info); }
-  void phoneDidReceiveFrame(const Data& payload, double) override { events.emplace_back(payload.text()); }
+  void phoneDidReceiveFrame(const Phone&, const Data& payload, double) override { events.emplace_back(payload.text()); }
   void phoneDidReceivePong(double seconds) override { events.push_back("pong after " + std::to_string(seconds)); }
   void phoneDidSeeFault(const std::string& fault) override { events.push_back("fault: " + fault); }
 

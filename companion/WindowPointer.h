@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "companion/FrameSize.h"
+
+union SDL_Event;
+
+namespace tandemview {
+
+/// Turns the mouse in the companion's window into a finger on the phone's screen: what the left button holds is a
+/// touch at its place in the picture. In trackpad mode, which F9 turns on and off, the screen is a trackpad: motion
+/// moves the host's pointer, a click is a tap, and motion with the button held drags.
+///
+/// In both modes the wheel scrolls and the right button is a right click. A touch ends when the pointer leaves the
+/// window, when the window loses the keyboard and when it closes.
+class WindowPointer {
+ public:
+  /// Takes the JSON text of a touch message.
+  using Send = std::function<void(const std::string& message)>;
+
+  explicit WindowPointer(Send send) : send_(std::move(send)) {}
+
+  /// The size of the picture in its own pixels, in which the events count from its upper left corner.
+  void setPictureSize(FrameSize size) { size_ = size; }
+
+  void handle(const SDL_Event& event);
+
+  /// What F9 does now, for the window's title.
+  const char* hint() const { return isTrackpad_ ? "F9: touch" : "F9: trackpad"; }
+
+ private:
+  struct Point {
+    double x = 0;
+    double y = 0;
+  };
+
+  enum class Touch { None, Undecided, Drag };
+
+  void move(Point to);
+  void moveTrackpad(Point to);
+  void press(std::uint8_t button);
+  void release(std::uint8_t button);
+  void leave();
+  void cancel();
+  void rightClick();
+  void scroll(double clicksRight, double clicksUp);
+  void moveHostPointer();
+  void changeMode();
+
+  Point inPicture(Point point) const;
+  bool isInPicture() const;
+  void send(const char* type, bool isTrackpad, Point point, const char* phase = nullptr) const;
+
+  const Send send_;
+  FrameSize size_;
+  bool isTrackpad_ = false;
+  Touch touch_ = Touch::None;
+  bool isInside_ = false;  // the window; only then the pointer's place is known
+  Point pointer_;
+};
+
+}  // namespace tandemview
