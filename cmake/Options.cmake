@@ -4,6 +4,12 @@ find_package(PkgConfig REQUIRED)
 find_package(fmt REQUIRED)
 find_package(tl-expected REQUIRED)
 find_package(nlohmann_json REQUIRED)
+set(TANDEMVIEW_FMT fmt::fmt)
+if(APPLE)
+  # The application bundle carries what macOS doesn't have.
+  set(TANDEMVIEW_FMT fmt::fmt-header-only)
+  set(CMAKE_FIND_LIBRARY_SUFFIXES .a .tbd .dylib)
+endif()
 
 add_library(tandemview_options INTERFACE)
 add_library(tandemview::options ALIAS tandemview_options)
