@@ -1,0 +1,23 @@
+#import "platform/macos/ActiveDisplays.h"
+
+namespace tandemview {
+
+std::optional<std::uint32_t> activeDisplayCount() {
+  std::uint32_t count = 0;
+  if (CGGetActiveDisplayList(0, nullptr, &count) != kCGErrorSuccess) return std::nullopt;
+  return count;
+}
+
+std::optional<std::vector<std::uint32_t>> activeDisplayList(std::uint32_t limit) {
+  std::vector<std::uint32_t> displays(limit);
+  std::uint32_t count = 0;
+  if (CGGetActiveDisplayList(limit, displays.data(), &count) != kCGErrorSuccess) return std::nullopt;
+  displays.resize(count);
+  return displays;
+}
+
+CGRect activeDisplayBounds(std::uint32_t display) {
+  return CGDisplayIsActive(display) ? CGDisplayBounds(display) : CGRectZero;
+}
+
+}  // namespace tandemview

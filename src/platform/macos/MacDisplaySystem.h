@@ -1,0 +1,31 @@
+#pragma once
+
+#include "display/DisplaySystem.h"
+
+namespace tandemview {
+
+/// The displays of Core Graphics.
+class MacDisplaySystem final : public DisplaySystem {
+ public:
+  bool hasDescriptorClass() const override;
+  bool hasDisplayClass() const override;
+  bool hasSettingsClass() const override;
+  bool hasModeClass() const override;
+  VirtualDisplayCreation makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) override;
+  std::optional<VirtualDisplayMode> makeDisplayMode(std::uint32_t width, std::uint32_t height,
+                                                    double refreshRate) override;
+
+  std::vector<DisplayID> activeDisplays() const override;
+  DisplayRectangle bounds(DisplayID display) const override;
+  bool isMain(DisplayID display) const override;
+  bool isBuiltIn(DisplayID display) const override;
+  std::optional<DisplayMode> currentMode(DisplayID display) const override;
+  std::vector<DisplayMode> allModes(DisplayID display) const override;
+
+  ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
+  ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
+
+  void pause(double seconds) override;
+};
+
+}  // namespace tandemview

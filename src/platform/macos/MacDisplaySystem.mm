@@ -1,0 +1,116 @@
+#import "platform/macos/MacDisplaySystem.h"
+
+#import <CoreGraphics/CoreGraphics.h>
+
+#import "platform/macos/ActiveDisplays.h"
+#import "platform/macos/CoreReference.h"
+#import "platform/macos/MacVirtualDisplay.h"
+
+namespace tandemview {
+
+namespace {
+
+DisplayMode describe(CGDisplayModeRef mode) {
+  return {.width = static_cast<std::int64_t>(CGDisplayModeGetWidth(mode)),
+          .height = static_cast<std::int64_t>(CGDisplayModeGetHeight(mode)),
+          .handle = static_cast<std::uint32_t>(CGDisplayModeGetIODisplayModeID(mode))};
+}
+
+/// Also the modes that differ in nothing but their backing scale.
+NSArray* copyModes(DisplayID display) {
+  NSDictionary* options = @{(__bridge NSString*)kCGDisplayShowDuplicateLowResolutionModes : @YES};
+  return CFBridgingRelease(CGDisplayCopyAllDisplayModes(display, (__bridge CFDictionaryRef)options));
+}
+
+CGDisplayModeRef modeIn(id element) {
+  return (__bridge CGDisplayModeRef)element;
+}
+
+/// Makes `change` part of one rearrangement for this login session.
+template <typename Change>
+ConfigurationOutcome configure(Change change) {
+  CGDisplayConfigRef configuration = nullptr;
+  if (CGBeginDisplayConfiguration(&configuration) != kCGErrorSuccess) return ConfigurationOutcome::NotBegun;
+  change(configuration);
+  const CGError error = CGCompleteDisplayConfiguration(configuration, kCGConfigureForSession);
+  return error == kCGErrorSuccess ? ConfigurationOutcome::Completed : ConfigurationOutcome::NotCompleted;
+}
+
+}  // namespace
+
+bool MacDisplaySystem::hasDescriptorClass() const {
+  return MacVirtualDisplay::descriptorClass() != nil;
+}
+
+bool MacDisplaySystem::hasDisplayClass() const {
+  return MacVirtualDisplay::displayClass() != nil;
+}
+
+bool MacDisplaySystem::hasSettingsClass() const {
+  return MacVirtualDisplay::settingsClass() != nil;
+}
+
+bool MacDisplaySystem::hasModeClass() const {
+  return MacVirtualDisplay::modeClass() != nil;
+}
+
+VirtualDisplayCreation MacDisplaySystem::makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) {
+  return MacVirtualDisplay::make(descriptor);
+}
+
+std::optional<VirtualDisplayMode> MacDisplaySystem::makeDisplayMode(std::uint32_t width, std::uint32_t height,
+                                                                    double refreshRate) {
+  const VirtualDisplayMode mode = {.width = width, .height = height, .refreshRate = refreshRate};
+  if (!MacVirtualDisplay::makeMode(mode)) return std::nullopt;
+  return mode;
+}
+
+std::vector<DisplayID> MacDisplaySystem::activeDisplays() const {
+  const auto count = activeDisplayCount();
+  return count ? activeDisplayList(*count).value_or(std::vector<DisplayID>()) : std::vector<DisplayID>();
+}
+
+DisplayRectangle MacDisplaySystem::bounds(DisplayID display) const {
+  const CGRect bounds = activeDisplayBounds(display);
+  return {bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height};
+}
+
+bool MacDisplaySystem::isMain(DisplayID display) const {
+  return CGDisplayIsMain(display);
+}
+
+bool MacDisplaySystem::isBuiltIn(DisplayID display) const {
+  return CGDisplayIsBuiltin(display);
+}
+
+std::optional<DisplayMode> MacDisplaySystem::currentMode(DisplayID display) const {
+  const CoreReference<CGDisplayModeRef> mode(CGDisplayCopyDisplayMode(display));
+  if (!mode) return std::nullopt;
+  return describe(mode.get());
+}
+
+std::vector<DisplayMode> MacDisplaySystem::allModes(DisplayID display) const {
+  std::vector<DisplayMode> modes;
+  for (const id element in copyModes(display)) modes.push_back(describe(modeIn(element)));
+  return modes;
+}
+
+ConfigurationOutcome MacDisplaySystem::configureMode(DisplayID display, const DisplayMode& mode) {
+  for (const id element in copyModes(display)) {
+    if (describe(modeIn(element)).handle != mode.handle) continue;
+    return configure([&](CGDisplayConfigRef configuration) {
+      CGConfigureDisplayWithDisplayMode(configuration, display, modeIn(element), /*options=*/nullptr);
+    });
+  }
+  return ConfigurationOutcome::NotCompleted;
+}
+
+ConfigurationOutcome MacDisplaySystem::configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) {
+  return configure([&](CGDisplayConfigRef configuration) { CGConfigureDisplayOrigin(configuration, display, x, y); });
+}
+
+void MacDisplaySystem::pause(double seconds) {
+  [NSThread sleepForTimeInterval:seconds];
+}
+
+}  // namespace tandemview

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "input/EventSystem.h"
+
+namespace tandemview {
+
+/// Events of Core Graphics, posted where those of the hardware come in.
+class MacEventSystem final : public EventSystem {
+ public:
+  bool isTrusted(TrustPrompt prompt) override;
+  std::shared_ptr<EventSource> makeEventSource() override;
+  void postMouseEvent(const MouseEvent& event) override;
+  void postScrollEvent(const ScrollEvent& event) override;
+  void postKeyEvent(const KeyEvent& event) override;
+  std::optional<ScreenPoint> pointerLocation() override;
+  std::optional<std::uint32_t> activeDisplayCount() override;
+  std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
+  ScreenRectangle displayBounds(std::uint32_t displayID) override;
+  PixelSize displayPixelSize(std::uint32_t displayID) override;
+  bool applicationExists(const std::string& path) override;
+  void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override;
+  void pause(double seconds) override;
+};
+
+}  // namespace tandemview

@@ -1,0 +1,7 @@
+#import "platform/macos/MacScreenSenderApp.h"
+
+int main() {
+  @autoreleasepool {
+    [MacScreenSenderApp main];
+  }
+}
