@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [stream] [touch] [wifi] [rotation] [soak]
+# The measurements: ./dev bench [encode] [channel] [stream] [touch] [wifi] [menu] [rotation] [soak]
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel stream touch wifi rotation soak)
+[ ${#names[@]} -eq 0 ] && names=(encode channel stream touch wifi menu rotation soak)
 for name in "${names[@]}"; do
   case "$name" in
     encode)
@@ -22,7 +22,7 @@ for name in "${names[@]}"; do
         --benchmark_min_time=0.3 --benchmark_format=json | bench/ratios.py bareSocket wifiLink rate 0.8
       bench/wifi.py
       ;;
-    stream | touch | rotation | soak) "bench/$name.py" ;;
+    stream | touch | menu | rotation | soak) "bench/$name.py" ;;
     *) echo "bench: no measurement is called '$name'"; exit 2 ;;
   esac
 done

@@ -16,7 +16,7 @@ binaries = root / "build/release"
 class Session:
     """One run of the whole pipeline. Ends everything that it started."""
 
-    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None):
+    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None, session_bus=None):
         self.lines = []  # of the program and the companion, each with the time at which it was printed
         self.directory = tempfile.TemporaryDirectory()
         path = pathlib.Path(self.directory.name)
@@ -29,7 +29,7 @@ class Session:
         if quality:
             (settings / "settings.json").write_text(json.dumps({"displayQualityMode": quality}))
         self.environment = dict(os.environ, DISPLAY=display, XDG_CONFIG_HOME=str(path), XDG_RUNTIME_DIR=str(path),
-                                DBUS_SESSION_BUS_ADDRESS=f"unix:path={path}/bus",
+                                DBUS_SESSION_BUS_ADDRESS=session_bus or f"unix:path={path}/bus",
                                 DBUS_SYSTEM_BUS_ADDRESS=system_bus or f"unix:path={path}/bus")
         self.summary = path / "summary.json"
         mux = str(path / "usbmuxd")
