@@ -27,31 +27,31 @@ bool isCall(const SDL_Event& event, Call call) {
   return event.type == SDL_USEREVENT && event.user.code == static_cast<std::int32_t>(call);
 }
 
-struct SDLDeleter {
-  void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
-  void operator()(SDL_Renderer* renderer) const { SDL_DestroyRenderer(renderer); }
-  void operator()(SDL_Texture* texture) const { SDL_DestroyTexture(texture); }
-};
-template <typename Object>
-using Owned = std::unique_ptr<Object, SDLDeleter>;
-
-struct Library {
-  bool isReady = false;
-  Library() {
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // they are the main queue's
-    SDL_SetHint(SDL_HINT_MOUSE_AUTO_CAPTURE, "0");  // a finger beyond the screen's edge touches nothing
-    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
-    SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-    isReady = SDL_Init(SDL_INIT_VIDEO) == 0;
-  }
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
-  ~Library() { SDL_Quit(); }
-};
-
 }  // namespace
 
 struct WindowScreen::Window {
+  struct SDLDeleter {
+    void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
+    void operator()(SDL_Renderer* renderer) const { SDL_DestroyRenderer(renderer); }
+    void operator()(SDL_Texture* texture) const { SDL_DestroyTexture(texture); }
+  };
+  template <typename Object>
+  using Owned = std::unique_ptr<Object, SDLDeleter>;
+
+  struct Library {
+    bool isReady = false;
+    Library() {
+      SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // they are the main queue's
+      SDL_SetHint(SDL_HINT_MOUSE_AUTO_CAPTURE, "0");  // a finger beyond the screen's edge touches nothing
+      SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
+      SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
+      isReady = SDL_Init(SDL_INIT_VIDEO) == 0;
+    }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+    ~Library() { SDL_Quit(); }
+  };
+
   Library library;
   Owned<SDL_Window> window;
   Owned<SDL_Renderer> renderer;

@@ -9,7 +9,7 @@ namespace tandemview {
 
 namespace {
 
-constexpr double retryInterval = 2.0;
+constexpr double listenRetryInterval = 2.0;
 constexpr double connectTimeout = 10.0;
 
 /// The daemon wants the port as the integer whose two bytes, in the host's order, are the port in network order.
@@ -17,13 +17,13 @@ std::uint16_t networkOrder(std::uint16_t port) {
   return static_cast<std::uint16_t>(port << 8 | port >> 8);
 }
 
-std::optional<std::int64_t> deviceIDOf(const PropertyList& packet) {
-  const auto found = packet.find("DeviceID");
-  if (found == packet.end() || !found->is_number_integer()) return std::nullopt;
+}  // namespace
+
+std::optional<std::int64_t> deviceIDOf(const PropertyList& userInfo) {
+  const auto found = userInfo.find("DeviceID");
+  if (found == userInfo.end() || !found->is_number_integer()) return std::nullopt;
   return found->get<std::int64_t>();
 }
-
-}  // namespace
 
 std::shared_ptr<PTUSBHub> PTUSBHub::listeningHub(Settings settings) {
   std::shared_ptr<PTUSBHub> hub(new PTUSBHub(std::move(settings)));
@@ -63,7 +63,7 @@ void PTUSBHub::listeningEnded(const std::optional<Error>& error) {
   } else {
     Log::line("⚠️ PTUSBHub: The USB daemon went away - trying again every 2 seconds");
   }
-  retryTimer_ = Timer::repeating(settings_.queue, retryInterval, [weak = weak_from_this()] {
+  retryTimer_ = Timer::repeating(settings_.queue, listenRetryInterval, [weak = weak_from_this()] {
     const auto hub = weak.lock();
     if (hub && !hub->channel_) hub->startListening();
   });

@@ -12,12 +12,16 @@
 #include "runtime/Queue.h"
 #include "runtime/Timer.h"
 #include "usb/PTUSBChannel.h"
+#include "usb/PropertyList.h"
 
 namespace tandemview {
 
 /// Posted by the hub as the object, with the daemon's whole message (a PropertyList) as the user info.
 inline constexpr const char* ptUSBDeviceDidAttachNotification = "PTUSBDeviceDidAttachNotification";
 inline constexpr const char* ptUSBDeviceDidDetachNotification = "PTUSBDeviceDidDetachNotification";
+
+/// The device that the message is about; absent if it names none.
+std::optional<std::int64_t> deviceIDOf(const PropertyList& userInfo);
 
 /// The program's view of the USB multiplexing daemon: announces devices and connects to their ports. Everything runs
 /// on its queue, the main queue.

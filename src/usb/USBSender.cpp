@@ -17,13 +17,7 @@ namespace {
 /// More frames in flight would only be older when they arrive.
 constexpr int maxPendingSends = 3;
 
-constexpr double retryInterval = 2.0;
-
-std::optional<std::int64_t> deviceIDOf(const PropertyList& userInfo) {
-  const auto found = userInfo.find("DeviceID");
-  if (found == userInfo.end() || !found->is_number_integer()) return std::nullopt;
-  return found->get<std::int64_t>();
-}
+constexpr double connectRetryInterval = 2.0;
 
 }  // namespace
 
@@ -118,7 +112,7 @@ void USBSender::retryConnection() {
 
 void USBSender::startRetryTimer() {
   if (retryTimer_) return;
-  retryTimer_ = Timer::repeating(surroundings_.mainQueue, retryInterval, [weak = weak_from_this()] {
+  retryTimer_ = Timer::repeating(surroundings_.mainQueue, connectRetryInterval, [weak = weak_from_this()] {
     if (const auto sender = weak.lock()) sender->retryTimerFired();
   });
 }

@@ -134,8 +134,11 @@ void WiFiSender::connectionCancelled(const Connection& connection) {
   notify(&WiFiSender::onClientDisconnected);
 }
 
-void WiFiSender::announceConnected(const Connection& connection) {
-  if (isCurrent(connection) && onClientConnected) onClientConnected();
+/// A link that has ended by now was dropped before its owner knew of it, and only the owner starts a new search: it
+/// hears of both.
+void WiFiSender::announceConnected(const Connection& link) {
+  if (onClientConnected) onClientConnected();
+  if (!isCurrent(link) && !connection() && onClientDisconnected) onClientDisconnected();
 }
 
 void WiFiSender::receiveHeader(const Connection& connection) {

@@ -254,6 +254,19 @@ TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   EXPECT_FALSE(isStreaming());
 }
 
+TEST_F(AppDelegateTest, LooksAgainForAPhoneWhoseLinkEndedAtOnce) {
+  launch();
+  queue->advance(0.4);
+  network->browsers().back()->find({"ScrRcv-47"});
+  queue->drain();
+  network->connections().back()->becomeReady();
+  queue->drain();
+  network->connections().back()->deliver(std::string(4, '\0'));  // a message without a length
+  queue->advance(1);
+  EXPECT_EQ(network->browsers().size(), 2u);
+  EXPECT_TRUE(network->browsers().back()->isRunning());
+}
+
 TEST_F(AppDelegateTest, SleepsAndWakes) {
   stream();
   const auto post = [this](const char* name) {
