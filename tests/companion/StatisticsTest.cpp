@@ -13,13 +13,13 @@ TEST(StatisticsTest, SumsUpARun) {
   Statistics statistics;
   statistics.connectionDidStart();
   statistics.connectionDidStart();
-  const FrameSize portrait{644, 1398};
-  const FrameSize landscape{1398, 644};
+  const FrameSize upright{644, 1398};
+  const FrameSize turned{1398, 644};
   // The clock of the second picture is the first one's: it was not drawn anew.
-  statistics.frameDidArrive({10.000, portrait, 99'000}, 1000, 10.002);
-  statistics.frameDidArrive({10.096, portrait, 99'000}, 3000, 10.102);
-  statistics.frameDidArrive({10.198, landscape, 101'900}, 2000, 10.202);
-  statistics.frameDidArrive({10.300, portrait, std::nullopt}, 2000, 10.302);
+  statistics.frameDidArrive({10.000, upright, 99'000}, 1000, 10.002);
+  statistics.frameDidArrive({10.096, upright, 99'000}, 3000, 10.102);
+  statistics.frameDidArrive({10.198, turned, 101'900}, 2000, 10.202);
+  statistics.frameDidArrive({10.300, upright, std::nullopt}, 2000, 10.302);
   const nlohmann::ordered_json summary = statistics.summary();
   EXPECT_EQ(summary["frames"], 4);
   EXPECT_NEAR(summary["framesPerSecond"].get<double>(), 10, 1e-6);

@@ -5,7 +5,7 @@ namespace {
 
 using TouchInjectorGesturesTest = TouchFixture;
 
-Lines press(int keyCode, const std::string& flags) {
+Lines chord(int keyCode, const std::string& flags) {
   return {fmt::format("key {} down flags {}", keyCode, flags), fmt::format("key {} up flags {}", keyCode, flags)};
 }
 
@@ -32,11 +32,11 @@ TEST_F(TouchInjectorGesturesTest, ScrollsWholePixelsAndKeepsTheRest) {
 TEST_F(TouchInjectorGesturesTest, ZoomsOneStepPerMessage) {
   for (const double amount : {0.01, 5.0}) {
     trackpad("zoom", amount, -1);
-    EXPECT_EQ(events->take(), press(24, "0x100000"));
+    EXPECT_EQ(events->take(), chord(24, "0x100000"));
     EXPECT_EQ(log.take(), Lines{"🔍 Zoom in (Cmd+=)"});
   }
   trackpad("zoom", -0.01, 1);
-  EXPECT_EQ(events->take(), press(27, "0x100000"));
+  EXPECT_EQ(events->take(), chord(27, "0x100000"));
   EXPECT_EQ(log.take(), Lines{"🔍 Zoom out (Cmd+-)"});
   trackpad("zoom", 0, 1);
   trackpad("zoom", -0.0, 1);
@@ -51,13 +51,13 @@ TEST_F(TouchInjectorGesturesTest, PressesShortcuts) {
     Lines events;
     const char* line;
   } cases[] = {
-      {"swipe", "left", press(124, "0xa40000"), "👆 Swipe left"},
-      {"swipe", "right", press(123, "0xa40000"), "👆 Swipe right"},
-      {"swipe", "up", press(126, "0xa40000"), "👆 Swipe up"},
-      {"swipe", "down", press(125, "0xa40000"), "👆 Swipe down"},
+      {"swipe", "left", chord(124, "0xa40000"), "👆 Swipe left"},
+      {"swipe", "right", chord(123, "0xa40000"), "👆 Swipe right"},
+      {"swipe", "up", chord(126, "0xa40000"), "👆 Swipe up"},
+      {"swipe", "down", chord(125, "0xa40000"), "👆 Swipe down"},
       {"swipe", "Left", {}, "⚠️ TouchInjector: Unknown swipe direction: Left"},
-      {"gesture", "lookup", press(2, "0x140000"), "👆 Look Up"},
-      {"gesture", "showdesktop", press(103, "0x800000"), "👆 Show Desktop"},
+      {"gesture", "lookup", chord(2, "0x140000"), "👆 Look Up"},
+      {"gesture", "showdesktop", chord(103, "0x800000"), "👆 Show Desktop"},
       {"gesture", "left", {}, "⚠️ TouchInjector: Unknown gesture: left"},
   };
   for (const auto& each : cases) {

@@ -7,15 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/Logind.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
 
 namespace {
-
-constexpr const char* logindName = "org.freedesktop.login1";
-constexpr const char* logindPath = "/org/freedesktop/login1";
-constexpr const char* logindInterface = "org.freedesktop.login1.Manager";
 
 constexpr const char* lidSwitch = "handle-lid-switch";
 constexpr const char* lockMode = "block";

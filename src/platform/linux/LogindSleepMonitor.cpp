@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/WorkspaceNotifications.h"
+#include "platform/linux/Logind.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -13,10 +14,6 @@ namespace tandemview {
 namespace {
 
 constexpr double retrySeconds = 10;
-
-constexpr const char* logindName = "org.freedesktop.login1";
-constexpr const char* logindPath = "/org/freedesktop/login1";
-constexpr const char* logindInterface = "org.freedesktop.login1.Manager";
 
 /// Only logind's own comings and goings: the bus need not wake us for anybody else's.
 constexpr const char* logindOwnerMatch =

@@ -11,10 +11,10 @@ std::optional<std::string> pathOfProgram(const std::string& name) {
   const char* directories = std::getenv("PATH");
   std::istringstream list(directories ? directories : "");
   for (std::string directory; std::getline(list, directory, ':');) {
-    // A relative directory is as good as whatever the program was started in.
+    // What a relative directory means depends on where the program was started.
     if (!directory.starts_with('/')) continue;
-    std::string path = directory + "/" + name;
-    if (::access(path.c_str(), X_OK) == 0) return path;
+    directory.append("/").append(name);
+    if (::access(directory.c_str(), X_OK) == 0) return directory;
   }
   return std::nullopt;
 }
