@@ -101,6 +101,7 @@ class DesktopTest : public EndToEndFixture {
 };
 
 TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
+  environment["PATH"] = directory.path();  // no program for dialogs or settings
   startProgram();
   startPhone({"--seconds", "60"});
   ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
@@ -116,6 +117,13 @@ TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
   for (const bool exists : {true, false}) {
     ASSERT_TRUE(menu.choose("Launch at Login"));
     EXPECT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(autostart) == exists; }));
+  }
+  for (const auto& [entry, line] : std::map<std::string, std::string>{
+           {"Keep Awake When Lid Is Closed", "⚠️ Keep Computer Awake with Lid Closed?"},
+           {"Fix Permissions After Update…", "💡 Permissions not working after an update?"},
+           {"Accessibility — Enabled", "⚠️ No settings program of this desktop was found"}}) {
+    ASSERT_TRUE(menu.choose(entry)) << entry;
+    EXPECT_TRUE(program->prints(line)) << program->output();
   }
   ASSERT_TRUE(menu.choose("Reconnect"));
   EXPECT_TRUE(program->prints("🔄 Manual reconnect triggered..."));

@@ -10,7 +10,8 @@ namespace tandemview {
 
 namespace {
 
-/// One argument of an entry's Exec key, by the Desktop Entry Specification: quoted, then escaped as every string is.
+/// One argument of an entry's Exec key, as freedesktop.org's desktop entries want it: quoted, then escaped as every
+/// string is.
 std::string execArgument(const std::string& argument) {
   std::string quoted = "\"";
   for (const char character : argument) {

@@ -6,7 +6,7 @@ namespace tandemview {
 
 std::string configurationDirectory() {
   const char* configuration = std::getenv("XDG_CONFIG_HOME");
-  // The specification says that a relative path is to be ignored.
+  // A relative path is to be ignored, XDG says.
   if (configuration && configuration[0] == '/') return configuration;
   const char* home = std::getenv("HOME");
   return std::string(home ? home : "") + "/.config";

@@ -4,7 +4,7 @@
 
 namespace tandemview {
 
-/// Where the user's settings are, by the XDG Base Directory Specification: $XDG_CONFIG_HOME, or "~/.config".
+/// Where the user's settings are, as XDG lays down for base directories: $XDG_CONFIG_HOME, or "~/.config".
 std::string configurationDirectory();
 
 }  // namespace tandemview

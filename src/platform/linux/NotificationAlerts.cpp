@@ -19,7 +19,7 @@ constexpr const char* serverOwnerMatch =
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
     "arg0='org.freedesktop.Notifications'";
 
-/// Of the specification's urgency levels.
+/// Of freedesktop.org's urgency levels.
 constexpr std::uint8_t normalUrgency = 1;
 constexpr std::uint8_t criticalUrgency = 2;
 

@@ -5,7 +5,7 @@
 namespace tandemview {
 
 std::string iconForSymbol(std::string_view symbol) {
-  // Names with "tandemview" are our own, for what the Icon Naming Specification and the common themes lack.
+  // Names with "tandemview" are our own, for what the standard icon names and the common themes lack.
   static const std::map<std::string_view, const char*> icons = {
       {"arrow.clockwise.circle.fill", "view-refresh-symbolic"},
       {"arrow.up.forward.app", "system-run-symbolic"},
