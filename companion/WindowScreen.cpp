@@ -31,9 +31,9 @@ bool isCall(const SDL_Event& event, Call call) {
 
 struct WindowScreen::Window {
   struct SDLDeleter {
-    void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
-    void operator()(SDL_Renderer* renderer) const { SDL_DestroyRenderer(renderer); }
-    void operator()(SDL_Texture* texture) const { SDL_DestroyTexture(texture); }
+    void operator()(SDL_Window* object) const { SDL_DestroyWindow(object); }
+    void operator()(SDL_Renderer* object) const { SDL_DestroyRenderer(object); }
+    void operator()(SDL_Texture* object) const { SDL_DestroyTexture(object); }
   };
   template <typename Object>
   using Owned = std::unique_ptr<Object, SDLDeleter>;

@@ -22,7 +22,8 @@ PlatformTexts linuxTexts() {
       .lidSleepQuestion = "Keep Computer Awake with Lid Closed?",
       .lidSleepExplanation =
           "Your computer will stay fully awake and controllable from your iPhone even with the lid closed (e.g. in a "
-          "backpack).\n\n⚠️ Important:\n• The computer generates heat — avoid enclosed spaces without airflow for "
+          "backpack).\n\n⚠️ Important:\n• The computer generates heat — avoid enclosed spaces without airflow "
+          "for "
           "long "
           "sessions.\n• Battery will drain as if the computer were in use.\n• This holds until you turn it off here or "
           "quit Tandemview.",

@@ -2,7 +2,7 @@
 
 #include <xkbcommon/xkbcommon-x11.h>
 
-#include <ranges>
+#include <algorithm>
 
 #include "platform/linux/X11EventInput.h"
 #include "platform/linux/X11KeyXkb.h"
@@ -117,7 +117,8 @@ void X11Keyboard::pressKeys(const std::vector<xcb_keycode_t>& keys) const {
 }
 
 void X11Keyboard::releaseKeys(const std::vector<xcb_keycode_t>& keys) const {
-  for (const xcb_keycode_t key : std::views::reverse(keys)) postInput(*connection_, XCB_KEY_RELEASE, key);
+  std::for_each(keys.rbegin(), keys.rend(),
+                [this](xcb_keycode_t key) { postInput(*connection_, XCB_KEY_RELEASE, key); });
 }
 
 }  // namespace tandemview
