@@ -137,6 +137,26 @@ TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
+TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root, for a /run of logind's own";
+  const Program logind({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
+                        "mount -t tmpfs none /run && cd /run && mkdir -p systemd/seats systemd/users systemd/sessions "
+                        "systemd/inhibit && exec /lib/systemd/systemd-logind"},
+                       {{"DBUS_SYSTEM_BUS_ADDRESS", bus.address()}});
+  ASSERT_TRUE(logind.prints("New seat seat0")) << logind.output();
+  // A user who answers every dialog with its first button.
+  environment["PATH"] = directory.path();
+  std::ofstream(directory.path() + "/zenity") << "#!/bin/sh\n";
+  std::filesystem::permissions(directory.path() + "/zenity", std::filesystem::perms::owner_all);
+  startProgram();
+  MenuOnTheBus menu(bus.address(), program->process());
+  ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
+  EXPECT_TRUE(program->prints("🔋 Lid-closed sleep DISABLED")) << program->output();
+  ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
+  EXPECT_TRUE(program->prints("😴 Lid-closed sleep restored to normal")) << program->output();
+  EXPECT_EQ(program->end(SIGTERM), 0);
+}
+
 TEST_F(DesktopTest, TheStreamEndsWithTheDayAndComesBackWithTheNext) {
   LogindStandIn logind(bus.address());
   startProgram();
