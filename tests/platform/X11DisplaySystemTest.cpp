@@ -207,6 +207,12 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
   killed.kill();
   system_ = std::make_unique<X11DisplaySystem>(server_.displayName());
   EXPECT_EQ(client_.arrangement(), before);
+
+  OtherRun killedMidway(server_.displayName());
+  killedMidway.kill();
+  client_.darken(client_.outputNamed("DUMMY1"));
+  system_ = std::make_unique<X11DisplaySystem>(server_.displayName());
+  EXPECT_EQ(client_.arrangement(), before) << "the screen had grown, the output was not lit";
 }
 
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {

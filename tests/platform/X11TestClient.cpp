@@ -52,6 +52,14 @@ void X11TestClient::light(xcb_randr_output_t output) {
   owned(xcb_randr_set_crtc_config_reply(server, request, nullptr));
 }
 
+void X11TestClient::darken(xcb_randr_output_t output) {
+  const RandrLayout current = layout();
+  const auto request =
+      xcb_randr_set_crtc_config(connection_->get(), current.activeCrtc(output)->id, XCB_CURRENT_TIME,
+                                current.configTimestamp, 0, 0, XCB_NONE, XCB_RANDR_ROTATION_ROTATE_0, 0, nullptr);
+  owned(xcb_randr_set_crtc_config_reply(connection_->get(), request, nullptr));
+}
+
 void X11TestClient::makePrimary(xcb_randr_output_t output) {
   connection_->succeeded(xcb_randr_set_output_primary_checked(connection_->get(), connection_->root(), output));
 }

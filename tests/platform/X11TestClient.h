@@ -25,6 +25,8 @@ class X11TestClient {
 
   /// Makes a dark output show the same part of the screen as DUMMY0.
   void light(xcb_randr_output_t output);
+  /// Leaves the screen as large as it is.
+  void darken(xcb_randr_output_t output);
   void makePrimary(xcb_randr_output_t output);
   void setEdid(xcb_randr_output_t output, const std::vector<std::uint8_t>& edid);
 

@@ -29,6 +29,9 @@ class RandrEdit {
   /// than `least`. False: refused, and everything is as it was.
   bool configure(const RandrLayout::Crtc& wanted, const ScreenSize& least);
 
+  /// Brings the screen to the size that configure() would.
+  bool fitScreen(const ScreenSize& least) { return setScreenSize(sizeFor(least)); }
+
   /// configure() with a new mode on one output, which replaces the mode and outputs of `wanted`.
   std::optional<xcb_randr_mode_t> configureWithNewMode(RandrLayout::Crtc wanted, xcb_randr_output_t output,
                                                        const VirtualDisplayMode& mode, const ScreenSize& least);

@@ -127,6 +127,9 @@ void RandrScreen::removeLeftovers() {
     for (const RandrLayout::Crtc& crtc : layout.crtcs) {
       if (crtc.mode == mode.id) edit->configure({.id = crtc.id}, least);
     }
+    // Also when nothing shows the mode: its run may have ended between the screen's growth and the CRTC's change. The
+    // mode goes last, as it is what tells the next start that there is something to undo.
+    edit->fitScreen(least);
     for (const RandrLayout::Output& output : layout.outputs) {
       if (std::ranges::count(output.modes, mode.id) > 0) edit->removeMode(output.id, mode.id);
     }
