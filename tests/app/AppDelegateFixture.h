@@ -21,10 +21,17 @@ namespace tandemview {
 
 class QualityImageEncoder final : public ImageEncoder {
  public:
+  /// Counts the pictures that it encodes in `count`.
+  explicit QualityImageEncoder(int& count) : count_(count) {}
+
   bool isAccelerated() const override { return false; }
   std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
+    ++count_;
     return Data::copying(std::to_string(quality).substr(0, 4));
   }
+
+ private:
+  int& count_;
 };
 
 /// The whole program on fakes, with one phone that can be plugged in or found.
@@ -80,6 +87,7 @@ class AppDelegateFixture : public testing::Test {
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
+  int encodedPictures = 0;
   std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
   std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
@@ -110,7 +118,7 @@ class AppDelegateFixture : public testing::Test {
       .userDefaults = defaults,
       .displays = displays,
       .captures = captures,
-      .makeImageEncoder = [] { return std::make_unique<QualityImageEncoder>(); },
+      .makeImageEncoder = [this] { return std::make_unique<QualityImageEncoder>(encodedPictures); },
       .sharedHub = [this] { return phone->hub; },
       .events = events,
       .wifiNetwork = network});

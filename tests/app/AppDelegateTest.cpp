@@ -234,9 +234,13 @@ TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   queue->advance(3.1);
   EXPECT_EQ(log.count("📶 WiFi — quality mode: balanced (JPEG 0.25)"), 1);
   network->connections().back()->takeSent();
+  encodedPictures = 0;
   deliverFrame();
   EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.25");
-  ASSERT_EQ(network->connections().back()->takeSent().size(), 1u);
+  const auto sent = network->connections().back()->takeSent();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_TRUE(sent.front().ends_with(phone->frames.back().payload.text())) << "behind the length";
+  EXPECT_EQ(encodedPictures, 1);
 
   phone->daemon->detach(7);
   queue->drain();
