@@ -126,6 +126,28 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
   }
 }
 
+TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
+  struct Row {
+    const char* layout;
+    const char* key;
+    const char* symbol;
+  };
+  const Row rows[] = {{"de", "z", "z"},
+                      {"fr", "a", "a"},
+                      {"de", "-", "minus"},
+                      {"fr", "1", "ampersand"},  // no key bears it without Shift: the place
+                      {"ru,us", "c", "Cyrillic_es"}};
+  for (const Row& row : rows) {
+    setLayout(row.layout);
+    const auto xev = startXev("keyboard");
+    pressKey(row.key, R"("option")");
+    const std::string expected = fmt::format("press {} state 8", row.symbol);
+    EXPECT_TRUE(waitUntil([&] { return std::ranges::count(xevEvents(xev->output()), expected) == 1; }))
+        << row.layout << " " << row.key << "\n"
+        << xev->output();
+  }
+}
+
 constexpr const char* layouts[] = {"us", "de", "fr", "us,ru"};
 constexpr const char* text = "Grüße, 你好 👍🏽 e\u0301 @€{~}^`´ Ünïcödé ŁŐщ";
 

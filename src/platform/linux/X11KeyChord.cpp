@@ -4,6 +4,7 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "input/KeyCodes.h"
 #include "platform/linux/X11KeyCodes.h"
@@ -38,7 +39,7 @@ constexpr Twin twins[] = {
     {KeyCode::upArrow, swipe, X11KeyChord{X11Modifier::super}},
     {KeyCode::downArrow, swipe, X11KeyChord{control | alt, KEY_DOWN}},
     // Show Desktop.
-    {KeyCode::f11, EventFlag::secondaryFunction, X11KeyChord{X11Modifier::super, KEY_D, XKB_KEY_d}},
+    {KeyCode::f11, EventFlag::secondaryFunction, X11KeyChord{X11Modifier::super, KEY_D}},
     // Look Up. As Control+D it would end shells.
     {KeyCode::d, EventFlag::command | EventFlag::control, std::nullopt},
     // Zoom, with the keypad's keys: on many layouts plus and equals lie elsewhere, or on an accent.
@@ -66,9 +67,23 @@ struct CursorKey {
 constexpr CursorKey cursorKeys[] = {{KEY_LEFT, XKB_KEY_Left}, {KEY_RIGHT, XKB_KEY_Right}, {KEY_UP, XKB_KEY_Up},
                                     {KEY_DOWN, XKB_KEY_Down}, {KEY_HOME, XKB_KEY_Home},   {KEY_END, XKB_KEY_End}};
 
+/// What the typewriter's keys of a US keyboard mean. A phone that says "z" means the key that bears the letter in the
+/// user's layout too: by its place, Undo would be Redo on a German keyboard.
+struct KeyRow {
+  std::uint16_t firstLinuxKeyCode;
+  std::string_view characters;
+};
+constexpr KeyRow keyRows[] = {
+    {KEY_1, "1234567890-="}, {KEY_Q, "qwertyuiop[]"}, {KEY_A, "asdfghjkl;'`"}, {KEY_BACKSLASH, "\\zxcvbnm,./"}};
+
+/// The symbols of these characters have their numbers (Latin 1 of keysymdef.h).
 X11KeyChord withSymbol(X11KeyChord chord) {
   const auto* const key = std::ranges::find(cursorKeys, chord.linuxKeyCode, &CursorKey::linuxKeyCode);
   if (key != std::end(cursorKeys)) chord.symbol = key->symbol;
+  for (const KeyRow& row : keyRows) {
+    const unsigned place = chord.linuxKeyCode - unsigned{row.firstLinuxKeyCode};
+    if (place < row.characters.size()) chord.symbol = static_cast<unsigned char>(row.characters[place]);
+  }
   return chord;
 }
 

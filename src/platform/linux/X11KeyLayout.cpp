@@ -92,9 +92,9 @@ std::vector<xcb_keycode_t> X11KeyLayout::unusedKeys() const {
   return keys;
 }
 
-xkb_keysym_t X11KeyLayout::symbolOf(xcb_keycode_t key) const {
+xkb_keysym_t X11KeyLayout::symbolOf(xcb_keycode_t key, std::uint8_t group) const {
   const xkb_keysym_t* symbols = nullptr;
-  const int count = xkb_keymap_key_get_syms_by_level(keymap_, key, /*layout=*/0, /*level=*/0, &symbols);
+  const int count = xkb_keymap_key_get_syms_by_level(keymap_, key, group, /*level=*/0, &symbols);
   return count == 1 ? symbols[0] : xkb_keysym_t{XKB_KEY_NoSymbol};
 }
 
@@ -121,9 +121,9 @@ void X11KeyLayout::collectStrokes(xkb_state* state, X11Modifiers modifiers) {
   }
 }
 
-std::optional<xcb_keycode_t> X11KeyLayout::keyOf(xkb_keysym_t symbol) const {
+std::optional<xcb_keycode_t> X11KeyLayout::keyOf(xkb_keysym_t symbol, std::uint8_t group) const {
   for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap_); key <= xkb_keymap_max_keycode(keymap_); ++key) {
-    if (symbolOf(static_cast<xcb_keycode_t>(key)) == symbol) return static_cast<xcb_keycode_t>(key);
+    if (symbolOf(static_cast<xcb_keycode_t>(key), group) == symbol) return static_cast<xcb_keycode_t>(key);
   }
   return std::nullopt;
 }

@@ -43,11 +43,11 @@ class X11KeyLayout {
   /// The key codes that mean nothing.
   std::vector<xcb_keycode_t> unusedKeys() const;
 
-  /// The first key that means `symbol` in the first group with nothing held.
-  std::optional<xcb_keycode_t> keyOf(xkb_keysym_t symbol) const;
+  /// The first key that means `symbol` in the group with nothing held.
+  std::optional<xcb_keycode_t> keyOf(xkb_keysym_t symbol, std::uint8_t group = 0) const;
 
-  /// What a key means in the first group with nothing held; XKB_KEY_NoSymbol if nothing.
-  xkb_keysym_t symbolOf(xcb_keycode_t key) const;
+  /// What a key means in the group with nothing held; XKB_KEY_NoSymbol if nothing.
+  xkb_keysym_t symbolOf(xcb_keycode_t key, std::uint8_t group = 0) const;
 
  private:
   struct Circumstances {

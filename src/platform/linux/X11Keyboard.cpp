@@ -43,7 +43,10 @@ void X11Keyboard::press(const X11KeyChord& chord) {
   const auto state = readState();
   if (!state) return;
   xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstKeyCode);
-  if (chord.symbol != XKB_KEY_NoSymbol) key = layout_->keyOf(chord.symbol).value_or(key);
+  if (chord.symbol != XKB_KEY_NoSymbol) {
+    const xcb_keycode_t keyOfFirstGroup = layout_->keyOf(chord.symbol).value_or(key);
+    key = layout_->keyOf(chord.symbol, state->group).value_or(keyOfFirstGroup);
+  }
   stroke(key, chord.modifiers, *state);
 }
 
