@@ -46,6 +46,7 @@ void AppDelegate::buildStatusMenu() {
   const auto selectQuality = action([](AppDelegate& self, const MenuItem& item) { self.selectQuality(item); });
   for (const StreamQuality quality : allStreamQualities) {
     qualityMenuItems_.push_back(line({.title = std::string(menuTitle(quality)),
+                                      .mark = MenuItem::Mark::Choice,
                                       .isChecked = quality == qualityMode_,
                                       .representedObject = std::string(rawValue(quality)),
                                       .action = selectQuality}));
@@ -63,10 +64,12 @@ void AppDelegate::buildStatusMenu() {
   lidSleepMenuItem_ =
       line({.title = "Keep Awake When Lid Is Closed",
             .toolTip = texts.lidSleepToolTip,
+            .mark = MenuItem::Mark::Switch,
             .action = action([](AppDelegate& self, const MenuItem&) { self.toggleLidSleepPrevention(); })});
   launchAtLoginMenuItem_ =
       line({.title = "Launch at Login",
             .symbol = {"arrow.up.forward.app"},
+            .mark = MenuItem::Mark::Switch,
             .isChecked = defaults.boolean(launchAtLoginKey).value_or(false),
             .action = action([](AppDelegate& self, const MenuItem&) { self.toggleLaunchAtLogin(); })});
 

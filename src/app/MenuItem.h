@@ -19,6 +19,8 @@ struct MenuSymbol {
 /// One line of a menu. The core changes it on the main queue and then tells the StatusItemSystem.
 struct MenuItem {
   enum class Kind { Entry, SectionHeader, Separator };
+  /// What isChecked says of an entry: that it is on, or that it is the one of several that holds.
+  enum class Mark { None, Switch, Choice };
 
   Kind kind = Kind::Entry;
   std::string title;
@@ -26,6 +28,7 @@ struct MenuItem {
   std::string toolTip;
   std::string keyEquivalent;  // a letter, pressed together with the host's menu key
   bool isHidden = false;
+  Mark mark = Mark::None;
   bool isChecked = false;
   std::string representedObject;                // what the entry stands for, where several share an action
   std::function<void(const MenuItem&)> action;  // none: the line only tells something, or opens the submenu

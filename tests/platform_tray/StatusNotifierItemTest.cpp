@@ -89,7 +89,7 @@ class StatusNotifierItemTest : public TrayFixture {
     const auto note = [this](const MenuItem& line) { events_.push_back("chose " + line.title); };
     const auto choice = [&](const char* title, bool isChecked) {
       return std::make_shared<MenuItem>(
-          MenuItem{.title = title, .isChecked = isChecked, .representedObject = title, .action = note});
+          MenuItem{.title = title, .mark = MenuItem::Mark::Choice, .isChecked = isChecked, .action = note});
     };
     item_->symbol = "laptopcomputer.and.iphone";
     item_->title = {{"● ", 9, TextColor::Green}, {"Tandemview"}, {" 42", 13, TextColor::SecondaryLabel}};
@@ -98,7 +98,8 @@ class StatusNotifierItemTest : public TrayFixture {
          {MenuItem{.title = "State", .symbol = {"circle"}}, MenuItem{.isHidden = true, .action = note},
           MenuItem{.kind = MenuItem::Kind::SectionHeader, .title = "Section"},
           MenuItem{.title = "Quality", .submenu = {choice("low_1", false), choice("high", true)}},
-          MenuItem{.title = "At Login", .isChecked = true, .action = note}, MenuItem{.kind = MenuItem::Kind::Separator},
+          MenuItem{.title = "At Login", .mark = MenuItem::Mark::Switch, .action = note},
+          MenuItem{.kind = MenuItem::Kind::Separator},
           MenuItem{.title = "Quit", .symbol = {"power"}, .keyEquivalent = "q", .action = note}}) {
       item_->menu.push_back(std::make_shared<MenuItem>(line));
     }
@@ -110,6 +111,7 @@ class StatusNotifierItemTest : public TrayFixture {
                                  [this] {
                                    events_.push_back("opens");
                                    item_->menu[0]->title = "Opened";
+                                   item_->menu[0]->symbol = {};
                                    system_->lineChanged(*item_->menu[0]);
                                  },
                              .didClose = [this] { events_.push_back("closed"); }});
@@ -162,7 +164,7 @@ TEST_F(StatusNotifierItemTest, TrayReadsTheItemAndItsMenu) {
 
   EXPECT_EQ(layout(0, -1),
             "0 [1State disabled <tandemview-dot-symbolic>; 2 hidden; 3separator; 4Section disabled; "
-            "5Quality [6low__1 radio off; 7high radio on; ; 8At Login checkmark on; 9separator; "
+            "5Quality [6low__1 radio off; 7high radio on; ; 8At Login checkmark off; 9separator; "
             "10Quit +Control +q <application-exit-symbolic>; ");
   EXPECT_EQ(layout(0, 1, {"label"}), "01State; 2; 3; 4Section; 5Quality; 8At Login; 9; 10Quit; ");
   EXPECT_EQ(layout(5, 0), "5Quality [");
@@ -201,7 +203,7 @@ TEST_F(StatusNotifierItemTest, MenuIsOpenFromTheHostsAnnouncementToItsEnd) {
   EXPECT_FALSE(answered([&] { return call<bool>(*menu_, "AboutToShow", 0); }));
   EXPECT_TRUE(becomes([&] {
     const std::lock_guard lock(mutex);
-    return told == "Opened -toggle-type -toggle-state";
+    return told == "Opened -icon-name";
   }));
   event(0, "opened");
   EXPECT_EQ(std::exchange(events_, {}), std::vector<std::string>{"opens"});

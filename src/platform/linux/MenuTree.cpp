@@ -30,9 +30,8 @@ MenuTree::Properties entryProperties(const MenuItem& item) {
     using Shortcut = std::vector<std::string>;
     properties.emplace("shortcut", sdbus::Variant(std::vector<Shortcut>{{"Control", item.keyEquivalent}}));
   }
-  // Entries that share an action are a choice among several.
-  const bool isChoice = !item.representedObject.empty();
-  if (isChoice || item.isChecked) {
+  if (item.mark != MenuItem::Mark::None) {
+    const bool isChoice = item.mark == MenuItem::Mark::Choice;
     properties.emplace("toggle-type", sdbus::Variant(std::string(isChoice ? "radio" : "checkmark")));
     properties.emplace("toggle-state", sdbus::Variant(std::int32_t(item.isChecked ? 1 : 0)));
   }
@@ -96,7 +95,7 @@ MenuTree::Properties MenuTree::properties(Identifier line, const Names& names) c
 
 MenuTree::Names MenuTree::absentProperties(Identifier line) const {
   const Properties present = allProperties(lines_[line]);
-  Names absent = {"icon-name", "toggle-type", "toggle-state"};
+  Names absent = {"icon-name"};
   std::erase_if(absent, [&](const std::string& name) { return present.contains(name); });
   return absent;
 }
