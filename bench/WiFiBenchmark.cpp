@@ -1,5 +1,6 @@
 // What the Wi-Fi link costs beyond the system: messages of 200 kB over TCP on the loopback interface, through a
-// connection that Avahi has found and through a bare socket. Both are read by bare read().
+// connection that Avahi has found and through a bare socket. Both are read by bare read(). Once the thread that writes
+// has the messages itself, and once another thread hands them over, as the program's capture does.
 
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
@@ -7,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <future>
+#include <semaphore>
 #include <thread>
 
 #include "platform/linux/AvahiWiFiNetwork.h"
@@ -20,6 +22,7 @@ namespace {
 constexpr std::size_t messageSize = 200'000;
 constexpr std::size_t envelopeSize = 4 + messageSize;
 constexpr int messagesPerRound = 200;
+constexpr int mostUnderWay = 3;  // as the sender allows
 
 /// A TCP socket of this host that listens.
 struct Listener {
@@ -48,23 +51,59 @@ void count(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * messagesPerRound * static_cast<std::int64_t>(envelopeSize));
 }
 
-void bareSocket(benchmark::State& state) {
+/// Two ends of a TCP connection.
+struct BareSocket {
+  BareSocket() {
+    ::connect(sender.get(), reinterpret_cast<const sockaddr*>(&listener.address), sizeof(listener.address));
+  }
+
+  void write(const std::vector<char>& message) const {
+    for (std::size_t written = 0; written < message.size();) {
+      written += static_cast<std::size_t>(::write(sender.get(), message.data() + written, message.size() - written));
+    }
+  }
+
   const Listener listener;
-  const Descriptor sender(::socket(AF_INET, SOCK_STREAM, 0));
-  ::connect(sender.get(), reinterpret_cast<const sockaddr*>(&listener.address), sizeof(listener.address));
-  const Descriptor receiver = listener.accept();
+  const Descriptor sender{::socket(AF_INET, SOCK_STREAM, 0)};
+};
+
+void bareSocket(benchmark::State& state) {
+  const BareSocket bare;
+  const Descriptor receiver = bare.listener.accept();
   const std::vector<char> message(envelopeSize, 'x');
   for (auto _ : state) {
     std::thread writer([&] {
+      for (int number = 0; number < messagesPerRound; ++number) bare.write(message);
+    });
+    readRound(receiver);
+    writer.join();
+  }
+  count(state);
+}
+
+void bareSocketHandedOver(benchmark::State& state) {
+  const BareSocket bare;
+  const Descriptor receiver = bare.listener.accept();
+  const std::vector<char> message(envelopeSize, 'x');
+  for (auto _ : state) {
+    std::counting_semaphore<> free(mostUnderWay);
+    std::counting_semaphore<> handedOver(0);
+    std::thread writer([&] {
       for (int number = 0; number < messagesPerRound; ++number) {
-        for (std::size_t written = 0; written < message.size();) {
-          written +=
-              static_cast<std::size_t>(::write(sender.get(), message.data() + written, message.size() - written));
-        }
+        handedOver.acquire();
+        bare.write(message);
+        free.release();
+      }
+    });
+    std::thread source([&] {
+      for (int number = 0; number < messagesPerRound; ++number) {
+        free.acquire();
+        handedOver.release();
       }
     });
     readRound(receiver);
     writer.join();
+    source.join();
   }
   count(state);
 }
@@ -85,12 +124,21 @@ class Link {
   }
   ~Link() { queue_->stopAndJoin(); }
 
-  /// Keeps three messages under way, as the sender does. Returns at once.
+  /// Keeps all places taken. Returns at once.
   void sendRound() {
     queue_->async([this] {
       unsent_ = messagesPerRound;
-      for (int number = 0; number < 3; ++number) sendNext();
+      for (int number = 0; number < mostUnderWay; ++number) sendNext();
     });
+  }
+
+  /// Sends a message from the calling thread; `didSend` is called on the link's queue.
+  void send(std::function<void()> didSend) {
+    const auto length = static_cast<std::uint32_t>(payload_.size());
+    const std::array prefix{std::byte(length >> 24), std::byte(length >> 16), std::byte(length >> 8),
+                            std::byte(length)};
+    connection_->send(Data::copying(prefix).joinedWith(payload_),
+                      [didSend = std::move(didSend)](const std::optional<Error>&) { didSend(); });
   }
   const Descriptor& receiver() const { return receiver_; }
 
@@ -98,10 +146,7 @@ class Link {
   void sendNext() {
     if (unsent_ == 0) return;
     --unsent_;
-    const auto length = static_cast<std::uint32_t>(payload_.size());
-    const std::array prefix{std::byte(length >> 24), std::byte(length >> 16), std::byte(length >> 8),
-                            std::byte(length)};
-    connection_->send(Data::copying(prefix).joinedWith(payload_), [this](const std::optional<Error>&) { sendNext(); });
+    send([this] { sendNext(); });
   }
   void connect(const std::shared_ptr<const WiFiEndpoint>& endpoint) {
     connection_ = network_->makeConnection(endpoint);
@@ -134,10 +179,28 @@ void wifiLink(benchmark::State& state) {
   count(state);
 }
 
+void wifiLinkHandedOver(benchmark::State& state) {
+  if (!phoneLink) phoneLink = std::make_unique<Link>();
+  const auto free = std::make_shared<std::counting_semaphore<>>(mostUnderWay);
+  for (auto _ : state) {
+    std::thread source([&free] {
+      for (int number = 0; number < messagesPerRound; ++number) {
+        free->acquire();
+        phoneLink->send([free] { free->release(); });
+      }
+    });
+    readRound(phoneLink->receiver());
+    source.join();
+  }
+  count(state);
+}
+
 }  // namespace
 
 BENCHMARK(bareSocket)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(bareSocketHandedOver)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(wifiLink)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(wifiLinkHandedOver)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argumentCount, char** arguments) {
   benchmark::Initialize(&argumentCount, arguments);
