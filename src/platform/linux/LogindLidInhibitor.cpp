@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/Logind.h"
@@ -49,7 +51,7 @@ bool LogindLidInhibitor::isPrevented() {
 void LogindLidInhibitor::setPrevented(bool prevented) {
   const std::lock_guard guard(mutex_);
   lock_ = Descriptor();
-  if (!prevented) return;
+  if (!prevented) return waitForRelease();
   const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
   if (!bus) {
     Log::print("❌ Failed to reach logind: {}", bus.error().localizedDescription());
@@ -65,6 +67,14 @@ void LogindLidInhibitor::setPrevented(bool prevented) {
     lock_ = takeDescriptor(lock);
   } catch (const sdbus::Error& error) {
     Log::print("⚠️ The lid's inhibitor was not granted: {}", error.getMessage());
+  }
+}
+
+/// logind notices the closed lock in its own time, and whoever asked before that would still hear of it.
+void LogindLidInhibitor::waitForRelease() {
+  constexpr int attempts = 100;
+  for (int attempt = 0; attempt < attempts && isPrevented(); ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
 

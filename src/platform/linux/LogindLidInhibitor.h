@@ -16,6 +16,8 @@ class LogindLidInhibitor final : public LidSleepControl {
   void setPrevented(bool prevented) override;
 
  private:
+  void waitForRelease();
+
   std::mutex mutex_;
   Descriptor lock_;  // logind gives the lid free when it is closed
 };
