@@ -45,7 +45,7 @@ def start_daemon(name, configuration, command, awaited):
         time.sleep(0.01)
 
 
-def processor_seconds():
+def processor_ticks():
     """So far, over all processors: what another guest of the host took from them, and all."""
     times = [int(field) for field in pathlib.Path("/proc/stat").read_text().split("\n")[0].split()[1:9]]
     return times[7], sum(times)
@@ -65,9 +65,9 @@ def cable(stalls, seconds):
                                "--ping-interval", "0.5", "--script", path / "wifi.script"])
         session.time_of("link congested")
     session.time_of("✅ iPhone connected via USB", seconds=attach + 20)
-    stolen, total = processor_seconds()
+    stolen, total = processor_ticks()
     time.sleep(seconds + 4)  # the display is looked at first
-    stolen, total = (now - before for now, before in zip(processor_seconds(), (stolen, total)))
+    stolen, total = (now - before for now, before in zip(processor_ticks(), (stolen, total)))
     if stalls:
         if any("iPhone disconnected (WiFi)" in line for _, line in session.lines):
             sys.exit("bench: the stalled link did not last")

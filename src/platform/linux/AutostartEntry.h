@@ -7,8 +7,8 @@
 
 namespace tandemview {
 
-/// The program's entry among those that the desktop starts at login, by freedesktop.org's
-/// rules for autostart.
+/// The program's entry among those that the desktop starts at login, by freedesktop.org's rules for
+/// autostart.
 class AutostartEntry final : public LoginItemSystem {
  public:
   /// "$XDG_CONFIG_HOME/autostart/tandemview.desktop", or below "~/.config".
