@@ -19,8 +19,10 @@ X11DisplaySystem::~X11DisplaySystem() {
 
 void X11DisplaySystem::onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler) {
   if (!connection_) return queue->async(std::move(handler));
+  auto watch = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return;  // its end then shows in the next thing that is asked of it
   connectionLost_ = std::move(handler);
-  watch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  watch_ = std::move(*watch);
   watchConnection();
 }
 
