@@ -14,8 +14,8 @@ namespace tandemview {
 
 namespace {
 
-/// No daemon sends a longer packet; what a broken one can make us keep stays bounded.
-constexpr std::uint32_t longestPacket = 64 * 1024 * 1024;
+/// No longer one could be understood; what a broken daemon can make us keep stays bounded.
+constexpr std::uint32_t longestPacket = PTUSBChannel::packetHeaderSize + longestPropertyList;
 
 /// Byte offsets of a packet's fields after its size, which is read first.
 constexpr std::size_t sizeFieldLength = 4;
