@@ -359,6 +359,12 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   stream();
   queue->advance(1.5);
   EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
+  for (const double y : {800.0, 800.0}) {  // dragged there in the desktop's settings; told of twice
+    events->displays.front().bounds.y = y;
+    displays->move(RecordingDisplaySystem::virtualID, 1280, y);
+    queue->drain();
+  }
+  EXPECT_EQ(log.count("🖱️ TouchInjector: Using display 77 at (1280.0, 800.0, 644.0, 1398.0)"), 1);
   events->take();
   phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
