@@ -228,6 +228,7 @@ TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
   queue->run();
   EXPECT_GT(changes, 0);
   EXPECT_EQ(system_->bounds(*display->displayID()).y, 200);
+  system_ = nullptr;  // before its queue
 }
 
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
