@@ -1,11 +1,10 @@
 #include "platform/linux/FileUserDefaults.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/linux/ConfigurationDirectory.h"
 #include "runtime/AtomicFile.h"
+#include "runtime/FileContents.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -35,10 +34,9 @@ FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {
 }
 
 void FileUserDefaults::load() {
-  std::ifstream file(path_);
-  if (!file) return;
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  json values = json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const Result<std::string> text = contentsOfFile(path_);
+  if (!text) return;
+  json values = json::parse(*text, nullptr, /*allow_exceptions=*/false);
   if (values.is_object()) {
     values_ = std::move(values);
     return;

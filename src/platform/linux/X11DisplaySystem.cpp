@@ -37,7 +37,9 @@ void X11DisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, 
 
 void X11DisplaySystem::watchEvents(const std::shared_ptr<Queue>& queue) {
   if (watch_) return;
-  watch_ = queue->watch(xcb_get_file_descriptor(events_->get()));
+  auto watch = queue->watch(xcb_get_file_descriptor(events_->get()));
+  if (!watch) return;  // the server's end then shows in the next thing that is asked of it
+  watch_ = std::move(*watch);
   waitForEvents();
 }
 
