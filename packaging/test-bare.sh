@@ -59,8 +59,7 @@ follow() {
     grep -E '^demo: worked|tests passed' "$log"
   done
   echo "What the tests left out, and why:"
-  { grep -rh -A 1 'Skipped$' "$home"/tandemview/build/*/Testing/Temporary/LastTest.log || true; } |
-    grep -vE 'Skipped$|^--$|^\[' | sort | uniq -c
+  awk '/: Skipped$/ {getline; print "  " $0}' "$home"/tandemview/build/*/Testing/Temporary/LastTest.log | sort | uniq -c
   umount --lazy --recursive "$root"
   rm -rf --one-file-system "$root"
 }
