@@ -6,6 +6,7 @@
 
 #include "companion/Companion.h"
 #include "runtime/Log.h"
+#include "runtime/StandardDescriptors.h"
 
 namespace {
 
@@ -119,6 +120,7 @@ int run(CommandLine line) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  openStandardDescriptors();
   CLI::App app("Plays the phone for Tandemview: receives its frames, checks and measures them.",
                "tandemview-companion");
   CommandLine line;

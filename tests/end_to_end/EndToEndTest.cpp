@@ -187,6 +187,16 @@ TEST_F(EndToEndTest, NothingOutlivesTheProgramWheneverItEnds) {
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
+TEST_F(EndToEndTest, AClosedStandardOutputIsNoOtherDescriptorsNumber) {
+  program.emplace(Options{"/bin/sh", "-c", "exec \"$0\" --usbmuxd-socket \"$1\" <&- >&- 2>&-", programPath,
+                          directory.path() + "/usbmuxd"},
+                  environment);
+  startPhone({"--frames", "1"});
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
 TEST_F(EndToEndTest, AGoneXServerEndsTheProgramInGoodOrder) {
   startProgram();
   startPhone({"--seconds", "60"});

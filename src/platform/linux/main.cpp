@@ -30,6 +30,7 @@
 #include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/StandardDescriptors.h"
 
 using namespace tandemview;
 
@@ -45,6 +46,7 @@ constexpr int longestFarewellSeconds = 60;
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardDescriptors();
   const std::string executable = executablePath();
   Succession succession = Succession::take();
   const ProgramInfo program = {
