@@ -1,11 +1,16 @@
 #include "platform/linux/FileUserDefaults.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/linux/ConfigurationDirectory.h"
 #include "runtime/AtomicFile.h"
+#include "runtime/Descriptor.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -16,6 +21,40 @@ using nlohmann::json;
 
 /// A date is an object with this one member: JSON has no type for it.
 constexpr const char* dateMember = "secondsSince1970";
+
+/// Far more than all settings take. Whatever has more is something else.
+constexpr std::size_t largestFile = 1 << 20;
+
+/// No setting nests deeper than a date. Values that do are dropped: writing them again would need a stack as deep.
+constexpr int deepestValue = 8;
+
+/// The text of a regular file; never waits for anything else that may stand in its place.
+Result<std::string> textOfFile(const std::string& path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) return tl::unexpected(posixError(errno));
+  if (!S_ISREG(status.st_mode)) return tl::unexpected(Error{.description = "it is no regular file"});
+  std::string text;
+  std::array<char, 4096> part;
+  while (true) {
+    const ssize_t count = ::read(file.get(), part.data(), part.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return tl::unexpected(posixError(errno));
+    if (count == 0) return text;
+    text.append(part.data(), static_cast<std::size_t>(count));
+    if (text.size() > largestFile) return tl::unexpected(Error{.description = "it has more than 1 MB"});
+  }
+}
+
+/// Where the chain of links that begins at `path` ends, whether a file is there or not.
+std::filesystem::path endOfLinks(std::filesystem::path path) {
+  constexpr int longestChain = 40;  // as the system's own
+  std::error_code error;
+  for (int link = 0; link < longestChain && std::filesystem::is_symlink(path, error); ++link) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, error);
+  }
+  return path;
+}
 
 template <typename Value>
 std::optional<Value> valueOf(const json& values, const std::string& key, bool (json::*isOfType)() const noexcept) {
@@ -35,18 +74,30 @@ FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {
 }
 
 void FileUserDefaults::load() {
-  std::ifstream file(path_);
-  if (!file) return;
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  json values = json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const auto text = textOfFile(path_);
+  if (!text) {
+    if (text.error() == posixError(ENOENT)) return;
+    return keepInMemory(text.error().localizedDescription());
+  }
+  const auto isKept = [](int depth, json::parse_event_t, const json&) { return depth <= deepestValue; };
+  json values = json::parse(*text, isKept, /*allow_exceptions=*/false);
   if (values.is_object()) {
     values_ = std::move(values);
     return;
   }
   std::error_code error;
-  std::filesystem::rename(path_, path_ + ".damaged", error);
-  Log::print("⚠️ The settings in {} can't be read - starting with none, the file is kept as {}.damaged", path_,
-             path_);
+  const std::filesystem::path file = endOfLinks(path_);
+  std::filesystem::rename(file, file.string() + ".damaged", error);
+  if (error) return keepInMemory("they are damaged");
+  Log::print("⚠️ The settings in {} are damaged - starting with none, the file is kept as {}.damaged", path_,
+             file.string());
+}
+
+/// What is there is left alone: it may be good settings that can't be read at the moment.
+void FileUserDefaults::keepInMemory(const std::string& cause) {
+  isSaved_ = false;
+  Log::print("⚠️ The settings in {} can't be read ({}) - starting with none, changes last until the program ends",
+             path_, cause);
 }
 
 std::optional<std::string> FileUserDefaults::string(const std::string& key) const {
@@ -81,10 +132,12 @@ void FileUserDefaults::setDate(const std::string& key, double secondsSince1970) 
 void FileUserDefaults::set(const std::string& key, json value) {
   const std::lock_guard lock(mutex_);
   values_[key] = std::move(value);
+  if (!isSaved_) return;
+  const std::filesystem::path file = endOfLinks(path_);
   std::error_code ignored;
-  std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
+  std::filesystem::create_directories(file.parent_path(), ignored);
   const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (const auto error = writeFileAtomically(path_, text)) {
+  if (const auto error = writeFileAtomically(file, text)) {
     Log::print("⚠️ The settings can't be saved in {}: {}", path_, error->localizedDescription());
   }
 }
