@@ -167,7 +167,6 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void relaunch();
   void writeAndStartRelaunchScript();
   void relaunchWithoutScript(const Error& error);
-  void stayAfterAll();
 
   /// Work for the main queue that does nothing once the delegate is gone.
   void onMain(std::function<void(AppDelegate&)> work);

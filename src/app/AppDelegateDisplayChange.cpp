@@ -1,7 +1,5 @@
 #include <fmt/core.h>
 
-#include <memory>
-
 #include "app/AppDelegate.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
@@ -137,30 +135,11 @@ void AppDelegate::relaunchWithoutScript(const Error& error) {
   Log::print("❌ Failed to create relaunch script: {}", error.localizedDescription());
   onMainAfter(fallbackDelay, [](AppDelegate& self) {
     ApplicationSystem& application = *self.surroundings_.application;
-    const auto hasFailed = std::make_shared<bool>(false);
-    application.openApplication(application.bundlePath(),
-                                [weak = self.weak_from_this(), hasFailed](const std::optional<Error>& failure) {
-                                  if (!failure) return;
-                                  *hasFailed = true;
-                                  Log::print("❌ Fallback launch failed: {}", failure->localizedDescription());
-                                  if (const auto delegate = weak.lock()) delegate->stayAfterAll();
-                                });
-    self.onMainAfter(terminateDelay, [hasFailed](AppDelegate& delegate) {
-      if (!*hasFailed) delegate.surroundings_.application->terminate();
+    application.openApplication(application.bundlePath(), [](const std::optional<Error>& failure) {
+      if (failure) Log::print("❌ Fallback launch failed: {}", failure->localizedDescription());
     });
+    self.onMainAfter(terminateDelay, [](AppDelegate& delegate) { delegate.surroundings_.application->terminate(); });
   });
-}
-
-/// Nothing takes this process's place. It looks for the phone again, and makes it a display from scratch.
-void AppDelegate::stayAfterAll() {
-  isUSBConnected_ = false;
-  isWiFiConnected_ = false;
-  tearDownStreaming();
-  if (wifiSender_) wifiSender_->start();
-  if (!sender_) return;
-  sender_->start();
-  sender_->retryConnection();
-  sender_->startRetryTimer();
 }
 
 }  // namespace tandemview
