@@ -115,7 +115,8 @@ class EventSystem {
   virtual void postScrollEvent(const ScrollEvent& event) = 0;
   virtual void postKeyEvent(const KeyEvent& event) = 0;
 
-  /// Where the pointer is now; absent if the system doesn't tell.
+  /// Where the pointer is now; absent if the system doesn't tell. Where it was put between two pixels, it is there:
+  /// small movements add up.
   virtual std::optional<ScreenPoint> pointerLocation() = 0;
 
   /// How many displays show a picture, and which, in the system's order, at most `limit` of them. Absent on failure.

@@ -128,6 +128,26 @@ TEST_F(X11EventSystemTest, KnowsTheDisplaysAndThePointer) {
   }
 }
 
+TEST_F(X11EventSystemTest, SmallMovementsAddUp) {
+  const struct {
+    int count;
+    double pixels;  // of each movement
+    int expected;
+  } rows[] = {{100, 0.9, 90}, {50, -0.4, -20}, {1000, 0.05, 50}};
+  for (const auto& row : rows) {
+    touch("direct", "move", 300.0 / 644, 0.5);
+    for (int count = 0; count < row.count; ++count) touch("trackpad", "move", row.pixels / 644, 0);
+    EXPECT_EQ(pointer()->root_x, 1580 + row.expected) << row.count << " times " << row.pixels;
+  }
+  // Somebody else's movement counts from where it ended.
+  xcb_warp_pointer(client->get(), XCB_NONE, client->root(), 0, 0, 0, 0, 1400, 200);
+  EXPECT_EQ(pointer()->root_x, 1400);
+  touch("trackpad", "move", 0.9 / 644, 0.9 / 1398);
+  touch("trackpad", "move", 0.9 / 644, 0.9 / 1398);
+  EXPECT_EQ(pointer()->root_x, 1401);
+  EXPECT_EQ(pointer()->root_y, 201);
+}
+
 /// The sockets of this process, of which the youngest connection's is the last.
 int youngestSocket() {
   int youngest = -1;

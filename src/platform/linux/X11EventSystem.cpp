@@ -190,6 +190,7 @@ std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   const auto place = owned(
       xcb_query_pointer_reply(connection_->get(), xcb_query_pointer(connection_->get(), connection_->root()), nullptr));
   if (!place || !place->same_screen) return std::nullopt;
+  if (pixel(pointer_.x) == place->root_x && pixel(pointer_.y) == place->root_y) return pointer_;
   return ScreenPoint{static_cast<double>(place->root_x), static_cast<double>(place->root_y)};
 }
 
@@ -294,7 +295,8 @@ void X11EventSystem::endLoansAfter(double seconds) {
 }
 
 /// A point lies in the pixel whose edges surround it.
-void X11EventSystem::movePointer(const ScreenPoint& location) const {
+void X11EventSystem::movePointer(const ScreenPoint& location) {
+  pointer_ = location;
   postInput(*connection_, XCB_MOTION_NOTIFY, /*detail=*/0, pixel(location.x), pixel(location.y));
 }
 

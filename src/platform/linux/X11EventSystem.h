@@ -55,7 +55,7 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   double type(char32_t character, X11Modifiers modifiers);
   void endLoansAfter(double seconds);
 
-  void movePointer(const ScreenPoint& location) const;
+  void movePointer(const ScreenPoint& location);
   void turnButton(const MouseEvent& event);
   void turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const;
   bool isAlive() const { return connection_ && !connection_->isBroken(); }
@@ -65,6 +65,7 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   const std::string displayName_;
   const std::shared_ptr<X11Connection> connection_;  // null without a server, or if it lacks XTEST
   const std::unique_ptr<X11Keyboard> keyboard_;      // null without a connection
+  ScreenPoint pointer_;  // where it was put last, with the fraction of a pixel that the server doesn't know
   std::set<std::uint8_t> heldButtons_;
   std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
   std::int64_t horizontalRemainder_ = 0;
