@@ -1,4 +1,5 @@
 #include <sys/socket.h>
+#include <xcb/xinput.h>
 
 #include "X11InputFixture.h"
 
@@ -21,6 +22,19 @@ struct X11EventSystemTest : X11InputFixture {
     seen.erase(seen.begin(), seen.begin() + static_cast<long>(std::min(skipped, seen.size())));
     skipped += seen.size() + 2;
     EXPECT_EQ(seen, expected);
+  }
+
+  /// How the user has mapped the buttons of the pointer and of XTEST's device behind it.
+  void setButtonMaps(const std::vector<std::uint8_t>& pointerMap, const std::vector<std::uint8_t>& deviceMap) const {
+    constexpr std::uint8_t testPointer = 4;
+    const auto length = static_cast<std::uint8_t>(pointerMap.size());
+    const auto ofPointer = owned(xcb_set_pointer_mapping_reply(
+        client->get(), xcb_set_pointer_mapping(client->get(), length, pointerMap.data()), nullptr));
+    const auto ofDevice = owned(xcb_input_set_device_button_mapping_reply(
+        client->get(), xcb_input_set_device_button_mapping(client->get(), testPointer, length, deviceMap.data()),
+        nullptr));
+    ASSERT_TRUE(ofPointer && ofPointer->status == XCB_MAPPING_STATUS_SUCCESS);
+    ASSERT_TRUE(ofDevice && ofDevice->status == XCB_MAPPING_STATUS_SUCCESS);
   }
 
   std::size_t skipped = 0;
@@ -95,6 +109,32 @@ TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
     SCOPED_TRACE(fmt::format("scrolled by {}, {}", row.vertical, row.horizontal));
     expectEvents(*xev, row.expected);
   }
+}
+
+TEST_F(X11EventSystemTest, ClicksMeanTheSameWhateverTheUsersMapping) {
+  const auto xev = startXev("mouse");
+  expectEvents(*xev, {});
+  const std::vector<std::uint8_t> plain = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  const std::vector<std::uint8_t> leftHanded = {3, 2, 1, 5, 4, 7, 6, 8, 9, 10};
+  const std::vector<std::uint8_t> rotated = {2, 3, 1, 4, 5, 6, 7, 8, 9, 10};
+  const struct {
+    const std::vector<std::uint8_t>& pointer;
+    const std::vector<std::uint8_t>& device;
+  } rows[] = {{leftHanded, plain}, {plain, leftHanded}, {leftHanded, rotated}, {plain, plain}};
+  for (const auto& row : rows) {
+    setButtonMaps(row.pointer, row.device);
+    touch("direct", "tap", 10.0 / 644, 20.0 / 1398);
+    touch("trackpad", "rightclick", 0, 0);
+    events->postScrollEvent({.vertical = 50});
+    expectEvents(*xev, {"motion 1290,20", "button 1 press 1290,20", "motion 1290,20 state 100",
+                        "button 1 release 1290,20 state 100", "motion 1290,20", "button 3 press 1290,20",
+                        "motion 1290,20 state 400", "button 3 release 1290,20 state 400", "button 4 press 1290,20",
+                        "button 4 release 1290,20 state 800"});
+  }
+  // A button that is switched off can't be pressed.
+  setButtonMaps({0, 2, 3, 4, 5, 6, 7, 8, 9, 10}, plain);
+  touch("direct", "tap", 10.0 / 644, 20.0 / 1398);
+  expectEvents(*xev, {"motion 1290,20", "motion 1290,20"});
 }
 
 TEST_F(X11EventSystemTest, TwoQuickTapsAreADoubleClickToAToolkit) {

@@ -120,13 +120,14 @@ X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<con
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
+      devices_(connection_ ? std::make_unique<X11InputDevices>(connection_) : nullptr),
       keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {}
 
 X11EventSystem::~X11EventSystem() {
   if (heldButtons_.empty() && !(keyboard_ && keyboard_->hasLoans())) return;
   const auto connection = isAlive() ? connection_ : connectionWithXTest(displayName_);
   if (!connection) return;
-  for (const std::uint8_t button : heldButtons_) postInput(*connection, XCB_BUTTON_RELEASE, button);
+  for (const auto& [meant, posted] : heldButtons_) postInput(*connection, XCB_BUTTON_RELEASE, posted);
   keyboard_->endLoans(*connection);
   // Waits for an answer: what has not been read when the connection ends may be dropped.
   owned(xcb_get_input_focus_reply(connection->get(), xcb_get_input_focus(connection->get()), nullptr));
@@ -301,21 +302,24 @@ void X11EventSystem::movePointer(const ScreenPoint& location) {
 }
 
 void X11EventSystem::turnButton(const MouseEvent& event) {
-  const std::uint8_t button = buttonOf(event.button);
+  const std::uint8_t meant = buttonOf(event.button);
   if (event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    heldButtons_.insert(button);
+    const auto posted = devices_->buttonFor(meant);
+    if (!posted || !heldButtons_.emplace(meant, *posted).second) return;
+    postInput(*connection_, XCB_BUTTON_PRESS, *posted);
   } else if (event.type == MouseEventType::LeftUp || event.type == MouseEventType::RightUp) {
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
-    heldButtons_.erase(button);
+    const auto held = heldButtons_.extract(meant);
+    if (held) postInput(*connection_, XCB_BUTTON_RELEASE, held.mapped());
   }
 }
 
 void X11EventSystem::turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const {
-  const std::uint8_t button = clicks > 0 ? forwardButton : backButton;
+  if (clicks == 0) return;
+  const auto button = devices_->buttonFor(clicks > 0 ? forwardButton : backButton);
+  if (!button) return;
   for (std::int64_t click = std::abs(clicks); click > 0; --click) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
+    postInput(*connection_, XCB_BUTTON_PRESS, *button);
+    postInput(*connection_, XCB_BUTTON_RELEASE, *button);
   }
 }
 

@@ -2,11 +2,12 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 
 #include "input/EventSystem.h"
+#include "platform/linux/X11InputDevices.h"
 #include "platform/linux/X11KeyChord.h"
 #include "platform/linux/X11Keyboard.h"
 #include "runtime/MediaClock.h"
@@ -64,10 +65,11 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   const std::shared_ptr<const MediaClock> clock_;
   const std::string displayName_;
   const std::shared_ptr<X11Connection> connection_;  // null without a server, or if it lacks XTEST
-  const std::unique_ptr<X11Keyboard> keyboard_;      // null without a connection
+  const std::unique_ptr<X11InputDevices> devices_;   // null without a connection, as the one below
+  const std::unique_ptr<X11Keyboard> keyboard_;
   ScreenPoint pointer_;  // where it was put last, with the fraction of a pixel that the server doesn't know
-  std::set<std::uint8_t> heldButtons_;
-  std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
+  std::map<std::uint8_t, std::uint8_t> heldButtons_;  // as programs see them, and as they were posted
+  std::int64_t verticalRemainder_ = 0;                // pixels that are not a click of the wheel yet
   std::int64_t horizontalRemainder_ = 0;
   std::deque<Step> waiting_;
   double lastTyping_ = 0;
