@@ -1,7 +1,12 @@
 #include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <xcb/xinput.h>
 
+#include <csignal>
+
 #include "X11InputFixture.h"
+#include "platform/linux/X11EventInput.h"
 
 namespace tandemview {
 namespace {
@@ -213,6 +218,48 @@ TEST_F(X11EventSystemTest, LeavesNothingHeldOrBorrowed) {
     EXPECT_EQ(pointer()->mask, 0) << breaks;
     EXPECT_EQ(keyboardMapping(), mapping) << breaks;
   }
+}
+
+/// Runs `work` on an event system whose process is killed after it.
+void inKilledRun(const std::string& displayName, const std::function<void(std::shared_ptr<EventSystem>)>& work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto time = ManualQueue::make();
+    const auto system = std::make_shared<X11EventSystem>(time, std::make_shared<ManualClock>(time), displayName);
+    work(system);
+    static_cast<void>(system->pointerLocation());  // the server has done all of it
+    ::kill(::getpid(), SIGKILL);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+}
+
+TEST_F(X11EventSystemTest, AStartPutsRightWhatAKilledRunLeft) {
+  // The fixture's own system lives, so that this one leaves its things alone.
+  touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
+  keys.typeText("好");
+  const std::vector<xcb_keysym_t> lent = keyboardMapping();
+  inKilledRun(server.displayName(), [](const auto&) {});
+  EXPECT_EQ(pointer()->mask, XCB_BUTTON_MASK_1);
+  EXPECT_EQ(keyboardMapping(), lent);
+
+  const PrivateXServer own;
+  client = X11Connection::open(own.displayName());
+  const std::vector<xcb_keysym_t> mapping = keyboardMapping();
+  inKilledRun(own.displayName(), [&](const std::shared_ptr<EventSystem>& system) {
+    system->postMouseEvent({.type = MouseEventType::LeftDown, .location = {30, 30}, .button = MouseButton::Left});
+    KeyboardInjector(nullptr, system).typeText("你们");
+    constexpr std::uint8_t leftShift = 50;
+    const auto other = X11Connection::open(own.displayName());
+    postInput(*other, XCB_KEY_PRESS, leftShift);
+    EXPECT_NE(other->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  });
+  EXPECT_EQ(pointer()->mask, int{XCB_BUTTON_MASK_1} | int{XCB_MOD_MASK_SHIFT});
+  EXPECT_NE(keyboardMapping(), mapping);
+  const X11EventSystem next(time, clock, own.displayName());
+  EXPECT_EQ(pointer()->mask, 0);
+  EXPECT_EQ(keyboardMapping(), mapping);
 }
 
 TEST_F(X11EventSystemTest, EveryOperationSurvivesTheServersEnd) {

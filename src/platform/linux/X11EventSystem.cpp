@@ -85,6 +85,20 @@ std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayNam
   return connection && connection->offers(xcb_test_id) ? connection : nullptr;
 }
 
+/// Whether no other copy of the program posts input to this server. A selection shows it: the server takes it from a
+/// copy that has ended, however it ended.
+bool isOnlyCopy(const X11Connection& connection) {
+  const xcb_atom_t selection = connection.atom("_TANDEMVIEW_INPUT");
+  const auto owner = owned(
+      xcb_get_selection_owner_reply(connection.get(), xcb_get_selection_owner(connection.get(), selection), nullptr));
+  if (!owner || owner->owner != XCB_NONE) return false;
+  const xcb_window_t window = xcb_generate_id(connection.get());
+  xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, connection.root(), 0, 0, 1, 1, /*border_width=*/0,
+                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, /*value_mask=*/0, nullptr);
+  xcb_set_selection_owner(connection.get(), window, selection, XCB_CURRENT_TIME);
+  return true;
+}
+
 std::uint8_t buttonOf(MouseButton button) {
   if (button == MouseButton::Left) return Button::left;
   return button == MouseButton::Right ? Button::right : Button::middle;
@@ -121,7 +135,12 @@ X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<con
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
       devices_(connection_ ? std::make_unique<X11InputDevices>(connection_) : nullptr),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {}
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {
+  if (!connection_ || !isOnlyCopy(*connection_)) return;
+  devices_->releaseAll();
+  keyboard_->endLoansOfKilledRun();
+  xcb_flush(connection_->get());
+}
 
 X11EventSystem::~X11EventSystem() {
   if (heldButtons_.empty() && !(keyboard_ && keyboard_->hasLoans())) return;

@@ -23,7 +23,8 @@ namespace tandemview {
 /// behind it wait until one is free.
 class X11EventSystem final : public EventSystem, public std::enable_shared_from_this<X11EventSystem> {
  public:
-  /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY.
+  /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY. What a
+  /// killed run has left behind is put right: buttons and keys that are down, borrowed meanings.
   X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {});
 
   /// Releases the buttons that are held and takes borrowed meanings back, even if the connection has broken meanwhile.

@@ -4,6 +4,9 @@
 
 #include <span>
 #include <string_view>
+#include <vector>
+
+#include "platform/linux/X11EventInput.h"
 
 namespace tandemview {
 
@@ -11,6 +14,7 @@ namespace {
 
 /// What the names of XTEST's devices end in; those of the first pointer and keyboard come first.
 constexpr std::string_view testPointerName = " XTEST pointer";
+constexpr std::string_view testKeyboardName = " XTEST keyboard";
 
 /// As many as XTEST's pointer has.
 constexpr std::uint8_t mostButtons = 10;
@@ -18,6 +22,24 @@ constexpr std::uint8_t mostButtons = 10;
 /// What a button becomes, by a map that begins with button 1.
 std::uint8_t mapped(std::span<const std::uint8_t> map, std::uint8_t button) {
   return button == 0 || button > map.size() ? button : map[button - 1U];
+}
+
+/// The numbers of a device's keys or buttons that are down; `what` is XCB_INPUT_INPUT_CLASS_KEY or _BUTTON.
+std::vector<std::uint8_t> heldOn(const X11Connection& connection, std::uint8_t device, std::uint8_t what) {
+  std::vector<std::uint8_t> held;
+  const auto state = owned(xcb_input_query_device_state_reply(
+      connection.get(), xcb_input_query_device_state(connection.get(), device), nullptr));
+  if (!state) return held;
+  for (auto part = xcb_input_query_device_state_classes_iterator(state.get()); part.rem > 0;
+       xcb_input_input_state_next(&part)) {
+    if (part.data->class_id != what) continue;
+    // Keys and buttons alike: a head, then a bit for each.
+    const std::uint8_t* const bits = reinterpret_cast<const xcb_input_key_state_t*>(part.data)->keys;
+    for (unsigned number = 0; number < 256; ++number) {
+      if (bits[number / 8] & 1U << number % 8) held.push_back(static_cast<std::uint8_t>(number));
+    }
+  }
+  return held;
 }
 
 }  // namespace
@@ -33,7 +55,16 @@ X11InputDevices::X11InputDevices(std::shared_ptr<X11Connection> connection) : co
                                 static_cast<std::size_t>(xcb_input_xi_device_info_name_length(device.data)));
     const auto id = static_cast<std::uint8_t>(device.data->deviceid);
     if (testPointer_ == 0 && name.ends_with(testPointerName)) testPointer_ = id;
+    if (testKeyboard_ == 0 && name.ends_with(testKeyboardName)) testKeyboard_ = id;
   }
+}
+
+void X11InputDevices::releaseAll() const {
+  if (testPointer_ == 0 || testKeyboard_ == 0) return;
+  for (const std::uint8_t button : heldOn(*connection_, testPointer_, XCB_INPUT_INPUT_CLASS_BUTTON))
+    postInput(*connection_, XCB_BUTTON_RELEASE, button);
+  for (const std::uint8_t key : heldOn(*connection_, testKeyboard_, XCB_INPUT_INPUT_CLASS_KEY))
+    postInput(*connection_, XCB_KEY_RELEASE, key);
 }
 
 /// The server maps a button twice: as that of XTEST's device, then as that of the pointer which all devices move.

@@ -19,9 +19,13 @@ class X11InputDevices {
   /// round. Absent if none leads to it.
   std::optional<std::uint8_t> buttonFor(std::uint8_t button) const;
 
+  /// Lets go of the keys and buttons that XTEST holds down.
+  void releaseAll() const;
+
  private:
   const std::shared_ptr<X11Connection> connection_;
-  std::uint8_t testPointer_ = 0;  // the device that XTEST's events come from; 0: the server doesn't tell
+  std::uint8_t testPointer_ = 0;  // the devices that XTEST's events come from; 0: the server doesn't tell
+  std::uint8_t testKeyboard_ = 0;
 };
 
 }  // namespace tandemview

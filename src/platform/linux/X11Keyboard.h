@@ -40,6 +40,9 @@ class X11Keyboard {
   /// Whether keys have a meaning that is only lent to them.
   bool hasLoans() const { return !loans_.lentKeys().empty(); }
 
+  /// Takes back what a run lent that was killed.
+  void endLoansOfKilledRun() const { loans_.endLoansOfKilledRun(); }
+
   /// Takes lent meanings back, through `connection`.
   void endLoans(const X11Connection& connection) { loans_.giveBack(connection); }
 
