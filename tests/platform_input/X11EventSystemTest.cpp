@@ -241,6 +241,7 @@ TEST_F(X11EventSystemTest, AStartPutsRightWhatAKilledRunLeft) {
   // The fixture's own system lives, so that this one leaves its things alone.
   touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
   keys.typeText("好");
+  EXPECT_TRUE(events->pointerLocation());  // the server has done all of it
   const std::vector<xcb_keysym_t> lent = keyboardMapping();
   inKilledRun(server.displayName(), [](const auto&) {});
   EXPECT_EQ(pointer()->mask, XCB_BUTTON_MASK_1);
