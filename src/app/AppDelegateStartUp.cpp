@@ -174,6 +174,7 @@ void AppDelegate::wifiDisconnected() {
 void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
+  if (surroundings_.events) surroundings_.events->discardWaitingEvents();
   currentFPS_ = 0;
   {
     const std::lock_guard lock(configurationLock_);

@@ -46,7 +46,7 @@ struct X11EventSystemTest : X11InputFixture {
 };
 
 TEST_F(X11EventSystemTest, TouchesArriveOnTheTouchedPixel) {
-  const auto xev = startXev("mouse");
+  const auto xev = startXev({"mouse"});
   expectEvents(*xev, {});
 
   Lines expected;
@@ -82,7 +82,7 @@ TEST_F(X11EventSystemTest, TouchesArriveOnTheTouchedPixel) {
 }
 
 TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
-  const auto xev = startXev("mouse");
+  const auto xev = startXev({"mouse"});
   expectEvents(*xev, {});
   const auto turn = [](int button, int clicks) {
     Lines lines;
@@ -117,7 +117,7 @@ TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
 }
 
 TEST_F(X11EventSystemTest, ClicksMeanTheSameWhateverTheUsersMapping) {
-  const auto xev = startXev("mouse");
+  const auto xev = startXev({"mouse"});
   expectEvents(*xev, {});
   const std::vector<std::uint8_t> plain = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
   const std::vector<std::uint8_t> leftHanded = {3, 2, 1, 5, 4, 7, 6, 8, 9, 10};
@@ -213,6 +213,7 @@ TEST_F(X11EventSystemTest, LeavesNothingHeldOrBorrowed) {
     const int socket = youngestSocket();
     mine->postMouseEvent({.type = MouseEventType::LeftDown, .location = {1300, 30}, .button = MouseButton::Left});
     KeyboardInjector(nullptr, mine).typeText("你");
+    time->drain();
     EXPECT_TRUE(waitUntil([&] { return pointer()->mask == XCB_BUTTON_MASK_1 && keyboardMapping() != mapping; }));
     if (breaks) ::shutdown(socket, SHUT_RDWR);
     EXPECT_EQ(mine->pointerLocation().has_value(), !breaks);
@@ -223,12 +224,13 @@ TEST_F(X11EventSystemTest, LeavesNothingHeldOrBorrowed) {
 }
 
 /// Runs `work` on an event system whose process is killed after it.
-void inKilledRun(const std::string& displayName, const std::function<void(std::shared_ptr<EventSystem>)>& work) {
+void inKilledRun(const std::string& displayName, const std::function<void(const std::shared_ptr<EventSystem>&)>& work) {
   const pid_t child = ::fork();
   if (child == 0) {
     const auto time = ManualQueue::make();
     const auto system = std::make_shared<X11EventSystem>(time, std::make_shared<ManualClock>(time), displayName);
     work(system);
+    time->drain();
     static_cast<void>(system->pointerLocation());  // the server has done all of it
     ::kill(::getpid(), SIGKILL);
   }
@@ -240,7 +242,7 @@ void inKilledRun(const std::string& displayName, const std::function<void(std::s
 TEST_F(X11EventSystemTest, AStartPutsRightWhatAKilledRunLeft) {
   // The fixture's own system lives, so that this one leaves its things alone.
   touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
-  keys.typeText("好");
+  type("好");
   EXPECT_TRUE(events->pointerLocation());  // the server has done all of it
   const std::vector<xcb_keysym_t> lent = keyboardMapping();
   inKilledRun(server.displayName(), [](const auto&) {});
@@ -267,7 +269,7 @@ TEST_F(X11EventSystemTest, AStartPutsRightWhatAKilledRunLeft) {
 TEST_F(X11EventSystemTest, EveryOperationSurvivesTheServersEnd) {
   const DisplayID shown = *display->displayID();
   touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
-  keys.typeText("ü你");
+  type("ü你");
   server.kill();
   const auto without = std::make_shared<X11EventSystem>(time, clock, server.displayName());
   for (X11EventSystem* const system : {events.get(), without.get()}) {
