@@ -215,6 +215,22 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
   EXPECT_EQ(client_.arrangement(), before) << "the screen had grown, the output was not lit";
 }
 
+TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
+  const auto display = litDisplay(644, 1398);
+  const auto queue = std::make_shared<SerialQueue>("main");
+  int changes = 0;
+  system_->onArrangementChange(queue, [&] {
+    ++changes;
+    if (system_->bounds(*display->displayID()).y == 200) queue->stop();
+  });
+  queue->after(10, [&queue] { queue->stop(); });
+  queue->async([&] { RandrScreen(server_.displayName()).move(*display->displayID(), 1280, 200); });
+  queue->run();
+  EXPECT_GT(changes, 0);
+  EXPECT_EQ(system_->bounds(*display->displayID()).y, 200);
+  system_ = nullptr;  // before its queue
+}
+
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
   const auto display = litDisplay(644, 1398);
   const DisplayID id = display->displayID().value();

@@ -9,7 +9,9 @@
 namespace tandemview {
 
 X11DisplaySystem::X11DisplaySystem(const std::string& displayName)
-    : screen_(std::make_shared<RandrScreen>(displayName)), connection_(X11Connection::open(displayName)) {
+    : screen_(std::make_shared<RandrScreen>(displayName)),
+      connection_(X11Connection::open(displayName)),
+      events_(X11Connection::open(displayName)) {
   screen_->removeLeftovers();
 }
 
@@ -18,19 +20,40 @@ X11DisplaySystem::~X11DisplaySystem() {
 }
 
 void X11DisplaySystem::onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler) {
-  if (!connection_) return queue->async(std::move(handler));
+  if (!events_) return queue->async(std::move(handler));
   connectionLost_ = std::move(handler);
-  watch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
-  watchConnection();
+  watchEvents(queue);
 }
 
-/// Reading what the server tells unasked also shows whether it still speaks to us.
-void X11DisplaySystem::watchConnection() {
+void X11DisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, Work changed) {
+  if (!events_ || !events_->offers(xcb_randr_id)) return;
+  arrangementChanged_ = std::move(changed);
+  xcb_randr_select_input(
+      events_->get(), events_->root(),
+      XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+  xcb_flush(events_->get());
+  watchEvents(queue);
+}
+
+void X11DisplaySystem::watchEvents(const std::shared_ptr<Queue>& queue) {
+  if (watch_) return;
+  watch_ = queue->watch(xcb_get_file_descriptor(events_->get()));
+  waitForEvents();
+}
+
+/// Changes of the arrangement are all that has been selected. Reading them also shows whether the server still speaks
+/// to us.
+void X11DisplaySystem::waitForEvents() {
   watch_->whenReadable([this] {
-    while (owned(xcb_poll_for_event(connection_->get()))) {
+    bool hasChanged = false;
+    while (owned(xcb_poll_for_event(events_->get()))) hasChanged = true;
+    if (events_->isBroken()) {
+      watch_ = nullptr;
+      if (connectionLost_) connectionLost_();
+      return;
     }
-    if (connection_->isBroken()) return connectionLost_();
-    watchConnection();
+    waitForEvents();
+    if (hasChanged && arrangementChanged_) arrangementChanged_();
   });
 }
 

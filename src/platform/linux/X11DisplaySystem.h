@@ -44,18 +44,24 @@ class X11DisplaySystem final : public DisplaySystem {
 
   /// See RandrScreen::move() for coordinates that X can't express.
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
   void pause(double seconds) override;
 
  private:
   bool hasVirtualDisplays() const;
   RandrLayout layout() const;
   ConfigurationOutcome outcome(bool isCompleted) const;
-  void watchConnection();
+  void watchEvents(const std::shared_ptr<Queue>& queue);
+  void waitForEvents();
 
   const std::shared_ptr<RandrScreen> screen_;
   const std::shared_ptr<X11Connection> connection_;  // for questions; null without a server
+  /// For what the server tells unasked. Of its own, because the answer to a question may bring in an event, which
+  /// nobody would look at then.
+  const std::shared_ptr<X11Connection> events_;
   std::unique_ptr<DescriptorWatch> watch_;
   Work connectionLost_;
+  Work arrangementChanged_;
 };
 
 }  // namespace tandemview
