@@ -3,7 +3,10 @@
 #include <unistd.h>
 #include <xcb/xinput.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "X11InputFixture.h"
 #include "platform/linux/X11EventInput.h"
@@ -193,6 +196,28 @@ TEST_F(X11EventSystemTest, SmallMovementsAddUp) {
   EXPECT_TRUE(events->pointerLocation());
   EXPECT_EQ(pointer()->root_x, 1401);
   EXPECT_EQ(pointer()->root_y, 201);
+}
+
+TEST_F(X11EventSystemTest, NobodyWaitsForSomebodyElsesGrabOfTheServer) {
+  type("a");  // the layout is known
+  xcb_grab_server(client->get());
+  EXPECT_NE(client->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  std::atomic<bool> isGrabbed = true;
+  std::thread watchdog([&] {
+    waitUntil([&] { return !isGrabbed; });
+    xcb_ungrab_server(client->get());
+    xcb_flush(client->get());
+  });
+  const auto start = std::chrono::steady_clock::now();
+  touch("direct", "move", 0.25, 0.25);
+  touch("trackpad", "tap", 0, 0);
+  events->postScrollEvent({.vertical = 100});
+  type("a你");
+  EXPECT_EQ(events->pointerLocation(), (ScreenPoint{1441, 349.5}));
+  EXPECT_EQ(events->activeDisplayCount(), 2U);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  isGrabbed = false;
+  watchdog.join();
 }
 
 /// The sockets of this process, of which the youngest connection's is the last.

@@ -77,9 +77,14 @@ const X11KeyChord* launcherChord() {
   return nullptr;
 }
 
+/// Null without a server, or if it lacks XTEST.
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
   auto connection = X11Connection::open(displayName);
-  return connection && connection->offers(xcb_test_id) ? connection : nullptr;
+  if (!connection || !connection->offers(xcb_test_id)) return nullptr;
+  // A window manager's menu or a tool may grab the server for seconds: this connection is served all the same, so that
+  // whoever asks it something waits for an answer only, never for the grab's end.
+  xcb_test_grab_control(connection->get(), /*impervious=*/1);
+  return connection;
 }
 
 /// Whether no other copy of the program posts input to this server. A selection shows it: the server takes it from a
