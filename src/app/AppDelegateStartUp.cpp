@@ -192,6 +192,7 @@ void AppDelegate::linkEnded() {
 void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
+  if (surroundings_.events) surroundings_.events->discardWaitingEvents();
   currentFPS_ = 0;
   recoveries_ = 0;
   {

@@ -374,6 +374,7 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   phone->daemon->detach(7);
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
+  EXPECT_EQ(events->take().back(), "discard what waits");
 }
 
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
