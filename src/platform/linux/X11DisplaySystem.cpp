@@ -2,14 +2,17 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/ReducedBlanking.h"
 #include "platform/linux/X11VirtualDisplay.h"
 
 namespace tandemview {
 
-X11DisplaySystem::X11DisplaySystem(const std::string& displayName)
-    : screen_(std::make_shared<RandrScreen>(displayName)), connection_(X11Connection::open(displayName)) {
+X11DisplaySystem::X11DisplaySystem(const std::string& displayName, std::shared_ptr<UserDefaults> settings)
+    : connection_(X11Connection::open(displayName)),
+      notices_(X11Connection::open(displayName)),
+      screen_(std::make_shared<RandrScreen>(displayName, notices_, std::move(settings))) {
   screen_->removeLeftovers();
 }
 
@@ -17,21 +20,36 @@ X11DisplaySystem::~X11DisplaySystem() {
   screen_->close();
 }
 
-void X11DisplaySystem::onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler) {
-  if (!connection_) return queue->async(std::move(handler));
-  connectionLost_ = std::move(handler);
-  watch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
-  watchConnection();
+void X11DisplaySystem::watch(const std::shared_ptr<Queue>& queue, Work onConnectionLost) {
+  if (!connection_ || !notices_) return queue->async(std::move(onConnectionLost));
+  connectionLost_ = std::move(onConnectionLost);
+  connectionWatch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  noticesWatch_ = queue->watch(xcb_get_file_descriptor(notices_->get()));
+  waitForEnd();
+  waitForNotices();
 }
 
 /// Reading what the server tells unasked also shows whether it still speaks to us.
-void X11DisplaySystem::watchConnection() {
-  watch_->whenReadable([this] {
+void X11DisplaySystem::waitForEnd() {
+  connectionWatch_->whenReadable([this] {
     while (owned(xcb_poll_for_event(connection_->get()))) {
     }
-    if (connection_->isBroken()) return connectionLost_();
-    watchConnection();
+    if (connection_->isBroken()) return lose();
+    waitForEnd();
   });
+}
+
+void X11DisplaySystem::waitForNotices() {
+  noticesWatch_->whenReadable([this] {
+    // The replies to a look at the arrangement may bring further notices.
+    while (owned(xcb_poll_for_event(notices_->get()))) screen_->arrangementChanged();
+    if (notices_->isBroken()) return lose();
+    waitForNotices();
+  });
+}
+
+void X11DisplaySystem::lose() {
+  if (const Work handler = std::exchange(connectionLost_, nullptr)) handler();
 }
 
 VirtualDisplayCreation X11DisplaySystem::makeVirtualDisplay(const VirtualDisplayDescriptor&) {
@@ -112,7 +130,7 @@ void X11DisplaySystem::pause(double seconds) {
 
 bool X11DisplaySystem::hasVirtualDisplays() const {
   const RandrLayout current = layout();
-  return current.showsOwnMode() || !current.spareOutputs().empty();
+  return screen_->showsDisplay(current) || !current.spareOutputs().empty();
 }
 
 /// Read anew for every question: other programs rearrange the screen too.
