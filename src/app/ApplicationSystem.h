@@ -54,7 +54,7 @@ class ApplicationSystem {
   /// device.
   virtual Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) = 0;
 
-  /// Ends the application in good order: applicationWillTerminate() is called, then the process exits with 0.
+  /// Ends the application in good order: applicationWillTerminate() is called, then the process exits.
   virtual void terminate() = 0;
 };
 

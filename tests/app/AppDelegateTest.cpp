@@ -252,7 +252,7 @@ TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
   displays->modes = {{1398, 644, 9}};
   queue->advance(0.1);
   EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 6);
-  EXPECT_EQ(displays->calls.back(), "configureOrigin -98,0");
+  EXPECT_EQ(displays->calls.back(), "configureOrigin -1398,0");
   EXPECT_FALSE(isStreaming()) << "the arrangement settles first";
   queue->advance(0.31);
   EXPECT_TRUE(isStreaming());

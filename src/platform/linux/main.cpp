@@ -70,7 +70,8 @@ int main(int argc, char** argv) {
   const auto clock = std::make_shared<SystemMediaClock>();
   const auto notificationCenter = std::make_shared<NotificationCenter>();
 
-  const auto displays = std::make_shared<X11DisplaySystem>();
+  const auto userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath());
+  const auto displays = std::make_shared<X11DisplaySystem>(/*displayName=*/"", userDefaults);
   const auto captures = std::make_shared<X11CaptureSystem>(mainQueue);
 
   std::shared_ptr<AppDelegate> delegate;
@@ -125,7 +126,7 @@ int main(int argc, char** argv) {
       .loginItem = std::make_shared<AutostartEntry>(AutostartEntry::defaultPath(), command),
       .permissions = std::make_shared<X11Permissions>(application),
       .resources = std::make_shared<ProcfsResources>(clock),
-      .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
+      .userDefaults = userDefaults,
       .displays = displays,
       .captures = captures,
       .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
@@ -135,7 +136,7 @@ int main(int argc, char** argv) {
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {
-    displays->onConnectionLost(mainQueue, [terminate] {
+    displays->watch(mainQueue, [terminate] {
       Log::line("👋 The connection to the X server has ended");
       terminate();
     });
