@@ -33,8 +33,10 @@ TEST(DisplayArrangementTest, MovesBesideTheFirstOverlappedScreenAndOnUntilItIsCl
   };
   for (const auto& each : cases) {
     EXPECT_EQ(overlapOrigin(own, each.others), each.first);
-    EXPECT_EQ(clearOrigin(own, each.others), each.clear);
+    EXPECT_EQ(clearOrigin(own, each.others, -1000), each.clear);
   }
+  EXPECT_EQ(clearOrigin(own, {{50, 0, 100, 100}, {150, 0, 30, 50}}, 0), (DisplayPoint{180, 0}))
+      << "no room on the left";
 }
 
 class VirtualDisplayManagerTest : public testing::Test {

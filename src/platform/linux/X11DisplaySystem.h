@@ -44,8 +44,10 @@ class X11DisplaySystem final : public DisplaySystem {
   std::vector<DisplayMode> allModes(DisplayID display) const override;
   ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
 
-  /// See RandrScreen::move() for coordinates that X can't express.
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
+
+  /// X has no negative coordinates.
+  double leftEdge() const override { return 0; }
 
   /// On the queue that watch() has, if that was called.
   void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
