@@ -64,6 +64,8 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
                    "🎬 Streaming started!", "📺 Available displays:", "   - ID: 77, Size: 644x1398",
                    "📺 Found display by ID: 77", "✅ ScreenCapture: Stored display ID 77 for touch input",
                    "📺 Capturing: 644x1398 → 644x1398", "✅ Capture started @ 60fps"}));
+  sendInfo(1290, 2796);
+  EXPECT_EQ(phone->types(), std::vector<std::uint32_t>{MessageType::macInfo}) << "there is no picture yet";
   deliverFrame();
   EXPECT_EQ(phone->types(), (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame}));
   EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
