@@ -87,14 +87,14 @@ Data binaryList(const std::vector<std::string>& objects) {
                        number(0) + number(table));
 }
 
-/// Arrays that hold the next one so many times each.
-Data sharingList(int levels, int width) {
+/// Arrays that hold the next one so many times each, the last one a leaf.
+Data sharingList(int levels, int width, const std::string& leaf = "\x09") {
   std::vector<std::string> objects = {"\xd1\x01\x02", "\x51k"};
   for (int level = 0; level < levels; ++level) {
     const auto next = static_cast<char>(objects.size() + 1);
     objects.push_back(static_cast<char>(0xa0 | width) + std::string(static_cast<std::size_t>(width), next));
   }
-  objects.push_back("\x09");
+  objects.push_back(leaf);
   return binaryList(objects);
 }
 
@@ -119,7 +119,10 @@ TEST(PropertyListTest, WhatIsReadStaysWithinItsBounds) {
   EXPECT_EQ(dictionaryWithContentsOfData(sharingList(2, 2)),
             PropertyList::parse(R"({"k": [[true, true], [true, true]]})"));
   EXPECT_TRUE(isRead(sharingList(5, 10)));
-  EXPECT_FALSE(isRead(sharingList(6, 10))) << "a million values from some hundred bytes";
+  EXPECT_FALSE(isRead(sharingList(17, 2))) << "a quarter of a million values from some hundred bytes";
+  const std::string data = "\x4f\x10\x96" + std::string(150, 'x');
+  EXPECT_TRUE(isRead(sharingList(3, 10, data)));
+  EXPECT_FALSE(isRead(sharingList(4, 10, data))) << "few values, but large ones";
   EXPECT_FALSE(isRead(binaryList({"\xd1\x01\x02", "\x51k", "\xa1\x02"}))) << "an array that holds itself";
 }
 

@@ -185,8 +185,10 @@ TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {
   accept(2);
   EXPECT_EQ(openConnections(), (Connections{2, 3})) << "the older attempt comes too late";
   accept(1);
+  const auto replaced = sender->peerChannel();
   accept(3);
   EXPECT_EQ(openConnections(), Connections{3});
+  EXPECT_FALSE(replaced->isConnected());
   touch(2);
   touch(3);
   queue->advance(20);
