@@ -79,6 +79,14 @@ PrivateXServer::~PrivateXServer() {
   waitForEnd();
 }
 
+void PrivateXServer::suspend() const {
+  ::kill(process_, SIGSTOP);
+}
+
+void PrivateXServer::resume() const {
+  ::kill(process_, SIGCONT);
+}
+
 void PrivateXServer::kill() {
   ::kill(process_, SIGKILL);
   waitForEnd();

@@ -21,6 +21,10 @@ class PrivateXServer {
   /// Such as ":77".
   const std::string& displayName() const { return displayName_; }
 
+  /// While it is suspended, it answers nobody.
+  void suspend() const;
+  void resume() const;
+
   /// Ends the server at once, as a crash does.
   void kill();
 

@@ -28,6 +28,9 @@ constexpr std::int64_t mostWheelClicks = 200;
 /// Of a turn: what they take, a few milliseconds, keeps everything else of the queue waiting.
 constexpr int strokesPerTurn = 64;
 
+/// How often it is looked whether the server has answered at last.
+constexpr double answerInterval = 0.01;  // seconds
+
 /// Of characters, as many as the longest message of a phone has. Further ones are dropped.
 constexpr std::size_t mostWaitingCharacters = 1'000'000;
 
@@ -81,8 +84,7 @@ const X11KeyChord* launcherChord() {
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
   auto connection = X11Connection::open(displayName);
   if (!connection || !connection->offers(xcb_test_id)) return nullptr;
-  // A window manager's menu or a tool may grab the server for seconds: this connection is served all the same, so that
-  // whoever asks it something waits for an answer only, never for the grab's end.
+  // A window manager or a tool may grab the server for seconds: this connection is served all the same.
   xcb_test_grab_control(connection->get(), /*impervious=*/1);
   return connection;
 }
@@ -130,14 +132,17 @@ std::int64_t takeClicks(std::int64_t& pixels) {
 }  // namespace
 
 X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock,
-                               std::string displayName)
+                               std::string displayName, double patience)
     : queue_(std::move(queue)),
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
-      devices_(connection_ ? std::make_shared<X11InputDevices>(connection_) : nullptr),
-      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, devices_) : nullptr),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {
+      devices_(connection_ ? std::make_unique<X11InputDevices>(connection_) : nullptr),
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr),
+      state_(connection_
+                 ? std::make_shared<X11InputState>(connection_, devices_->testPointer(), keyboard_->hasXkb(), patience)
+                 : nullptr),
+      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, state_) : nullptr) {
   if (!connection_ || !isOnlyCopy(*connection_)) return;
   devices_->releaseAll();
   keyboard_->endLoansOfKilledRun();
@@ -162,7 +167,8 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  const bool mayGoNow = isMovement(event) ? !waitsForPointer() : waiting_.empty();
+  const bool mayGoNow =
+      isMovement(event) ? !waitsForPointer() && state_->isServerAnswering() : waiting_.empty() && state_->update();
   if (mayGoNow) return carryOutNow(event);
   addMouseEvent(event);
 }
@@ -175,7 +181,7 @@ void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
                        .horizontal = takeClicks(horizontalRemainder_),
                        .modifiers = x11ModifiersOf(event.flags)};
   if (wheel.vertical == 0 && wheel.horizontal == 0) return;
-  if (!waitsForPointer()) return carryOutNow(wheel);
+  if (!waitsForPointer() && state_->update()) return carryOutNow(wheel);
   addWheel(wheel);
 }
 
@@ -206,7 +212,7 @@ std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   for (auto waiting = waiting_.rbegin(); waiting != waiting_.rend(); ++waiting) {
     if (const auto* const event = std::get_if<MouseEvent>(&waiting->input)) return event->location;
   }
-  return pointer_->location();
+  return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
 std::optional<std::uint32_t> X11EventSystem::activeDisplayCount() {
@@ -259,7 +265,7 @@ void X11EventSystem::pause(double seconds) {
 void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifiers) {
   if (waitingCharacters_ + characters.size() > mostWaitingCharacters) return;
   waitingCharacters_ += characters.size();
-  Text* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
   if (last && last->modifiers == modifiers) {
     last->characters += characters;
   } else {
@@ -269,7 +275,7 @@ void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifi
 
 /// Only the last of several movements counts.
 void X11EventSystem::addMouseEvent(const MouseEvent& event) {
-  auto* const last = std::get_if<MouseEvent>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<MouseEvent>(&waiting_.back().input);
   if (last && isMovement(*last) && last->type == event.type) {
     *last = event;
   } else {
@@ -278,7 +284,7 @@ void X11EventSystem::addMouseEvent(const MouseEvent& event) {
 }
 
 void X11EventSystem::addWheel(const Wheel& wheel) {
-  auto* const last = std::get_if<Wheel>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Wheel>(&waiting_.back().input);
   if (last && last->modifiers == wheel.modifiers) {
     last->vertical = std::clamp(last->vertical + wheel.vertical, -mostWheelClicks, mostWheelClicks);
     last->horizontal = std::clamp(last->horizontal + wheel.horizontal, -mostWheelClicks, mostWheelClicks);
@@ -310,9 +316,11 @@ void X11EventSystem::planTurn(double seconds) {
 }
 
 void X11EventSystem::takeTurn() {
+  if (!isAlive()) return discardWaitingEvents();
+  if (!state_->update()) return planTurn(answerInterval);
   dropTextInFrontOfOthers();
   double seconds = 0;
-  keyboard_->begin();
+  keyboard_->begin(state_->keyboard());
   for (int strokes = 0; strokes < strokesPerTurn && !waiting_.empty(); ++strokes) {
     auto& input = waiting_.front().input;
     seconds = std::visit([this](auto& each) { return carryOut(each); }, input);

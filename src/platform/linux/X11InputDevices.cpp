@@ -2,7 +2,6 @@
 
 #include <xcb/xinput.h>
 
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -15,14 +14,6 @@ namespace {
 /// What the names of XTEST's devices end in; those of the first pointer and keyboard come first.
 constexpr std::string_view testPointerName = " XTEST pointer";
 constexpr std::string_view testKeyboardName = " XTEST keyboard";
-
-/// As many as XTEST's pointer has.
-constexpr std::uint8_t mostButtons = 10;
-
-/// What a button becomes, by a map that begins with button 1.
-std::uint8_t mapped(std::span<const std::uint8_t> map, std::uint8_t button) {
-  return button == 0 || button > map.size() ? button : map[button - 1U];
-}
 
 /// The numbers of a device's keys or buttons that are down; `what` is XCB_INPUT_INPUT_CLASS_KEY or _BUTTON.
 std::vector<std::uint8_t> heldOn(const X11Connection& connection, std::uint8_t device, std::uint8_t what) {
@@ -65,26 +56,6 @@ void X11InputDevices::releaseAll() const {
     postInput(*connection_, XCB_BUTTON_RELEASE, button);
   for (const std::uint8_t key : heldOn(*connection_, testKeyboard_, XCB_INPUT_INPUT_CLASS_KEY))
     postInput(*connection_, XCB_KEY_RELEASE, key);
-}
-
-/// The server maps a button twice: as that of XTEST's device, then as that of the pointer which all devices move.
-std::optional<std::uint8_t> X11InputDevices::buttonFor(std::uint8_t button) const {
-  xcb_connection_t* const connection = connection_->get();
-  const auto pointerCookie = xcb_get_pointer_mapping(connection);
-  X11Reply<xcb_input_get_device_button_mapping_reply_t> device;
-  if (testPointer_ != 0) {
-    const auto deviceCookie = xcb_input_get_device_button_mapping(connection, testPointer_);
-    device = owned(xcb_input_get_device_button_mapping_reply(connection, deviceCookie, nullptr));
-  }
-  const auto pointer = owned(xcb_get_pointer_mapping_reply(connection, pointerCookie, nullptr));
-  if (!pointer) return std::nullopt;
-  const std::span<const std::uint8_t> pointerMap(xcb_get_pointer_mapping_map(pointer.get()), pointer->map_len);
-  std::span<const std::uint8_t> deviceMap;
-  if (device) deviceMap = {xcb_input_get_device_button_mapping_map(device.get()), device->map_size};
-  for (std::uint8_t candidate = 1; candidate <= mostButtons; ++candidate) {
-    if (mapped(pointerMap, mapped(deviceMap, candidate)) == button) return candidate;
-  }
-  return std::nullopt;
 }
 
 }  // namespace tandemview

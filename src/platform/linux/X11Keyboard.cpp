@@ -39,10 +39,9 @@ X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection)
                         nullptr);
 }
 
-void X11Keyboard::begin() {
-  if (!hasXkb_) return;
+void X11Keyboard::begin(const std::optional<X11InputState::Keyboard>& state) {
   readEvents();
-  state_ = readState();
+  state_ = state;
 }
 
 void X11Keyboard::end() {
@@ -98,16 +97,6 @@ bool X11Keyboard::concernsLayout(const xcb_generic_event_t& event) const {
   if (reinterpret_cast<const XkbEvent&>(event).xkbType != XCB_XKB_MAP_NOTIFY) return true;
   const auto& change = reinterpret_cast<const xcb_xkb_map_notify_event_t&>(event);
   return change.nKeySyms != 1 || !loans_.isLent(change.firstKeySym);
-}
-
-std::optional<X11Keyboard::State> X11Keyboard::readState() const {
-  const auto state =
-      owned(xcb_xkb_get_state_reply(connection_->get(), xcb_xkb_get_state(connection_->get(), coreKeyboard), nullptr));
-  if (!state) return std::nullopt;
-  const auto locked = static_cast<std::uint8_t>(state->lockedMods & ~XCB_MOD_MASK_LOCK);
-  return State{.group = state->group,
-               .held = static_cast<std::uint8_t>(state->baseMods | state->latchedMods | locked),
-               .hasCapsLock = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0};
 }
 
 /// `key`: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.

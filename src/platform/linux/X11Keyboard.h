@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11InputState.h"
 #include "platform/linux/X11KeyChord.h"
 #include "platform/linux/X11KeyLayout.h"
 #include "platform/linux/X11KeyLoans.h"
@@ -20,8 +21,11 @@ class X11Keyboard {
  public:
   explicit X11Keyboard(std::shared_ptr<X11Connection> connection);
 
-  /// Around the presses of one turn: begin() asks the server what is held and locked, which they go by.
-  void begin();
+  /// Whether the server knows of layouts and of what is held.
+  bool hasXkb() const { return hasXkb_; }
+
+  /// Around the presses of one turn, which go by this state.
+  void begin(const std::optional<X11InputState::Keyboard>& state);
   void end();
 
   void press(const X11KeyChord& chord);
@@ -52,16 +56,9 @@ class X11Keyboard {
   void endLoans(const X11Connection& connection) { loans_.giveBack(connection); }
 
  private:
-  struct State {
-    std::uint8_t group = 0;
-    std::uint8_t held = 0;  // real modifiers that are in force, Caps Lock aside
-    bool hasCapsLock = false;
-  };
-
   bool update();
   bool concernsLayout(const xcb_generic_event_t& event) const;
   void readEvents();
-  std::optional<State> readState() const;
   void stroke(xcb_keycode_t key, X11Modifiers modifiers);
   void setCapsLock(bool isOn) const;
   void pressKeys(const std::vector<xcb_keycode_t>& keys) const;
@@ -72,7 +69,7 @@ class X11Keyboard {
   std::uint8_t firstEvent_ = 0;
   bool isStale_ = true;
   std::unique_ptr<X11KeyLayout> layout_;
-  std::optional<State> state_;  // between begin() and end(), if the server has told
+  std::optional<X11InputState::Keyboard> state_;  // between begin() and end(), if the server has told
   bool hasLiftedCapsLock_ = false;
   X11KeyLoans loans_;
 };
