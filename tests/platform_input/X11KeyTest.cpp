@@ -3,12 +3,18 @@
 
 #include "X11InputFixture.h"
 #include "platform/linux/X11EventInput.h"
+#include "platform/linux/X11KeyXkb.h"
 #include "runtime/SerialQueue.h"
 
 namespace tandemview {
 namespace {
 
 struct X11KeyTest : X11InputFixture {
+  X11KeyTest() {
+    const auto cookie = xcb_xkb_use_extension(client->get(), XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION);
+    EXPECT_TRUE(owned(xcb_xkb_use_extension_reply(client->get(), cookie, nullptr)));
+  }
+
   std::unique_ptr<ClientProcess> startGtk() {
     auto gtk =
         std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
@@ -22,6 +28,17 @@ struct X11KeyTest : X11InputFixture {
     postInput(*client, XCB_KEY_PRESS, capsLock);
     postInput(*client, XCB_KEY_RELEASE, capsLock);
     EXPECT_TRUE(pointer());  // the server has seen it
+  }
+
+  /// Switches to one of the user's layouts.
+  void lockGroup(std::uint8_t group) const {
+    xcb_xkb_latch_lock_state(client->get(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, /*lockGroup=*/1, group, 0, 0, 0);
+    EXPECT_EQ(lockedGroup(), group);
+  }
+  int lockedGroup() const {
+    const auto cookie = xcb_xkb_get_state(client->get(), XCB_XKB_ID_USE_CORE_KBD);
+    const auto state = owned(xcb_xkb_get_state_reply(client->get(), cookie, nullptr));
+    return state ? state->lockedGroup : -1;
   }
 
   /// The last text of the field, once it is as expected, or for too long isn't.
@@ -165,6 +182,21 @@ TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
     time->advance(6);
     EXPECT_TRUE(waitUntil([&] { return keyboardMapping() == mapping; })) << "what was borrowed is given back";
   }
+}
+
+TEST_F(X11KeyTest, TextGoesToWhicheverLayoutOfTheUserHasIt) {
+  setLayout("us,ru,de");
+  const auto mapping = keyboardMapping();
+  std::string mixed = "Съешь ещё этих мягких булок. ";
+  while (mixed.size() < 1000) mixed += "The quick brown fox (jumps) over grüne Äpfel! ";
+  for (const std::uint8_t group : {1, 2, 0}) {
+    const auto gtk = startGtk();
+    lockGroup(group);
+    type(mixed);
+    EXPECT_EQ(fieldText(*gtk, mixed), mixed);
+    EXPECT_EQ(lockedGroup(), group);
+  }
+  EXPECT_EQ(keyboardMapping(), mapping) << "nothing had to be borrowed";
 }
 
 TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {

@@ -3,9 +3,9 @@
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <algorithm>
-#include <utility>
 
 #include "platform/linux/X11EventInput.h"
+#include "platform/linux/X11KeyCodes.h"
 #include "platform/linux/X11KeyXkb.h"
 
 namespace tandemview {
@@ -13,9 +13,6 @@ namespace tandemview {
 namespace {
 
 constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
-
-/// Linux numbers its keys from 1, X from 8 more (the evdev rules of xkeyboard-config).
-constexpr int firstKeyCode = 8;
 
 /// What all XKB events begin with.
 struct XkbEvent {
@@ -42,34 +39,35 @@ X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection)
 void X11Keyboard::begin(const std::optional<X11InputState::Keyboard>& state) {
   readEvents();
   state_ = state;
+  if (state_) locks_ = {.group = state_->lockedGroup, .capsLock = state_->hasCapsLock};
 }
 
 void X11Keyboard::end() {
-  if (hasLiftedCapsLock_) setCapsLock(true);
-  hasLiftedCapsLock_ = false;
+  if (state_) lock({.group = state_->lockedGroup, .capsLock = state_->hasCapsLock});
   state_.reset();
 }
 
 void X11Keyboard::press(const X11KeyChord& chord) {
   if (!update() || !state_) return;
-  xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstKeyCode);
+  xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstX11KeyCode);
   if (chord.symbol != XKB_KEY_NoSymbol) {
     const xcb_keycode_t keyOfFirstGroup = layout_->keyOf(chord.symbol).value_or(key);
     key = layout_->keyOf(chord.symbol, state_->group).value_or(keyOfFirstGroup);
   }
-  stroke(key, chord.modifiers);
+  stroke({.key = key, .modifiers = chord.modifiers, .group = state_->group});
 }
 
 double X11Keyboard::type(char32_t character, X11Modifiers modifiers, double now) {
   if (!update() || !state_) return 0;
-  if (const auto known = layout_->strokeFor(character, state_->group, state_->held)) {
-    stroke(known->key, known->modifiers | modifiers);
+  if (auto known = layout_->strokeFor(character, activeGroup(), state_->held)) {
+    known->modifiers |= modifiers;
+    stroke(*known);
     return 0;
   }
   const xkb_keysym_t symbol = character < U' ' ? xkb_keysym_t{XKB_KEY_NoSymbol} : xkb_utf32_to_keysym(character);
   if (symbol == XKB_KEY_NoSymbol) return 0;
   const X11KeyLoans::Loan loan = loans_.lend(symbol, now);
-  if (loan.key != 0) stroke(loan.key, modifiers);
+  if (loan.key != 0) stroke({.key = loan.key, .modifiers = modifiers, .group = activeGroup()});
   return loan.secondsToWait;
 }
 
@@ -99,20 +97,34 @@ bool X11Keyboard::concernsLayout(const xcb_generic_event_t& event) const {
   return change.nKeySyms != 1 || !loans_.isLent(change.firstKeySym);
 }
 
-/// `key`: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.
-void X11Keyboard::stroke(xcb_keycode_t key, X11Modifiers modifiers) {
-  auto keys = layout_->keysOf(modifiers);
+/// Its key: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.
+void X11Keyboard::stroke(const X11KeyStroke& stroke) {
+  auto keys = layout_->keysOf(stroke.modifiers);
   if (!keys) return;
-  if (key != 0) keys->push_back(key);
-  if (state_->hasCapsLock && !std::exchange(hasLiftedCapsLock_, true)) setCapsLock(false);
+  if (stroke.key != 0) keys->push_back(stroke.key);
+  lock({.group = wrapped(stroke.group - state_->group + state_->lockedGroup), .capsLock = false});
   pressKeys(*keys);
   releaseKeys(*keys);
 }
 
-void X11Keyboard::setCapsLock(bool isOn) const {
-  xcb_xkb_latch_lock_state(connection_->get(), coreKeyboard, XCB_MOD_MASK_LOCK, isOn ? XCB_MOD_MASK_LOCK : 0,
-                           /*lockGroup=*/0, /*groupLock=*/0, /*affectModLatches=*/0, /*latchGroup=*/0,
-                           /*groupLatch=*/0);
+/// The active group is the locked one and what held or latched keys add to it, round and round.
+std::uint8_t X11Keyboard::activeGroup() const {
+  return wrapped(locks_.group + state_->group - state_->lockedGroup);
+}
+
+std::uint8_t X11Keyboard::wrapped(int group) const {
+  const int count = std::max<int>(layout_->groupCount(), 1);
+  return static_cast<std::uint8_t>((group % count + count) % count);
+}
+
+void X11Keyboard::lock(const Locks& locks) {
+  const bool changesGroup = locks.group != locks_.group;
+  const bool changesCapsLock = locks.capsLock != locks_.capsLock;
+  if (!changesGroup && !changesCapsLock) return;
+  xcb_xkb_latch_lock_state(connection_->get(), coreKeyboard, changesCapsLock ? XCB_MOD_MASK_LOCK : 0,
+                           locks.capsLock ? XCB_MOD_MASK_LOCK : 0, changesGroup, locks.group, /*affectModLatches=*/0,
+                           /*latchGroup=*/0, /*groupLatch=*/0);
+  locks_ = locks;
 }
 
 void X11Keyboard::pressKeys(const std::vector<xcb_keycode_t>& keys) const {

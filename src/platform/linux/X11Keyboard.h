@@ -56,11 +56,18 @@ class X11Keyboard {
   void endLoans(const X11Connection& connection) { loans_.giveBack(connection); }
 
  private:
+  struct Locks {
+    std::uint8_t group = 0;
+    bool capsLock = false;
+  };
+
   bool update();
   bool concernsLayout(const xcb_generic_event_t& event) const;
   void readEvents();
-  void stroke(xcb_keycode_t key, X11Modifiers modifiers);
-  void setCapsLock(bool isOn) const;
+  void stroke(const X11KeyStroke& stroke);
+  std::uint8_t activeGroup() const;
+  std::uint8_t wrapped(int group) const;
+  void lock(const Locks& locks);
   void pressKeys(const std::vector<xcb_keycode_t>& keys) const;
   void releaseKeys(const std::vector<xcb_keycode_t>& keys) const;
 
@@ -70,7 +77,7 @@ class X11Keyboard {
   bool isStale_ = true;
   std::unique_ptr<X11KeyLayout> layout_;
   std::optional<X11InputState::Keyboard> state_;  // between begin() and end(), if the server has told
-  bool hasLiftedCapsLock_ = false;
+  Locks locks_;                                   // as they are now
   X11KeyLoans loans_;
 };
 
