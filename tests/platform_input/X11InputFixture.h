@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ClientProcess.h"
+#include "PhysicalKeyboard.h"
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "input/KeyboardInjector.h"
@@ -94,7 +95,8 @@ struct X11InputFixture : testing::Test {
   static constexpr double patience = 20;  // seconds
 
   LogRecorder log;
-  PrivateXServer server;
+  PhysicalKeyboard keyboard;
+  PrivateXServer server{keyboard.configuration()};
   std::shared_ptr<X11Connection> client = X11Connection::open(server.displayName());
   X11DisplaySystem displays{server.displayName()};
   std::shared_ptr<VirtualDisplay> display = displays.makeVirtualDisplay({}).display;

@@ -161,6 +161,13 @@ TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
   }
 }
 
+TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
+  keyboard.press(50);
+  EXPECT_EQ(pointer()->mask, XCB_MOD_MASK_SHIFT);
+  keyboard.release(50);
+  EXPECT_EQ(pointer()->mask, 0);
+}
+
 constexpr const char* layouts[] = {"us", "de", "fr", "us,ru"};
 constexpr const char* text = "Grüße, 你好 👍🏽 e\u0301 @€{~}^`´ Ünïcödé ŁŐщ";
 

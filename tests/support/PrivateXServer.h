@@ -13,7 +13,8 @@ namespace tandemview {
 class PrivateXServer {
  public:
   /// Returns when the server takes connections. A server that can't be started ends the test program.
-  PrivateXServer();
+  /// `devices`: sections that are added to its configuration.
+  explicit PrivateXServer(const std::string& devices = "");
   PrivateXServer(const PrivateXServer&) = delete;
   PrivateXServer& operator=(const PrivateXServer&) = delete;
   ~PrivateXServer();
