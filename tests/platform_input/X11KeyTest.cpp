@@ -1,3 +1,5 @@
+#include <xcb/xinput.h>
+
 #include <cstdlib>
 #include <fstream>
 
@@ -39,6 +41,17 @@ struct X11KeyTest : X11InputFixture {
     const auto cookie = xcb_xkb_get_state(client->get(), XCB_XKB_ID_USE_CORE_KBD);
     const auto state = owned(xcb_xkb_get_state_reply(client->get(), cookie, nullptr));
     return state ? state->lockedGroup : -1;
+  }
+
+  std::string keyboardID() const {
+    const auto reply = owned(xcb_input_xi_query_device_reply(
+        client->get(), xcb_input_xi_query_device(client->get(), XCB_INPUT_DEVICE_ALL), nullptr));
+    for (auto device = xcb_input_xi_query_device_infos_iterator(reply.get()); device.rem > 0;
+         xcb_input_xi_device_info_next(&device)) {
+      if (std::string_view(xcb_input_xi_device_info_name(device.data), device.data->name_len) == "keyboard")
+        return std::to_string(device.data->deviceid);
+    }
+    return "";
   }
 
   /// The last text of the field, once it is as expected, or for too long isn't.
@@ -162,10 +175,60 @@ TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
 }
 
 TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
-  keyboard.press(50);
-  EXPECT_EQ(pointer()->mask, XCB_MOD_MASK_SHIFT);
-  keyboard.release(50);
-  EXPECT_EQ(pointer()->mask, 0);
+  setLayout("de");
+  constexpr std::uint8_t leftShift = 50, leftControl = 37, levelThree = 108, super = 133;
+  const auto xev = startXev({"button"});
+  std::size_t seen = 0;
+  for (const std::vector<std::uint8_t>& held :
+       {std::vector{leftShift}, {leftControl}, {levelThree}, {super}, {leftShift, leftControl}}) {
+    SCOPED_TRACE(held.front());
+    for (const std::uint8_t key : held) keyboard.press(key);
+    const auto mask = pointer()->mask;
+    EXPECT_NE(mask, 0);
+    touch("direct", "tap", 20.0 / 644, 1300.0 / 1398);
+    events->postScrollEvent({.vertical = -50});
+    const Lines expected = {"button 1 press 1300,1300", "button 1 release 1300,1300 state 100",
+                            "button 5 press 1300,1300", "button 5 release 1300,1300 state 1000"};
+    waitUntil([&] { return xevEvents(xev->output()).size() >= seen + expected.size(); });
+    const Lines all = xevEvents(xev->output());
+    EXPECT_EQ(Lines(all.begin() + static_cast<long>(seen), all.end()), expected);
+    seen = all.size();
+
+    const auto gtk = startGtk();
+    type("aBc{y}Z 你ß!");
+    pressKey("return");
+    EXPECT_TRUE(gtk->hasPrinted("text aBc{y}Z 你ß!\nactivated")) << gtk->output();
+    EXPECT_EQ(pointer()->mask, mask) << "it is held as before";
+    for (const std::uint8_t key : held) keyboard.release(key);
+    EXPECT_EQ(pointer()->mask, 0);
+  }
+  // Held by another program.
+  postInput(*client, XCB_KEY_PRESS, leftControl);
+  const auto gtk = startGtk();
+  type("aZ");
+  EXPECT_EQ(fieldText(*gtk, "aZ"), "aZ");
+  EXPECT_EQ(pointer()->mask, XCB_MOD_MASK_CONTROL);
+}
+
+TEST_F(X11KeyTest, TheKeysThatArePressedMeanWhatTheirOwnKeyboardSays) {
+  // The user's keyboard has another layout than the one that no hand touches.
+  ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-device", keyboardID(), "-layout", "de"}));
+  const auto gtk = startGtk();
+  constexpr std::uint8_t y = 29;
+  keyboard.press(y);
+  keyboard.release(y);
+  ASSERT_EQ(fieldText(*gtk, "z"), "z");
+  type("yz (ä)");
+  EXPECT_EQ(fieldText(*gtk, "zyz (ä)"), "zyz (ä)");
+}
+
+TEST_F(X11KeyTest, KeysThatNoKeyboardHasAreTheLastChoice) {
+  setLayout("us");
+  const auto xev = startXev({"keyboard"});
+  type("(");
+  ASSERT_TRUE(xev->hasPrinted("keysym 0x28, parenleft"));
+  EXPECT_EQ(xevEvents(xev->output()), (Lines{"press Shift_L", "press parenleft state 1", "release parenleft state 1",
+                                             "release Shift_L state 1"}));
 }
 
 constexpr const char* layouts[] = {"us", "de", "fr", "us,ru"};

@@ -137,8 +137,8 @@ X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<con
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
-      devices_(connection_ ? std::make_unique<X11InputDevices>(connection_) : nullptr),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr),
+      devices_(connection_ ? std::make_shared<X11InputDevices>(connection_) : nullptr),
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_, devices_) : nullptr),
       state_(connection_
                  ? std::make_shared<X11InputState>(connection_, devices_->testPointer(), keyboard_->hasXkb(), patience)
                  : nullptr),
@@ -167,10 +167,12 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  const bool mayGoNow =
-      isMovement(event) ? !waitsForPointer() && state_->isServerAnswering() : waiting_.empty() && state_->update();
-  if (mayGoNow) return carryOutNow(event);
-  addMouseEvent(event);
+  if (isMovement(event) && !waitsForPointer() && state_->isServerAnswering()) {
+    pointer_->moveTo(event.location);
+    xcb_flush(connection_->get());
+  } else if (!waiting_.empty() || !carryOutNow(event)) {
+    addMouseEvent(event);
+  }
 }
 
 void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
@@ -181,8 +183,7 @@ void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
                        .horizontal = takeClicks(horizontalRemainder_),
                        .modifiers = x11ModifiersOf(event.flags)};
   if (wheel.vertical == 0 && wheel.horizontal == 0) return;
-  if (!waitsForPointer() && state_->update()) return carryOutNow(wheel);
-  addWheel(wheel);
+  if (waitsForPointer() || !carryOutNow(wheel)) addWheel(wheel);
 }
 
 void X11EventSystem::postKeyEvent(const KeyEvent& event) {
@@ -317,10 +318,9 @@ void X11EventSystem::planTurn(double seconds) {
 
 void X11EventSystem::takeTurn() {
   if (!isAlive()) return discardWaitingEvents();
-  if (!state_->update()) return planTurn(answerInterval);
+  if (!beginStrokes()) return planTurn(answerInterval);
   dropTextInFrontOfOthers();
   double seconds = 0;
-  keyboard_->begin(state_->keyboard());
   for (int strokes = 0; strokes < strokesPerTurn && !waiting_.empty(); ++strokes) {
     auto& input = waiting_.front().input;
     seconds = std::visit([this](auto& each) { return carryOut(each); }, input);
@@ -328,8 +328,7 @@ void X11EventSystem::takeTurn() {
     const auto* const text = std::get_if<Text>(&input);
     if (!text || text->typed == text->characters.size()) waiting_.pop_front();
   }
-  keyboard_->end();
-  xcb_flush(connection_->get());
+  endStrokes();
   if (!waiting_.empty()) planTurn(seconds);
 }
 
@@ -382,9 +381,30 @@ double X11EventSystem::carryOut(const Wheel& wheel) {
   return 0;
 }
 
+/// False if the server doesn't answer.
 template <typename Input>
-void X11EventSystem::carryOutNow(const Input& input) {
+bool X11EventSystem::carryOutNow(const Input& input) {
+  if (!beginStrokes()) return false;
   carryOut(input);
+  endStrokes();
+  return true;
+}
+
+/// Finds out what the user holds and has locked, and does away with what he holds. False if the server doesn't answer.
+bool X11EventSystem::beginStrokes() {
+  if (!state_->update()) return false;
+  const auto& keyboard = state_->keyboard();
+  if (keyboard && keyboard->pressed != 0 && keyboard_->releaseHeldModifiers() && !state_->update()) {
+    keyboard_->restoreHeldModifiers();
+    return false;
+  }
+  keyboard_->begin(keyboard);
+  return true;
+}
+
+void X11EventSystem::endStrokes() {
+  keyboard_->end();
+  keyboard_->restoreHeldModifiers();
   xcb_flush(connection_->get());
 }
 

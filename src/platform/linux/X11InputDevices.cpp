@@ -1,7 +1,5 @@
 #include "platform/linux/X11InputDevices.h"
 
-#include <xcb/xinput.h>
-
 #include <string_view>
 #include <vector>
 
@@ -36,9 +34,7 @@ std::vector<std::uint8_t> heldOn(const X11Connection& connection, std::uint8_t d
 }  // namespace
 
 X11InputDevices::X11InputDevices(std::shared_ptr<X11Connection> connection) : connection_(std::move(connection)) {
-  if (!connection_->offers(xcb_input_id)) return;
-  const auto devices = owned(xcb_input_xi_query_device_reply(
-      connection_->get(), xcb_input_xi_query_device(connection_->get(), XCB_INPUT_DEVICE_ALL), nullptr));
+  const auto devices = query();
   if (!devices) return;
   for (auto device = xcb_input_xi_query_device_infos_iterator(devices.get()); device.rem > 0;
        xcb_input_xi_device_info_next(&device)) {
@@ -50,12 +46,39 @@ X11InputDevices::X11InputDevices(std::shared_ptr<X11Connection> connection) : co
   }
 }
 
+std::vector<X11InputDevices::Key> X11InputDevices::heldKeys() const {
+  std::vector<Key> keys;
+  const auto devices = query();
+  if (!devices) return keys;
+  for (auto device = xcb_input_xi_query_device_infos_iterator(devices.get()); device.rem > 0;
+       xcb_input_xi_device_info_next(&device)) {
+    if (device.data->type != XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD) continue;
+    const auto id = static_cast<std::uint8_t>(device.data->deviceid);
+    for (const xcb_keycode_t code : heldOn(*connection_, id, XCB_INPUT_INPUT_CLASS_KEY))
+      keys.push_back({.device = id, .code = code});
+  }
+  return keys;
+}
+
+void X11InputDevices::turn(const Key& key, bool isDown) const {
+  const std::uint8_t firstEvent = xcb_get_extension_data(connection_->get(), &xcb_input_id)->first_event;
+  const int type = firstEvent + (isDown ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
+  postInput(*connection_, static_cast<std::uint8_t>(type), key.code, /*x=*/0, /*y=*/0, key.device);
+}
+
 void X11InputDevices::releaseAll() const {
   if (testPointer_ == 0 || testKeyboard_ == 0) return;
   for (const std::uint8_t button : heldOn(*connection_, testPointer_, XCB_INPUT_INPUT_CLASS_BUTTON))
     postInput(*connection_, XCB_BUTTON_RELEASE, button);
   for (const std::uint8_t key : heldOn(*connection_, testKeyboard_, XCB_INPUT_INPUT_CLASS_KEY))
     postInput(*connection_, XCB_KEY_RELEASE, key);
+}
+
+/// Null if the server lacks the extension, or is gone.
+X11Reply<xcb_input_xi_query_device_reply_t> X11InputDevices::query() const {
+  if (!connection_->offers(xcb_input_id)) return nullptr;
+  const auto cookie = xcb_input_xi_query_device(connection_->get(), XCB_INPUT_DEVICE_ALL);
+  return owned(xcb_input_xi_query_device_reply(connection_->get(), cookie, nullptr));
 }
 
 }  // namespace tandemview

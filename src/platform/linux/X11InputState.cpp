@@ -87,7 +87,8 @@ void X11InputState::take(xcb_query_pointer_reply_t* reply) {
       const auto locked = static_cast<std::uint8_t>(state->lockedMods & ~XCB_MOD_MASK_LOCK);
       keyboard_ = Keyboard{.group = state->group,
                            .lockedGroup = state->lockedGroup,
-                           .held = static_cast<std::uint8_t>(state->baseMods | state->latchedMods | locked),
+                           .pressed = state->baseMods,
+                           .others = static_cast<std::uint8_t>(state->latchedMods | locked),
                            .hasCapsLock = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0};
     }
   }

@@ -20,7 +20,8 @@ class X11InputState {
   struct Keyboard {
     std::uint8_t group = 0;  // the active one, of which the locked one is a part
     std::uint8_t lockedGroup = 0;
-    std::uint8_t held = 0;  // real modifiers that are in force, Caps Lock aside
+    std::uint8_t pressed = 0;  // real modifiers whose keys are down
+    std::uint8_t others = 0;   // those that are in force otherwise, Caps Lock aside
     bool hasCapsLock = false;
   };
   struct Place {

@@ -52,16 +52,14 @@ bool meansNothing(xkb_keymap* keymap, xkb_keycode_t key) {
 
 }  // namespace
 
-std::unique_ptr<X11KeyLayout> X11KeyLayout::read(const X11Connection& connection) {
+std::unique_ptr<X11KeyLayout> X11KeyLayout::read(const X11Connection& connection, std::int32_t device) {
   constexpr auto flags =
       static_cast<xkb_context_flags>(XKB_CONTEXT_NO_DEFAULT_INCLUDES | XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
   xkb_context* const context = xkb_context_new(flags);
   if (!context) return nullptr;
   xkb_context_set_log_level(context, XKB_LOG_LEVEL_CRITICAL);
-  const std::int32_t device = xkb_x11_get_core_keyboard_device_id(connection.get());
   xkb_keymap* const keymap =
-      device < 0 ? nullptr
-                 : xkb_x11_keymap_new_from_device(context, connection.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS);
+      xkb_x11_keymap_new_from_device(context, connection.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS);
   if (!keymap) {
     xkb_context_unref(context);
     return nullptr;
@@ -83,6 +81,16 @@ std::optional<std::vector<xcb_keycode_t>> X11KeyLayout::keysOf(X11Modifiers modi
     keys.push_back(*key);
   }
   return keys;
+}
+
+bool X11KeyLayout::isModifier(xcb_keycode_t key) const {
+  xkb_state* const state = xkb_state_new(keymap_);
+  if (!state) return false;
+  xkb_state_update_key(state, key, XKB_KEY_DOWN);
+  const bool shifts = xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED) != 0;
+  const bool locks = xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED) != 0;
+  xkb_state_unref(state);
+  return shifts && !locks;
 }
 
 std::uint8_t X11KeyLayout::groupCount() const {

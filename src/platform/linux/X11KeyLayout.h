@@ -22,11 +22,11 @@ struct X11KeyStroke {
   std::uint8_t group = 0;
 };
 
-/// What the keys of the server's keyboard meant at one moment.
+/// What the keys of a keyboard meant at one moment.
 class X11KeyLayout {
  public:
   /// Null if the server is gone. xkb_x11_setup_xkb_extension() must have set the connection up.
-  static std::unique_ptr<X11KeyLayout> read(const X11Connection& connection);
+  static std::unique_ptr<X11KeyLayout> read(const X11Connection& connection, std::int32_t device);
 
   X11KeyLayout(const X11KeyLayout&) = delete;
   X11KeyLayout& operator=(const X11KeyLayout&) = delete;
@@ -37,6 +37,9 @@ class X11KeyLayout {
 
   /// Never answers with these keys when asked for a character's.
   void exclude(std::vector<xcb_keycode_t> keys) { excluded_ = std::move(keys); }
+
+  /// Whether the key changes what others mean for as long as it is held: Shift does, Caps Lock doesn't.
+  bool isModifier(xcb_keycode_t key) const;
 
   /// How many layouts it consists of, between which the user switches.
   std::uint8_t groupCount() const;

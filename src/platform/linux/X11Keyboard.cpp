@@ -14,26 +14,47 @@ namespace {
 
 constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
 
-/// What all XKB events begin with.
+/// What the XKB events begin with that are waited for here.
 struct XkbEvent {
   std::uint8_t response_type;
   std::uint8_t xkbType;
+  std::uint16_t sequence;
+  xcb_timestamp_t time;
+  std::uint8_t deviceID;
 };
 
 }  // namespace
 
-X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection)
-    : connection_(std::move(connection)), loans_(connection_) {
+X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection, std::shared_ptr<const X11InputDevices> devices)
+    : connection_(std::move(connection)), devices_(std::move(devices)), loans_(connection_) {
   hasXkb_ =
       xkb_x11_setup_xkb_extension(connection_->get(), XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                   XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &firstEvent_, nullptr) == 1;
   if (!hasXkb_) return;
+  device_ = devices_->testKeyboard();
+  if (device_ == 0) device_ = xkb_x11_get_core_keyboard_device_id(connection_->get());
   constexpr std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
   constexpr std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS |
                                      XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_VIRTUAL_MODS |
                                      XCB_XKB_MAP_PART_VIRTUAL_MOD_MAP;
-  xcb_xkb_select_events(connection_->get(), coreKeyboard, events, /*clear=*/0, /*selectAll=*/events, mapParts, mapParts,
-                        nullptr);
+  xcb_xkb_select_events(connection_->get(), static_cast<xcb_xkb_device_spec_t>(device_), events, /*clear=*/0,
+                        /*selectAll=*/events, mapParts, mapParts, nullptr);
+}
+
+bool X11Keyboard::releaseHeldModifiers() {
+  readEvents();
+  if (!update()) return false;
+  for (const X11InputDevices::Key& key : devices_->heldKeys()) {
+    if (!layout_->isModifier(key.code)) continue;
+    devices_->turn(key, false);
+    released_.push_back(key);
+  }
+  return !released_.empty();
+}
+
+void X11Keyboard::restoreHeldModifiers() {
+  for (const X11InputDevices::Key& key : released_) devices_->turn(key, true);
+  released_.clear();
 }
 
 void X11Keyboard::begin(const std::optional<X11InputState::Keyboard>& state) {
@@ -59,7 +80,8 @@ void X11Keyboard::press(const X11KeyChord& chord) {
 
 double X11Keyboard::type(char32_t character, X11Modifiers modifiers, double now) {
   if (!update() || !state_) return 0;
-  if (auto known = layout_->strokeFor(character, activeGroup(), state_->held)) {
+  const auto held = static_cast<std::uint8_t>(state_->pressed | state_->others);
+  if (auto known = layout_->strokeFor(character, activeGroup(), held)) {
     known->modifiers |= modifiers;
     stroke(*known);
     return 0;
@@ -81,7 +103,7 @@ void X11Keyboard::readEvents() {
 bool X11Keyboard::update() {
   if (!hasXkb_) return false;
   if (!isStale_) return !connection_->isBroken();
-  layout_ = X11KeyLayout::read(*connection_);
+  layout_ = X11KeyLayout::read(*connection_, device_);
   if (!layout_) return false;
   isStale_ = false;
   loans_.adopt(*layout_);
@@ -91,8 +113,9 @@ bool X11Keyboard::update() {
 
 /// Our own loans don't.
 bool X11Keyboard::concernsLayout(const xcb_generic_event_t& event) const {
-  if (event.response_type != firstEvent_) return false;
-  if (reinterpret_cast<const XkbEvent&>(event).xkbType != XCB_XKB_MAP_NOTIFY) return true;
+  const auto& xkb = reinterpret_cast<const XkbEvent&>(event);
+  if (xkb.response_type != firstEvent_ || xkb.deviceID != device_) return false;
+  if (xkb.xkbType != XCB_XKB_MAP_NOTIFY) return true;
   const auto& change = reinterpret_cast<const xcb_xkb_map_notify_event_t&>(event);
   return change.nKeySyms != 1 || !loans_.isLent(change.firstKeySym);
 }

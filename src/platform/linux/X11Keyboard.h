@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11InputDevices.h"
 #include "platform/linux/X11InputState.h"
 #include "platform/linux/X11KeyChord.h"
 #include "platform/linux/X11KeyLayout.h"
@@ -19,10 +20,15 @@ namespace tandemview {
 /// together. Nothing happens without XKB or on a broken connection. The connection's events are the keyboard's.
 class X11Keyboard {
  public:
-  explicit X11Keyboard(std::shared_ptr<X11Connection> connection);
+  X11Keyboard(std::shared_ptr<X11Connection> connection, std::shared_ptr<const X11InputDevices> devices);
 
   /// Whether the server knows of layouts and of what is held.
   bool hasXkb() const { return hasXkb_; }
+
+  /// Lets go of the modifiers that the user holds, on the keyboard where they are held. False: there were none.
+  bool releaseHeldModifiers();
+  /// Takes them up again.
+  void restoreHeldModifiers();
 
   /// Around the presses of one turn, which go by this state.
   void begin(const std::optional<X11InputState::Keyboard>& state);
@@ -72,12 +78,15 @@ class X11Keyboard {
   void releaseKeys(const std::vector<xcb_keycode_t>& keys) const;
 
   const std::shared_ptr<X11Connection> connection_;
+  const std::shared_ptr<const X11InputDevices> devices_;
   bool hasXkb_ = false;
+  std::int32_t device_ = 0;  // the keyboard that XTEST's keys are those of
   std::uint8_t firstEvent_ = 0;
   bool isStale_ = true;
   std::unique_ptr<X11KeyLayout> layout_;
   std::optional<X11InputState::Keyboard> state_;  // between begin() and end(), if the server has told
   Locks locks_;                                   // as they are now
+  std::vector<X11InputDevices::Key> released_;    // the modifiers that were let go of
   X11KeyLoans loans_;
 };
 
