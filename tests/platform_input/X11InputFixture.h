@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ClientProcess.h"
+#include "PhysicalKeyboard.h"
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "input/KeyboardInjector.h"
@@ -90,14 +91,19 @@ struct X11InputFixture : testing::Test {
     return {symbols, symbols + xcb_get_keyboard_mapping_keysyms_length(reply.get())};
   }
 
+  /// Virtual time stands still while a busy machine's server is slow.
+  static constexpr double patience = 20;  // seconds
+
   LogRecorder log;
-  PrivateXServer server;
+  PhysicalKeyboard keyboard;
+  PrivateXServer server{keyboard.configuration()};
   std::shared_ptr<X11Connection> client = X11Connection::open(server.displayName());
   X11DisplaySystem displays{server.displayName()};
   std::shared_ptr<VirtualDisplay> display = displays.makeVirtualDisplay({}).display;
   std::shared_ptr<ManualQueue> time = ManualQueue::make();
   std::shared_ptr<MediaClock> clock = std::make_shared<ManualClock>(time);
-  std::shared_ptr<X11EventSystem> events = std::make_shared<X11EventSystem>(time, clock, server.displayName());
+  std::shared_ptr<X11EventSystem> events =
+      std::make_shared<X11EventSystem>(time, clock, server.displayName(), patience);
   TouchInjector touches{{}, {events, clock}};
   KeyboardInjector keys{nullptr, events};
 };

@@ -28,6 +28,9 @@ constexpr std::int64_t mostWheelClicks = 200;
 /// Of a turn: what they take, a few milliseconds, keeps everything else of the queue waiting.
 constexpr int strokesPerTurn = 64;
 
+/// How often it is looked whether the server has answered at last.
+constexpr double answerInterval = 0.01;  // seconds
+
 /// Of characters, as many as the longest message of a phone has. Further ones are dropped.
 constexpr std::size_t mostWaitingCharacters = 1'000'000;
 
@@ -81,8 +84,7 @@ const X11KeyChord* launcherChord() {
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
   auto connection = X11Connection::open(displayName);
   if (!connection || !connection->offers(xcb_test_id)) return nullptr;
-  // A window manager's menu or a tool may grab the server for seconds: this connection is served all the same, so that
-  // whoever asks it something waits for an answer only, never for the grab's end.
+  // A window manager or a tool may grab the server for seconds: this connection is served all the same.
   xcb_test_grab_control(connection->get(), /*impervious=*/1);
   return connection;
 }
@@ -130,14 +132,17 @@ std::int64_t takeClicks(std::int64_t& pixels) {
 }  // namespace
 
 X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock,
-                               std::string displayName)
+                               std::string displayName, double patience)
     : queue_(std::move(queue)),
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
       devices_(connection_ ? std::make_shared<X11InputDevices>(connection_) : nullptr),
-      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, devices_) : nullptr),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_, devices_) : nullptr),
+      state_(connection_
+                 ? std::make_shared<X11InputState>(connection_, devices_->testPointer(), keyboard_->hasXkb(), patience)
+                 : nullptr),
+      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, state_) : nullptr) {
   if (!connection_ || !isOnlyCopy(*connection_)) return;
   devices_->releaseAll();
   keyboard_->endLoansOfKilledRun();
@@ -162,9 +167,12 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  const bool mayGoNow = isMovement(event) ? !waitsForPointer() : waiting_.empty();
-  if (mayGoNow) return carryOutNow(event);
-  addMouseEvent(event);
+  if (isMovement(event) && !waitsForPointer() && state_->isServerAnswering()) {
+    pointer_->moveTo(event.location);
+    xcb_flush(connection_->get());
+  } else if (!waiting_.empty() || !carryOutNow(event)) {
+    addMouseEvent(event);
+  }
 }
 
 void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
@@ -175,8 +183,7 @@ void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
                        .horizontal = takeClicks(horizontalRemainder_),
                        .modifiers = x11ModifiersOf(event.flags)};
   if (wheel.vertical == 0 && wheel.horizontal == 0) return;
-  if (!waitsForPointer()) return carryOutNow(wheel);
-  addWheel(wheel);
+  if (waitsForPointer() || !carryOutNow(wheel)) addWheel(wheel);
 }
 
 void X11EventSystem::postKeyEvent(const KeyEvent& event) {
@@ -206,7 +213,7 @@ std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   for (auto waiting = waiting_.rbegin(); waiting != waiting_.rend(); ++waiting) {
     if (const auto* const event = std::get_if<MouseEvent>(&waiting->input)) return event->location;
   }
-  return pointer_->location();
+  return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
 std::optional<std::uint32_t> X11EventSystem::activeDisplayCount() {
@@ -259,7 +266,7 @@ void X11EventSystem::pause(double seconds) {
 void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifiers) {
   if (waitingCharacters_ + characters.size() > mostWaitingCharacters) return;
   waitingCharacters_ += characters.size();
-  Text* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
   if (last && last->modifiers == modifiers) {
     last->characters += characters;
   } else {
@@ -269,7 +276,7 @@ void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifi
 
 /// Only the last of several movements counts.
 void X11EventSystem::addMouseEvent(const MouseEvent& event) {
-  auto* const last = std::get_if<MouseEvent>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<MouseEvent>(&waiting_.back().input);
   if (last && isMovement(*last) && last->type == event.type) {
     *last = event;
   } else {
@@ -278,7 +285,7 @@ void X11EventSystem::addMouseEvent(const MouseEvent& event) {
 }
 
 void X11EventSystem::addWheel(const Wheel& wheel) {
-  auto* const last = std::get_if<Wheel>(&waiting_.back().input);
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Wheel>(&waiting_.back().input);
   if (last && last->modifiers == wheel.modifiers) {
     last->vertical = std::clamp(last->vertical + wheel.vertical, -mostWheelClicks, mostWheelClicks);
     last->horizontal = std::clamp(last->horizontal + wheel.horizontal, -mostWheelClicks, mostWheelClicks);
@@ -310,9 +317,10 @@ void X11EventSystem::planTurn(double seconds) {
 }
 
 void X11EventSystem::takeTurn() {
+  if (!isAlive()) return discardWaitingEvents();
+  if (!beginStrokes()) return planTurn(answerInterval);
   dropTextInFrontOfOthers();
   double seconds = 0;
-  keyboard_->begin();
   for (int strokes = 0; strokes < strokesPerTurn && !waiting_.empty(); ++strokes) {
     auto& input = waiting_.front().input;
     seconds = std::visit([this](auto& each) { return carryOut(each); }, input);
@@ -320,8 +328,7 @@ void X11EventSystem::takeTurn() {
     const auto* const text = std::get_if<Text>(&input);
     if (!text || text->typed == text->characters.size()) waiting_.pop_front();
   }
-  keyboard_->end();
-  xcb_flush(connection_->get());
+  endStrokes();
   if (!waiting_.empty()) planTurn(seconds);
 }
 
@@ -374,9 +381,30 @@ double X11EventSystem::carryOut(const Wheel& wheel) {
   return 0;
 }
 
+/// False if the server doesn't answer.
 template <typename Input>
-void X11EventSystem::carryOutNow(const Input& input) {
+bool X11EventSystem::carryOutNow(const Input& input) {
+  if (!beginStrokes()) return false;
   carryOut(input);
+  endStrokes();
+  return true;
+}
+
+/// Finds out what the user holds and has locked, and does away with what he holds. False if the server doesn't answer.
+bool X11EventSystem::beginStrokes() {
+  if (!state_->update()) return false;
+  const auto& keyboard = state_->keyboard();
+  if (keyboard && keyboard->pressed != 0 && keyboard_->releaseHeldModifiers() && !state_->update()) {
+    keyboard_->restoreHeldModifiers();
+    return false;
+  }
+  keyboard_->begin(keyboard);
+  return true;
+}
+
+void X11EventSystem::endStrokes() {
+  keyboard_->end();
+  keyboard_->restoreHeldModifiers();
   xcb_flush(connection_->get());
 }
 

@@ -20,14 +20,17 @@ namespace tandemview {
 /// Input events through an X server's XTEST extension. A display's ID is its RandR output's; points are pixels.
 ///
 /// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. Modifiers that the
-/// user holds on the real keyboard stay in force, which X11 gives no means to change; Caps Lock is lifted. A character
-/// that no key types borrows the meaning of an unused key; when all of those are in recent use, it and what is posted
-/// after it wait until one is free. Movements and the wheel alone don't wait for characters.
+/// user holds on the real keyboard are let go of around clicks and keys, and Caps Lock is lifted; they stay in force
+/// for movements. A character that no key types borrows the meaning of an unused key; when all of those are in recent
+/// use, it and what is posted after it wait until one is free. Movements and the wheel alone don't wait for characters.
+/// Everything waits while the server doesn't answer.
 class X11EventSystem final : public EventSystem, public std::enable_shared_from_this<X11EventSystem> {
  public:
   /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY. What a
   /// killed run has left behind is put right: buttons and keys that are down, borrowed meanings.
-  X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {});
+  /// `patience`: for how many seconds a caller waits for a server that doesn't answer.
+  X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {},
+                 double patience = 0.02);
 
   /// Releases the buttons that are held and takes borrowed meanings back, even if the connection has broken meanwhile.
   ~X11EventSystem() override;
@@ -79,7 +82,9 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   double carryOut(const MouseEvent& event);
   double carryOut(const Wheel& wheel);
   template <typename Input>
-  void carryOutNow(const Input& input);
+  bool carryOutNow(const Input& input);
+  bool beginStrokes();
+  void endStrokes();
   void endLoansAfter(double seconds);
   bool isAlive() const { return connection_ && !connection_->isBroken(); }
 
@@ -87,9 +92,11 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   const std::shared_ptr<const MediaClock> clock_;
   const std::string displayName_;
   const std::shared_ptr<X11Connection> connection_;  // null without a server, or if it lacks XTEST
-  const std::shared_ptr<X11InputDevices> devices_;   // null without a connection, as the two below
-  const std::unique_ptr<X11Pointer> pointer_;
+  // Null without a connection.
+  const std::shared_ptr<X11InputDevices> devices_;
   const std::unique_ptr<X11Keyboard> keyboard_;
+  const std::shared_ptr<X11InputState> state_;
+  const std::unique_ptr<X11Pointer> pointer_;
   std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
   std::int64_t horizontalRemainder_ = 0;
   std::deque<Waiting> waiting_;  // while it isn't empty, a turn is planned

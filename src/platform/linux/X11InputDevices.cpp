@@ -1,8 +1,5 @@
 #include "platform/linux/X11InputDevices.h"
 
-#include <xcb/xinput.h>
-
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -15,14 +12,6 @@ namespace {
 /// What the names of XTEST's devices end in; those of the first pointer and keyboard come first.
 constexpr std::string_view testPointerName = " XTEST pointer";
 constexpr std::string_view testKeyboardName = " XTEST keyboard";
-
-/// As many as XTEST's pointer has.
-constexpr std::uint8_t mostButtons = 10;
-
-/// What a button becomes, by a map that begins with button 1.
-std::uint8_t mapped(std::span<const std::uint8_t> map, std::uint8_t button) {
-  return button == 0 || button > map.size() ? button : map[button - 1U];
-}
 
 /// The numbers of a device's keys or buttons that are down; `what` is XCB_INPUT_INPUT_CLASS_KEY or _BUTTON.
 std::vector<std::uint8_t> heldOn(const X11Connection& connection, std::uint8_t device, std::uint8_t what) {
@@ -45,9 +34,7 @@ std::vector<std::uint8_t> heldOn(const X11Connection& connection, std::uint8_t d
 }  // namespace
 
 X11InputDevices::X11InputDevices(std::shared_ptr<X11Connection> connection) : connection_(std::move(connection)) {
-  if (!connection_->offers(xcb_input_id)) return;
-  const auto devices = owned(xcb_input_xi_query_device_reply(
-      connection_->get(), xcb_input_xi_query_device(connection_->get(), XCB_INPUT_DEVICE_ALL), nullptr));
+  const auto devices = query();
   if (!devices) return;
   for (auto device = xcb_input_xi_query_device_infos_iterator(devices.get()); device.rem > 0;
        xcb_input_xi_device_info_next(&device)) {
@@ -59,6 +46,26 @@ X11InputDevices::X11InputDevices(std::shared_ptr<X11Connection> connection) : co
   }
 }
 
+std::vector<X11InputDevices::Key> X11InputDevices::heldKeys() const {
+  std::vector<Key> keys;
+  const auto devices = query();
+  if (!devices) return keys;
+  for (auto device = xcb_input_xi_query_device_infos_iterator(devices.get()); device.rem > 0;
+       xcb_input_xi_device_info_next(&device)) {
+    if (device.data->type != XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD) continue;
+    const auto id = static_cast<std::uint8_t>(device.data->deviceid);
+    for (const xcb_keycode_t code : heldOn(*connection_, id, XCB_INPUT_INPUT_CLASS_KEY))
+      keys.push_back({.device = id, .code = code});
+  }
+  return keys;
+}
+
+void X11InputDevices::turn(const Key& key, bool isDown) const {
+  const std::uint8_t firstEvent = xcb_get_extension_data(connection_->get(), &xcb_input_id)->first_event;
+  const int type = firstEvent + (isDown ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
+  postInput(*connection_, static_cast<std::uint8_t>(type), key.code, /*x=*/0, /*y=*/0, key.device);
+}
+
 void X11InputDevices::releaseAll() const {
   if (testPointer_ == 0 || testKeyboard_ == 0) return;
   for (const std::uint8_t button : heldOn(*connection_, testPointer_, XCB_INPUT_INPUT_CLASS_BUTTON))
@@ -67,24 +74,11 @@ void X11InputDevices::releaseAll() const {
     postInput(*connection_, XCB_KEY_RELEASE, key);
 }
 
-/// The server maps a button twice: as that of XTEST's device, then as that of the pointer which all devices move.
-std::optional<std::uint8_t> X11InputDevices::buttonFor(std::uint8_t button) const {
-  xcb_connection_t* const connection = connection_->get();
-  const auto pointerCookie = xcb_get_pointer_mapping(connection);
-  X11Reply<xcb_input_get_device_button_mapping_reply_t> device;
-  if (testPointer_ != 0) {
-    const auto deviceCookie = xcb_input_get_device_button_mapping(connection, testPointer_);
-    device = owned(xcb_input_get_device_button_mapping_reply(connection, deviceCookie, nullptr));
-  }
-  const auto pointer = owned(xcb_get_pointer_mapping_reply(connection, pointerCookie, nullptr));
-  if (!pointer) return std::nullopt;
-  const std::span<const std::uint8_t> pointerMap(xcb_get_pointer_mapping_map(pointer.get()), pointer->map_len);
-  std::span<const std::uint8_t> deviceMap;
-  if (device) deviceMap = {xcb_input_get_device_button_mapping_map(device.get()), device->map_size};
-  for (std::uint8_t candidate = 1; candidate <= mostButtons; ++candidate) {
-    if (mapped(pointerMap, mapped(deviceMap, candidate)) == button) return candidate;
-  }
-  return std::nullopt;
+/// Null if the server lacks the extension, or is gone.
+X11Reply<xcb_input_xi_query_device_reply_t> X11InputDevices::query() const {
+  if (!connection_->offers(xcb_input_id)) return nullptr;
+  const auto cookie = xcb_input_xi_query_device(connection_->get(), XCB_INPUT_DEVICE_ALL);
+  return owned(xcb_input_xi_query_device_reply(connection_->get(), cookie, nullptr));
 }
 
 }  // namespace tandemview

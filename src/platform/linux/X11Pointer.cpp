@@ -37,20 +37,19 @@ std::int16_t pixel(double coordinate) {
 }  // namespace
 
 std::optional<ScreenPoint> X11Pointer::location() const {
-  const auto place = owned(
-      xcb_query_pointer_reply(connection_->get(), xcb_query_pointer(connection_->get(), connection_->root()), nullptr));
-  if (!place || !place->same_screen) return std::nullopt;
-  if (pixel(location_.x) == place->root_x && pixel(location_.y) == place->root_y) return location_;
-  return ScreenPoint{static_cast<double>(place->root_x), static_cast<double>(place->root_y)};
+  const auto& place = state_->pointer();
+  if (!place) return std::nullopt;
+  if (lastPlace_ && pixel(lastPlace_->x) == place->x && pixel(lastPlace_->y) == place->y) return lastPlace_;
+  return ScreenPoint{static_cast<double>(place->x), static_cast<double>(place->y)};
 }
 
 void X11Pointer::moveTo(const ScreenPoint& location) {
-  location_ = location;
+  lastPlace_ = location;
   postInput(*connection_, XCB_MOTION_NOTIFY, /*detail=*/0, pixel(location.x), pixel(location.y));
 }
 
 void X11Pointer::press(MouseButton button) {
-  const auto number = devices_->buttonFor(numberOf(button));
+  const auto number = state_->buttonFor(numberOf(button));
   if (number && pressed_.emplace(button, *number).second) postInput(*connection_, XCB_BUTTON_PRESS, *number);
 }
 
@@ -71,7 +70,7 @@ void X11Pointer::releaseAll(const X11Connection& connection) {
 
 void X11Pointer::turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const {
   if (clicks == 0) return;
-  const auto number = devices_->buttonFor(clicks > 0 ? forwardButton : backButton);
+  const auto number = state_->buttonFor(clicks > 0 ? forwardButton : backButton);
   if (!number) return;
   for (std::int64_t click = std::abs(clicks); click > 0; --click) {
     postInput(*connection_, XCB_BUTTON_PRESS, *number);

@@ -7,18 +7,20 @@
 
 #include "input/EventSystem.h"
 #include "platform/linux/X11Connection.h"
-#include "platform/linux/X11InputDevices.h"
+#include "platform/linux/X11InputState.h"
 
 namespace tandemview {
 
 /// Moves the server's pointer and turns its buttons. What it posts is sent with the connection's next flush.
 class X11Pointer {
  public:
-  X11Pointer(std::shared_ptr<X11Connection> connection, std::shared_ptr<const X11InputDevices> devices)
-      : connection_(std::move(connection)), devices_(std::move(devices)) {}
+  X11Pointer(std::shared_ptr<X11Connection> connection, std::shared_ptr<X11InputState> state)
+      : connection_(std::move(connection)), state_(std::move(state)) {}
 
-  /// Where it is; absent if the server doesn't tell. Waits for the server's answer.
+  /// Where it is, as of the state's last answer; absent if the server didn't tell.
   std::optional<ScreenPoint> location() const;
+  /// Where it was put last; absent if it never was.
+  const std::optional<ScreenPoint>& lastPlace() const { return lastPlace_; }
 
   void moveTo(const ScreenPoint& location);
   void press(MouseButton button);
@@ -35,8 +37,8 @@ class X11Pointer {
   void turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const;
 
   const std::shared_ptr<X11Connection> connection_;
-  const std::shared_ptr<const X11InputDevices> devices_;
-  ScreenPoint location_;  // where it was put last, with the fraction of a pixel that the server doesn't know
+  const std::shared_ptr<X11InputState> state_;
+  std::optional<ScreenPoint> lastPlace_;         // with the fraction of a pixel, which the server doesn't know
   std::map<MouseButton, std::uint8_t> pressed_;  // and the buttons that were posted for them
 };
 
