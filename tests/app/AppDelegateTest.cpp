@@ -252,7 +252,7 @@ TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
   displays->modes = {{1398, 644, 9}};
   queue->advance(0.1);
   EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 6);
-  EXPECT_EQ(displays->calls.back(), "configureOrigin -98,0");
+  EXPECT_EQ(displays->calls.back(), "configureOrigin -1398,0");
   EXPECT_FALSE(isStreaming()) << "the arrangement settles first";
   queue->advance(0.31);
   EXPECT_TRUE(isStreaming());
@@ -359,6 +359,12 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   stream();
   queue->advance(1.5);
   EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
+  for (const double y : {800.0, 800.0}) {  // dragged there in the desktop's settings; told of twice
+    events->displays.front().bounds.y = y;
+    displays->move(RecordingDisplaySystem::virtualID, 1280, y);
+    queue->drain();
+  }
+  EXPECT_EQ(log.count("🖱️ TouchInjector: Using display 77 at (1280.0, 800.0, 644.0, 1398.0)"), 1);
   events->take();
   phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
@@ -368,6 +374,7 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   phone->daemon->detach(7);
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
+  EXPECT_EQ(events->take().back(), "discard what waits");
 }
 
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {

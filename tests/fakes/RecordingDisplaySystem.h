@@ -71,8 +71,21 @@ class RecordingDisplaySystem final : public DisplaySystem {
     }
     return configurationOutcome;
   }
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override {
+    arrangementQueue_ = queue;
+    arrangementChanged_ = std::move(changed);
+  }
   void pause(double seconds) override { calls.push_back("pause " + std::to_string(seconds).substr(0, 3)); }
 
+  /// Somebody else moves a screen.
+  void move(DisplayID id, double x, double y) {
+    for (Screen& screen : screens) {
+      if (screen.id != id) continue;
+      screen.bounds.x = x;
+      screen.bounds.y = y;
+    }
+    arrangementQueue_->async(arrangementChanged_);
+  }
   void resize(DisplayID id, double width, double height) {
     for (Screen& screen : screens) {
       if (screen.id != id) continue;
@@ -141,6 +154,9 @@ class RecordingDisplaySystem final : public DisplaySystem {
     }
     RecordingDisplaySystem& system_;
   };
+
+  std::shared_ptr<Queue> arrangementQueue_;
+  std::function<void()> arrangementChanged_;
 
   const Screen* find(DisplayID id) const {
     const auto found = std::ranges::find(screens, id, &Screen::id);

@@ -1,6 +1,7 @@
 #include "platform/linux/X11DisplaySystem.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -172,7 +173,7 @@ class OtherRun {
     EXPECT_EQ(::pipe(ready.data()), 0);
     process_ = ::fork();
     if (process_ == 0) {
-      RandrScreen screen(displayName);
+      RandrScreen screen(displayName, X11Connection::open(displayName));
       const auto shown = screen.show({.width = 644, .height = 1398, .refreshRate = 60}, std::nullopt);
       if (shown) [[maybe_unused]]
         const auto written = ::write(ready[1], "!", 1);
@@ -215,11 +216,50 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
   EXPECT_EQ(client_.arrangement(), before) << "the screen had grown, the output was not lit";
 }
 
+TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
+  const auto display = litDisplay(644, 1398);
+  const auto queue = std::make_shared<SerialQueue>("main");
+  RandrScreen other(server_.displayName(), X11Connection::open(server_.displayName()));
+  int changes = 0;
+  system_->onArrangementChange(queue, [&] {
+    ++changes;
+    if (system_->bounds(*display->displayID()).y == 200) queue->stop();
+  });
+  queue->after(10, [&queue] { queue->stop(); });
+  queue->async([&] { other.move(*display->displayID(), 1280, 200); });
+  queue->run();
+  EXPECT_GT(changes, 0);
+  EXPECT_EQ(system_->bounds(*display->displayID()).y, 200);
+  system_ = nullptr;  // before its queue
+}
+
+TEST_F(X11DisplaySystemTest, ACopyInAContainerLeavesItAlone) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root, for a PID namespace";
+  const auto display = litDisplay(644, 1398);
+  const std::string lit = client_.arrangement();
+  const pid_t outside = ::fork();
+  if (outside == 0) {
+    if (::unshare(CLONE_NEWPID) != 0) ::_exit(1);
+    const pid_t inside = ::fork();
+    if (inside == 0) {
+      { const X11DisplaySystem other(server_.displayName()); }
+      ::_exit(0);
+    }
+    int status = 1;
+    ::waitpid(inside, &status, 0);
+    ::_exit(status == 0 ? 0 : 1);
+  }
+  int status = 1;
+  ::waitpid(outside, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(client_.arrangement(), lit);
+}
+
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
   const auto display = litDisplay(644, 1398);
   const DisplayID id = display->displayID().value();
   const auto queue = std::make_shared<SerialQueue>("main");
-  system_->onConnectionLost(queue, [&queue] { queue->stop(); });
+  system_->watch(queue, [&queue] { queue->stop(); });
   queue->async([this] { server_.kill(); });
   queue->run();
   EXPECT_TRUE(system_->activeDisplays().empty());
@@ -257,10 +297,10 @@ TEST(ReducedBlanking, MakesModesOfExactlyTheSizeAtSixtyHertz) {
 }
 
 TEST(ModeName, TellsItsOwner) {
-  EXPECT_EQ(modeOwner(newModeName(644, 1398)), ::getpid());
-  EXPECT_NE(newModeName(644, 1398), newModeName(644, 1398));
-  for (const char* const foreign : {"1280x800", "tandemview-", "tandemview-x", "tandemview-12", "tandemview--3-1x1-1",
-                                    "tandemview-99999999999999-1x1-1", ""}) {
+  EXPECT_EQ(modeOwner(newModeName("0a1b", 644, 1398)), "0a1b");
+  EXPECT_NE(newModeName("0a1b", 644, 1398), newModeName("0a1b", 644, 1398));
+  for (const char* const foreign :
+       {"1280x800", "tandemview-", "tandemview-x", "tandemview-12", "tandemview--3-1x1-1", "tandemview-1g-1x1-1", ""}) {
     EXPECT_EQ(modeOwner(foreign), std::nullopt) << foreign;
   }
 }

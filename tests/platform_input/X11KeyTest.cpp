@@ -9,10 +9,6 @@ namespace tandemview {
 namespace {
 
 struct X11KeyTest : X11InputFixture {
-  void setLayout(const std::string& layout) const {
-    ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-layout", layout})) << "package x11-xkb-utils";
-  }
-
   std::unique_ptr<ClientProcess> startGtk() {
     auto gtk =
         std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
@@ -109,7 +105,7 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
                   },
                   super});
 
-  const auto xev = startXev("keyboard");
+  const auto xev = startXev({"keyboard"});
   for (const Row& row : rows) {
     const std::size_t before = xevEvents(xev->output()).size();
     row.action();
@@ -139,7 +135,7 @@ TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
                       {"ru,us", "c", "Cyrillic_es"}};
   for (const Row& row : rows) {
     setLayout(row.layout);
-    const auto xev = startXev("keyboard");
+    const auto xev = startXev({"keyboard"});
     pressKey(row.key, R"("option")");
     const std::string expected = fmt::format("press {} state 8", row.symbol);
     EXPECT_TRUE(waitUntil([&] { return std::ranges::count(xevEvents(xev->output()), expected) == 1; }))
@@ -160,7 +156,7 @@ TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
       SCOPED_TRACE(hasCapsLock);
       const auto gtk = startGtk();
       if (hasCapsLock) pressCapsLock();
-      keys.typeText(text);
+      type(text);
       EXPECT_EQ(fieldText(*gtk, text), text);
       EXPECT_EQ(pointer()->mask & XCB_MOD_MASK_LOCK, hasCapsLock ? XCB_MOD_MASK_LOCK : 0);
       if (hasCapsLock) pressCapsLock();
@@ -181,7 +177,7 @@ TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
                                  {"xterm", "-u8", "-geometry", "60x10+1380+600", "-e", "sh", "-c", "cat > " + path});
     touch("direct", "move", 0.3, 0.47);
     ASSERT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "package xterm";
-    keys.typeText(std::string(text) + "\r\n");
+    type(std::string(text) + "\r\n");
     std::string line;
     waitUntil([&] { return std::getline(std::ifstream(path), line) && line == text; });
     EXPECT_EQ(line, text);
@@ -189,14 +185,7 @@ TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
 }
 
 TEST_F(X11KeyTest, MoreCharactersThanThereAreUnusedKeysArriveInOrder) {
-  std::string expected;
-  for (int line = 0; line < 2; ++line) {
-    for (char32_t character = U'\u4e00'; character < U'\u4e00' + 200; ++character) {
-      expected +=
-          fmt::format("{}{}{}", static_cast<char>(0xE0 | character >> 12),
-                      static_cast<char>(0x80 | (character >> 6 & 0x3F)), static_cast<char>(0x80 | (character & 0x3F)));
-    }
-  }
+  const std::string expected = chineseCharacters(200) + chineseCharacters(200);
   const auto gtk = startGtk();
   const auto queue = SerialQueue::withThread("typing");
   auto typing = std::make_shared<X11EventSystem>(queue, std::make_shared<SystemMediaClock>(), server.displayName());

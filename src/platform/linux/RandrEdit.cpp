@@ -26,10 +26,10 @@ ScreenSize withDensityOf(const ScreenSize& reference, ScreenSize size) {
 
 }  // namespace
 
-std::unique_ptr<RandrEdit> RandrEdit::begin(const std::string& displayName) {
+std::unique_ptr<RandrEdit> RandrEdit::begin(const std::string& displayName, std::string owner) {
   auto connection = X11Connection::open(displayName);
   if (!connection) return nullptr;
-  auto edit = std::unique_ptr<RandrEdit>(new RandrEdit(connection));
+  auto edit = std::unique_ptr<RandrEdit>(new RandrEdit(connection, std::move(owner)));
   xcb_connection_t* const server = connection->get();
   xcb_grab_server(server);
   auto layout = RandrLayout::read(*connection);
@@ -55,33 +55,39 @@ RandrEdit::~RandrEdit() {
   xcb_flush(connection_->get());
 }
 
-bool RandrEdit::configure(const RandrLayout::Crtc& wanted, const ScreenSize& least) {
-  const auto crtc = std::ranges::find(layout_.crtcs, wanted.id, &RandrLayout::Crtc::id);
-  if (crtc == layout_.crtcs.end()) return false;
-  const RandrLayout::Crtc before = *crtc;
+bool RandrEdit::configure(const std::vector<RandrLayout::Crtc>& wanted, const ScreenSize& least) {
+  const std::vector<RandrLayout::Crtc> before = layout_.crtcs;
   const ScreenSize sizeBefore = screenSize_;
-  *crtc = wanted;
+  for (const RandrLayout::Crtc& each : wanted) {
+    const auto crtc = std::ranges::find(layout_.crtcs, each.id, &RandrLayout::Crtc::id);
+    if (crtc != layout_.crtcs.end()) *crtc = each;
+  }
   const ScreenSize size = sizeFor(least);
   // A CRTC must lie within the screen before, during and after the change.
   const ScreenSize sizeBetween = withDensityOf(sizeBefore, {.width = std::max(size.width, sizeBefore.width),
                                                             .height = std::max(size.height, sizeBefore.height)});
-  if (setScreenSize(sizeBetween) && setCrtc(wanted) && setScreenSize(size)) return true;
-  *crtc = before;
-  setCrtc(before);
+  const auto isSet = [this](const RandrLayout::Crtc& each) { return setCrtc(each); };
+  if (setScreenSize(sizeBetween) && std::ranges::all_of(wanted, isSet) && setScreenSize(size)) return true;
+  layout_.crtcs = before;
+  for (const RandrLayout::Crtc& each : wanted) {
+    if (const RandrLayout::Crtc* const crtc = layout_.crtc(each.id)) setCrtc(*crtc);
+  }
   setScreenSize(sizeBefore);
   return false;
 }
 
-std::optional<xcb_randr_mode_t> RandrEdit::configureWithNewMode(RandrLayout::Crtc wanted, xcb_randr_output_t output,
+std::optional<xcb_randr_mode_t> RandrEdit::configureWithNewMode(std::vector<RandrLayout::Crtc> wanted,
+                                                                xcb_randr_output_t output,
                                                                 const VirtualDisplayMode& mode,
                                                                 const ScreenSize& least) {
   const auto id = addMode(output, mode);
   if (!id) return std::nullopt;
-  wanted.mode = *id;
-  wanted.width = static_cast<std::uint16_t>(mode.width);
-  wanted.height = static_cast<std::uint16_t>(mode.height);
-  wanted.rotation = XCB_RANDR_ROTATION_ROTATE_0;
-  wanted.outputs = {output};
+  RandrLayout::Crtc& own = wanted.front();
+  own.mode = *id;
+  own.width = static_cast<std::uint16_t>(mode.width);
+  own.height = static_cast<std::uint16_t>(mode.height);
+  own.rotation = XCB_RANDR_ROTATION_ROTATE_0;
+  own.outputs = {output};
   if (configure(wanted, least)) return id;
   removeMode(output, *id);
   return std::nullopt;
@@ -90,7 +96,7 @@ std::optional<xcb_randr_mode_t> RandrEdit::configureWithNewMode(RandrLayout::Crt
 std::optional<xcb_randr_mode_t> RandrEdit::addMode(xcb_randr_output_t output, const VirtualDisplayMode& mode) {
   auto timing = reducedBlankingTiming(mode);
   if (!timing) return std::nullopt;
-  const std::string name = newModeName(mode.width, mode.height);
+  const std::string name = newModeName(owner_, mode.width, mode.height);
   timing->name_len = static_cast<std::uint16_t>(name.size());
   xcb_connection_t* const server = connection_->get();
   const auto created = owned(xcb_randr_create_mode_reply(

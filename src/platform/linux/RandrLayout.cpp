@@ -1,7 +1,5 @@
 #include "platform/linux/RandrLayout.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <string_view>
 
@@ -179,10 +177,10 @@ const RandrLayout::Crtc* RandrLayout::freeCrtc(const Output& output) const {
   return nullptr;
 }
 
-bool RandrLayout::showsOwnMode() const {
-  return std::ranges::any_of(crtcs, [this](const Crtc& each) {
+bool RandrLayout::showsModeOf(std::string_view owner) const {
+  return std::ranges::any_of(crtcs, [&](const Crtc& each) {
     const Mode* const shown = mode(each.mode);
-    return shown && modeOwner(shown->name) == ::getpid();
+    return shown && modeOwner(shown->name) == owner;
   });
 }
 

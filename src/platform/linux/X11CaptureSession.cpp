@@ -118,7 +118,9 @@ std::optional<Error> X11CaptureSession::open() {
   if (configuration_.showsCursor) cursor_.emplace(connection_);
   if (const auto error = makeBuffers()) return error;
   undelivered_.add({.x = 0, .y = 0, .width = display_.width, .height = display_.height});
-  watch_ = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  auto watch = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return watch.error();
+  watch_ = std::move(*watch);
   return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/linux/X11EventInput.h"
 #include "platform/linux/X11KeyXkb.h"
@@ -38,39 +39,50 @@ X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection)
                         nullptr);
 }
 
+void X11Keyboard::begin() {
+  if (!hasXkb_) return;
+  readEvents();
+  state_ = readState();
+}
+
+void X11Keyboard::end() {
+  if (hasLiftedCapsLock_) setCapsLock(true);
+  hasLiftedCapsLock_ = false;
+  state_.reset();
+}
+
 void X11Keyboard::press(const X11KeyChord& chord) {
-  if (!update()) return;
-  const auto state = readState();
-  if (!state) return;
+  if (!update() || !state_) return;
   xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstKeyCode);
   if (chord.symbol != XKB_KEY_NoSymbol) {
     const xcb_keycode_t keyOfFirstGroup = layout_->keyOf(chord.symbol).value_or(key);
-    key = layout_->keyOf(chord.symbol, state->group).value_or(keyOfFirstGroup);
+    key = layout_->keyOf(chord.symbol, state_->group).value_or(keyOfFirstGroup);
   }
-  stroke(key, chord.modifiers, *state);
+  stroke(key, chord.modifiers);
 }
 
 double X11Keyboard::type(char32_t character, X11Modifiers modifiers, double now) {
-  if (!update()) return 0;
-  const auto state = readState();
-  if (!state) return 0;
-  if (const auto known = layout_->strokeFor(character, state->group, state->held)) {
-    stroke(known->key, known->modifiers | modifiers, *state);
+  if (!update() || !state_) return 0;
+  if (const auto known = layout_->strokeFor(character, state_->group, state_->held)) {
+    stroke(known->key, known->modifiers | modifiers);
     return 0;
   }
   const xkb_keysym_t symbol = character < U' ' ? xkb_keysym_t{XKB_KEY_NoSymbol} : xkb_utf32_to_keysym(character);
   if (symbol == XKB_KEY_NoSymbol) return 0;
   const X11KeyLoans::Loan loan = loans_.lend(symbol, now);
-  if (loan.key != 0) stroke(loan.key, modifiers, *state);
+  if (loan.key != 0) stroke(loan.key, modifiers);
   return loan.secondsToWait;
+}
+
+void X11Keyboard::readEvents() {
+  while (const auto event = owned(xcb_poll_for_event(connection_->get()))) {
+    if (concernsLayout(*event)) isStale_ = true;
+  }
 }
 
 /// Whether there is a layout, as it is now.
 bool X11Keyboard::update() {
   if (!hasXkb_) return false;
-  while (const auto event = owned(xcb_poll_for_event(connection_->get()))) {
-    if (concernsLayout(*event)) isStale_ = true;
-  }
   if (!isStale_) return !connection_->isBroken();
   layout_ = X11KeyLayout::read(*connection_);
   if (!layout_) return false;
@@ -99,14 +111,13 @@ std::optional<X11Keyboard::State> X11Keyboard::readState() const {
 }
 
 /// `key`: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.
-void X11Keyboard::stroke(xcb_keycode_t key, X11Modifiers modifiers, const State& state) {
+void X11Keyboard::stroke(xcb_keycode_t key, X11Modifiers modifiers) {
   auto keys = layout_->keysOf(modifiers);
   if (!keys) return;
   if (key != 0) keys->push_back(key);
-  if (state.hasCapsLock) setCapsLock(false);
+  if (state_->hasCapsLock && !std::exchange(hasLiftedCapsLock_, true)) setCapsLock(false);
   pressKeys(*keys);
   releaseKeys(*keys);
-  if (state.hasCapsLock) setCapsLock(true);
 }
 
 void X11Keyboard::setCapsLock(bool isOn) const {

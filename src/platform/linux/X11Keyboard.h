@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/linux/X11Connection.h"
@@ -18,6 +19,10 @@ namespace tandemview {
 class X11Keyboard {
  public:
   explicit X11Keyboard(std::shared_ptr<X11Connection> connection);
+
+  /// Around the presses of one turn: begin() asks the server what is held and locked, which they go by.
+  void begin();
+  void end();
 
   void press(const X11KeyChord& chord);
 
@@ -40,6 +45,9 @@ class X11Keyboard {
   /// Whether keys have a meaning that is only lent to them.
   bool hasLoans() const { return !loans_.lentKeys().empty(); }
 
+  /// Takes back what a run lent that was killed.
+  void endLoansOfKilledRun() const { loans_.endLoansOfKilledRun(); }
+
   /// Takes lent meanings back, through `connection`.
   void endLoans(const X11Connection& connection) { loans_.giveBack(connection); }
 
@@ -52,8 +60,9 @@ class X11Keyboard {
 
   bool update();
   bool concernsLayout(const xcb_generic_event_t& event) const;
+  void readEvents();
   std::optional<State> readState() const;
-  void stroke(xcb_keycode_t key, X11Modifiers modifiers, const State& state);
+  void stroke(xcb_keycode_t key, X11Modifiers modifiers);
   void setCapsLock(bool isOn) const;
   void pressKeys(const std::vector<xcb_keycode_t>& keys) const;
   void releaseKeys(const std::vector<xcb_keycode_t>& keys) const;
@@ -63,6 +72,8 @@ class X11Keyboard {
   std::uint8_t firstEvent_ = 0;
   bool isStale_ = true;
   std::unique_ptr<X11KeyLayout> layout_;
+  std::optional<State> state_;  // between begin() and end(), if the server has told
+  bool hasLiftedCapsLock_ = false;
   X11KeyLoans loans_;
 };
 
