@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <random>
@@ -27,6 +28,7 @@
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
 #include "platform/linux/X11Permissions.h"
+#include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
@@ -60,6 +62,17 @@ int main(int argc, char** argv) {
   if (!succession.waitForPredecessor(longestFarewellSeconds)) {
     Log::print("⚠️ The copy that this one replaces (process {}) has not ended in {} seconds",
                succession.predecessor, longestFarewellSeconds);
+  }
+
+  const X11Session session = X11Session::find();
+  const PlatformTexts texts = linuxTexts(session);
+  if (!session.hasServer) {
+    PrintedAlerts().show({.style = AlertStyle::Warning,
+                          .message = texts.unsupportedMessage,
+                          .informativeText = texts.unsupportedExplanation,
+                          .buttons = {"OK"}},
+                         [](int) {});
+    return EXIT_FAILURE;
   }
 
   const auto mainQueue = std::make_shared<SerialQueue>("main");
@@ -118,7 +131,7 @@ int main(int argc, char** argv) {
       .randomBits = std::ref(randomDevice),
       .notificationCenter = notificationCenter,
       .program = program,
-      .texts = linuxTexts(),
+      .texts = texts,
       .application = application,
       .alerts = alerts,
       .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(executable)),
