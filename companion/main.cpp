@@ -5,6 +5,7 @@
 #include "companion/Companion.h"
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
+#include "runtime/StandardDescriptors.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ void declareOptions(CLI::App& app, CommandLine& line) {
 /// False, with a line printed: the script is no good.
 bool loadScript(CommandLine& line) {
   if (line.scriptPath.empty()) return true;
-  auto script = parseScript(contentsOfFile(line.scriptPath).value_or(""));
+  auto script = parseScript(contentsOfRegularFile(line.scriptPath).value_or(""));
   if (!script) {
     Log::print("companion: {}, {}", line.scriptPath, script.error());
     return false;
@@ -115,6 +116,7 @@ int run(CommandLine line) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  openStandardDescriptors();
   CLI::App app("Plays the phone for Tandemview: receives its frames, checks and measures them.",
                "tandemview-companion");
   CommandLine line;

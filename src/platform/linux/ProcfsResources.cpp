@@ -38,7 +38,7 @@ int ProcfsResources::processorUsage() {
 
 std::uint64_t ProcfsResources::memoryFootprint() {
   std::uint64_t kilobytes = 0;
-  std::istringstream status(contentsOfFile("/proc/self/status").value_or(""));
+  std::istringstream status(contentsOfRegularFile("/proc/self/status").value_or(""));
   for (std::string line; std::getline(status, line);) {
     std::istringstream words(line);
     std::string name;
