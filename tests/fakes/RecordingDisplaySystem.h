@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <string>
@@ -71,6 +72,7 @@ class RecordingDisplaySystem final : public DisplaySystem {
     }
     return configurationOutcome;
   }
+  double leftEdge() const override { return leftmost; }
   void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override {
     arrangementQueue_ = queue;
     arrangementChanged_ = std::move(changed);
@@ -107,6 +109,7 @@ class RecordingDisplaySystem final : public DisplaySystem {
   bool assignsID = true;
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
+  double leftmost = -std::numeric_limits<double>::infinity();
   DisplayRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
   ApplyOutcome applyOutcome = ApplyOutcome::Applied;

@@ -104,11 +104,12 @@ AvahiWatch* newWatch(const AvahiPoll* poll, int descriptor, AvahiWatchEvent even
   watch->callback = callback;
   watch->userData = userData;
   watch->copy = Descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
-  if (!watch->copy) {
+  auto queueWatch = static_cast<Queue*>(poll->userdata)->watch(watch->copy.get());
+  if (!queueWatch) {
     watch->self = nullptr;
     return nullptr;
   }
-  watch->queueWatch = static_cast<Queue*>(poll->userdata)->watch(watch->copy.get());
+  watch->queueWatch = std::move(*queueWatch);
   watch->wait();
   return watch.get();
 }

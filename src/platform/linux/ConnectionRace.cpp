@@ -69,9 +69,11 @@ void ConnectionRace::tryNext() {
   }
   Result<Descriptor> socket = beginConnecting(takeNextAddress());
   if (!socket) return attemptHasFailed(socket.error());
+  auto watch = queue_->watch(socket->get());
+  if (!watch) return attemptHasFailed(watch.error());
   const auto attempt = std::make_shared<Attempt>();
   attempt->socket = std::move(*socket);
-  attempt->watch = queue_->watch(attempt->socket.get());
+  attempt->watch = std::move(*watch);
   attempts_.push_back(attempt);
   attempt->watch->whenWritable([weak = weak_from_this(), weakAttempt = std::weak_ptr(attempt)] {
     const auto race = weak.lock();
@@ -91,7 +93,7 @@ SocketAddress ConnectionRace::takeNextAddress() {
 }
 
 Result<Descriptor> ConnectionRace::beginConnecting(const SocketAddress& address) const {
-  Descriptor socket(::socket(address.family(), SOCK_STREAM, IPPROTO_TCP));
+  Descriptor socket = newSocket(address.family(), SOCK_STREAM, IPPROTO_TCP);
   if (!socket || !makeNonBlocking(socket.get())) return tl::unexpected(posixError(errno));
   const auto* ipv4 = std::get_if<sockaddr_in>(&address.address);
   // An IPv4 address has no place for its link. A system that refuses this finds its way by the routes.

@@ -2,16 +2,17 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/ReducedBlanking.h"
 #include "platform/linux/X11VirtualDisplay.h"
 
 namespace tandemview {
 
-X11DisplaySystem::X11DisplaySystem(const std::string& displayName)
-    : screen_(std::make_shared<RandrScreen>(displayName)),
-      connection_(X11Connection::open(displayName)),
-      events_(X11Connection::open(displayName)) {
+X11DisplaySystem::X11DisplaySystem(const std::string& displayName, std::shared_ptr<UserDefaults> settings)
+    : connection_(X11Connection::open(displayName)),
+      notices_(X11Connection::open(displayName)),
+      screen_(std::make_shared<RandrScreen>(displayName, notices_, std::move(settings))) {
   screen_->removeLeftovers();
 }
 
@@ -19,42 +20,55 @@ X11DisplaySystem::~X11DisplaySystem() {
   screen_->close();
 }
 
-void X11DisplaySystem::onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler) {
-  if (!events_) return queue->async(std::move(handler));
-  connectionLost_ = std::move(handler);
-  watchEvents(queue);
+void X11DisplaySystem::watch(const std::shared_ptr<Queue>& queue, Work onConnectionLost) {
+  if (!connection_ || !notices_) return queue->async(std::move(onConnectionLost));
+  connectionLost_ = std::move(onConnectionLost);
+  watchNotices(queue);
+  auto watch = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return;  // its end then shows in the next thing that is asked of it
+  connectionWatch_ = std::move(*watch);
+  waitForEnd();
 }
 
 void X11DisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, Work changed) {
-  if (!events_ || !events_->offers(xcb_randr_id)) return;
   arrangementChanged_ = std::move(changed);
-  xcb_randr_select_input(
-      events_->get(), events_->root(),
-      XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-  xcb_flush(events_->get());
-  watchEvents(queue);
+  if (notices_) watchNotices(queue);
 }
 
-void X11DisplaySystem::watchEvents(const std::shared_ptr<Queue>& queue) {
-  if (watch_) return;
-  watch_ = queue->watch(xcb_get_file_descriptor(events_->get()));
-  waitForEvents();
+void X11DisplaySystem::watchNotices(const std::shared_ptr<Queue>& queue) {
+  if (noticesWatch_) return;
+  auto watch = queue->watch(xcb_get_file_descriptor(notices_->get()));
+  if (!watch) return;
+  noticesWatch_ = std::move(*watch);
+  waitForNotices();
 }
 
-/// Changes of the arrangement are all that has been selected. Reading them also shows whether the server still speaks
-/// to us.
-void X11DisplaySystem::waitForEvents() {
-  watch_->whenReadable([this] {
-    bool hasChanged = false;
-    while (owned(xcb_poll_for_event(events_->get()))) hasChanged = true;
-    if (events_->isBroken()) {
-      watch_ = nullptr;
-      if (connectionLost_) connectionLost_();
-      return;
+/// Reading what the server tells unasked also shows whether it still speaks to us.
+void X11DisplaySystem::waitForEnd() {
+  connectionWatch_->whenReadable([this] {
+    while (owned(xcb_poll_for_event(connection_->get()))) {
     }
-    waitForEvents();
+    if (connection_->isBroken()) return lose();
+    waitForEnd();
+  });
+}
+
+void X11DisplaySystem::waitForNotices() {
+  noticesWatch_->whenReadable([this] {
+    bool hasChanged = false;
+    // The replies to a look at the arrangement may bring further notices.
+    while (owned(xcb_poll_for_event(notices_->get()))) {
+      screen_->arrangementChanged();
+      hasChanged = true;
+    }
+    if (notices_->isBroken()) return lose();
+    waitForNotices();
     if (hasChanged && arrangementChanged_) arrangementChanged_();
   });
+}
+
+void X11DisplaySystem::lose() {
+  if (const Work handler = std::exchange(connectionLost_, nullptr)) handler();
 }
 
 VirtualDisplayCreation X11DisplaySystem::makeVirtualDisplay(const VirtualDisplayDescriptor&) {
@@ -135,7 +149,7 @@ void X11DisplaySystem::pause(double seconds) {
 
 bool X11DisplaySystem::hasVirtualDisplays() const {
   const RandrLayout current = layout();
-  return current.showsOwnMode() || !current.spareOutputs().empty();
+  return screen_->showsDisplay(current) || !current.spareOutputs().empty();
 }
 
 /// Read anew for every question: other programs rearrange the screen too.

@@ -28,6 +28,7 @@ class MacDisplaySystem final : public DisplaySystem {
   ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
 
+  double leftEdge() const override;
   void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
   void pause(double seconds) override;
 

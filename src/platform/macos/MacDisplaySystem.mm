@@ -2,6 +2,8 @@
 
 #import <CoreGraphics/CoreGraphics.h>
 
+#include <limits>
+
 #import "platform/macos/ActiveDisplays.h"
 #import "platform/macos/CoreReference.h"
 #import "platform/macos/MacVirtualDisplay.h"
@@ -124,6 +126,10 @@ ConfigurationOutcome MacDisplaySystem::configureMode(DisplayID display, const Di
 
 ConfigurationOutcome MacDisplaySystem::configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) {
   return configure([&](CGDisplayConfigRef configuration) { CGConfigureDisplayOrigin(configuration, display, x, y); });
+}
+
+double MacDisplaySystem::leftEdge() const {
+  return -std::numeric_limits<double>::infinity();
 }
 
 void MacDisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) {
