@@ -127,13 +127,16 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
   rows.push_back({[this] { gesture("gesture", "lookup"); }, {}});
   rows.push_back({[this] { gesture("gesture", "showdesktop"); },
                   {"press Super_L", "press d state 40", "release d state 40", "release Super_L state 40"}});
-  rows.push_back({[this] {
-                    ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
-                    gesture("gesture", "launchpad");
-                    ::unsetenv("XDG_CURRENT_DESKTOP");
-                    gesture("gesture", "launchpad");
-                  },
-                  super});
+  rows.push_back(
+      {[this] {
+         ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
+         gesture("gesture", "launchpad");
+         gesture("swipe", "right");
+         ::unsetenv("XDG_CURRENT_DESKTOP");
+         gesture("gesture", "launchpad");
+       },
+       {"press Super_L", "release Super_L state 40", "press Control_L", "press Super_L state 4", "press Left state 44",
+        "release Left state 44", "release Super_L state 44", "release Control_L state 4"}});
 
   const auto xev = startXev({"keyboard"});
   for (const Row& row : rows) {

@@ -1,12 +1,8 @@
 #include "platform/linux/X11EventSystem.h"
 
-#include <linux/input-event-codes.h>
-#include <xkbcommon/xkbcommon-keysyms.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -22,24 +18,11 @@ namespace {
 /// About how far GTK, Qt and the browsers scroll for a click of the wheel, so that the content stays with the finger.
 constexpr std::int64_t pixelsPerWheelClick = 50;
 
-/// Of one event: further than any page is high.
-constexpr std::int64_t mostWheelClicks = 200;
-
 /// Of a turn: what they take, a few milliseconds, keeps everything else of the queue waiting.
 constexpr int strokesPerTurn = 64;
 
 /// How often it is looked whether the server has answered at last.
 constexpr double answerInterval = 0.01;  // seconds
-
-/// Of characters, as many as the longest message of a phone has. Further ones are dropped.
-constexpr std::size_t mostWaitingCharacters = 1'000'000;
-
-/// Of everything else. No hand is that fast: everything that waits is dropped.
-constexpr std::size_t mostWaitingEvents = 1000;
-
-/// For how long a click or a shortcut waits for characters before it. Then they are dropped: typing them after it might
-/// type them somewhere else, and a screen that doesn't react for longer would seem to be dead.
-constexpr double longestWait = 5;  // seconds
 
 /// For how long nothing may have been typed before the borrowed meanings are taken back.
 constexpr double typingPause = 5;  // seconds
@@ -48,37 +31,6 @@ constexpr double typingPause = 5;  // seconds
 constexpr std::u16string_view lineBreak = u"\r\n";
 
 constexpr std::string_view launcherPath = "/System/Applications/Apps.app";
-
-struct Launcher {
-  std::string_view desktop;  // as in XDG_CURRENT_DESKTOP
-  X11KeyChord chord;
-};
-
-/// Each desktop's default shortcut.
-constexpr Launcher launchers[] = {
-    {"GNOME", {X11Modifier::super, KEY_A, XKB_KEY_a}},
-    {"Unity", {X11Modifier::super, KEY_A, XKB_KEY_a}},
-    {"KDE", {X11Modifier::super}},
-    {"X-Cinnamon", {X11Modifier::super}},
-    {"Budgie", {X11Modifier::super}},
-    {"Pantheon", {X11Modifier::super}},
-    {"XFCE", {X11Modifier::alt, KEY_F1}},
-    {"MATE", {X11Modifier::alt, KEY_F1}},
-    {"LXQt", {X11Modifier::alt, KEY_F1}},
-};
-
-/// Of the first known name in a list such as "ubuntu:GNOME".
-const X11KeyChord* launcherChord() {
-  const char* const variable = std::getenv("XDG_CURRENT_DESKTOP");
-  std::string_view names = variable ? variable : "";
-  while (!names.empty()) {
-    const std::string_view name = names.substr(0, names.find(':'));
-    names.remove_prefix(std::min(name.size() + 1, names.size()));
-    const auto* const launcher = std::ranges::find(launchers, name, &Launcher::desktop);
-    if (launcher != std::end(launchers)) return &launcher->chord;
-  }
-  return nullptr;
-}
 
 /// Null without a server, or if it lacks XTEST.
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
@@ -114,19 +66,11 @@ std::u32string scalars(std::u16string_view units) {
   return result;
 }
 
-bool isMovement(const MouseEvent& event) {
-  return event.type == MouseEventType::Moved || event.type == MouseEventType::LeftDragged;
-}
-
-bool isPress(const MouseEvent& event) {
-  return event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown;
-}
-
 /// Takes whole clicks off the pixels; what is left keeps its sign.
 std::int64_t takeClicks(std::int64_t& pixels) {
   const std::int64_t clicks = pixels / pixelsPerWheelClick;
   pixels -= clicks * pixelsPerWheelClick;
-  return std::clamp(clicks, -mostWheelClicks, mostWheelClicks);
+  return std::clamp(clicks, -X11Wheel::mostClicks, X11Wheel::mostClicks);
 }
 
 }  // namespace
@@ -167,11 +111,11 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  if (isMovement(event) && !waitsForPointer() && state_->isServerAnswering()) {
+  if (isMovement(event) && !waiting_.holdsPointerInput() && state_->isServerAnswering()) {
     pointer_->moveTo(event.location);
     xcb_flush(connection_->get());
-  } else if (!waiting_.empty() || !carryOutNow(event)) {
-    addMouseEvent(event);
+  } else if (!waiting_.isEmpty() || !carryOutNow(event)) {
+    add(event);
   }
 }
 
@@ -179,40 +123,35 @@ void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
   if (!isAlive()) return;
   verticalRemainder_ += event.vertical;
   horizontalRemainder_ += event.horizontal;
-  const Wheel wheel = {.vertical = takeClicks(verticalRemainder_),
-                       .horizontal = takeClicks(horizontalRemainder_),
-                       .modifiers = x11ModifiersOf(event.flags)};
+  const X11Wheel wheel = {.vertical = takeClicks(verticalRemainder_),
+                          .horizontal = takeClicks(horizontalRemainder_),
+                          .modifiers = x11ModifiersOf(event.flags)};
   if (wheel.vertical == 0 && wheel.horizontal == 0) return;
-  if (waitsForPointer() || !carryOutNow(wheel)) addWheel(wheel);
+  if (waiting_.holdsPointerInput() || !carryOutNow(wheel)) add(wheel);
 }
 
 void X11EventSystem::postKeyEvent(const KeyEvent& event) {
   if (!event.isDown || !isAlive()) return;
   const EventFlags flags = event.flags.value_or(EventFlag::none);
   if (event.text.empty()) {
-    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) add({.input = *chord});
+    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) add(*chord);
     return;
   }
-  std::u32string characters = event.text == lineBreak ? U"\r" : scalars(event.text);
-  std::ranges::replace(characters, U'\n', U'\r');
-  addText(characters, x11ModifiersOf(flags));
+  X11Text text = {.characters = event.text == lineBreak ? U"\r" : scalars(event.text),
+                  .modifiers = x11ModifiersOf(flags)};
+  std::ranges::replace(text.characters, U'\n', U'\r');
+  add(std::move(text));
 }
 
 void X11EventSystem::discardWaitingEvents() {
-  for (const Waiting& waiting : std::exchange(waiting_, {})) {
-    const auto* const event = std::get_if<MouseEvent>(&waiting.input);
-    if (event && !isMovement(*event) && !isPress(*event)) pointer_->release(event->button);
-  }
-  waitingCharacters_ = 0;
+  for (const MouseButton button : waiting_.clear()) pointer_->release(button);
   ++plannedTurn_;
   if (isAlive()) xcb_flush(connection_->get());
 }
 
 std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   if (!isAlive()) return std::nullopt;
-  for (auto waiting = waiting_.rbegin(); waiting != waiting_.rend(); ++waiting) {
-    if (const auto* const event = std::get_if<MouseEvent>(&waiting->input)) return event->location;
-  }
+  if (const auto place = waiting_.pointerPlace()) return place;
   return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
@@ -248,14 +187,14 @@ PixelSize X11EventSystem::displayPixelSize(std::uint32_t displayID) {
 }
 
 bool X11EventSystem::applicationExists(const std::string& path) {
-  return path == launcherPath && launcherChord();
+  return path == launcherPath && x11LauncherChord();
 }
 
 void X11EventSystem::openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) {
-  const X11KeyChord* const chord = path == launcherPath ? launcherChord() : nullptr;
+  const auto chord = path == launcherPath ? x11LauncherChord() : std::nullopt;
   if (!chord) return completion(posixError(ENOENT));
   if (!isAlive()) return completion(posixError(ENOTCONN));
-  add({.input = *chord});
+  add(*chord);
   completion(std::nullopt);
 }
 
@@ -263,48 +202,11 @@ void X11EventSystem::pause(double seconds) {
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
-void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifiers) {
-  if (waitingCharacters_ + characters.size() > mostWaitingCharacters) return;
-  waitingCharacters_ += characters.size();
-  auto* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
-  if (last && last->modifiers == modifiers) {
-    last->characters += characters;
-  } else {
-    add({.input = Text{.characters = std::u32string(characters), .modifiers = modifiers}});
-  }
-}
-
-/// Only the last of several movements counts.
-void X11EventSystem::addMouseEvent(const MouseEvent& event) {
-  auto* const last = waiting_.empty() ? nullptr : std::get_if<MouseEvent>(&waiting_.back().input);
-  if (last && isMovement(*last) && last->type == event.type) {
-    *last = event;
-  } else {
-    add({.input = event});
-  }
-}
-
-void X11EventSystem::addWheel(const Wheel& wheel) {
-  auto* const last = waiting_.empty() ? nullptr : std::get_if<Wheel>(&waiting_.back().input);
-  if (last && last->modifiers == wheel.modifiers) {
-    last->vertical = std::clamp(last->vertical + wheel.vertical, -mostWheelClicks, mostWheelClicks);
-    last->horizontal = std::clamp(last->horizontal + wheel.horizontal, -mostWheelClicks, mostWheelClicks);
-  } else {
-    add({.input = wheel});
-  }
-}
-
-void X11EventSystem::add(Waiting waiting) {
-  if (waiting_.size() >= mostWaitingEvents) discardWaitingEvents();
-  waiting.since = clock_->now();
-  waiting_.push_back(std::move(waiting));
-  if (waiting_.size() == 1) planTurn(0);
-}
-
-bool X11EventSystem::waitsForPointer() const {
-  return std::ranges::any_of(waiting_, [](const Waiting& waiting) {
-    return std::holds_alternative<MouseEvent>(waiting.input) || std::holds_alternative<Wheel>(waiting.input);
-  });
+void X11EventSystem::add(X11Input input) {
+  if (waiting_.isFlooded()) discardWaitingEvents();
+  const bool isFirst = waiting_.isEmpty();
+  waiting_.add(std::move(input), clock_->now());
+  if (isFirst) planTurn(0);
 }
 
 void X11EventSystem::planTurn(double seconds) {
@@ -319,75 +221,58 @@ void X11EventSystem::planTurn(double seconds) {
 void X11EventSystem::takeTurn() {
   if (!isAlive()) return discardWaitingEvents();
   if (!beginStrokes()) return planTurn(answerInterval);
-  dropTextInFrontOfOthers();
+  const std::size_t dropped = waiting_.dropTextBeforeOthers(clock_->now());
+  if (dropped > 0)
+    Log::print("⚠️ {} characters were dropped: there are no free keys for them fast enough", dropped);
   double seconds = 0;
-  for (int strokes = 0; strokes < strokesPerTurn && !waiting_.empty(); ++strokes) {
-    auto& input = waiting_.front().input;
-    seconds = std::visit([this](auto& each) { return carryOut(each); }, input);
+  for (int strokes = 0; strokes < strokesPerTurn && !waiting_.isEmpty() && seconds <= 0; ++strokes) {
+    const X11Input& input = waiting_.front();
+    const bool isText = std::holds_alternative<X11Text>(input);
+    seconds = carryOut(input);
     if (seconds > 0) break;
-    const auto* const text = std::get_if<Text>(&input);
-    if (!text || text->typed == text->characters.size()) waiting_.pop_front();
+    if (isText) {
+      waiting_.finishCharacter();
+    } else {
+      waiting_.finishFront();
+    }
   }
   endStrokes();
-  if (!waiting_.empty()) planTurn(seconds);
-}
-
-void X11EventSystem::dropTextInFrontOfOthers() {
-  const auto isText = [](const Waiting& waiting) { return std::holds_alternative<Text>(waiting.input); };
-  const auto other = std::ranges::find_if_not(waiting_, isText);
-  if (other == waiting_.begin() || other == waiting_.end() || clock_->now() - other->since < longestWait) return;
-  Log::print("⚠️ {} characters were dropped: what came after them has waited for {} s", waitingCharacters_,
-             longestWait);
-  waiting_.erase(waiting_.begin(), other);
-  waitingCharacters_ = 0;
-  for (const Waiting& waiting : waiting_) {
-    if (const auto* const text = std::get_if<Text>(&waiting.input)) waitingCharacters_ += text->characters.size();
-  }
-}
-
-// They carry out one stroke or click, and return for how many seconds it has to wait before it is tried again; 0: it is
-// done.
-
-double X11EventSystem::carryOut(Text& text) {
-  lastTyping_ = clock_->now();
-  const double seconds = keyboard_->type(text.characters[text.typed], text.modifiers, lastTyping_);
-  if (!endOfLoansIsPlanned_ && keyboard_->hasLoans()) endLoansAfter(typingPause);
-  if (seconds > 0) return seconds;
-  ++text.typed;
-  --waitingCharacters_;
-  return 0;
-}
-
-double X11EventSystem::carryOut(const X11KeyChord& chord) {
-  keyboard_->press(chord);
-  return 0;
-}
-
-double X11EventSystem::carryOut(const MouseEvent& event) {
-  keyboard_->holding(x11ModifiersOf(event.flags), [&] {
-    pointer_->moveTo(event.location);
-    if (isMovement(event)) return;
-    if (isPress(event)) {
-      pointer_->press(event.button);
-    } else {
-      pointer_->release(event.button);
-    }
-  });
-  return 0;
-}
-
-double X11EventSystem::carryOut(const Wheel& wheel) {
-  keyboard_->holding(wheel.modifiers, [&] { pointer_->turnWheel(wheel.vertical, wheel.horizontal); });
-  return 0;
+  if (!waiting_.isEmpty()) planTurn(seconds);
 }
 
 /// False if the server doesn't answer.
-template <typename Input>
-bool X11EventSystem::carryOutNow(const Input& input) {
+bool X11EventSystem::carryOutNow(const X11Input& input) {
   if (!beginStrokes()) return false;
   carryOut(input);
   endStrokes();
   return true;
+}
+
+/// One stroke or click. Returns for how many seconds it has to wait before it is tried again; 0: it is done.
+double X11EventSystem::carryOut(const X11Input& input) {
+  if (const auto* const text = std::get_if<X11Text>(&input)) return type(*text);
+  if (const auto* const chord = std::get_if<X11KeyChord>(&input)) keyboard_->press(*chord);
+  if (const auto* const wheel = std::get_if<X11Wheel>(&input))
+    keyboard_->holding(wheel->modifiers, [&] { pointer_->turnWheel(wheel->vertical, wheel->horizontal); });
+  if (const auto* const event = std::get_if<MouseEvent>(&input)) {
+    keyboard_->holding(x11ModifiersOf(event->flags), [&] {
+      pointer_->moveTo(event->location);
+      if (isMovement(*event)) return;
+      if (isPress(*event)) {
+        pointer_->press(event->button);
+      } else {
+        pointer_->release(event->button);
+      }
+    });
+  }
+  return 0;
+}
+
+double X11EventSystem::type(const X11Text& text) {
+  lastTyping_ = clock_->now();
+  const double seconds = keyboard_->type(text.characters[text.typed], text.modifiers, lastTyping_);
+  if (!endOfLoansIsPlanned_ && keyboard_->hasLoans()) endLoansAfter(typingPause);
+  return seconds;
 }
 
 /// Finds out what the user holds and has locked, and does away with what he holds. False if the server doesn't answer.

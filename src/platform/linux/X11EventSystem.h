@@ -1,15 +1,12 @@
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <variant>
 
 #include "input/EventSystem.h"
 #include "platform/linux/X11InputDevices.h"
-#include "platform/linux/X11KeyChord.h"
+#include "platform/linux/X11InputQueue.h"
 #include "platform/linux/X11Keyboard.h"
 #include "platform/linux/X11Pointer.h"
 #include "runtime/MediaClock.h"
@@ -53,36 +50,12 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   void pause(double seconds) override;
 
  private:
-  struct Text {
-    std::u32string characters;
-    X11Modifiers modifiers = X11Modifier::none;
-    std::size_t typed = 0;  // how many of them
-  };
-  struct Wheel {
-    std::int64_t vertical = 0;  // clicks
-    std::int64_t horizontal = 0;
-    X11Modifiers modifiers = X11Modifier::none;
-  };
-  struct Waiting {
-    std::variant<Text, X11KeyChord, MouseEvent, Wheel> input;
-    double since = 0;
-  };
-
-  void addText(std::u32string_view characters, X11Modifiers modifiers);
-  void addMouseEvent(const MouseEvent& event);
-  void addWheel(const Wheel& wheel);
-  void add(Waiting waiting);
-  bool waitsForPointer() const;
-
+  void add(X11Input input);
   void planTurn(double seconds);
   void takeTurn();
-  void dropTextInFrontOfOthers();
-  double carryOut(Text& text);
-  double carryOut(const X11KeyChord& chord);
-  double carryOut(const MouseEvent& event);
-  double carryOut(const Wheel& wheel);
-  template <typename Input>
-  bool carryOutNow(const Input& input);
+  bool carryOutNow(const X11Input& input);
+  double carryOut(const X11Input& input);
+  double type(const X11Text& text);
   bool beginStrokes();
   void endStrokes();
   void endLoansAfter(double seconds);
@@ -99,8 +72,7 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   const std::unique_ptr<X11Pointer> pointer_;
   std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
   std::int64_t horizontalRemainder_ = 0;
-  std::deque<Waiting> waiting_;  // while it isn't empty, a turn is planned
-  std::size_t waitingCharacters_ = 0;
+  X11InputQueue waiting_;          // while it isn't empty, a turn is planned
   std::uint64_t plannedTurn_ = 0;  // the number of the last one; those before it do nothing
   double lastTyping_ = 0;
   bool endOfLoansIsPlanned_ = false;
