@@ -43,7 +43,7 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
   if (displayHasSize(*display, plan.width, plan.height)) {
     return displayReachedSize(*display, [display](AppDelegate& self) { self.displayIsChanged(*display); });
   }
-  onMainAfter(pollInterval, [display, plan](AppDelegate& self) { self.reapply(*display, sizeAttempts, plan); });
+  continueAfter(pollInterval, [display, plan](AppDelegate& self) { self.reapply(*display, sizeAttempts, plan); });
 }
 
 /// The system shows the new size: moves the display off other screens, waits if it had to, goes on with `next`.
@@ -51,7 +51,7 @@ void AppDelegate::displayReachedSize(DisplayID display, std::function<void(AppDe
   const DisplayRectangle bounds = surroundings_.displays->bounds(display);
   Log::print("📺 Display now {}x{} pt", truncated(bounds.width), truncated(bounds.height));
   if (virtualDisplayManager_ && virtualDisplayManager_->fixOverlap()) {
-    return onMainAfter(moveDelay, std::move(next));
+    return continueAfter(moveDelay, std::move(next));
   }
   next(*this);
 }
@@ -66,7 +66,7 @@ void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& pl
   if (displayHasSize(display, plan.width, plan.height)) {
     return displayReachedSize(display, [display](AppDelegate& self) { self.displayIsChanged(display); });
   }
-  onMainAfter(pollInterval,
+  continueAfter(pollInterval,
               [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
 }
 
@@ -86,7 +86,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
                truncated(bounds.height), modeSize.width, modeSize.height, width, height);
     return next(*this);
   }
-  onMainAfter(pollInterval, [display, width, height, attempts, next = std::move(next)](AppDelegate& self) {
+  continueAfter(pollInterval, [display, width, height, attempts, next = std::move(next)](AppDelegate& self) {
     self.waitForSize(display, width, height, attempts - 1, next);
   });
 }
@@ -94,6 +94,8 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
 /// The display can't take the new size: a new process starts from scratch, with the same settings and arguments.
 void AppDelegate::relaunch() {
   Log::line("♻️  Display can't be resized in place - restarting app to apply the new size...");
+  isEnding_ = true;
+  ++configuration_;
   dropCapture();
   if (sender_) sender_->stop();
   if (wifiSender_) wifiSender_->stop();
@@ -105,6 +107,7 @@ void AppDelegate::relaunch() {
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
+    pendingDeviceInfo_.reset();
   }
   onMainAfter(relaunchDelay, [](AppDelegate& self) { self.writeAndStartRelaunchScript(); });
 }

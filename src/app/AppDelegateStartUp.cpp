@@ -26,7 +26,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   virtualDisplayManager_ = std::make_shared<VirtualDisplayManager>(
       virtualDisplayName, VirtualDisplayManager::Surroundings{.displays = surroundings_.displays,
                                                               .mainQueue = surroundings_.mainQueue,
-                                                              .backgroundQueue = surroundings_.backgroundQueue});
+                                                              .displayQueue = surroundings_.displayQueue});
   virtualDisplayManager_->onConfiguredInPlace = [weak = weak_from_this()](const DisplayPlan& plan) {
     const auto self = weak.lock();
     if (self) self->displayConfigured(plan);
@@ -83,14 +83,9 @@ void AppDelegate::startUSB() {
                                                                 .clock = surroundings_.clock,
                                                                 .program = surroundings_.program,
                                                                 .sharedHub = surroundings_.sharedHub});
-  const auto weak = weak_from_this();
-  sender_->onClientConnected = [weak] {
-    if (const auto self = weak.lock()) self->usbConnected();
-  };
-  sender_->onClientDisconnected = [weak] {
-    if (const auto self = weak.lock()) self->usbDisconnected();
-  };
-  installInputCallbacks(*sender_);
+  sender_->onClientConnected = fromLink(&AppDelegate::usbConnected);
+  sender_->onClientDisconnected = fromLink(&AppDelegate::usbDisconnected);
+  installCallbacks(*sender_);
   sender_->start();
 }
 
@@ -103,33 +98,41 @@ void AppDelegate::startWiFi() {
                                                                       .clock = surroundings_.clock,
                                                                       .wallClock = surroundings_.wallClock,
                                                                       .program = surroundings_.program});
-  const auto weak = weak_from_this();
-  wifiSender_->onClientConnected = [weak] {
-    if (const auto self = weak.lock()) self->wifiConnected();
-  };
-  wifiSender_->onClientDisconnected = [weak] {
-    if (const auto self = weak.lock()) self->wifiDisconnected();
-  };
-  installInputCallbacks(*wifiSender_);
+  wifiSender_->onClientConnected = fromLink(&AppDelegate::wifiConnected);
+  wifiSender_->onClientDisconnected = fromLink(&AppDelegate::wifiDisconnected);
+  installCallbacks(*wifiSender_);
   wifiSender_->start();
   Log::line("📶 WiFi sender started - looking for iPhone...");
 }
 
+/// A link's report; nothing once the delegate is gone or on its way out.
+template <typename... Arguments>
+std::function<void(Arguments...)> AppDelegate::fromLink(void (AppDelegate::*handler)(Arguments...)) {
+  return [weak = weak_from_this(), handler](Arguments... arguments) {
+    const auto self = weak.lock();
+    if (self && !self->isEnding_) (self.get()->*handler)(std::move(arguments)...);
+  };
+}
+
 /// What a phone says is handled alike, whichever link it comes over.
 template <typename Sender>
-void AppDelegate::installInputCallbacks(Sender& sender) {
-  const auto weak = weak_from_this();
-  sender.onDeviceInfo = [weak](const DeviceInfo& info) {
-    if (const auto self = weak.lock()) self->handleDeviceInfo(info);
-  };
-  sender.onTouchEvent = [weak](const Data& payload) {
-    const auto self = weak.lock();
-    if (self && self->touchInjector_) self->touchInjector_->handleTouchEvent(payload);
-  };
-  sender.onKeyEvent = [weak](const Data& payload) {
-    const auto self = weak.lock();
-    if (self && self->keyboardInjector_) self->keyboardInjector_->handleKeyEvent(payload);
-  };
+void AppDelegate::installCallbacks(Sender& sender) {
+  sender.onDeviceInfo = fromLink(&AppDelegate::handleDeviceInfo);
+  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent);
+  sender.onKeyEvent = fromLink(&AppDelegate::handleKeyEvent);
+  sender.onRoomForFrames = fromLink(&AppDelegate::linkHasRoom);
+}
+
+void AppDelegate::handleTouchEvent(Data payload) {
+  if (touchInjector_) touchInjector_->handleTouchEvent(payload);
+}
+
+void AppDelegate::handleKeyEvent(Data payload) {
+  if (keyboardInjector_) keyboardInjector_->handleKeyEvent(payload);
+}
+
+void AppDelegate::linkHasRoom() {
+  if (distributor_) distributor_->linkHasRoom();
 }
 
 void AppDelegate::usbConnected() {
@@ -144,7 +147,7 @@ void AppDelegate::usbDisconnected() {
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
   onMain([](AppDelegate& self) {
-    if (!self.hasWiFiLink()) self.tearDownStreaming();
+    self.linkEnded();
   });
 }
 
@@ -162,7 +165,8 @@ void AppDelegate::wifiDisconnected() {
   isWiFiConnected_ = false;
   Log::line("⚠️ iPhone disconnected (WiFi)");
   onMain([](AppDelegate& self) {
-    if (!self.hasUSBLink()) self.tearDownStreaming();
+    if (self.isEnding_) return;
+    self.linkEnded();
     self.wifiSender_->start();
     if (!self.sender_) return;
     self.sender_->retryConnection();
@@ -170,11 +174,19 @@ void AppDelegate::wifiDisconnected() {
   });
 }
 
+/// The stream goes on over the other link, as that link wants it, or ends with the last one.
+void AppDelegate::linkEnded() {
+  if (!hasLink()) return tearDownStreaming();
+  if (encoder_) encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
+  if (statusItem_->isConnected) updateStatusTitle(true);
+}
+
 /// The last link is gone: the display stays, the stream ends.
 void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
   currentFPS_ = 0;
+  recoveries_ = 0;
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
@@ -197,6 +209,12 @@ void AppDelegate::observePower() {
 void AppDelegate::onMain(std::function<void(AppDelegate&)> work) {
   surroundings_.mainQueue->async([weak = weak_from_this(), work = std::move(work)] {
     if (const auto self = weak.lock()) work(*self);
+  });
+}
+
+void AppDelegate::continueAfter(double seconds, std::function<void(AppDelegate&)> work) {
+  onMainAfter(seconds, [configuration = configuration_, work = std::move(work)](AppDelegate& self) {
+    if (self.configuration_ == configuration) work(self);
   });
 }
 

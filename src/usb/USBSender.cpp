@@ -129,11 +129,15 @@ void USBSender::retryTimerFired() {
   connectToDevice(*lastAttachedDeviceID_);
 }
 
-void USBSender::sendFrame(const Data& data) {
+bool USBSender::sendFrame(const Data& data) {
   std::shared_ptr<PTChannel> channel;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!peerChannel_ || pendingSends_ >= maxPendingSends) return;
+    if (!peerChannel_) return false;
+    if (pendingSends_ >= maxPendingSends) {
+      hasRefusedFrame_ = true;
+      return false;
+    }
     ++pendingSends_;
     channel = peerChannel_;
   }
@@ -142,16 +146,25 @@ void USBSender::sendFrame(const Data& data) {
       if (const auto sender = weak.lock()) sender->frameDone();
     });
   });
+  return true;
 }
 
 void USBSender::frameDone() {
-  const std::lock_guard lock(pendingSendsLock_);
-  pendingSends_ = std::max(pendingSends_ - 1, 0);
+  bool hasRefusedFrame = false;
+  {
+    const std::lock_guard lock(pendingSendsLock_);
+    pendingSends_ = std::max(pendingSends_ - 1, 0);
+    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+  }
+  if (hasRefusedFrame) notify(&USBSender::onRoomForFrames);
 }
 
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) pendingSends_ = 0;
+  if (channel) {
+    pendingSends_ = 0;
+    hasRefusedFrame_ = false;
+  }
   peerChannel_ = std::move(channel);
 }
 

@@ -41,13 +41,15 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
   std::function<void(Data)> onTouchEvent;
   std::function<void(Data)> onKeyEvent;
+  /// There is room for frames again after one was refused.
+  std::function<void()> onRoomForFrames;
 
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when there is no link or three frames are on their way already. From any
-  /// thread; never blocks.
-  void sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when there is no link or three frames are on their way already; whether it was
+  /// sent. From any thread; never blocks.
+  bool sendFrame(const Data& data);
 
   void retryConnection();
   void startRetryTimer();
@@ -86,6 +88,7 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   std::optional<std::int64_t> lastAttachedDeviceID_;
   std::shared_ptr<Timer> retryTimer_;
   int pendingSends_ = 0;
+  bool hasRefusedFrame_ = false;  // since there was room last
   std::mutex pendingSendsLock_;
 };
 

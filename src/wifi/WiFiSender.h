@@ -53,17 +53,22 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
   std::function<void(Data)> onTouchEvent;
   std::function<void(Data)> onKeyEvent;
+  /// There is room for frames again after one was refused.
+  std::function<void()> onRoomForFrames;
 
   /// Ends what there is and looks for the phone anew.
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when there is no link or three frames are on their way already. From any
-  /// thread; never blocks.
-  void sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when there is no link or three frames are on their way already; whether it was
+  /// sent. From any thread; never blocks.
+  bool sendFrame(const Data& data);
 
-  /// The link to the phone, also while it is being made; its presence means connected. From any thread.
+  /// The link to the phone, also while it is being made. From any thread.
   std::shared_ptr<WiFiConnection> connection() const;
+
+  /// Whether the link has been made. From any thread.
+  bool isLive() const;
 
  private:
   using Connection = std::shared_ptr<WiFiConnection>;
@@ -93,6 +98,7 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   void stopHeartbeat();
   void checkHeartbeat();
   void dropStaleLink(const Connection& connection);
+  void frameDone(std::uint64_t epoch);
   void forgetPendingSends();
   bool isCurrent(const Connection& connection) const;
   template <typename... Arguments>
@@ -116,6 +122,7 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   // Guarded by pendingSendsLock_.
   int pendingSends_ = 0;
   std::int64_t droppedFrames_ = 0;
+  bool hasRefusedFrame_ = false;  // since there was room last
   std::uint64_t sendsEpoch_ = 0;  // a send that completes in a later epoch doesn't count any more
   std::mutex pendingSendsLock_;
 };

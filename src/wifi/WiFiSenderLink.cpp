@@ -60,6 +60,11 @@ WiFiSender::Connection WiFiSender::connection() const {
   return connection_;
 }
 
+bool WiFiSender::isLive() const {
+  const std::lock_guard lock(stateLock_);
+  return connection_ && !isConnecting_;
+}
+
 bool WiFiSender::isCurrent(const Connection& connection) const {
   return connection && connection == this->connection();
 }
@@ -201,9 +206,9 @@ void WiFiSender::answerPing(const Connection& connection, const Data& ping) {
                    });
 }
 
-void WiFiSender::sendFrame(const Data& data) {
+bool WiFiSender::sendFrame(const Data& data) {
   const Connection connection = this->connection();
-  if (!connection) return;
+  if (!connection) return false;
   std::uint64_t epoch = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
@@ -212,22 +217,33 @@ void WiFiSender::sendFrame(const Data& data) {
         Log::print("⚠️ WiFiSender: link congested — dropping frames to keep connection alive ({} dropped so far)",
                    droppedFrames_);
       }
-      return;
+      hasRefusedFrame_ = true;
+      return false;
     }
     ++pendingSends_;
     epoch = sendsEpoch_;
   }
   connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
-    const auto sender = weak.lock();
-    if (!sender) return;
-    const std::lock_guard lock(sender->pendingSendsLock_);
-    if (sender->sendsEpoch_ == epoch) --sender->pendingSends_;
+    if (const auto sender = weak.lock()) sender->frameDone(epoch);
   });
+  return true;
+}
+
+void WiFiSender::frameDone(std::uint64_t epoch) {
+  bool hasRefusedFrame = false;
+  {
+    const std::lock_guard lock(pendingSendsLock_);
+    if (sendsEpoch_ != epoch) return;
+    --pendingSends_;
+    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+  }
+  if (hasRefusedFrame) notify(&WiFiSender::onRoomForFrames);
 }
 
 void WiFiSender::forgetPendingSends() {
   const std::lock_guard lock(pendingSendsLock_);
   pendingSends_ = 0;
+  hasRefusedFrame_ = false;
   ++sendsEpoch_;
 }
 

@@ -103,7 +103,10 @@ class RecordingDisplaySystem final : public DisplaySystem {
   class Display final : public VirtualDisplay {
    public:
     explicit Display(RecordingDisplaySystem& system) : system_(system) {}
-    ~Display() override { removeScreen(); }
+    ~Display() override {
+      system_.calls.push_back("let go");
+      removeScreen();
+    }
 
     std::optional<DisplayID> displayID() const override {
       return system_.assignsID && system_.find(virtualID) ? std::optional(virtualID) : std::nullopt;
@@ -111,7 +114,6 @@ class RecordingDisplaySystem final : public DisplaySystem {
     ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override {
       if (settings.modes.empty()) {
         system_.calls.push_back("apply nothing");
-        removeScreen();
         return ApplyOutcome::Applied;
       }
       const VirtualDisplayMode& mode = settings.modes.front();
@@ -126,7 +128,10 @@ class RecordingDisplaySystem final : public DisplaySystem {
       return ApplyOutcome::Applied;
     }
     bool canTerminate() const override { return system_.canTerminate; }
-    void terminate() override { system_.calls.push_back("terminate"); }
+    void terminate() override {
+      system_.calls.push_back("terminate");
+      removeScreen();
+    }
     bool canInvalidate() const override { return system_.canInvalidate; }
     void invalidate() override { system_.calls.push_back("invalidate"); }
 

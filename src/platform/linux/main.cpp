@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
 
   const auto mainQueue = std::make_shared<SerialQueue>("main");
   const auto backgroundQueue = SerialQueue::withThread("background");
+  const auto displayQueue = SerialQueue::withThread("display");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
   const auto wifiQueue = SerialQueue::withThread("com.app.wifisender");
   const auto clock = std::make_shared<SystemMediaClock>();
@@ -91,6 +92,7 @@ int main(int argc, char** argv) {
   delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
       .mainQueue = mainQueue,
       .backgroundQueue = backgroundQueue,
+      .displayQueue = displayQueue,
       .sampleQueue = sampleQueue,
       .wifiQueue = wifiQueue,
       .clock = clock,
@@ -130,6 +132,7 @@ int main(int argc, char** argv) {
   // Nothing may still work in the background when the objects that it works on go.
   wifiQueue->stopAndJoin();
   sampleQueue->stopAndJoin();
+  displayQueue->stopAndJoin();
   backgroundQueue->stopAndJoin();
   return EXIT_SUCCESS;
 }

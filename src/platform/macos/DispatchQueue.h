@@ -21,6 +21,9 @@ class DispatchQueue final : public Queue {
   /// one that waits for the user's password doesn't hold up the others. Nothing can be watched on it.
   static std::shared_ptr<DispatchQueue> background();
 
+  /// A serial queue of that quality of service.
+  static std::shared_ptr<DispatchQueue> serialBackground(const char* label);
+
   void async(Work work) override;
   void after(double seconds, Work work) override;
   std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
