@@ -133,7 +133,7 @@ TEST_F(AppDelegateWiFiQueueTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits)
   launch();
   queue->advance(0.4);
   network->browsers().back()->find({"ScrRcv-47"});
-  wifiQueue->drain();
+  wifiQueue->advance(0.3);
   network->connections().back()->becomeReady();
   wifiQueue->drain();
   deliver(R"({"width":1290,"height":2796,"scale":3})");
