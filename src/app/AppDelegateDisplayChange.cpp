@@ -67,7 +67,7 @@ void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& pl
     return displayReachedSize(display, [display](AppDelegate& self) { self.displayIsChanged(display); });
   }
   continueAfter(pollInterval,
-              [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
+                [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
 }
 
 void AppDelegate::displayIsChanged(DisplayID display) {
@@ -95,7 +95,6 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
 void AppDelegate::relaunch() {
   Log::line("♻️  Display can't be resized in place - restarting app to apply the new size...");
   isEnding_ = true;
-  ++configuration_;
   dropCapture();
   if (sender_) sender_->stop();
   if (wifiSender_) wifiSender_->stop();

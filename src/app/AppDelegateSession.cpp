@@ -104,15 +104,15 @@ void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& in
   Log::print("📺 Display size: {} x {}", plan.width, plan.height);
   Log::line(rule);
   if (!virtualDisplayManager_) return;
-  virtualDisplayManager_->configureDisplay(plan.width, plan.height,
-                                           std::max({plan.width, plan.height, smallestEnvelope}), plan,
-                                           [weak = weak_from_this(), plan, configuration = configuration_](bool success) {
-                                             const auto self = weak.lock();
-                                             if (!self || self->configuration_ != configuration) return;
-                                             if (success) return self->displayConfigured(plan);
-                                             Log::line("⚠️ Virtual display may have failed - trying anyway...");
-                                             self->checkDisplayLater(plan);
-                                           });
+  virtualDisplayManager_->configureDisplay(
+      plan.width, plan.height, std::max({plan.width, plan.height, smallestEnvelope}), plan,
+      [weak = weak_from_this(), plan, configuration = configuration_](bool success) {
+        const auto self = weak.lock();
+        if (!self || self->configuration_ != configuration) return;
+        if (success) return self->displayConfigured(plan);
+        Log::line("⚠️ Virtual display may have failed - trying anyway...");
+        self->checkDisplayLater(plan);
+      });
 }
 
 void AppDelegate::displayConfigured(const DisplayPlan& plan) {

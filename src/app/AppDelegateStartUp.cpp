@@ -146,9 +146,7 @@ void AppDelegate::usbDisconnected() {
   if (!isUSBConnected_) return;
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
-  onMain([](AppDelegate& self) {
-    self.linkEnded();
-  });
+  onMain([](AppDelegate& self) { self.linkEnded(); });
 }
 
 void AppDelegate::wifiConnected() {

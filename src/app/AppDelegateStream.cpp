@@ -101,15 +101,16 @@ std::shared_ptr<FrameDistributor> AppDelegate::makeDistributor() {
 
 /// Runs on the sample queue: the frame goes straight to the links, the figures to the main queue.
 std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
-  return [weak = weak_from_this(), weakEncoder = std::weak_ptr(encoder_), distributor = distributor_](const Data& frame) {
-    distributor->distribute(frame);
-    const auto self = weak.lock();
-    if (!self) return;
-    self->onMain([weakEncoder, now = self->surroundings_.clock->now()](AppDelegate& main) {
-      const auto encoder = weakEncoder.lock();
-      if (encoder && encoder == main.encoder_) main.updateStatistics(now);  // else the stream has been torn down
-    });
-  };
+  return
+      [weak = weak_from_this(), weakEncoder = std::weak_ptr(encoder_), distributor = distributor_](const Data& frame) {
+        distributor->distribute(frame);
+        const auto self = weak.lock();
+        if (!self) return;
+        self->onMain([weakEncoder, now = self->surroundings_.clock->now()](AppDelegate& main) {
+          const auto encoder = weakEncoder.lock();
+          if (encoder && encoder == main.encoder_) main.updateStatistics(now);  // else the stream has been torn down
+        });
+      };
 }
 
 void AppDelegate::updateStatistics(double now) {

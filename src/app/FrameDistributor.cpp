@@ -6,7 +6,7 @@ namespace tandemview {
 
 namespace {
 
-/// Three frames' time at the full rate: without a new one by then, the picture rests.
+/// Three frames' time at the full rate: a picture that moves has brought a newer one by then.
 constexpr double restDelay = 0.05;
 
 }  // namespace
@@ -17,41 +17,33 @@ FrameDistributor::FrameDistributor(const std::shared_ptr<Queue>& queue, std::vec
 
 void FrameDistributor::distribute(const Data& frame) {
   last_ = frame;
-  ++count_;
   for (Receiver& receiver : receivers_) receiver.hasLast = receiver.link(frame);
 }
 
 void FrameDistributor::linkHasRoom() {
-  onQueue([](FrameDistributor& self, Queue& queue) {
-    queue.after(restDelay, [weak = self.weak_from_this(), count = self.count_] {
-      const auto distributor = weak.lock();
-      if (distributor && distributor->count_ == count) distributor->deliverLast();
-    });
+  const auto queue = queue_.lock();
+  if (!queue) return;
+  queue->after(restDelay, [weak = weak_from_this()] {
+    if (const auto distributor = weak.lock()) distributor->deliverLast();
   });
 }
 
 void FrameDistributor::showAgain() {
-  onQueue([](FrameDistributor& self, Queue&) {
-    for (Receiver& receiver : self.receivers_) receiver.hasLast = false;
-    self.deliverLast();
+  const auto queue = queue_.lock();
+  if (!queue) return;
+  queue->async([weak = weak_from_this()] {
+    const auto distributor = weak.lock();
+    if (!distributor) return;
+    for (Receiver& receiver : distributor->receivers_) receiver.hasLast = false;
+    distributor->deliverLast();
   });
 }
 
 void FrameDistributor::deliverLast() {
-  if (count_ == 0) return;
+  if (last_.empty()) return;
   for (Receiver& receiver : receivers_) {
     if (!receiver.hasLast) receiver.hasLast = receiver.link(last_);
   }
-}
-
-void FrameDistributor::onQueue(void (*work)(FrameDistributor&, Queue&)) {
-  const auto queue = queue_.lock();
-  if (!queue) return;
-  queue->async([weak = weak_from_this(), work] {
-    const auto distributor = weak.lock();
-    const auto current = distributor ? distributor->queue_.lock() : nullptr;
-    if (current) work(*distributor, *current);
-  });
 }
 
 }  // namespace tandemview

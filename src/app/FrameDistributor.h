@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -36,13 +35,11 @@ class FrameDistributor : public std::enable_shared_from_this<FrameDistributor> {
     bool hasLast = false;
   };
 
-  void onQueue(void (*work)(FrameDistributor&, Queue&));
   void deliverLast();
 
   const std::weak_ptr<Queue> queue_;  // its last owner must not be on its own thread
   std::vector<Receiver> receivers_;
-  Data last_;
-  std::uint64_t count_ = 0;
+  Data last_;  // empty until there is one
 };
 
 }  // namespace tandemview

@@ -136,8 +136,8 @@ std::optional<CapturableDisplay> ScreenCapture::matchingDisplay(const std::vecto
       return *secondary;
     }
   }
-  Log::line("📺 Using main display");
   if (displays.empty()) return std::nullopt;
+  Log::line("📺 Using main display");
   return displays.front();
 }
 

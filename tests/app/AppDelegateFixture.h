@@ -37,9 +37,9 @@ class QualityImageEncoder final : public ImageEncoder {
 /// The whole program on fakes, with one phone that can be plugged in or found.
 class AppDelegateFixture : public testing::Test {
  protected:
-  /// `separateWiFiQueue`: of the network's reports, which otherwise come on the main queue.
-  explicit AppDelegateFixture(std::shared_ptr<ManualQueue> separateWiFiQueue = nullptr)
-      : wifiQueue(separateWiFiQueue ? std::move(separateWiFiQueue) : queue) {
+  /// `separate`: where the network reports and displays are made; without it, all that happens on the main queue.
+  explicit AppDelegateFixture(std::shared_ptr<ManualQueue> separate = nullptr)
+      : workQueue(separate ? std::move(separate) : queue) {
     defaults->setString("WiFiPairingCode", "47");
     defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
     events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
@@ -90,7 +90,7 @@ class AppDelegateFixture : public testing::Test {
 
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  std::shared_ptr<ManualQueue> wifiQueue;
+  std::shared_ptr<ManualQueue> workQueue;
   std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
   int encodedPictures = 0;
@@ -106,9 +106,9 @@ class AppDelegateFixture : public testing::Test {
   std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
       .mainQueue = queue,
       .backgroundQueue = queue,
-      .displayQueue = queue,
+      .displayQueue = workQueue,
       .sampleQueue = queue,
-      .wifiQueue = wifiQueue,
+      .wifiQueue = workQueue,
       .clock = std::make_shared<ManualClock>(queue),
       .wallClock = std::make_shared<ManualWallClock>(queue),
       .randomBits = [] { return 0u; },

@@ -119,25 +119,42 @@ TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
   EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
 }
 
-class AppDelegateWiFiQueueTest : public AppDelegateFixture {
+class AppDelegateQueuesTest : public AppDelegateFixture {
  protected:
-  AppDelegateWiFiQueueTest() : AppDelegateFixture(ManualQueue::make()) {}
+  AppDelegateQueuesTest() : AppDelegateFixture(ManualQueue::make()) {}
 
   void deliver(const std::string& message) {
     network->connections().back()->deliver(std::string(3, '\0') + static_cast<char>(message.size()) + message);
-    wifiQueue->drain();
+    workQueue->drain();
   }
 };
 
-TEST_F(AppDelegateWiFiQueueTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
+TEST_F(AppDelegateQueuesTest, ADisplayMadeForAnOlderDescriptionChangesNothing) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(0.8);
+  phone->daemon->detach(7);
+  connect();
+  sendInfo(2796, 1290);
+  log.take();
+  workQueue->drain();  // both are made, the second in place of the first
+  queue->advance(5);
+  EXPECT_EQ(log.count("✅ Virtual display configured"), 1);
+  EXPECT_EQ(displays->calls,
+            (Lines{"apply 644x1398", "terminate", "apply nothing", "let go", "pause 0.5", "apply 1398x644"}));
+}
+
+TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
   launch();
   queue->advance(0.4);
   network->browsers().back()->find({"ScrRcv-47"});
-  wifiQueue->advance(0.3);
+  workQueue->advance(0.3);
   network->connections().back()->becomeReady();
-  wifiQueue->drain();
+  workQueue->drain();
   deliver(R"({"width":1290,"height":2796,"scale":3})");
   queue->drain();
+  workQueue->drain();
   deliver(R"({"width":2048,"height":2732,"scale":2})");
   atStreamStart = [this] { deliver(R"({"width":2796,"height":1290,"scale":3})"); };
   queue->advance(2.5);
@@ -189,6 +206,7 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   captures->streams.back()->end(error);
   queue->advance(1.01);
   EXPECT_EQ(attempts(), 1) << "the delays start anew";
+  queue->advance(configuration);
 
   phone->daemon->detach(7);
   queue->advance(30);
@@ -478,7 +496,11 @@ TEST_F(AppDelegateTest, SleepsAndWakes) {
   EXPECT_TRUE(isStreaming());
   EXPECT_EQ(displays->descriptors.size(), 1u) << "the display is not configured again";
 
+  connectWiFi();
   post(workspaceWillSleepNotification);
+  network->connections().back()->fail(posixError(ECONNRESET));
+  queue->drain();
+  EXPECT_EQ(menu->title(), "● Tandemview 47") << "the cable alone streams nothing either";
   phone->daemon->detach(7);
   queue->advance(1);
   EXPECT_TRUE(post(workspaceDidWakeNotification).empty()) << "nobody is there";

@@ -71,6 +71,7 @@ TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
     if (each.expected) {
       EXPECT_EQ(capture->targetDisplayID, each.expected);
     }
+    EXPECT_EQ(log.count("📺 Using main display"), each.line == "📺 Using main display" ? 1 : 0);
     capture->stop();
     log.take();
   }
