@@ -416,6 +416,17 @@ TEST_F(AppDelegateTest, AWiFiLinkThatIsBeingMadeIsNoLinkYet) {
   EXPECT_EQ(menu->title(), "● Tandemview 47");
 }
 
+TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
+  launch();
+  queue->advance(0.4);
+  network->browsers().back()->hosts["ScrRcv-47"] = {"phone.local", "rogue.local"};
+  network->browsers().back()->find({"ScrRcv-47"});
+  queue->advance(0.3);
+  EXPECT_TRUE(network->connections().empty());
+  ASSERT_EQ(application->alerts.size(), 1u);
+  EXPECT_EQ(application->alerts.front().message, "Two devices have your pairing code");
+}
+
 TEST_F(AppDelegateTest, TheCableGetsItsOwnQualityBackWhenWiFiEnds) {
   launch();
   connectWiFi();
