@@ -1,6 +1,7 @@
 #include "platform/linux/ConnectionRace.h"
 
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -19,6 +20,7 @@ struct Peer {
   enum class Manner { Accepts, Refuses, IsSilent };
 
   Peer(int family, Manner manner) : socket(::socket(family, SOCK_STREAM, 0)) {
+    address.interface = static_cast<int>(::if_nametoindex("lo"));
     if (family == AF_INET6) {
       address.address = sockaddr_in6{.sin6_family = AF_INET6,
                                      .sin6_port = 0,

@@ -424,33 +424,33 @@ TEST_F(WiFiSenderTest, ConnectsOnlyToWhoMayBeThePhone) {
     std::string line;  // none: it connects
     Lines calls;
   };
-  for (const Case& each :
-       std::vector<Case>{{"a phone among other phones", {}, "", {}},
-                         {"a host that the system can't name", {{"ScrRcv-47", {}}}, "", {}},
-                         {"a phone whose user typed three wrong codes before",
-                          {{"ScrRcv-47", rogue}, {"ScrRcv-10", rogue}, {"ScrRcv-11", rogue}, {"ScrRcv-12", rogue}},
-                          "",
-                          {}},
-                         {"one host with many codes",
-                          {{"ScrRcv-47", rogue},
-                           {"ScrRcv-10", rogue},
-                           {"ScrRcv-11", rogue},
-                           {"ScrRcv-12", rogue},
-                           {"ScrRcv-13", rogue}},
-                          "⚠️ WiFiSender: Ignoring rogue.local: it announces 5 pairing codes, and a phone has one",
-                          {}},
-                         {"two hosts with our code",
-                          {{"ScrRcv-47", {"phone.local", "rogue.local"}}},
-                          "⚠️ WiFiSender: 2 devices announce our pairing code (phone.local, rogue.local...) - "
-                          "connecting to none of them: "
-                          "one may be somebody else",
-                          {"contested"}},
-                         {"the same again, which is told but once",
-                          {{"ScrRcv-47", {"a.local", "b.local", "c.local"}}},
-                          "⚠️ WiFiSender: 3 devices announce our pairing code (a.local, b.local...) - connecting to "
-                          "none of them: one may "
-                          "be somebody else",
-                          {}}}) {
+  for (const Case& each : std::vector<Case>{
+           {"a phone among other phones", {}, "", {}},
+           {"a host that the system can't name", {{"ScrRcv-47", {}}}, "", {}},
+           {"a phone whose user typed three wrong codes before",
+            {{"ScrRcv-47", rogue}, {"ScrRcv-10", rogue}, {"ScrRcv-11", rogue}, {"ScrRcv-12", rogue}},
+            "",
+            {}},
+           {"one host with many codes",
+            {{"ScrRcv-47", rogue},
+             {"ScrRcv-10", rogue},
+             {"ScrRcv-11", rogue},
+             {"ScrRcv-12", rogue},
+             {"ScrRcv-13", rogue}},
+            "⚠️ WiFiSender: Ignoring rogue.local: it announces 5 pairing codes, and a phone has one",
+            {}},
+           {"two hosts with our code",
+            {{"ScrRcv-47", {"phone.local", "rogue.local"}}},
+            "⚠️ WiFiSender: 2 devices announce our pairing code (phone.local, rogue.local...) - "
+            "connecting to none of them: "
+            "one may be somebody else",
+            {"contested"}},
+           {"the same again, which is told but once",
+            {{"ScrRcv-47", {"a.local", "b.local", "c.local"}}},
+            "⚠️ WiFiSender: 3 devices announce our pairing code (a.local, b.local...) - connecting to "
+            "none of them: one may "
+            "be somebody else",
+            {}}}) {
     SCOPED_TRACE(each.name);
     browse();
     log.take();
