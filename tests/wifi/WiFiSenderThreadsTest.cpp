@@ -9,22 +9,11 @@
 #include "fakes/MemoryUserDefaults.h"
 #include "fakes/RecordingWiFiNetwork.h"
 #include "runtime/SerialQueue.h"
+#include "support/HastyQueue.h"
 #include "wifi/WiFiSender.h"
 
 namespace tandemview {
 namespace {
-
-/// A queue whose delays are a thousand times shorter.
-class HastyQueue final : public Queue {
- public:
-  explicit HastyQueue(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
-  void async(Work work) override { queue_->async(std::move(work)); }
-  void after(double seconds, Work work) override { queue_->after(seconds / 1000, std::move(work)); }
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override { return queue_->watch(descriptor); }
-
- private:
-  std::shared_ptr<Queue> queue_;
-};
 
 /// Calls `turn` again and again, on a thread of its own, as long as that lives.
 std::jthread repeating(const std::function<void()>& turn) {

@@ -2,6 +2,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/linux/AvahiEndpoint.h"
@@ -14,12 +15,31 @@ namespace {
 /// The daemon keeps 1024 objects for each of its clients by default.
 constexpr std::size_t mostQuestions = 512;
 
-/// Host names are compared without regard to case (RFC 6762, section 16).
-std::string lowercased(std::string name) {
-  for (char& character : name) {
+/// Of the type SRV (RFC 2782): priority, weight and port stand before the host's name.
+constexpr std::size_t hostOffset = 6;
+
+/// One label of a domain name as the daemon takes it.
+std::string escaped(const std::string& label) {
+  std::string result;
+  for (const char character : label) {
+    if (character == '.' || character == '\\') result += '\\';
+    result += character;
+  }
+  return result;
+}
+
+/// The host that a service record names, in lower case: names are compared without regard to it (RFC 6762, section 16).
+std::string hostIn(const std::vector<std::uint8_t>& serviceRecord) {
+  std::string host;
+  for (std::size_t at = hostOffset; at < serviceRecord.size() && serviceRecord[at] != 0;) {
+    const std::size_t end = std::min(at + 1 + serviceRecord[at], serviceRecord.size());
+    if (!host.empty()) host += '.';
+    while (++at < end) host += static_cast<char>(serviceRecord[at]);
+  }
+  for (char& character : host) {
     if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
   }
-  return name;
+  return host;
 }
 
 }  // namespace
@@ -43,30 +63,32 @@ void AvahiHostInquiry::ask(const std::vector<std::shared_ptr<const WiFiEndpoint>
     if (const auto inquiry = weak.lock()) inquiry->end();
   });
   for (std::size_t index = 0; index < services.size(); ++index) {
+    if (!daemon_->isRunning() || index == mostQuestions) return;
     const auto& [name, type, domain] = static_cast<const AvahiEndpoint&>(*services[index]).service;
-    for (const AvahiLocation& location : static_cast<const AvahiEndpoint&>(*services[index]).locations) {
-      if (!daemon_->isRunning() || resolvers_.size() == mostQuestions) return;
-      resolvers_.push_back(daemon_->make(
-          AvahiNames::serviceResolver, "ServiceResolverNew",
-          [&](sdbus::Message& call) {
-            call << location.interface << location.protocol << name << type << domain << AvahiNames::anyProtocol
-                 << (AvahiNames::byMulticast | AvahiNames::withoutText | AvahiNames::withoutAddress);
-          },
-          {.didSignal =
-               [this, index](const std::string& signal, sdbus::Message& arguments) {
-                 if (signal != "Found") return;
-                 AvahiLocation foundAt;
-                 std::string service, serviceType, serviceDomain, host;
-                 arguments >> foundAt.interface >> foundAt.protocol >> service >> serviceType >> serviceDomain >> host;
-                 hosts_[index].insert(lowercased(std::move(host)));
-               },
-           .didFail = [](const Error&) {}}));
-    }
+    const std::string fullName = escaped(name) + "." + type + "." + domain;
+    browsers_.push_back(daemon_->make(AvahiNames::recordBrowser, "RecordBrowserNew",
+                                      [&](sdbus::Message& call) {
+                                        call << AvahiNames::anyInterface << AvahiNames::anyProtocol << fullName
+                                             << AvahiNames::internetClass << AvahiNames::serviceRecord
+                                             << AvahiNames::byMulticast;
+                                      },
+                                      {.didSignal =
+                                           [this, index](const std::string& signal, sdbus::Message& arguments) {
+                                             if (signal != "ItemNew") return;
+                                             AvahiLocation location;
+                                             std::string recordName;
+                                             std::uint16_t recordClass = 0, recordType = 0;
+                                             std::vector<std::uint8_t> data;
+                                             arguments >> location.interface >> location.protocol >> recordName >>
+                                                 recordClass >> recordType >> data;
+                                             hosts_[index].insert(hostIn(data));
+                                           },
+                                       .didFail = [](const Error&) {}}));
   }
 }
 
 void AvahiHostInquiry::end() {
-  resolvers_.clear();
+  browsers_.clear();
   std::exchange(completion_, nullptr)(std::move(hosts_));
 }
 

@@ -7,12 +7,12 @@
 namespace tandemview::AvahiNames {
 
 inline constexpr const char* service = "org.freedesktop.Avahi";
-inline constexpr const char* errorPrefix = "org.freedesktop.Avahi.";
 
 inline constexpr const char* serverPath = "/";
 inline constexpr const char* serverInterface = "org.freedesktop.Avahi.Server";
 inline constexpr const char* serviceBrowser = "org.freedesktop.Avahi.ServiceBrowser";
 inline constexpr const char* serviceResolver = "org.freedesktop.Avahi.ServiceResolver";
+inline constexpr const char* recordBrowser = "org.freedesktop.Avahi.RecordBrowser";
 inline constexpr const char* entryGroup = "org.freedesktop.Avahi.EntryGroup";
 
 inline constexpr std::int32_t anyInterface = -1;
@@ -24,7 +24,9 @@ inline constexpr std::int32_t ipv6 = 1;
 /// Of a look-up: flags.
 inline constexpr std::uint32_t byMulticast = 2;  // never by ordinary DNS, which knows no link
 inline constexpr std::uint32_t withoutText = 4;
-inline constexpr std::uint32_t withoutAddress = 8;
+
+inline constexpr std::uint16_t internetClass = 1;
+inline constexpr std::uint16_t serviceRecord = 33;  // SRV
 
 inline constexpr std::int32_t serverIsRunning = 2;
 
