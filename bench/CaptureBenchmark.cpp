@@ -98,7 +98,7 @@ void report(const char* name, const std::vector<double>& delays) {
 
 int main() {
   const std::string server = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
-  RandrScreen screen(server);
+  RandrScreen screen(server, X11Connection::open(server));
   const auto shown = screen.show({.width = 644, .height = 1398, .refreshRate = 60}, std::nullopt);
   if (!shown) {
     fmt::print("capture: the X server has no spare output\n");

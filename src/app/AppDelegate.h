@@ -83,6 +83,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   bool offersVirtualDisplays() const;
   void showUnsupportedPlatform();
   void createInjectors();
+  void observeDisplays();
   void startUSB();
   void startWiFi();
   void showCodeContested();

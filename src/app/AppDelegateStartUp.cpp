@@ -32,6 +32,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (self) self->displayConfigured(plan);
   };
   createInjectors();
+  observeDisplays();
   startUSB();
   startWiFi();
   observePower();
@@ -74,6 +75,14 @@ void AppDelegate::createInjectors() {
   touchInjector_ = std::make_unique<TouchInjector>(
       expectedBounds, TouchInjector::Surroundings{.events = events, .clock = surroundings_.clock});
   keyboardInjector_ = std::make_unique<KeyboardInjector>(events->makeEventSource(), events);
+}
+
+/// Somebody may move the display in the desktop's settings: touches go where it is.
+void AppDelegate::observeDisplays() {
+  surroundings_.displays->onArrangementChange(surroundings_.mainQueue, [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self && self->capture_ && self->touchInjector_) self->touchInjector_->followDisplay();
+  });
 }
 
 void AppDelegate::startUSB() {
@@ -196,6 +205,7 @@ void AppDelegate::linkEnded() {
 void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
+  if (surroundings_.events) surroundings_.events->discardWaitingEvents();
   currentFPS_ = 0;
   recoveries_ = 0;
   {

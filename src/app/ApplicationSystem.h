@@ -40,7 +40,8 @@ class ApplicationSystem {
   /// One line of shell that starts the application anew, with the arguments that it was started with.
   virtual std::string relaunchCommand() const = 0;
 
-  /// Starts another copy without a script; the completion, on the main queue, gets an error if that failed.
+  /// Starts another copy without a script. That copy waits until this process has ended. The completion, on the main
+  /// queue and never within the call, gets an error if it could not be started.
   virtual void openApplication(const std::string& bundlePath, std::function<void(std::optional<Error>)> completion) = 0;
 
   /// Writes a file of ours that nobody else can have prepared: replaces a file of that name, follows no link.
@@ -49,10 +50,11 @@ class ApplicationSystem {
   /// Runs a tool, its errors sent to the null device, and waits until it has ended. From any thread.
   virtual Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) = 0;
 
-  /// Starts a tool that outlives this process, its output sent to the null device.
+  /// Starts the tool that is to start the application anew. It outlives this process; its output goes to the null
+  /// device.
   virtual Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) = 0;
 
-  /// Ends the application in good order: applicationWillTerminate() is called, then the process exits with 0.
+  /// Ends the application in good order: applicationWillTerminate() is called, then the process exits.
   virtual void terminate() = 0;
 };
 

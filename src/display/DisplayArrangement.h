@@ -18,4 +18,10 @@ struct DisplayPoint {
 /// side where most of it is already. Absent if it overlaps none; screens that merely touch don't overlap.
 std::optional<DisplayPoint> overlapOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others);
 
+/// Where `own` has to move so that it lies over none of `others`: where overlapOrigin() says, and from there on the
+/// same way, beside each screen that it would lie over; to the right where the left would lead beyond `leftEdge`.
+/// Absent if it overlaps none.
+std::optional<DisplayPoint> clearOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others,
+                                        double leftEdge);
+
 }  // namespace tandemview

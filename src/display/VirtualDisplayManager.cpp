@@ -211,7 +211,7 @@ bool VirtualDisplayManager::fixOverlap() {
     if (other != *id) others.push_back(surroundings_.displays->bounds(other));
   }
   const DisplayRectangle own = surroundings_.displays->bounds(*id);
-  const auto origin = overlapOrigin(own, others);
+  const auto origin = clearOrigin(own, others, surroundings_.displays->leftEdge());
   if (!origin) return false;
   const std::int32_t x = screenCoordinate(origin->x);
   const ConfigurationOutcome outcome = surroundings_.displays->configureOrigin(*id, x, screenCoordinate(origin->y));

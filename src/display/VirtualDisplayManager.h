@@ -53,7 +53,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
   /// Makes the system show the display in its mode of exactly this size.
   bool selectMode(std::int64_t width, std::int64_t height);
 
-  /// Moves the display beside the first screen that it overlaps. True if it was moved.
+  /// Moves the display beside the first screen that it overlaps, and on until it lies over none. True if it was moved.
   bool fixOverlap();
 
   /// Absent without a display, and for a while after it was created.

@@ -32,16 +32,16 @@ bool wouldBlock(int code) {
 
 }  // namespace
 
-std::shared_ptr<Stream> Stream::adopting(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup) {
+Result<std::shared_ptr<Stream>> Stream::adopting(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup) {
   ignoreBrokenPipes();
-  return std::shared_ptr<Stream>(new Stream(std::move(socket), std::move(queue), std::move(cleanup)));
+  Result<std::unique_ptr<DescriptorWatch>> watch = queue->watch(socket.get());
+  if (!watch) return tl::unexpected(watch.error());
+  return std::shared_ptr<Stream>(
+      new Stream(std::move(socket), std::move(queue), std::move(*watch), std::move(cleanup)));
 }
 
-Stream::Stream(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup)
-    : socket_(std::move(socket)),
-      queue_(std::move(queue)),
-      watch_(queue_->watch(socket_.get())),
-      cleanup_(std::move(cleanup)) {}
+Stream::Stream(Descriptor socket, std::shared_ptr<Queue> queue, std::unique_ptr<DescriptorWatch> watch, Cleanup cleanup)
+    : socket_(std::move(socket)), queue_(std::move(queue)), watch_(std::move(watch)), cleanup_(std::move(cleanup)) {}
 
 void Stream::read(std::size_t length, ReadCompletion completion) {
   if (state_ != State::Open) {

@@ -64,6 +64,8 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
                    "🎬 Streaming started!", "📺 Available displays:", "   - ID: 77, Size: 644x1398",
                    "📺 Found display by ID: 77", "✅ ScreenCapture: Stored display ID 77 for touch input",
                    "📺 Capturing: 644x1398 → 644x1398", "✅ Capture started @ 60fps"}));
+  sendInfo(1290, 2796);
+  EXPECT_EQ(phone->types(), std::vector<std::uint32_t>{MessageType::macInfo}) << "there is no picture yet";
   deliverFrame();
   EXPECT_EQ(phone->types(), (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame}));
   EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
@@ -252,7 +254,7 @@ TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
   displays->modes = {{1398, 644, 9}};
   queue->advance(0.1);
   EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 6);
-  EXPECT_EQ(displays->calls.back(), "configureOrigin -98,0");
+  EXPECT_EQ(displays->calls.back(), "configureOrigin -1398,0");
   EXPECT_FALSE(isStreaming()) << "the arrangement settles first";
   queue->advance(0.31);
   EXPECT_TRUE(isStreaming());
@@ -359,6 +361,12 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   stream();
   queue->advance(1.5);
   EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
+  for (const double y : {800.0, 800.0}) {  // dragged there in the desktop's settings; told of twice
+    events->displays.front().bounds.y = y;
+    displays->move(RecordingDisplaySystem::virtualID, 1280, y);
+    queue->drain();
+  }
+  EXPECT_EQ(log.count("🖱️ TouchInjector: Using display 77 at (1280.0, 800.0, 644.0, 1398.0)"), 1);
   events->take();
   phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
@@ -368,6 +376,7 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   phone->daemon->detach(7);
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
+  EXPECT_EQ(events->take().back(), "discard what waits");
 }
 
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {

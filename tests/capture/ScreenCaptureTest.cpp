@@ -117,6 +117,12 @@ TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
   EXPECT_TRUE(log.take().empty());
   EXPECT_EQ(system->calls.back(), "stop 7");
   EXPECT_FALSE(capture->isRunning());
+
+  start();
+  capture->stop();
+  system->streams.at(1)->answerStart(failure);
+  queue->drain();
+  EXPECT_TRUE(failedStarts.empty()) << "nobody waits for it any more";
 }
 
 TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {

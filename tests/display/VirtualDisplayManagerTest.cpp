@@ -11,20 +11,32 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-TEST(OverlapOriginTest, MovesBesideTheFirstOverlappedScreen) {
+TEST(DisplayArrangementTest, MovesBesideTheFirstOverlappedScreenAndOnUntilItIsClear) {
   const DisplayRectangle own = {0, 0, 100, 100};
   const struct {
     std::vector<DisplayRectangle> others;
-    std::optional<DisplayPoint> expected;
+    std::optional<DisplayPoint> first;  // beside the first one
+    std::optional<DisplayPoint> clear;  // of all
   } cases[] = {
-      {{}, {}},
-      {{{100, 0, 100, 100}, {0, 100, 100, 100}}, {}},
-      {{{50, 0, 100, 100}}, DisplayPoint{-50, 0}},
-      {{{-50, 30, 100, 100}}, DisplayPoint{50, 0}},
-      {{{0, 0, 100, 100}}, DisplayPoint{100, 0}},
-      {{{500, 0, 10, 10}, {-10, -10, 20, 20}, {50, 0, 100, 100}}, DisplayPoint{10, 0}},
+      {{}, {}, {}},
+      {{{100, 0, 100, 100}, {0, 100, 100, 100}}, {}, {}},
+      {{{50, 0, 100, 100}}, DisplayPoint{-50, 0}, DisplayPoint{-50, 0}},
+      {{{-50, 30, 100, 100}}, DisplayPoint{50, 0}, DisplayPoint{50, 0}},
+      {{{0, 0, 100, 100}}, DisplayPoint{100, 0}, DisplayPoint{100, 0}},
+      {{{500, 0, 10, 10}, {-10, -10, 20, 20}, {50, 0, 100, 100}}, DisplayPoint{10, 0}, DisplayPoint{150, 0}},
+      // Between two screens with a gap too narrow for it: not back and forth.
+      {{{-30, 0, 50, 100}, {60, 0, 100, 100}}, DisplayPoint{20, 0}, DisplayPoint{160, 0}},
+      {{{60, 0, 100, 100}, {-30, 0, 50, 100}}, DisplayPoint{-40, 0}, DisplayPoint{-130, 0}},
+      // It lands on the second, and from there on the third, whatever their order.
+      {{{50, 0, 50, 50}, {-500, 0, 380, 50}, {-120, 90, 80, 50}}, DisplayPoint{-50, 0}, DisplayPoint{-600, 0}},
+      {{{50, 0, 50, 50}, {-120, 90, 80, 50}, {-500, 0, 380, 50}}, DisplayPoint{-50, 0}, DisplayPoint{-600, 0}},
   };
-  for (const auto& each : cases) EXPECT_EQ(overlapOrigin(own, each.others), each.expected);
+  for (const auto& each : cases) {
+    EXPECT_EQ(overlapOrigin(own, each.others), each.first);
+    EXPECT_EQ(clearOrigin(own, each.others, -1000), each.clear);
+  }
+  EXPECT_EQ(clearOrigin(own, {{50, 0, 100, 100}, {150, 0, 30, 50}}, 0), (DisplayPoint{180, 0}))
+      << "no room on the left";
 }
 
 class VirtualDisplayManagerTest : public testing::Test {
@@ -158,10 +170,12 @@ TEST_F(VirtualDisplayManagerTest, MovesOffAnOverlappedScreen) {
   log.take();
   EXPECT_TRUE(manager->fixOverlap());
   EXPECT_EQ(log.take(),
-            Lines{"📺 Display overlapped another screen at (1280.0, 0.0, 644.0, 1398.0) - moved to x 756: true"});
+            Lines{"📺 Display overlapped another screen at (1280.0, 0.0, 644.0, 1398.0) - moved to x -644: true"})
+      << "past the main screen, which it would lie over else";
+  displays->screens.push_back({.id = 8, .bounds = {-700, 0, 300, 300}});
   displays->configurationOutcome = ConfigurationOutcome::NotCompleted;
   EXPECT_FALSE(manager->fixOverlap());
-  EXPECT_TRUE(log.take().at(0).ends_with(": false"));
+  EXPECT_TRUE(log.take().back().ends_with(": false"));
 }
 
 }  // namespace

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <map>
+#include <sstream>
 
 #include "end_to_end/EndToEndFixture.h"
 #include "platform_bus/LogindStandIn.h"
@@ -97,8 +99,24 @@ class DesktopTest : public EndToEndFixture {
     environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.address();
   }
 
+  /// What the user does to the arrangement.
+  void xrandr(const std::string& arguments) {
+    Program tool({"/bin/sh", "-c", "exec xrandr " + arguments}, environment);
+    ASSERT_EQ(tool.wait(), 0) << tool.output();
+  }
+
   PrivateBus bus;
 };
+
+/// The lines of an arrangement that begin so.
+std::vector<std::string> lines(const std::string& arrangement, const std::string& beginning) {
+  std::vector<std::string> found;
+  std::istringstream text(arrangement);
+  for (std::string line; std::getline(text, line);) {
+    if (line.starts_with(beginning)) found.push_back(line);
+  }
+  return found;
+}
 
 TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
   environment["PATH"] = directory.path();  // no program for dialogs or settings
@@ -137,6 +155,37 @@ TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
+TEST_F(DesktopTest, ASecondStartEndsAndSaysWhy) {
+  const auto runsIntoIt = [this](const std::string& sessionBus, int status, const std::string& line) {
+    environment["DBUS_SESSION_BUS_ADDRESS"] = sessionBus;
+    Program later({programPath, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
+    EXPECT_EQ(later.wait(), status) << later.output();
+    EXPECT_NE(later.output().find(line), std::string::npos) << later.output();
+  };
+  startProgram();
+  ASSERT_TRUE(program->prints("💡 Connect your iPhone"));
+  const std::string running = "👋 Tandemview is already running (process " + std::to_string(program->process()) + ")";
+  runsIntoIt(bus.address(), 0, running);
+  EXPECT_TRUE(program->prints("👋 Tandemview is already running: a second start has ended"));
+  runsIntoIt("unix:path=/nowhere", 0, running);
+  EXPECT_EQ(program->end(SIGTERM), 0);
+
+  const auto squatter = sdbus::createSessionBusConnectionWithAddress(bus.address());
+  squatter->requestName("org.tandemview.Tandemview");
+  runsIntoIt(bus.address(), 1, "does not answer");
+}
+
+/// The processes whose locks keep the lid.
+std::vector<pid_t> lidHolders(sdbus::IProxy& logind) {
+  std::vector<LogindStandIn::Inhibitor> inhibitors;
+  logind.callMethod("ListInhibitors").onInterface("org.freedesktop.login1.Manager").storeResultsTo(inhibitors);
+  std::vector<pid_t> holders;
+  for (const auto& inhibitor : inhibitors) {
+    if (inhibitor.get<0>() == "handle-lid-switch") holders.push_back(static_cast<pid_t>(inhibitor.get<5>()));
+  }
+  return holders;
+}
+
 TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root, for a /run of logind's own";
   const Program logind({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
@@ -148,13 +197,34 @@ TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   environment["PATH"] = directory.path();
   std::ofstream(directory.path() + "/zenity") << "#!/bin/sh\n";
   std::filesystem::permissions(directory.path() + "/zenity", std::filesystem::perms::owner_all);
+  const auto connection = sdbus::createSessionBusConnectionWithAddress(bus.address());
+  const auto manager = sdbus::createProxy(*connection, "org.freedesktop.login1", "/org/freedesktop/login1");
+  copyProgram();
   startProgram();
-  MenuOnTheBus menu(bus.address(), program->process());
+  const pid_t first = program->process();
+  MenuOnTheBus menu(bus.address(), first);
   ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
   EXPECT_TRUE(program->prints("🔋 Lid-closed sleep DISABLED")) << program->output();
   ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
   EXPECT_TRUE(program->prints("😴 Lid-closed sleep restored to normal")) << program->output();
-  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(lidHolders(*manager), std::vector<pid_t>());
+
+  // The program restarts itself in mid-session: a lid that is closed is not noticed for a moment.
+  ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
+  EXPECT_TRUE(program->prints("🔋 Lid-closed sleep DISABLED", 2)) << program->output();
+  startPhone({"--script", script("7 size 6000x2000\n")});
+  std::vector<pid_t> holders;
+  EXPECT_TRUE(Program::within30Seconds([&] {
+    holders = lidHolders(*manager);
+    return std::ranges::find(holders, first) == holders.end();
+  })) << program->output();
+  EXPECT_EQ(holders, std::vector<pid_t>{programProcess(first)});
+  EXPECT_EQ(program->wait(), 0);
+  std::filesystem::remove("/tmp/tandemview_relaunch_" + std::to_string(first) + ".sh");
+
+  // Its end is the end of it.
+  ::kill(programProcess(), SIGTERM);
+  EXPECT_TRUE(Program::within30Seconds([&] { return lidHolders(*manager).empty(); }));
 }
 
 TEST_F(DesktopTest, TheStreamEndsWithTheDayAndComesBackWithTheNext) {
@@ -186,15 +256,31 @@ TEST_F(DesktopTest, TheCableMayBePulledAtAnyMoment) {
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
+TEST_F(DesktopTest, TheDisplayComesBackWhereTheUserPutIt) {
+  startPhone({"--seconds", "120"});
+  startProgram();
+  ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
+  xrandr("--output DUMMY1 --left-of DUMMY0");
+  const std::string arranged = desktop.arrangement();
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+
+  startProgram();
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  EXPECT_EQ(lines(desktop.arrangement(), "DUMMY0: 1280x800"), lines(arranged, "DUMMY0: 1280x800"));
+  EXPECT_EQ(lines(desktop.arrangement(), "DUMMY1: 644x1398+0+0").size(), 1U) << desktop.arrangement();
+  EXPECT_EQ(program->output().find("overlapped"), std::string::npos);
+  EXPECT_EQ(program->end(SIGTERM), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
 TEST_F(DesktopTest, MovesAsideForAScreenThatIsPutOverItsDisplay) {
   startPhone({"--seconds", "60"});
   startProgram();
   ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
   // Within the two seconds that the display is given to settle.
-  for (const char* arguments : {"--addmode DUMMY9 1280x800", "--output DUMMY9 --mode 1280x800 --pos 900x0"}) {
-    Program xrandr({"/bin/sh", "-c", std::string("exec xrandr ") + arguments}, environment);
-    ASSERT_EQ(xrandr.wait(), 0) << xrandr.output();
-  }
+  xrandr("--addmode DUMMY9 1280x800");
+  xrandr("--output DUMMY9 --mode 1280x800 --pos 900x0");
   EXPECT_TRUE(program->prints("moved to x 2180: true")) << program->output();
   EXPECT_TRUE(phone->prints("frames of 644x1398 arrive"));
 }

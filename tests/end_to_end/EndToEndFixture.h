@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -20,7 +22,7 @@ using Options = std::vector<std::string>;
 class EndToEndFixture : public testing::Test {
  protected:
   void startProgram() {
-    program.emplace(Options{TANDEMVIEW_PROGRAM, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
+    program.emplace(Options{programPath, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
   }
   /// On the cable.
   void startPhone(const Options& options) {
@@ -28,6 +30,23 @@ class EndToEndFixture : public testing::Test {
                        summaryPath(),        "--save", directory.path() + "/frames"};
     command.insert(command.end(), options.begin(), options.end());
     phone.emplace(command, environment);
+  }
+  /// The process, other than `except`, that runs the program at `programPath`; 0 if there is none.
+  pid_t programProcess(pid_t except = 0) const {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+      const pid_t process = std::atoi(entry.path().filename().c_str());
+      std::error_code error;
+      if (process > 0 && process != except &&
+          std::filesystem::read_symlink(entry.path() / "exe", error) == programPath) {
+        return process;
+      }
+    }
+    return 0;
+  }
+  /// From now on a program of this test's own, which no other test runs.
+  void copyProgram() {
+    programPath = directory.path() + "/tandemview";
+    std::filesystem::copy(TANDEMVIEW_PROGRAM, programPath);
   }
   std::string script(const std::string& text) {
     std::ofstream(directory.path() + "/script") << text;
@@ -46,6 +65,7 @@ class EndToEndFixture : public testing::Test {
                                       {"XDG_RUNTIME_DIR", directory.path()},
                                       {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"},
                                       {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"}};
+  std::string programPath = TANDEMVIEW_PROGRAM;
   std::optional<Program> program;
   std::optional<Program> phone;
 };

@@ -153,36 +153,50 @@ TEST_F(EndToEndTest, ElevenQuickRotationsEndInTheLastOneWithoutARelaunch) {
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
-/// The process, other than `except`, whose command line holds `text`; 0 if there is none.
-pid_t processWith(const std::string& text, pid_t except) {
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    const pid_t process = std::atoi(entry.path().filename().c_str());
-    std::ifstream file(entry.path() / "cmdline");
-    const std::string commandLine((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (process > 0 && process != except && commandLine.starts_with(TANDEMVIEW_PROGRAM) &&
-        commandLine.find(text) != std::string::npos && commandLine.find("companion") == std::string::npos) {
-      return process;
-    }
-  }
-  return 0;
-}
+class Relaunch : public EndToEndTest, public testing::WithParamInterface<bool> {};
 
-TEST_F(EndToEndTest, ASizeBeyondTheEnvelopeComesWithANewProcess) {
-  startPhone({"--script", script("7 size 6000x2000\n20 quit\n")});
+TEST_P(Relaunch, BringsASizeBeyondTheEnvelopeWhateverHappensMeanwhile) {
+  const bool isScriptPathTaken = GetParam();
+  copyProgram();
+  startPhone({"--script", script("7 size 6000x2000\n")});
   startProgram();
   const pid_t first = program->process();
-  ASSERT_TRUE(phone->prints("frames of 3000x1000 arrive")) << program->output();
-  EXPECT_TRUE(program->prints("👋 Terminating for orientation change..."));
-  EXPECT_EQ(program->wait(), 0);
-  EXPECT_EQ(phone->wait(), 0) << phone->output();
-  EXPECT_EQ(summary()["connections"], 2);
+  const std::string scriptPath = "/tmp/tandemview_relaunch_" + std::to_string(first) + ".sh";
+  if (isScriptPathTaken) std::filesystem::create_directories(scriptPath + "/by somebody else");
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  // The package is upgraded,
+  std::filesystem::copy(TANDEMVIEW_PROGRAM, programPath + ".new");
+  std::filesystem::rename(programPath + ".new", programPath);
+  // and the copy that is to be replaced takes its time.
+  pid_t second = 0;
+  const auto isSecondThere = [&] { return (second = programProcess(first)) != 0; };
+  if (isScriptPathTaken) {
+    EXPECT_TRUE(program->prints("❌ Failed to create relaunch script:")) << program->output();
+    ASSERT_TRUE(Program::within30Seconds(isSecondThere)) << program->output();
+    ::kill(first, SIGSTOP);
+  } else {
+    EXPECT_TRUE(program->prints("✅ Relaunch script started")) << program->output();
+    ::kill(first, SIGSTOP);
+    ASSERT_TRUE(Program::within30Seconds(isSecondThere)) << program->output();
+  }
+  EXPECT_NE(program->output().find("📁 Bundle path: " + programPath + "\n"), std::string::npos) << program->output();
+  EXPECT_FALSE(Program::within(std::chrono::seconds(2), [&] { return programProcess(first) != second; }))
+      << "it gave up";
+  ::kill(first, SIGCONT);
 
-  const pid_t second = processWith(directory.path(), first);
-  ASSERT_GT(second, 0);
+  EXPECT_EQ(program->wait(), 0) << program->output();
+  ASSERT_TRUE(phone->prints("frames of 3000x1000 arrive")) << program->output();
+  EXPECT_EQ(phone->end(SIGTERM), 0) << phone->output();
+  EXPECT_EQ(summary()["connections"], 2);
+  EXPECT_EQ(programProcess(), second);
   ::kill(second, SIGTERM);
-  EXPECT_TRUE(Program::within30Seconds([&] { return processWith(directory.path(), first) == 0; }));
+  EXPECT_TRUE(Program::within30Seconds([&] { return programProcess() == 0; }));
   EXPECT_EQ(desktop.arrangement(), untouched);
+  std::filesystem::remove_all(scriptPath);
 }
+
+INSTANTIATE_TEST_SUITE_P(Ways, Relaunch, testing::Bool(),
+                         [](const auto& way) { return way.param ? "WithoutAScript" : "ByAScript"; });
 
 TEST_F(EndToEndTest, NothingOutlivesTheProgramWheneverItEnds) {
   std::mt19937 random(std::random_device{}());
@@ -202,6 +216,16 @@ TEST_F(EndToEndTest, NothingOutlivesTheProgramWheneverItEnds) {
   startProgram();
   ASSERT_TRUE(program->prints("💡 Connect your iPhone"));
   EXPECT_EQ(program->end(SIGINT), 0);
+  EXPECT_EQ(desktop.arrangement(), untouched);
+}
+
+TEST_F(EndToEndTest, AClosedStandardOutputIsNoOtherDescriptorsNumber) {
+  program.emplace(Options{"/bin/sh", "-c", "exec \"$0\" --usbmuxd-socket \"$1\" <&- >&- 2>&-", programPath,
+                          directory.path() + "/usbmuxd"},
+                  environment);
+  startPhone({"--frames", "1"});
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_EQ(program->end(SIGTERM), 0);
   EXPECT_EQ(desktop.arrangement(), untouched);
 }
 

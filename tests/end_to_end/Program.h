@@ -84,7 +84,12 @@ class Program {
 
   template <typename Condition>
   static bool within30Seconds(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    return within(std::chrono::seconds(30), condition);
+  }
+
+  template <typename Condition>
+  static bool within(std::chrono::seconds time, Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + time;
     while (!condition()) {
       if (std::chrono::steady_clock::now() > deadline) return false;
       std::this_thread::sleep_for(std::chrono::milliseconds(10));

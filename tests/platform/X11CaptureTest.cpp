@@ -144,7 +144,7 @@ class X11CaptureTest : public testing::Test {
 
   PrivateXServer server_;
   X11TestClient client_{server_.displayName()};
-  RandrScreen screen_{server_.displayName()};
+  RandrScreen screen_{server_.displayName(), X11Connection::open(server_.displayName())};
   std::optional<RandrScreen::Shown> shown_;
   std::shared_ptr<SerialQueue> queue_ = SerialQueue::withThread("capture");
   X11CaptureSystem system_{queue_, server_.displayName()};

@@ -1,16 +1,20 @@
 #include "platform/linux/SingleInstance.h"
 
 #include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <future>
 
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "platform_bus/PrivateBus.h"
 #include "platform_bus/SilentBus.h"
+#include "runtime/SerialQueue.h"
 
 namespace tandemview {
 namespace {
@@ -31,13 +35,49 @@ void setVariable(const char* name, const std::string& value) {
   }
 }
 
+/// A copy of the program that was there first. It answers on a thread of its own, as another process does.
+class FirstCopy {
+ public:
+  FirstCopy() {
+    onQueue([this] {
+      instance_ = std::make_unique<SingleInstance>(queue_, 0, [this] { ++activations_; });
+      copies_ = instance_->runningCopies();
+    });
+  }
+  ~FirstCopy() { end(); }
+
+  void end() {
+    onQueue([this] { instance_.reset(); });
+  }
+
+  Processes copies() const { return copies_; }
+  int activations() const { return activations_; }
+
+ private:
+  void onQueue(const Work& work) {
+    std::promise<void> done;
+    queue_->async([&] {
+      work();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
+  std::atomic<int> activations_ = 0;
+  Processes copies_;
+  std::unique_ptr<SingleInstance> instance_;
+  const std::shared_ptr<SerialQueue> queue_ = SerialQueue::withThread("first copy");
+};
+
 class SingleInstanceTest : public testing::Test {
  protected:
-  std::unique_ptr<SingleInstance> start(
-      Places places, std::function<void()> onActivated = [] {}) {
+  static void enter(const Places& places) {
     setVariable("DBUS_SESSION_BUS_ADDRESS", places.sessionBusAddress);
     setVariable("XDG_RUNTIME_DIR", places.runtimeDirectory);
-    return std::make_unique<SingleInstance>(queue_, std::move(onActivated));
+  }
+  std::unique_ptr<SingleInstance> start(const Places& places, ProcessIdentifier predecessor = 0) {
+    enter(places);
+    return std::make_unique<SingleInstance>(queue_, predecessor, [] {});
   }
 
   const Places onBus() { return {.sessionBusAddress = bus_.address()}; }
@@ -69,14 +109,53 @@ TEST_F(SingleInstanceTest, SecondStartFindsTheFirstUntilThatHasEnded) {
 
 TEST_F(SingleInstanceTest, SecondStartActivatesTheFirstAndEnds) {
   bus_.start();
-  int activations = 0;
-  const auto first = start(onBus(), [&] { ++activations; });
-  first->runningCopies();
+  enter(onBus());
+  const FirstCopy first;
   for (int count = 1; count <= 2; ++count) {
-    auto later = start(onBus());
-    later->activate(later->runningCopies().front());
-    later.reset();
-    EXPECT_TRUE(queue_->drainUntil([&] { return activations == count; }));
+    const auto later = start(onBus());
+    EXPECT_TRUE(later->activate(later->runningCopies().front()));
+    EXPECT_EQ(first.activations(), count);
+    EXPECT_EQ(log_.take().size(), 1U);
+  }
+}
+
+TEST_F(SingleInstanceTest, AStartThatMissesTheBusOrTheLockMeetsTheFirstAtTheOther) {
+  bus_.start();
+  const Places both = {.sessionBusAddress = bus_.address(), .runtimeDirectory = directory_.path()};
+  for (const auto& [firstPlaces, laterPlaces] :
+       {std::pair(both, onBus()), {both, inDirectory()}, {onBus(), both}, {inDirectory(), both}}) {
+    enter(firstPlaces);
+    const FirstCopy first;
+    ASSERT_EQ(first.copies(), Processes({self_}));
+    const auto later = start(laterPlaces);
+    EXPECT_EQ(later->runningCopies(), Processes({self_, self_}));
+    EXPECT_TRUE(later->activate(self_));
+  }
+}
+
+TEST_F(SingleInstanceTest, ANameThatSomethingElseHasEndsAStartWithALine) {
+  bus_.start();
+  const auto squatter = sdbus::createSessionBusConnectionWithAddress(bus_.address());
+  squatter->requestName("org.tandemview.Tandemview");
+  for (const bool isAnswering : {false, true}) {  // that it knows no such object
+    if (isAnswering) squatter->enterEventLoopAsync();
+    const auto later = start(onBus());
+    EXPECT_EQ(later->runningCopies(), Processes({self_, self_}));
+    EXPECT_FALSE(later->activate(self_));
+    EXPECT_EQ(log_.take().size(), 1U);
+  }
+}
+
+TEST_F(SingleInstanceTest, ACopyThatReplacesAnotherWaitsUntilThatOneIsGone) {
+  bus_.start();
+  for (const auto& places : {onBus(), inDirectory()}) {
+    enter(places);
+    FirstCopy first;
+    const std::future<void> end = std::async(std::launch::async, [&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      first.end();
+    });
+    EXPECT_EQ(start(places, /*predecessor=*/self_)->runningCopies(), Processes({self_}));
   }
 }
 

@@ -9,6 +9,7 @@
 #include "platform/linux/NotificationAlerts.h"
 #include "platform/linux/PrintedAlerts.h"
 #include "platform/linux/ZenityAlerts.h"
+#include "platform_bus/Stranger.h"
 #include "platform_tray/TrayFixture.h"
 #include "support/TemporaryDirectory.h"
 
@@ -88,6 +89,13 @@ TEST_F(AlertsTest, NotificationsFollowEachOtherAndAreAnsweredOnce) {
   show("fourth", {"Yes", "No"});
   ASSERT_TRUE(shows(*server, "first|a &lt; b|0|Yes|1|Later|2|No"));
   for (const char* nonsense : {"", "3", "-1", "1x", "99999999999999"}) server->choose(1, nonsense);
+  answered([this] {
+    Stranger stranger(bus_.address());
+    const std::string name = "org.freedesktop.Notifications";
+    stranger.send("/org/freedesktop/Notifications", name, "ActionInvoked", 1U, std::string("0"));
+    stranger.send("/org/freedesktop/Notifications", name, "NotificationClosed", 1U, 2U);
+    stranger.denyOwner(name);
+  });
   server->choose(7, "0");
   server->choose(1, "1");
   server->close(1);

@@ -15,7 +15,7 @@ namespace {
 class StreamTest : public testing::Test {
  protected:
   void open() {
-    stream = Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
+    stream = *Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
   }
   void read(std::size_t length) {
     stream->read(length, [this](std::optional<Error> error, const Data& data) {

@@ -44,7 +44,7 @@ class BusyQueue final : public Queue {
   void after(double seconds, Work work) override {
     queue_->after(seconds, [this, work = std::move(work)] { async(work); });
   }
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override { return queue_->watch(descriptor); }
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override { return queue_->watch(descriptor); }
 
   void goOn() {
     isBusy = false;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/linux/AvahiNames.h"
+#include "platform/linux/BusService.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -17,9 +18,6 @@ constexpr double reconnectSeconds = 2;
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 constexpr const char* busInterface = "org.freedesktop.DBus";
-constexpr const char* ownerMatch =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='org.freedesktop.Avahi'";
 constexpr const char* signalMatch = "type='signal',sender='org.freedesktop.Avahi'";
 
 /// No answer in time, or none ever.
@@ -100,20 +98,22 @@ void AvahiDaemon::connected(BusConnection::Opened opened) {
   connection_ = BusConnection::serving(*opened, queue_, [weak] {
     if (const auto self = weak.lock()) self->reconnect();
   });
-  const auto handler = [weak](void (AvahiDaemon::*report)(sdbus::Message&)) {
-    return [weak, report](sdbus::Message& signal) {
-      const auto self = weak.lock();
-      if (!self) return;
-      try {
-        (self.get()->*report)(signal);
-      } catch (const sdbus::Error&) {  // arguments of other types than they should be
-        self->reconnect();
-      }
-    };
-  };
   try {
-    connection_->bus().addMatch(ownerMatch, handler(&AvahiDaemon::ownerReported), sdbus::floating_slot);
-    connection_->bus().addMatch(signalMatch, handler(&AvahiDaemon::signalReported), sdbus::floating_slot);
+    ownerWatch_ = watchOwner(connection_->bus(), AvahiNames::service, [weak](const std::string& owner) {
+      if (const auto self = weak.lock()) self->setOwner(owner);
+    });
+    connection_->bus().addMatch(
+        signalMatch,
+        [weak](sdbus::Message& signal) {
+          const auto self = weak.lock();
+          if (!self) return;
+          try {
+            self->signalReported(signal);
+          } catch (const sdbus::Error&) {  // arguments of other types than they should be
+            self->reconnect();
+          }
+        },
+        sdbus::floating_slot);
   } catch (const sdbus::Error&) {
     return reconnect();
   }
@@ -132,6 +132,7 @@ void AvahiDaemon::reconnect() {
 void AvahiDaemon::disconnect() {
   setOwner({});
   calls_.clear();
+  ownerWatch_.reset();
   connection_ = nullptr;
   isConnecting_ = true;
   queue_->after(reconnectSeconds, [weak = weak_from_this()] {
@@ -200,13 +201,6 @@ void AvahiDaemon::findOwner() {
          tell({busName, busPath, busInterface, "StartServiceByName"},
               [](sdbus::Message& start) { start << AvahiNames::service << std::uint32_t{0}; });
        });
-}
-
-void AvahiDaemon::ownerReported(sdbus::Message& signal) {
-  if (signal.getSender() != busName) return;
-  std::string name, oldOwner, newOwner;
-  signal >> name >> oldOwner >> newOwner;
-  if (name == AvahiNames::service) setOwner(newOwner);
 }
 
 void AvahiDaemon::setOwner(const std::string& owner) {

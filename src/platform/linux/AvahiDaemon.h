@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sdbus-c++/TypeTraits.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -79,7 +81,6 @@ class AvahiDaemon final : public std::enable_shared_from_this<AvahiDaemon> {
   void call(const Method& method, const Arguments& arguments, Completion completion);
   void tell(const Method& method, const Arguments& arguments);
   void findOwner();
-  void ownerReported(sdbus::Message& signal);
   void setOwner(const std::string& owner);
   void signalReported(sdbus::Message& signal);
   void setState(std::int32_t state);
@@ -90,6 +91,7 @@ class AvahiDaemon final : public std::enable_shared_from_this<AvahiDaemon> {
 
   const std::shared_ptr<Queue> queue_;
   std::shared_ptr<BusConnection> connection_;
+  sdbus::Slot ownerWatch_;
   std::map<std::uint64_t, std::unique_ptr<sdbus::IProxy>> calls_;  // those under way
   std::uint64_t callCount_ = 0;
   std::string owner_;  // the daemon's own name on the bus, which no other can have

@@ -74,9 +74,11 @@ void ConnectionRace::tryNext() {
   }
   Result<Descriptor> socket = beginConnecting(takeNextAddress());
   if (!socket) return attemptHasFailed(socket.error());
+  auto watch = queue_->watch(socket->get());
+  if (!watch) return attemptHasFailed(watch.error());
   const auto attempt = std::make_shared<Attempt>();
   attempt->socket = std::move(*socket);
-  attempt->watch = queue_->watch(attempt->socket.get());
+  attempt->watch = std::move(*watch);
   attempts_.push_back(attempt);
   attempt->watch->whenWritable([weak = weak_from_this(), weakAttempt = std::weak_ptr(attempt)] {
     const auto race = weak.lock();
@@ -96,8 +98,10 @@ SocketAddress ConnectionRace::takeNextAddress() {
 }
 
 Result<Descriptor> ConnectionRace::beginConnecting(const SocketAddress& address) const {
-  Descriptor socket(::socket(address.family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_TCP));
-  if (!socket || !keepToLink(socket, address)) return tl::unexpected(posixError(errno));
+  Descriptor socket = newSocket(address.family(), SOCK_STREAM, IPPROTO_TCP);
+  if (!socket || !makeNonBlocking(socket.get()) || !keepToLink(socket, address)) {
+    return tl::unexpected(posixError(errno));
+  }
   // A ping must not wait for the next frame.
   setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
   const int status = std::visit(

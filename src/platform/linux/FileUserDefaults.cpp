@@ -1,11 +1,11 @@
 #include "platform/linux/FileUserDefaults.h"
 
+#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/linux/ConfigurationDirectory.h"
 #include "runtime/AtomicFile.h"
+#include "runtime/FileContents.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -16,6 +16,19 @@ using nlohmann::json;
 
 /// A date is an object with this one member: JSON has no type for it.
 constexpr const char* dateMember = "secondsSince1970";
+
+/// No setting nests deeper than a date. Values that do are dropped: writing them again would need a stack as deep.
+constexpr int deepestValue = 8;
+
+/// Where the chain of links that begins at `path` ends, whether a file is there or not.
+std::filesystem::path endOfLinks(std::filesystem::path path) {
+  constexpr int longestChain = 40;  // as the system's own
+  std::error_code error;
+  for (int link = 0; link < longestChain && std::filesystem::is_symlink(path, error); ++link) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, error);
+  }
+  return path;
+}
 
 template <typename Value>
 std::optional<Value> valueOf(const json& values, const std::string& key, bool (json::*isOfType)() const noexcept) {
@@ -35,18 +48,30 @@ FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {
 }
 
 void FileUserDefaults::load() {
-  std::ifstream file(path_);
-  if (!file) return;
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  json values = json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const auto text = contentsOfRegularFile(path_);
+  if (!text) {
+    if (text.error() == posixError(ENOENT)) return;
+    return keepInMemory(text.error().localizedDescription());
+  }
+  const auto isKept = [](int depth, json::parse_event_t, const json&) { return depth <= deepestValue; };
+  json values = json::parse(*text, isKept, /*allow_exceptions=*/false);
   if (values.is_object()) {
     values_ = std::move(values);
     return;
   }
   std::error_code error;
-  std::filesystem::rename(path_, path_ + ".damaged", error);
-  Log::print("⚠️ The settings in {} can't be read - starting with none, the file is kept as {}.damaged", path_,
-             path_);
+  const std::filesystem::path file = endOfLinks(path_);
+  std::filesystem::rename(file, file.string() + ".damaged", error);
+  if (error) return keepInMemory("they are damaged");
+  Log::print("⚠️ The settings in {} are damaged - starting with none, the file is kept as {}.damaged", path_,
+             file.string());
+}
+
+/// What is there is left alone: it may be good settings that can't be read at the moment.
+void FileUserDefaults::keepInMemory(const std::string& cause) {
+  isSaved_ = false;
+  Log::print("⚠️ The settings in {} can't be read ({}) - starting with none, changes last until the program ends",
+             path_, cause);
 }
 
 std::optional<std::string> FileUserDefaults::string(const std::string& key) const {
@@ -81,10 +106,12 @@ void FileUserDefaults::setDate(const std::string& key, double secondsSince1970) 
 void FileUserDefaults::set(const std::string& key, json value) {
   const std::lock_guard lock(mutex_);
   values_[key] = std::move(value);
+  if (!isSaved_) return;
+  const std::filesystem::path file = endOfLinks(path_);
   std::error_code ignored;
-  std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
+  std::filesystem::create_directories(file.parent_path(), ignored);
   const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (const auto error = writeFileAtomically(path_, text)) {
+  if (const auto error = writeFileAtomically(file, text)) {
     Log::print("⚠️ The settings can't be saved in {}: {}", path_, error->localizedDescription());
   }
 }

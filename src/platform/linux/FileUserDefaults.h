@@ -8,13 +8,14 @@
 
 namespace tandemview {
 
-/// The user's settings in one JSON file, written at every change.
+/// The user's settings in one JSON file, written at every change. A link to the file stays a link.
 class FileUserDefaults final : public UserDefaults {
  public:
   /// "$XDG_CONFIG_HOME/tandemview/settings.json", or below "~/.config".
   static std::string defaultPath();
 
-  /// Reads the file. One that can't be understood is set aside with a line, and the settings start empty.
+  /// Reads the file. One that can't be understood is set aside with a line, and the settings start empty. So they do,
+  /// with a line, when something is there that can't be read: then nothing is ever written.
   explicit FileUserDefaults(std::string path);
 
   std::optional<std::string> string(const std::string& key) const override;
@@ -26,9 +27,11 @@ class FileUserDefaults final : public UserDefaults {
 
  private:
   void load();
+  void keepInMemory(const std::string& cause);
   void set(const std::string& key, nlohmann::json value);
 
   const std::string path_;
+  bool isSaved_ = true;
   mutable std::mutex mutex_;
   nlohmann::json values_ = nlohmann::json::object();
 };

@@ -46,9 +46,12 @@ std::string readToTheEnd(const Descriptor& pipe) {
 
 }  // namespace
 
-LinuxApplication::LinuxApplication(std::vector<std::string> arguments, std::unique_ptr<SingleInstance> singleInstance,
-                                   std::function<void()> terminate)
-    : arguments_(std::move(arguments)), singleInstance_(std::move(singleInstance)), terminate_(std::move(terminate)) {}
+std::string executablePath() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).string();
+}
+
+LinuxApplication::LinuxApplication(Surroundings surroundings) : surroundings_(std::move(surroundings)) {}
 
 bool LinuxApplication::hasEnvironmentVariable(const std::string& name) const {
   return std::getenv(name.c_str()) != nullptr;
@@ -59,21 +62,20 @@ ProcessIdentifier LinuxApplication::processIdentifier() const {
 }
 
 std::vector<ProcessIdentifier> LinuxApplication::runningCopies() {
-  return singleInstance_->runningCopies();
+  return surroundings_.singleInstance->runningCopies();
 }
 
 void LinuxApplication::activate(ProcessIdentifier copy) {
-  singleInstance_->activate(copy);
+  if (!surroundings_.singleInstance->activate(copy)) exitStatus_ = EXIT_FAILURE;
 }
 
 std::string LinuxApplication::bundlePath() const {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).string();
+  return surroundings_.executablePath;
 }
 
 std::string LinuxApplication::relaunchCommand() const {
   std::string command = "exec " + quotedForShell(bundlePath());
-  for (const std::string& argument : arguments_) {
+  for (const std::string& argument : surroundings_.arguments) {
     command += ' ';
     command += quotedForShell(argument);
   }
@@ -82,7 +84,7 @@ std::string LinuxApplication::relaunchCommand() const {
 
 void LinuxApplication::openApplication(const std::string& bundlePath,
                                        std::function<void(std::optional<Error>)> completion) {
-  const auto started = start(bundlePath, arguments_);
+  const auto started = start(bundlePath, surroundings_.arguments);
   completion(started ? std::nullopt : std::optional(started.error()));
 }
 
@@ -109,11 +111,14 @@ Result<ToolOutcome> LinuxApplication::run(const std::string& tool, const std::ve
 }
 
 Result<ProcessIdentifier> LinuxApplication::start(const std::string& tool, const std::vector<std::string>& arguments) {
-  return spawnProcess(tool, arguments, Descriptor());
+  // What is started may well find out when this process has ended and nobody can be told any more.
+  if (::access(surroundings_.executablePath.c_str(), X_OK) != 0) return tl::unexpected(posixError(errno));
+  const Succession succession = Succession::ofThisProcess(surroundings_.copyLidLock());
+  return spawnProcess(tool, arguments, Descriptor(), &succession);
 }
 
 void LinuxApplication::terminate() {
-  terminate_();
+  surroundings_.terminate();
 }
 
 }  // namespace tandemview

@@ -2,16 +2,56 @@
 
 namespace tandemview {
 
-PlatformTexts linuxTexts() {
+namespace {
+
+/// Why there can be no virtual display.
+struct Obstacle {
+  const char* message;
+  const char* explanation;
+  const char* status;  // in the menu's first line
+};
+
+Obstacle obstacle(const X11Session& session) {
+  if (session.isWayland) {
+    return {.message = "Tandemview needs an X11 session",
+            .explanation =
+                "This is a Wayland session, which Tandemview can't extend yet.\n\n"
+                "Log out, choose “X11” or “Xorg” for the session on the login screen, and log in again.",
+            .status = "X11 session needed"};
+  }
+  if (!session.hasServer) {
+    return {.message = "Tandemview needs an X11 session",
+            .explanation =
+                "No X server takes Tandemview as its client.\n\n"
+                "Start it within your desktop's session, or set DISPLAY and XAUTHORITY as they are there.",
+            .status = "X11 session needed"};
+  }
+  if (!session.isTrusted) {
+    return {.message = "The X server doesn't trust Tandemview",
+            .explanation =
+                "It lets Tandemview neither read the screen nor add a display.\n\n"
+                "Start Tandemview as the user who owns the session, with that session's DISPLAY and "
+                "XAUTHORITY, and not through “ssh -X” (“ssh -Y” makes a trusted client).",
+            .status = "Screen Recording permission needed"};
+  }
+  return {.message = "No spare display output",
+          .explanation =
+              "The X server offers no output that a virtual display could use.\n\n"
+              "Options:\n"
+              "1. Use a server with spare outputs (the dummy or modesetting driver, an EVDI device)\n"
+              "2. Switch a virtual output on in the driver's configuration\n"
+              "3. Make sure that DISPLAY names an X server with RandR 1.3 or later",
+          .status = "No spare display output"};
+}
+
+}  // namespace
+
+PlatformTexts linuxTexts(const X11Session& session) {
+  const Obstacle inTheWay = obstacle(session);
   return {
-      .unsupportedMessage = "No spare display output",
-      .unsupportedExplanation =
-          "The X server offers no output that a virtual display could use.\n\n"
-          "Options:\n"
-          "1. Use a server with spare outputs (the dummy or modesetting driver, an EVDI device)\n"
-          "2. Switch a virtual output on in the driver's configuration\n"
-          "3. Make sure that DISPLAY names an X server with RandR 1.2 or later",
-      .unsupportedStatus = "No spare display output",
+      .unsupportedMessage = inTheWay.message,
+      .unsupportedExplanation = inTheWay.explanation,
+      .unsupportedStatus = inTheWay.status,
       .screenRecordingToolTip =
           "Required to capture the virtual display. Holds when the X server lets Tandemview read the screen.",
       .accessibilityToolTip =

@@ -1,5 +1,6 @@
 #include "platform/linux/LogindLidInhibitor.h"
 
+#include <fcntl.h>
 #include <sdbus-c++/sdbus-c++.h>
 #include <unistd.h>
 
@@ -30,6 +31,27 @@ bool isOurs(const Inhibitor& inhibitor) {
 }  // namespace
 
 bool LogindLidInhibitor::isPrevented() {
+  const std::lock_guard guard(mutex_);
+  if (inherited_) {
+    lock_ = takenLock();
+    inherited_ = Descriptor();
+  }
+  return isListed();
+}
+
+void LogindLidInhibitor::setPrevented(bool prevented) {
+  const std::lock_guard guard(mutex_);
+  lock_ = prevented ? takenLock() : Descriptor();
+  inherited_ = Descriptor();
+  if (!prevented) waitForRelease();
+}
+
+Descriptor LogindLidInhibitor::copyLock() const {
+  const std::lock_guard guard(mutex_);
+  return Descriptor(::fcntl((lock_ ? lock_ : inherited_).get(), F_DUPFD_CLOEXEC, 0));
+}
+
+bool LogindLidInhibitor::isListed() const {
   const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
   if (!bus) {
     Log::print("⚠️ Could not read the lid's inhibitors: {}", bus.error().localizedDescription());
@@ -48,14 +70,12 @@ bool LogindLidInhibitor::isPrevented() {
   }
 }
 
-void LogindLidInhibitor::setPrevented(bool prevented) {
-  const std::lock_guard guard(mutex_);
-  lock_ = Descriptor();
-  if (!prevented) return waitForRelease();
+/// A lock of this process's own; empty, with a line, if it is not granted.
+Descriptor LogindLidInhibitor::takenLock() const {
   const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
   if (!bus) {
     Log::print("❌ Failed to reach logind: {}", bus.error().localizedDescription());
-    return;
+    return Descriptor();
   }
   try {
     sdbus::UnixFd lock;
@@ -64,16 +84,17 @@ void LogindLidInhibitor::setPrevented(bool prevented) {
         .onInterface(logindInterface)
         .withArguments(lidSwitch, "Tandemview", "Controlled from the phone while the lid is closed", lockMode)
         .storeResultsTo(lock);
-    lock_ = takeDescriptor(lock);
+    return takeDescriptor(lock);
   } catch (const sdbus::Error& error) {
     Log::print("⚠️ The lid's inhibitor was not granted: {}", error.getMessage());
+    return Descriptor();
   }
 }
 
 /// logind notices the closed lock in its own time, and whoever asked before that would still hear of it.
-void LogindLidInhibitor::waitForRelease() {
+void LogindLidInhibitor::waitForRelease() const {
   constexpr int attempts = 100;
-  for (int attempt = 0; attempt < attempts && isPrevented(); ++attempt) {
+  for (int attempt = 0; attempt < attempts && isListed(); ++attempt) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }

@@ -8,16 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/BusService.h"
+
 namespace tandemview {
 
 namespace {
 
-constexpr const char* serverName = "org.freedesktop.Notifications";
-constexpr const char* serverPath = "/org/freedesktop/Notifications";
-constexpr const char* serverInterface = "org.freedesktop.Notifications";
-constexpr const char* serverOwnerMatch =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='org.freedesktop.Notifications'";
+constexpr BusService::Place serverPlace = {.name = "org.freedesktop.Notifications",
+                                           .path = "/org/freedesktop/Notifications",
+                                           .interface = "org.freedesktop.Notifications"};
 
 /// Of freedesktop.org's urgency levels.
 constexpr std::uint8_t normalUrgency = 1;
@@ -64,27 +63,20 @@ void NotificationAlerts::connected(BusConnection::Opened opened) {
     if (const auto self = weak.lock()) self->busIsGone();
   });
   try {
-    connection_->bus().addMatch(
-        serverOwnerMatch,
-        [weak](sdbus::Message& message) {
-          std::string name, oldOwner, newOwner;
-          message >> name >> oldOwner >> newOwner;
-          const auto self = weak.lock();
-          if (self && !oldOwner.empty()) self->serverIsGone();
-        },
-        sdbus::floating_slot);
-    server_ = sdbus::createProxy(connection_->bus(), serverName, serverPath);
-    server_->uponSignal("ActionInvoked")
-        .onInterface(serverInterface)
-        .call([weak](std::uint32_t notification, const std::string& button) {
-          if (const auto self = weak.lock()) self->isChosen(notification, button);
-        });
-    server_->uponSignal("NotificationClosed")
-        .onInterface(serverInterface)
-        .call([weak](std::uint32_t notification, std::uint32_t) {
-          if (const auto self = weak.lock()) self->isClosed(notification);
-        });
-    server_->finishRegistration();
+    server_ = std::make_unique<BusService>(*connection_, serverPlace, [weak](bool) {
+      if (const auto self = weak.lock()) self->serverIsGone();  // whoever is there now knows nothing of ours
+    });
+    server_->uponSignal("ActionInvoked", [weak](sdbus::Message& message) {
+      std::uint32_t notification = 0;
+      std::string button;
+      message >> notification >> button;
+      if (const auto self = weak.lock()) self->isChosen(notification, button);
+    });
+    server_->uponSignal("NotificationClosed", [weak](sdbus::Message& message) {
+      std::uint32_t notification = 0;
+      message >> notification;
+      if (const auto self = weak.lock()) self->isClosed(notification);
+    });
   } catch (const sdbus::Error&) {
     return busIsGone();
   }
@@ -93,8 +85,9 @@ void NotificationAlerts::connected(BusConnection::Opened opened) {
 
 void NotificationAlerts::askCapabilities() {
   try {
-    server_->callMethodAsync("GetCapabilities")
-        .onInterface(serverInterface)
+    server_->object()
+        .callMethodAsync("GetCapabilities")
+        .onInterface(serverPlace.interface)
         .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
         .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, const std::vector<std::string>& names) {
           const auto self = weak.lock();
@@ -122,8 +115,9 @@ void NotificationAlerts::notify(const Capabilities& capabilities) {
       {"desktop-entry", sdbus::Variant(std::string("tandemview"))}};
   const std::string& text = alert_.informativeText;
   try {
-    server_->callMethodAsync("Notify")
-        .onInterface(serverInterface)
+    server_->object()
+        .callMethodAsync("Notify")
+        .onInterface(serverPlace.interface)
         .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
         .withArguments(std::string("Tandemview"), std::uint32_t(0), std::string("tandemview"), alert_.message,
                        capabilities.contains("body-markup") ? escapedForMarkup(text) : text, actions, hints,

@@ -9,11 +9,9 @@
 #include "app/AlertSystem.h"
 #include "platform/linux/BusConnection.h"
 
-namespace sdbus {
-class IProxy;
-}
-
 namespace tandemview {
+
+class BusService;
 
 /// Alerts as notifications of the desktop that stay until they are answered; one that is closed without a choice is
 /// answered with the last button. What the desktop's notifications can't show goes to another system: an alert with
@@ -43,7 +41,7 @@ class NotificationAlerts final : public AlertSystem, public std::enable_shared_f
   const std::shared_ptr<Queue> mainQueue_;
   const std::shared_ptr<AlertSystem> fallback_;
   std::shared_ptr<BusConnection> connection_;  // from the first alert on
-  std::unique_ptr<sdbus::IProxy> server_;
+  std::unique_ptr<BusService> server_;
   Stage stage_ = Stage::Idle;
   Alert alert_;
   std::function<void(int button)> answer_;

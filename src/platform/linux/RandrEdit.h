@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "display/DisplaySystem.h"
 #include "platform/linux/RandrLayout.h"
@@ -14,8 +15,8 @@ namespace tandemview {
 /// the program's other connections are broken.
 class RandrEdit {
  public:
-  /// Null if the server can't be reached or has no RandR.
-  static std::unique_ptr<RandrEdit> begin(const std::string& displayName);
+  /// Null if the server can't be reached or has no RandR. New modes are named for `owner`.
+  static std::unique_ptr<RandrEdit> begin(const std::string& displayName, std::string owner);
 
   RandrEdit(const RandrEdit&) = delete;
   RandrEdit& operator=(const RandrEdit&) = delete;
@@ -25,33 +26,48 @@ class RandrEdit {
   const RandrLayout& layout() const { return layout_; }
   const ScreenSize& screenSize() const { return screenSize_; }
 
-  /// Brings one CRTC to `wanted` and the screen to the smallest size that holds everything shown and is no smaller
-  /// than `least`. False: refused, and everything is as it was.
-  bool configure(const RandrLayout::Crtc& wanted, const ScreenSize& least);
+  /// To ask the server, which answers nobody else meanwhile.
+  const X11Connection& connection() const { return *connection_; }
+
+  /// Brings each CRTC to what is wanted of it and the screen to the smallest size that holds everything shown and is no
+  /// smaller than `least`. Where the server lets us, it also has room for `owner`'s displays turned by a quarter, so
+  /// that a rotation doesn't change the screen. False: refused, and everything is as it was.
+  bool configure(const std::vector<RandrLayout::Crtc>& wanted, const ScreenSize& least);
 
   /// Brings the screen to the size that configure() would.
   bool fitScreen(const ScreenSize& least) { return setScreenSize(sizeFor(least)); }
 
-  /// configure() with a new mode on one output, which replaces the mode and outputs of `wanted`.
-  std::optional<xcb_randr_mode_t> configureWithNewMode(RandrLayout::Crtc wanted, xcb_randr_output_t output,
+  /// configure() with a new mode on one output, which replaces the mode and outputs of the first wanted CRTC.
+  std::optional<xcb_randr_mode_t> configureWithNewMode(std::vector<RandrLayout::Crtc> wanted, xcb_randr_output_t output,
                                                        const VirtualDisplayMode& mode, const ScreenSize& least);
+
+  /// Which request the server refused last, and with which error.
+  const std::string& refusal() const { return refusal_; }
 
   /// Takes a mode that nothing shows from the output and out of the world.
   void removeMode(xcb_randr_output_t output, xcb_randr_mode_t mode);
 
  private:
-  explicit RandrEdit(std::shared_ptr<X11Connection> connection) : connection_(std::move(connection)) {}
+  RandrEdit(std::shared_ptr<X11Connection> connection, std::string owner)
+      : connection_(std::move(connection)), owner_(std::move(owner)) {}
 
+  bool configureWithin(const ScreenSize& size, const std::vector<RandrLayout::Crtc>& wanted,
+                       const std::vector<RandrLayout::Crtc>& before);
+  bool accepts(const char* request, xcb_void_cookie_t cookie);
+  bool refuse(const char* request, const xcb_generic_error_t* error);
+  ScreenSize sizeForRotations(const ScreenSize& size) const;
   std::optional<xcb_randr_mode_t> addMode(xcb_randr_output_t output, const VirtualDisplayMode& mode);
   bool setCrtc(const RandrLayout::Crtc& wanted);
   bool setScreenSize(const ScreenSize& size);
   ScreenSize sizeFor(const ScreenSize& least) const;
 
   const std::shared_ptr<X11Connection> connection_;
+  const std::string owner_;
   RandrLayout layout_;
   ScreenSize screenSize_;
   ScreenSize smallestSize_;
   ScreenSize largestSize_;
+  std::string refusal_;
 };
 
 }  // namespace tandemview

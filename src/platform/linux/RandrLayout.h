@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/X11Connection.h"
@@ -82,8 +83,8 @@ struct RandrLayout {
   /// A CRTC that the output could be lit with; null if all are in use.
   const Crtc* freeCrtc(const Output& output) const;
 
-  /// Whether an active output shows a mode that this process has made.
-  bool showsOwnMode() const;
+  /// Whether an active output shows a mode that `owner` has made.
+  bool showsModeOf(std::string_view owner) const;
 
   /// The smallest screen that holds everything that is shown.
   ScreenSize extent() const;

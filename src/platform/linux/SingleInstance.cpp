@@ -8,9 +8,11 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "runtime/Log.h"
 
@@ -24,6 +26,10 @@ constexpr const char* busName = "org.tandemview.Tandemview";
 constexpr const char* applicationPath = "/org/tandemview/Tandemview";
 constexpr const char* applicationInterface = "org.freedesktop.Application";
 using PlatformData = std::map<std::string, sdbus::Variant>;
+
+/// How long, and how often, the bus is given to notice that the copy which we replace has ended.
+constexpr auto noticePause = std::chrono::milliseconds(10);
+constexpr int noticePauses = 200;
 
 /// How often an owner may vanish between our asking for its name and our asking for its process.
 constexpr int attempts = 3;
@@ -49,22 +55,35 @@ ProcessIdentifier ownerOfLock(int lock) {
 
 }  // namespace
 
-SingleInstance::SingleInstance(std::shared_ptr<Queue> queue, std::function<void()> onActivated)
-    : queue_(std::move(queue)), onActivated_(std::move(onActivated)) {}
+SingleInstance::SingleInstance(std::shared_ptr<Queue> queue, ProcessIdentifier predecessor,
+                               std::function<void()> onActivated)
+    : queue_(std::move(queue)), predecessor_(predecessor), onActivated_(std::move(onActivated)) {}
 
 SingleInstance::~SingleInstance() = default;
 
 std::vector<ProcessIdentifier> SingleInstance::runningCopies() {
   const ProcessIdentifier self = ::getpid();
   if (isFirst_) return {self};
-  Outcome outcome = takeName();
-  if (outcome == Outcome::Impossible) outcome = takeLock();
+  Outcome outcome = takeNameAndLock();
+  const auto isPredecessor = [&] { return outcome == Outcome::Theirs && predecessor_ != 0 && first_ == predecessor_; };
+  for (int pause = 0; isPredecessor() && pause < noticePauses; ++pause) {
+    std::this_thread::sleep_for(noticePause);
+    outcome = takeNameAndLock();
+  }
   if (outcome == Outcome::Theirs) return {first_, self};
   isFirst_ = true;
   if (outcome == Outcome::Impossible) {
     Log::line("⚠️ No session bus and no runtime directory: other copies of the program are not noticed");
   }
   return {self};
+}
+
+SingleInstance::Outcome SingleInstance::takeNameAndLock() {
+  const Outcome name = takeName();
+  if (name == Outcome::Theirs) return name;
+  const Outcome lock = takeLock();
+  if (lock == Outcome::Theirs) leaveBus();
+  return lock == Outcome::Impossible ? name : lock;
 }
 
 SingleInstance::Outcome SingleInstance::takeName() {
@@ -84,8 +103,7 @@ SingleInstance::Outcome SingleInstance::takeName() {
       if (error.getName() != "org.freedesktop.DBus.Error.NameHasNoOwner") break;
     }
   }
-  application_.reset();
-  connection_.reset();
+  leaveBus();
   return Outcome::Impossible;
 }
 
@@ -93,9 +111,8 @@ bool SingleInstance::joinBus() {
   const BusConnection::Opened opened = BusConnection::open(BusConnection::Bus::Session);
   if (!opened) return false;
   connection_ = BusConnection::serving(*opened, queue_, [this] {
-    application_.reset();
-    connection_.reset();
-    Log::line("⚠️ The session bus is gone: other copies of the program are no longer noticed");
+    leaveBus();
+    if (!lock_) Log::line("⚠️ The session bus is gone: other copies of the program are no longer noticed");
   });
   application_ = sdbus::createObject(connection_->bus(), applicationPath);
   application_->registerMethod("Activate").onInterface(applicationInterface).implementedAs([this](const PlatformData&) {
@@ -123,19 +140,29 @@ SingleInstance::Outcome SingleInstance::takeLock() {
   return Outcome::Ours;
 }
 
-void SingleInstance::activate(ProcessIdentifier) {
-  if (!connection_) return;
+bool SingleInstance::activate(ProcessIdentifier copy) {
   try {
-    // No reply is waited for: this process is about to end, and the bus delivers what it was given.
-    sdbus::createProxy(connection_->bus(), busName, applicationPath)
-        ->callMethod("Activate")
-        .onInterface(applicationInterface)
-        .withArguments(PlatformData())
-        .dontExpectReply();
-    connection_->update();
-  } catch (const sdbus::Error&) {
-    // The other copy has just ended, or its bus has: there is nobody to call.
+    if (connection_) {
+      sdbus::createProxy(connection_->bus(), busName, applicationPath)
+          ->callMethod("Activate")
+          .onInterface(applicationInterface)
+          .withArguments(PlatformData())
+          .storeResultsTo();
+      connection_->update();
+    }
+    Log::print("👋 Tandemview is already running (process {}): this start ends", copy);
+    return true;
+  } catch (const sdbus::Error& error) {
+    Log::print("❌ Process {} has the name {} on the session bus and does not answer to it: this start ends ({})", copy,
+               busName, error.getMessage());
+    return false;
   }
+}
+
+/// Gives up the name, if it is ours.
+void SingleInstance::leaveBus() {
+  application_.reset();
+  connection_.reset();
 }
 
 }  // namespace tandemview

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "app/ApplicationSystem.h"
+#include "platform/linux/Succession.h"
 #include "runtime/Descriptor.h"
 #include "runtime/Error.h"
 
@@ -11,8 +12,8 @@ namespace tandemview {
 
 /// Starts a tool, given by its path, in a session of its own, so that the end of our terminal is not its end, with the
 /// default signals. It reads nothing, its errors go nowhere, its output to `output` or, if that is empty, nowhere
-/// either. The caller waits for its end.
+/// either. Of our other descriptors it has those of `succession`, if there is one. The caller waits for its end.
 Result<ProcessIdentifier> spawnProcess(const std::string& tool, const std::vector<std::string>& arguments,
-                                       const Descriptor& output);
+                                       const Descriptor& output, const Succession* succession = nullptr);
 
 }  // namespace tandemview

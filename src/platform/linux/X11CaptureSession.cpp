@@ -108,6 +108,7 @@ void X11CaptureSession::stop() {
 std::optional<Error> X11CaptureSession::open() {
   connection_ = X11Connection::open(displayName_);
   if (!connection_) return captureError("The X server can't be reached");
+  if (const auto refusal = captureRefusal(*connection_)) return refusal;
   if (const auto error = negotiateExtensions(*connection_, configuration_.showsCursor)) return error;
   if (!hasExpectedPixels(*connection_)) return captureError("The X server's pixels are not 32 bits of BGRX");
   if (const auto error = selectEvents()) return error;
@@ -117,7 +118,9 @@ std::optional<Error> X11CaptureSession::open() {
   if (configuration_.showsCursor) cursor_.emplace(connection_);
   if (const auto error = makeBuffers()) return error;
   undelivered_.add({.x = 0, .y = 0, .width = display_.width, .height = display_.height});
-  watch_ = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  auto watch = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return watch.error();
+  watch_ = std::move(*watch);
   return std::nullopt;
 }
 
@@ -304,7 +307,9 @@ void X11CaptureSession::takePicture(X11PixelBuffer& buffer) {
   SharedPixels& picture = unscaled_ ? *unscaled_ : buffer.pixels();
   if (!refresh(picture)) {
     // The display has just been moved or has gone, and we haven't heard of it yet. That can't happen twice running.
-    if (std::exchange(wasRefused_, true)) fail(captureError("The X server refuses its picture"));
+    if (std::exchange(wasRefused_, true)) {
+      fail(captureRefusal(*connection_).value_or(captureError("The X server refuses its picture")));
+    }
     hasLayoutChange_ = true;
     return;
   }

@@ -2,14 +2,17 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/ReducedBlanking.h"
 #include "platform/linux/X11VirtualDisplay.h"
 
 namespace tandemview {
 
-X11DisplaySystem::X11DisplaySystem(const std::string& displayName)
-    : screen_(std::make_shared<RandrScreen>(displayName)), connection_(X11Connection::open(displayName)) {
+X11DisplaySystem::X11DisplaySystem(const std::string& displayName, std::shared_ptr<UserDefaults> settings)
+    : connection_(X11Connection::open(displayName)),
+      notices_(X11Connection::open(displayName)),
+      screen_(std::make_shared<RandrScreen>(displayName, notices_, std::move(settings))) {
   screen_->removeLeftovers();
 }
 
@@ -17,21 +20,55 @@ X11DisplaySystem::~X11DisplaySystem() {
   screen_->close();
 }
 
-void X11DisplaySystem::onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler) {
-  if (!connection_) return queue->async(std::move(handler));
-  connectionLost_ = std::move(handler);
-  watch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
-  watchConnection();
+void X11DisplaySystem::watch(const std::shared_ptr<Queue>& queue, Work onConnectionLost) {
+  if (!connection_ || !notices_) return queue->async(std::move(onConnectionLost));
+  connectionLost_ = std::move(onConnectionLost);
+  watchNotices(queue);
+  auto watch = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return;  // its end then shows in the next thing that is asked of it
+  connectionWatch_ = std::move(*watch);
+  waitForEnd();
+}
+
+void X11DisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, Work changed) {
+  arrangementChanged_ = std::move(changed);
+  if (notices_) watchNotices(queue);
+}
+
+void X11DisplaySystem::watchNotices(const std::shared_ptr<Queue>& queue) {
+  if (noticesWatch_) return;
+  auto watch = queue->watch(xcb_get_file_descriptor(notices_->get()));
+  if (!watch) return;
+  noticesWatch_ = std::move(*watch);
+  waitForNotices();
 }
 
 /// Reading what the server tells unasked also shows whether it still speaks to us.
-void X11DisplaySystem::watchConnection() {
-  watch_->whenReadable([this] {
+void X11DisplaySystem::waitForEnd() {
+  connectionWatch_->whenReadable([this] {
     while (owned(xcb_poll_for_event(connection_->get()))) {
     }
-    if (connection_->isBroken()) return connectionLost_();
-    watchConnection();
+    if (connection_->isBroken()) return lose();
+    waitForEnd();
   });
+}
+
+void X11DisplaySystem::waitForNotices() {
+  noticesWatch_->whenReadable([this] {
+    bool hasChanged = false;
+    // The replies to a look at the arrangement may bring further notices.
+    while (owned(xcb_poll_for_event(notices_->get()))) {
+      screen_->arrangementChanged();
+      hasChanged = true;
+    }
+    if (notices_->isBroken()) return lose();
+    waitForNotices();
+    if (hasChanged && arrangementChanged_) arrangementChanged_();
+  });
+}
+
+void X11DisplaySystem::lose() {
+  if (const Work handler = std::exchange(connectionLost_, nullptr)) handler();
 }
 
 VirtualDisplayCreation X11DisplaySystem::makeVirtualDisplay(const VirtualDisplayDescriptor&) {
@@ -112,7 +149,7 @@ void X11DisplaySystem::pause(double seconds) {
 
 bool X11DisplaySystem::hasVirtualDisplays() const {
   const RandrLayout current = layout();
-  return current.showsOwnMode() || !current.spareOutputs().empty();
+  return screen_->showsDisplay(current) || !current.spareOutputs().empty();
 }
 
 /// Read anew for every question: other programs rearrange the screen too.

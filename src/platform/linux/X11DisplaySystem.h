@@ -6,6 +6,7 @@
 #include "display/DisplaySystem.h"
 #include "platform/linux/RandrScreen.h"
 #include "platform/linux/X11Connection.h"
+#include "runtime/UserDefaults.h"
 
 namespace tandemview {
 
@@ -14,14 +15,15 @@ namespace tandemview {
 /// made and when it is destroyed.
 class X11DisplaySystem final : public DisplaySystem {
  public:
-  /// `displayName` such as ":77"; empty stands for $DISPLAY. Without such a server there are no displays.
-  explicit X11DisplaySystem(const std::string& displayName = {});
+  /// `displayName` such as ":77"; empty stands for $DISPLAY. Without such a server there are no displays. Where the
+  /// user puts a virtual display is kept in `settings`, if there are any.
+  explicit X11DisplaySystem(const std::string& displayName = {}, std::shared_ptr<UserDefaults> settings = nullptr);
   ~X11DisplaySystem() override;
 
-  /// Calls `handler` once, on `queue`, when the connection breaks, or soon if there is none. The displays are unknown
-  /// from then on, but what this process shows is still removed if the server lives. Called on `queue`, where the
-  /// system is destroyed too.
-  void onConnectionLost(const std::shared_ptr<Queue>& queue, Work handler);
+  /// Follows on `queue` what other programs do to the arrangement. Calls `onConnectionLost` there, once, when the
+  /// connection breaks, or soon if there is none. The displays are unknown from then on, but what this process shows is
+  /// still removed if the server lives. Called on `queue`, where the system is destroyed too.
+  void watch(const std::shared_ptr<Queue>& queue, Work onConnectionLost);
 
   /// All four alike: whether there is an output for a virtual display, in use by us or spare.
   bool hasDescriptorClass() const override { return hasVirtualDisplays(); }
@@ -42,20 +44,31 @@ class X11DisplaySystem final : public DisplaySystem {
   std::vector<DisplayMode> allModes(DisplayID display) const override;
   ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
 
-  /// See RandrScreen::move() for coordinates that X can't express.
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
+
+  /// X has no negative coordinates.
+  double leftEdge() const override { return 0; }
+
+  /// On the queue that watch() has, if that was called.
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
   void pause(double seconds) override;
 
  private:
   bool hasVirtualDisplays() const;
   RandrLayout layout() const;
   ConfigurationOutcome outcome(bool isCompleted) const;
-  void watchConnection();
+  void watchNotices(const std::shared_ptr<Queue>& queue);
+  void waitForEnd();
+  void waitForNotices();
+  void lose();
 
+  const std::shared_ptr<X11Connection> connection_;  // for questions, from any thread; null without a server
+  const std::shared_ptr<X11Connection> notices_;     // nothing else is read here, so that none stays unnoticed
   const std::shared_ptr<RandrScreen> screen_;
-  const std::shared_ptr<X11Connection> connection_;  // for questions; null without a server
-  std::unique_ptr<DescriptorWatch> watch_;
+  std::unique_ptr<DescriptorWatch> connectionWatch_;
+  std::unique_ptr<DescriptorWatch> noticesWatch_;
   Work connectionLost_;
+  Work arrangementChanged_;
 };
 
 }  // namespace tandemview

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/RandrLayout.h"
 #include "platform/linux/X11EventInput.h"
@@ -18,28 +19,27 @@ namespace tandemview {
 
 namespace {
 
-/// X's names of the buttons.
-namespace Button {
-constexpr std::uint8_t left = 1;
-constexpr std::uint8_t middle = 2;
-constexpr std::uint8_t right = 3;
-constexpr std::uint8_t wheelUp = 4;
-constexpr std::uint8_t wheelDown = 5;
-constexpr std::uint8_t wheelLeft = 6;
-constexpr std::uint8_t wheelRight = 7;
-}  // namespace Button
-
 /// About how far GTK, Qt and the browsers scroll for a click of the wheel, so that the content stays with the finger.
 constexpr std::int64_t pixelsPerWheelClick = 50;
 
 /// Of one event: further than any page is high.
 constexpr std::int64_t mostWheelClicks = 200;
 
-/// Far below a pixel, far above the rounding errors of "fraction of the display" times its size.
-constexpr double roundingSlack = 1e-6;
+/// Of a turn: what they take, a few milliseconds, keeps everything else of the queue waiting.
+constexpr int strokesPerTurn = 64;
 
-/// Keys beyond these are dropped while others wait for a free key code.
-constexpr std::size_t mostWaitingSteps = 10'000;
+/// How often it is looked whether the server has answered at last.
+constexpr double answerInterval = 0.01;  // seconds
+
+/// Of characters, as many as the longest message of a phone has. Further ones are dropped.
+constexpr std::size_t mostWaitingCharacters = 1'000'000;
+
+/// Of everything else. No hand is that fast: everything that waits is dropped.
+constexpr std::size_t mostWaitingEvents = 1000;
+
+/// For how long a click or a shortcut waits for characters before it. Then they are dropped: typing them after it might
+/// type them somewhere else, and a screen that doesn't react for longer would seem to be dead.
+constexpr double longestWait = 5;  // seconds
 
 /// For how long nothing may have been typed before the borrowed meanings are taken back.
 constexpr double typingPause = 5;  // seconds
@@ -80,14 +80,27 @@ const X11KeyChord* launcherChord() {
   return nullptr;
 }
 
+/// Null without a server, or if it lacks XTEST.
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
   auto connection = X11Connection::open(displayName);
-  return connection && connection->offers(xcb_test_id) ? connection : nullptr;
+  if (!connection || !connection->offers(xcb_test_id)) return nullptr;
+  // A window manager or a tool may grab the server for seconds: this connection is served all the same.
+  xcb_test_grab_control(connection->get(), /*impervious=*/1);
+  return connection;
 }
 
-std::uint8_t buttonOf(MouseButton button) {
-  if (button == MouseButton::Left) return Button::left;
-  return button == MouseButton::Right ? Button::right : Button::middle;
+/// Whether no other copy of the program posts input to this server. A selection shows it: the server takes it from a
+/// copy that has ended, however it ended.
+bool isOnlyCopy(const X11Connection& connection) {
+  const xcb_atom_t selection = connection.atom("_TANDEMVIEW_INPUT");
+  const auto owner = owned(
+      xcb_get_selection_owner_reply(connection.get(), xcb_get_selection_owner(connection.get(), selection), nullptr));
+  if (!owner || owner->owner != XCB_NONE) return false;
+  const xcb_window_t window = xcb_generate_id(connection.get());
+  xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, connection.root(), 0, 0, 1, 1, /*border_width=*/0,
+                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, /*value_mask=*/0, nullptr);
+  xcb_set_selection_owner(connection.get(), window, selection, XCB_CURRENT_TIME);
+  return true;
 }
 
 /// Well-formed UTF-16, as takeCharacter() makes it.
@@ -101,8 +114,12 @@ std::u32string scalars(std::u16string_view units) {
   return result;
 }
 
-std::int16_t pixel(double coordinate) {
-  return static_cast<std::int16_t>(std::clamp(std::floor(coordinate + roundingSlack), -32768.0, 32767.0));
+bool isMovement(const MouseEvent& event) {
+  return event.type == MouseEventType::Moved || event.type == MouseEventType::LeftDragged;
+}
+
+bool isPress(const MouseEvent& event) {
+  return event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown;
 }
 
 /// Takes whole clicks off the pixels; what is left keeps its sign.
@@ -115,18 +132,28 @@ std::int64_t takeClicks(std::int64_t& pixels) {
 }  // namespace
 
 X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock,
-                               std::string displayName)
+                               std::string displayName, double patience)
     : queue_(std::move(queue)),
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {}
+      devices_(connection_ ? std::make_shared<X11InputDevices>(connection_) : nullptr),
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_, devices_) : nullptr),
+      state_(connection_
+                 ? std::make_shared<X11InputState>(connection_, devices_->testPointer(), keyboard_->hasXkb(), patience)
+                 : nullptr),
+      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, state_) : nullptr) {
+  if (!connection_ || !isOnlyCopy(*connection_)) return;
+  devices_->releaseAll();
+  keyboard_->endLoansOfKilledRun();
+  xcb_flush(connection_->get());
+}
 
 X11EventSystem::~X11EventSystem() {
-  if (heldButtons_.empty() && !(keyboard_ && keyboard_->hasLoans())) return;
+  if (!connection_ || !(pointer_->hasPressed() || keyboard_->hasLoans())) return;
   const auto connection = isAlive() ? connection_ : connectionWithXTest(displayName_);
   if (!connection) return;
-  for (const std::uint8_t button : heldButtons_) postInput(*connection, XCB_BUTTON_RELEASE, button);
+  pointer_->releaseAll(*connection);
   keyboard_->endLoans(*connection);
   // Waits for an answer: what has not been read when the connection ends may be dropped.
   owned(xcb_get_input_focus_reply(connection->get(), xcb_get_input_focus(connection->get()), nullptr));
@@ -140,57 +167,53 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  take([this, event] {
-    keyboard_->holding(x11ModifiersOf(event.flags), [&] {
-      movePointer(event.location);
-      turnButton(event);
-    });
-    return 0.0;
-  });
+  if (isMovement(event) && !waitsForPointer() && state_->isServerAnswering()) {
+    pointer_->moveTo(event.location);
+    xcb_flush(connection_->get());
+  } else if (!waiting_.empty() || !carryOutNow(event)) {
+    addMouseEvent(event);
+  }
 }
 
 void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
   if (!isAlive()) return;
   verticalRemainder_ += event.vertical;
   horizontalRemainder_ += event.horizontal;
-  const std::int64_t vertical = takeClicks(verticalRemainder_);
-  const std::int64_t horizontal = takeClicks(horizontalRemainder_);
-  if (vertical == 0 && horizontal == 0) return;
-  take([this, vertical, horizontal, flags = event.flags] {
-    keyboard_->holding(x11ModifiersOf(flags), [&] {
-      turnWheel(vertical, Button::wheelUp, Button::wheelDown);
-      turnWheel(horizontal, Button::wheelLeft, Button::wheelRight);
-    });
-    return 0.0;
-  });
+  const Wheel wheel = {.vertical = takeClicks(verticalRemainder_),
+                       .horizontal = takeClicks(horizontalRemainder_),
+                       .modifiers = x11ModifiersOf(event.flags)};
+  if (wheel.vertical == 0 && wheel.horizontal == 0) return;
+  if (waitsForPointer() || !carryOutNow(wheel)) addWheel(wheel);
 }
 
 void X11EventSystem::postKeyEvent(const KeyEvent& event) {
   if (!event.isDown || !isAlive()) return;
   const EventFlags flags = event.flags.value_or(EventFlag::none);
   if (event.text.empty()) {
-    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) {
-      takeKey([this, chord = *chord] {
-        keyboard_->press(chord);
-        return 0.0;
-      });
-    }
+    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) add({.input = *chord});
     return;
   }
-  const X11Modifiers modifiers = x11ModifiersOf(flags);
-  if (event.text == lineBreak) return takeKey([this, modifiers] { return type(U'\r', modifiers); });
-  for (const char32_t scalar : scalars(event.text)) {
-    const char32_t character = scalar == U'\n' ? U'\r' : scalar;
-    takeKey([this, character, modifiers] { return type(character, modifiers); });
+  std::u32string characters = event.text == lineBreak ? U"\r" : scalars(event.text);
+  std::ranges::replace(characters, U'\n', U'\r');
+  addText(characters, x11ModifiersOf(flags));
+}
+
+void X11EventSystem::discardWaitingEvents() {
+  for (const Waiting& waiting : std::exchange(waiting_, {})) {
+    const auto* const event = std::get_if<MouseEvent>(&waiting.input);
+    if (event && !isMovement(*event) && !isPress(*event)) pointer_->release(event->button);
   }
+  waitingCharacters_ = 0;
+  ++plannedTurn_;
+  if (isAlive()) xcb_flush(connection_->get());
 }
 
 std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   if (!isAlive()) return std::nullopt;
-  const auto place = owned(
-      xcb_query_pointer_reply(connection_->get(), xcb_query_pointer(connection_->get(), connection_->root()), nullptr));
-  if (!place || !place->same_screen) return std::nullopt;
-  return ScreenPoint{static_cast<double>(place->root_x), static_cast<double>(place->root_y)};
+  for (auto waiting = waiting_.rbegin(); waiting != waiting_.rend(); ++waiting) {
+    if (const auto* const event = std::get_if<MouseEvent>(&waiting->input)) return event->location;
+  }
+  return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
 std::optional<std::uint32_t> X11EventSystem::activeDisplayCount() {
@@ -232,10 +255,7 @@ void X11EventSystem::openApplication(const std::string& path, std::function<void
   const X11KeyChord* const chord = path == launcherPath ? launcherChord() : nullptr;
   if (!chord) return completion(posixError(ENOENT));
   if (!isAlive()) return completion(posixError(ENOTCONN));
-  takeKey([this, chord] {
-    keyboard_->press(*chord);
-    return 0.0;
-  });
+  add({.input = *chord});
   completion(std::nullopt);
 }
 
@@ -243,41 +263,149 @@ void X11EventSystem::pause(double seconds) {
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
-void X11EventSystem::take(Step step) {
-  if (waiting_.empty()) {
-    const double seconds = step();
-    xcb_flush(connection_->get());
-    if (seconds <= 0) return;
-    takeWaitingAfter(seconds);
+void X11EventSystem::addText(std::u32string_view characters, X11Modifiers modifiers) {
+  if (waitingCharacters_ + characters.size() > mostWaitingCharacters) return;
+  waitingCharacters_ += characters.size();
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Text>(&waiting_.back().input);
+  if (last && last->modifiers == modifiers) {
+    last->characters += characters;
+  } else {
+    add({.input = Text{.characters = std::u32string(characters), .modifiers = modifiers}});
   }
-  waiting_.push_back(std::move(step));
 }
 
-void X11EventSystem::takeKey(Step step) {
-  if (waiting_.size() < mostWaitingSteps) take(std::move(step));
+/// Only the last of several movements counts.
+void X11EventSystem::addMouseEvent(const MouseEvent& event) {
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<MouseEvent>(&waiting_.back().input);
+  if (last && isMovement(*last) && last->type == event.type) {
+    *last = event;
+  } else {
+    add({.input = event});
+  }
 }
 
-void X11EventSystem::takeWaitingAfter(double seconds) {
-  queue_->after(seconds, [weakSelf = weak_from_this()] {
-    if (const auto self = weakSelf.lock()) self->takeWaiting();
+void X11EventSystem::addWheel(const Wheel& wheel) {
+  auto* const last = waiting_.empty() ? nullptr : std::get_if<Wheel>(&waiting_.back().input);
+  if (last && last->modifiers == wheel.modifiers) {
+    last->vertical = std::clamp(last->vertical + wheel.vertical, -mostWheelClicks, mostWheelClicks);
+    last->horizontal = std::clamp(last->horizontal + wheel.horizontal, -mostWheelClicks, mostWheelClicks);
+  } else {
+    add({.input = wheel});
+  }
+}
+
+void X11EventSystem::add(Waiting waiting) {
+  if (waiting_.size() >= mostWaitingEvents) discardWaitingEvents();
+  waiting.since = clock_->now();
+  waiting_.push_back(std::move(waiting));
+  if (waiting_.size() == 1) planTurn(0);
+}
+
+bool X11EventSystem::waitsForPointer() const {
+  return std::ranges::any_of(waiting_, [](const Waiting& waiting) {
+    return std::holds_alternative<MouseEvent>(waiting.input) || std::holds_alternative<Wheel>(waiting.input);
   });
 }
 
-void X11EventSystem::takeWaiting() {
-  double seconds = 0;
-  while (!waiting_.empty() && seconds <= 0) {
-    seconds = waiting_.front()();
-    if (seconds <= 0) waiting_.pop_front();
-  }
-  xcb_flush(connection_->get());
-  if (seconds > 0) takeWaitingAfter(seconds);
+void X11EventSystem::planTurn(double seconds) {
+  auto turn = [weakSelf = weak_from_this(), number = ++plannedTurn_] {
+    const auto self = weakSelf.lock();
+    if (self && self->plannedTurn_ == number) self->takeTurn();
+  };
+  if (seconds > 0) return queue_->after(seconds, std::move(turn));
+  queue_->async(std::move(turn));
 }
 
-double X11EventSystem::type(char32_t character, X11Modifiers modifiers) {
+void X11EventSystem::takeTurn() {
+  if (!isAlive()) return discardWaitingEvents();
+  if (!beginStrokes()) return planTurn(answerInterval);
+  dropTextInFrontOfOthers();
+  double seconds = 0;
+  for (int strokes = 0; strokes < strokesPerTurn && !waiting_.empty(); ++strokes) {
+    auto& input = waiting_.front().input;
+    seconds = std::visit([this](auto& each) { return carryOut(each); }, input);
+    if (seconds > 0) break;
+    const auto* const text = std::get_if<Text>(&input);
+    if (!text || text->typed == text->characters.size()) waiting_.pop_front();
+  }
+  endStrokes();
+  if (!waiting_.empty()) planTurn(seconds);
+}
+
+void X11EventSystem::dropTextInFrontOfOthers() {
+  const auto isText = [](const Waiting& waiting) { return std::holds_alternative<Text>(waiting.input); };
+  const auto other = std::ranges::find_if_not(waiting_, isText);
+  if (other == waiting_.begin() || other == waiting_.end() || clock_->now() - other->since < longestWait) return;
+  Log::print("⚠️ {} characters were dropped: what came after them has waited for {} s", waitingCharacters_,
+             longestWait);
+  waiting_.erase(waiting_.begin(), other);
+  waitingCharacters_ = 0;
+  for (const Waiting& waiting : waiting_) {
+    if (const auto* const text = std::get_if<Text>(&waiting.input)) waitingCharacters_ += text->characters.size();
+  }
+}
+
+// They carry out one stroke or click, and return for how many seconds it has to wait before it is tried again; 0: it is
+// done.
+
+double X11EventSystem::carryOut(Text& text) {
   lastTyping_ = clock_->now();
-  const double seconds = keyboard_->type(character, modifiers, lastTyping_);
+  const double seconds = keyboard_->type(text.characters[text.typed], text.modifiers, lastTyping_);
   if (!endOfLoansIsPlanned_ && keyboard_->hasLoans()) endLoansAfter(typingPause);
-  return seconds;
+  if (seconds > 0) return seconds;
+  ++text.typed;
+  --waitingCharacters_;
+  return 0;
+}
+
+double X11EventSystem::carryOut(const X11KeyChord& chord) {
+  keyboard_->press(chord);
+  return 0;
+}
+
+double X11EventSystem::carryOut(const MouseEvent& event) {
+  keyboard_->holding(x11ModifiersOf(event.flags), [&] {
+    pointer_->moveTo(event.location);
+    if (isMovement(event)) return;
+    if (isPress(event)) {
+      pointer_->press(event.button);
+    } else {
+      pointer_->release(event.button);
+    }
+  });
+  return 0;
+}
+
+double X11EventSystem::carryOut(const Wheel& wheel) {
+  keyboard_->holding(wheel.modifiers, [&] { pointer_->turnWheel(wheel.vertical, wheel.horizontal); });
+  return 0;
+}
+
+/// False if the server doesn't answer.
+template <typename Input>
+bool X11EventSystem::carryOutNow(const Input& input) {
+  if (!beginStrokes()) return false;
+  carryOut(input);
+  endStrokes();
+  return true;
+}
+
+/// Finds out what the user holds and has locked, and does away with what he holds. False if the server doesn't answer.
+bool X11EventSystem::beginStrokes() {
+  if (!state_->update()) return false;
+  const auto& keyboard = state_->keyboard();
+  if (keyboard && keyboard->pressed != 0 && keyboard_->releaseHeldModifiers() && !state_->update()) {
+    keyboard_->restoreHeldModifiers();
+    return false;
+  }
+  keyboard_->begin(keyboard);
+  return true;
+}
+
+void X11EventSystem::endStrokes() {
+  keyboard_->end();
+  keyboard_->restoreHeldModifiers();
+  xcb_flush(connection_->get());
 }
 
 void X11EventSystem::endLoansAfter(double seconds) {
@@ -291,30 +419,6 @@ void X11EventSystem::endLoansAfter(double seconds) {
     self->keyboard_->endLoans(*self->connection_);
     xcb_flush(self->connection_->get());
   });
-}
-
-/// A point lies in the pixel whose edges surround it.
-void X11EventSystem::movePointer(const ScreenPoint& location) const {
-  postInput(*connection_, XCB_MOTION_NOTIFY, /*detail=*/0, pixel(location.x), pixel(location.y));
-}
-
-void X11EventSystem::turnButton(const MouseEvent& event) {
-  const std::uint8_t button = buttonOf(event.button);
-  if (event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    heldButtons_.insert(button);
-  } else if (event.type == MouseEventType::LeftUp || event.type == MouseEventType::RightUp) {
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
-    heldButtons_.erase(button);
-  }
-}
-
-void X11EventSystem::turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const {
-  const std::uint8_t button = clicks > 0 ? forwardButton : backButton;
-  for (std::int64_t click = std::abs(clicks); click > 0; --click) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
-  }
 }
 
 }  // namespace tandemview

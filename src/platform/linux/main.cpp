@@ -22,14 +22,17 @@
 #include "platform/linux/ProcfsResources.h"
 #include "platform/linux/SingleInstance.h"
 #include "platform/linux/StatusNotifierItem.h"
+#include "platform/linux/Succession.h"
 #include "platform/linux/TurboJpegImageEncoder.h"
 #include "platform/linux/X11CaptureSystem.h"
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
 #include "platform/linux/X11Permissions.h"
+#include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/StandardDescriptors.h"
 
 using namespace tandemview;
 
@@ -38,9 +41,16 @@ namespace {
 /// Where Debian's usbmuxd listens.
 constexpr const char* usbmuxdSocket = "/var/run/usbmuxd";
 
+/// How long the copy that this one replaces may take to end. It waits for services that don't answer, one after the
+/// other, a few seconds for each. Then the search for running copies decides, as it does for any start.
+constexpr int longestFarewellSeconds = 60;
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardDescriptors();
+  const std::string executable = executablePath();
+  Succession succession = Succession::take();
   const ProgramInfo program = {
       .name = "Tandemview", .shortVersion = TANDEMVIEW_VERSION, .build = TANDEMVIEW_BUILD_NUMBER};
   std::string socketPath = usbmuxdSocket;
@@ -49,6 +59,21 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   commandLine.set_version_flag("--version", program.shortVersion);
   CLI11_PARSE(commandLine, argc, argv);
+  if (!succession.waitForPredecessor(longestFarewellSeconds)) {
+    Log::print("⚠️ The copy that this one replaces (process {}) has not ended in {} seconds",
+               succession.predecessor, longestFarewellSeconds);
+  }
+
+  const X11Session session = X11Session::find();
+  const PlatformTexts texts = linuxTexts(session);
+  if (!session.hasServer) {
+    PrintedAlerts().show({.style = AlertStyle::Warning,
+                          .message = texts.unsupportedMessage,
+                          .informativeText = texts.unsupportedExplanation,
+                          .buttons = {"OK"}},
+                         [](int) {});
+    return EXIT_FAILURE;
+  }
 
   const auto mainQueue = std::make_shared<SerialQueue>("main");
   const auto backgroundQueue = SerialQueue::withThread("background");
@@ -58,7 +83,8 @@ int main(int argc, char** argv) {
   const auto clock = std::make_shared<SystemMediaClock>();
   const auto notificationCenter = std::make_shared<NotificationCenter>();
 
-  const auto displays = std::make_shared<X11DisplaySystem>();
+  const auto userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath());
+  const auto displays = std::make_shared<X11DisplaySystem>(/*displayName=*/"", userDefaults);
   const auto captures = std::make_shared<X11CaptureSystem>(mainQueue);
 
   std::shared_ptr<AppDelegate> delegate;
@@ -78,12 +104,17 @@ int main(int argc, char** argv) {
   };
 
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  const auto application = std::make_shared<LinuxApplication>(
-      arguments,
-      std::make_unique<SingleInstance>(mainQueue,
-                                       [] { Log::line("👋 Tandemview is already running: a second start has ended"); }),
-      terminate);
-  std::vector<std::string> command = {application->bundlePath()};
+  const auto lidSleep = std::make_shared<LogindLidInhibitor>(std::move(succession.lidLock));
+  const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
+      .mainQueue = mainQueue,
+      .executablePath = executable,
+      .arguments = arguments,
+      .singleInstance = std::make_unique<SingleInstance>(
+          mainQueue, succession.predecessor,
+          [] { Log::line("👋 Tandemview is already running: a second start has ended"); }),
+      .copyLidLock = [lidSleep] { return lidSleep->copyLock(); },
+      .terminate = terminate});
+  std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
   const auto alerts = std::make_shared<AlertQueue>(std::make_shared<NotificationAlerts>(
       mainQueue, std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>())));
@@ -100,15 +131,15 @@ int main(int argc, char** argv) {
       .randomBits = std::ref(randomDevice),
       .notificationCenter = notificationCenter,
       .program = program,
-      .texts = linuxTexts(),
+      .texts = texts,
       .application = application,
       .alerts = alerts,
-      .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(application->bundlePath())),
-      .lidSleep = std::make_shared<LogindLidInhibitor>(),
+      .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(executable)),
+      .lidSleep = lidSleep,
       .loginItem = std::make_shared<AutostartEntry>(AutostartEntry::defaultPath(), command),
       .permissions = std::make_shared<X11Permissions>(application),
       .resources = std::make_shared<ProcfsResources>(clock),
-      .userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath()),
+      .userDefaults = userDefaults,
       .displays = displays,
       .captures = captures,
       .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
@@ -118,7 +149,7 @@ int main(int argc, char** argv) {
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {
-    displays->onConnectionLost(mainQueue, [terminate] {
+    displays->watch(mainQueue, [terminate] {
       Log::line("👋 The connection to the X server has ended");
       terminate();
     });
@@ -134,5 +165,5 @@ int main(int argc, char** argv) {
   sampleQueue->stopAndJoin();
   displayQueue->stopAndJoin();
   backgroundQueue->stopAndJoin();
-  return EXIT_SUCCESS;
+  return application->exitStatus();
 }

@@ -26,7 +26,7 @@ class DispatchQueue final : public Queue {
 
   void async(Work work) override;
   void after(double seconds, Work work) override;
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
 
   /// The queue that `queue` stands for; it must be one of this class.
   static dispatch_queue_t underlying(const Queue& queue);

@@ -47,8 +47,8 @@ void DispatchQueue::after(double seconds, Work work) {
   dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, nanoseconds), queue_, new Work(std::move(work)), runAndDelete);
 }
 
-std::unique_ptr<DescriptorWatch> DispatchQueue::watch(int descriptor) {
-  return std::make_unique<DispatchDescriptorWatch>(queue_, descriptor);
+Result<std::unique_ptr<DescriptorWatch>> DispatchQueue::watch(int descriptor) {
+  return DispatchDescriptorWatch::of(descriptor, queue_);
 }
 
 dispatch_queue_t DispatchQueue::underlying(const Queue& queue) {
