@@ -12,8 +12,6 @@ namespace tandemview {
 
 namespace {
 
-constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
-
 /// As many as XTEST's pointer has.
 constexpr std::uint8_t mostButtons = 10;
 

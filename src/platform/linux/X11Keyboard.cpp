@@ -12,8 +12,6 @@ namespace tandemview {
 
 namespace {
 
-constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
-
 /// What the XKB events begin with that are waited for here.
 struct XkbEvent {
   std::uint8_t response_type;
