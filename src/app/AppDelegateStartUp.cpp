@@ -94,7 +94,7 @@ void AppDelegate::startUSB() {
                                                                 .sharedHub = surroundings_.sharedHub});
   sender_->onClientConnected = fromLink(&AppDelegate::usbConnected);
   sender_->onClientDisconnected = fromLink(&AppDelegate::usbDisconnected);
-  installCallbacks(*sender_);
+  installCallbacks<Link::USB>(*sender_);
   sender_->start();
 }
 
@@ -109,7 +109,7 @@ void AppDelegate::startWiFi() {
                                                                       .program = surroundings_.program});
   wifiSender_->onClientConnected = fromLink(&AppDelegate::wifiConnected);
   wifiSender_->onClientDisconnected = fromLink(&AppDelegate::wifiDisconnected);
-  installCallbacks(*wifiSender_);
+  installCallbacks<Link::WiFi>(*wifiSender_);
   wifiSender_->start();
   Log::line("📶 WiFi sender started - looking for iPhone...");
 }
@@ -124,20 +124,27 @@ std::function<void(Arguments...)> AppDelegate::fromLink(void (AppDelegate::*hand
 }
 
 /// What a phone says is handled alike, whichever link it comes over.
-template <typename Sender>
+template <AppDelegate::Link link, typename Sender>
 void AppDelegate::installCallbacks(Sender& sender) {
   sender.onDeviceInfo = fromLink(&AppDelegate::handleDeviceInfo);
-  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent);
+  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent<link>);
   sender.onKeyEvent = fromLink(&AppDelegate::handleKeyEvent);
   sender.onRoomForFrames = fromLink(&AppDelegate::linkHasRoom);
 }
 
+template <AppDelegate::Link link>
 void AppDelegate::handleTouchEvent(Data payload) {
+  touchLink_ = link;
   if (touchInjector_) touchInjector_->handleTouchEvent(payload);
 }
 
 void AppDelegate::handleKeyEvent(Data payload) {
   if (keyboardInjector_) keyboardInjector_->handleKeyEvent(payload);
+}
+
+/// A drag that came over a link which has ended: its end won't come.
+void AppDelegate::releaseButtonHeldOver(Link link) {
+  if (touchInjector_ && touchLink_ == link) touchInjector_->releaseHeldButton();
 }
 
 void AppDelegate::linkHasRoom() {
@@ -155,6 +162,7 @@ void AppDelegate::usbDisconnected() {
   if (!isUSBConnected_) return;
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
+  releaseButtonHeldOver(Link::USB);
   onMain([](AppDelegate& self) { self.linkEnded(); });
 }
 
@@ -171,6 +179,7 @@ void AppDelegate::wifiDisconnected() {
   if (!isWiFiConnected_) return;
   isWiFiConnected_ = false;
   Log::line("⚠️ iPhone disconnected (WiFi)");
+  releaseButtonHeldOver(Link::WiFi);
   onMain([](AppDelegate& self) {
     if (self.isEnding_) return;
     self.linkEnded();
