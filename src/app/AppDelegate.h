@@ -88,6 +88,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void observeDisplays();
   void startUSB();
   void startWiFi();
+  void showCodeContested();
   template <typename... Arguments>
   std::function<void(Arguments...)> fromLink(void (AppDelegate::*handler)(Arguments...));
   template <Link link, typename Sender>

@@ -109,9 +109,22 @@ void AppDelegate::startWiFi() {
                                                                       .program = surroundings_.program});
   wifiSender_->onClientConnected = fromLink(&AppDelegate::wifiConnected);
   wifiSender_->onClientDisconnected = fromLink(&AppDelegate::wifiDisconnected);
+  wifiSender_->onCodeContested = fromLink(&AppDelegate::showCodeContested);
   installCallbacks<Link::WiFi>(*wifiSender_);
   wifiSender_->start();
   Log::line("📶 WiFi sender started - looking for iPhone...");
+}
+
+void AppDelegate::showCodeContested() {
+  surroundings_.alerts->show(
+      {.style = AlertStyle::Warning,
+       .message = "Two devices have your pairing code",
+       .informativeText =
+           "More than one device nearby answers to the code " + sessionPairingCode_ +
+           ". It may be chance, or somebody who wants to see your screen and control this computer. Tandemview connects "
+           "to none of them over Wi-Fi as long as this lasts.\n\nConnect your iPhone with the cable.",
+       .buttons = {"OK"}},
+      [](int) {});
 }
 
 /// A link's report; nothing once the delegate is gone or on its way out.

@@ -33,8 +33,8 @@ const sockaddr* generic(const sockaddr_un& address) {
 
 }  // namespace
 
-// The one place that knows which systems can make a socket close-on-exec from the start. On those that can't, a tool is
-// started with a flag that closes all but what it is given.
+// The one place that knows which systems can make a socket close-on-exec from the start. macOS can't, and its own way
+// of starting tools passes on nothing but the standard descriptors.
 #ifdef SOCK_CLOEXEC
 
 Descriptor newSocket(int family, int type, int protocol) {

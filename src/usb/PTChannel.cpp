@@ -311,14 +311,14 @@ void PTChannel::sendFrameOfType(std::uint32_t type, std::uint32_t tag, std::opti
 }
 
 void PTChannel::close() {
-  endWith(&Stream::stop);
+  end(&Stream::stop);
 }
 
 void PTChannel::cancel() {
-  endWith(&Stream::close);
+  end(&Stream::close);
 }
 
-void PTChannel::endWith(void (Stream::*endStream)()) {
+void PTChannel::end(void (Stream::*endStream)()) {
   if (isListening()) return closeListening();
   if (attempt_) return giveUpAttempt();
   if (!dispatchObj_channel_) return;

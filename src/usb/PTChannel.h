@@ -112,7 +112,7 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   void giveUpAttempt();
   Result<std::shared_ptr<Stream>> finishIPv4Connect(WatchedSocket connecting);
   void acceptPendingConnections(const std::shared_ptr<WatchedSocket>& source);
-  void endWith(void (Stream::*endStream)());
+  void end(void (Stream::*endStream)());
   void handleFrame(const std::shared_ptr<Stream>& stream, std::optional<Error> error, std::uint32_t type,
                    std::uint32_t tag, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume);
   bool endsWith(const std::shared_ptr<Stream>& stream, const std::optional<Error>& error, bool streamHasEnded);

@@ -106,8 +106,8 @@ void USBSender::attemptEnded(const std::shared_ptr<PTChannel>& channel, const st
     attempts_.erase(ended);
     return Log::print("❌ USBSender: Failed to connect: {}", error->localizedDescription());
   }
-  // Older attempts come too late. A newer one that succeeds takes the place of this one: the phone, too, goes by the
-  // connection that it has accepted last.
+  // Older attempts come too late. A newer one that succeeds takes the place of this one: a phone with room for one link
+  // goes by the connection that it has accepted last, too.
   std::for_each(attempts_.begin(), ended, [](const Attempt& older) { older.channel->close(); });
   attempts_.erase(attempts_.begin(), ended + 1);
   connected(attempt);

@@ -79,7 +79,7 @@ class AppDelegateFixture : public testing::Test {
   void attemptWiFi() {
     queue->advance(0.4);
     network->browsers().back()->find({"ScrRcv-47"});
-    queue->drain();
+    queue->advance(0.3);
   }
   void connectWiFi() {
     attemptWiFi();

@@ -151,7 +151,7 @@ TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
   launch();
   queue->advance(0.4);
   network->browsers().back()->find({"ScrRcv-47"});
-  workQueue->drain();
+  workQueue->advance(0.3);
   network->connections().back()->becomeReady();
   workQueue->drain();
   deliver(R"({"width":1290,"height":2796,"scale":3})");
@@ -464,6 +464,17 @@ TEST_F(AppDelegateTest, AWiFiLinkThatIsBeingMadeIsNoLinkYet) {
   queue->drain();
   EXPECT_FALSE(isStreaming()) << "for whom?";
   EXPECT_EQ(menu->title(), "● Tandemview 47");
+}
+
+TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
+  launch();
+  queue->advance(0.4);
+  network->browsers().back()->hosts["ScrRcv-47"] = {"phone.local", "rogue.local"};
+  network->browsers().back()->find({"ScrRcv-47"});
+  queue->advance(0.3);
+  EXPECT_TRUE(network->connections().empty());
+  ASSERT_EQ(application->alerts.size(), 1u);
+  EXPECT_EQ(application->alerts.front().message, "Two devices have your pairing code");
 }
 
 TEST_F(AppDelegateTest, TheCableGetsItsOwnQualityBackWhenWiFiEnds) {

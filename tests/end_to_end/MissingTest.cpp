@@ -18,10 +18,10 @@ class MissingTest : public EndToEndFixture {
 
 TEST_F(MissingTest, WithoutAnXServerTheStartFailsAndSaysWhy) {
   environment["DISPLAY"] = ":9999";
-  for (const auto& [variable, value, reason] : std::vector<std::array<std::string, 3>>{
-           {"XDG_SESSION_TYPE", "tty", "   No X server takes Tandemview as its client."},
-           {"XDG_SESSION_TYPE", "wayland", "   This is a Wayland session"},
-           {"DISPLAY", "", "   This is a Wayland session"}}) {
+  for (const auto& [variable, value, reason] :
+       std::vector<std::array<std::string, 3>>{{"XDG_SESSION_TYPE", "tty", "   Start it within your desktop's session"},
+                                               {"XDG_SESSION_TYPE", "wayland", "   Log out, choose “X11”"},
+                                               {"DISPLAY", "", "   Log out, choose “X11”"}}) {
     environment[variable] = value;
     startProgram();
     EXPECT_EQ(program->wait(), 1);

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <limits>
 #include <utility>
 
 namespace tandemview {
@@ -12,9 +11,6 @@ namespace {
 
 /// The bus puts each sender's unique name into its messages, whatever they said, and this one into its own.
 constexpr const char* daemonName = "org.freedesktop.DBus";
-
-/// Microseconds. The bus itself answers as soon as it comes to it; until then nobody is believed.
-constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
 
 /// The library takes what a callback throws for a fault of the connection.
 std::function<void(sdbus::Message&)> droppingUnreadable(std::function<void(sdbus::Message&)> handler) {

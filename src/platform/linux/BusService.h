@@ -2,7 +2,9 @@
 
 #include <sdbus-c++/TypeTraits.h>
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +30,9 @@ namespace tandemview {
 /// Made, used and destroyed on the connection's queue: before the connection, and not from within its own callbacks.
 class BusService final {
  public:
+  /// A time-out for calls, in microseconds. The bus itself answers for a service that ends meanwhile.
+  static constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
+
   struct Place {
     const char* name;
     const char* path;

@@ -116,8 +116,9 @@ int main(int argc, char** argv) {
       .terminate = terminate});
   std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const auto alerts = std::make_shared<AlertQueue>(std::make_shared<NotificationAlerts>(
-      mainQueue, std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>())));
+  const auto dialogs = std::make_shared<AlertQueue>(
+      std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>()));
+  const auto alerts = std::make_shared<NotificationAlerts>(mainQueue, dialogs);
   std::shared_ptr<LogindSleepMonitor> sleepMonitor;
 
   delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
