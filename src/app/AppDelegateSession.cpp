@@ -154,6 +154,7 @@ void AppDelegate::targetTouch(DisplayID display) {
 void AppDelegate::handleSleep() {
   Log::line("😴 Mac going to sleep - stopping capture...");
   dropCapture();
+  if (touchInjector_) touchInjector_->releaseHeldButton();
   updateStatusTitle(false);
 }
 

@@ -379,6 +379,47 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   EXPECT_EQ(events->take().back(), "discard what waits");
 }
 
+TEST_F(AppDelegateTest, ADragEndsWithTheLinkThatItCameOverAndAtSleep) {
+  const std::string began = R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})";
+  const auto drag = [&](bool overWiFi) {
+    if (overWiFi) {
+      network->connections().back()->deliver(std::string("\0\0\0", 3) + static_cast<char>(began.size()) + began);
+    } else {
+      phone->send(MessageType::touchEvent, began);
+    }
+    queue->drain();
+    EXPECT_FALSE(events->heldButtons().empty());
+  };
+  const auto end = [&](bool wifi) {
+    if (wifi) {
+      network->connections().back()->fail(posixError(ECONNRESET));
+    } else {
+      phone->daemon->detach(7);
+    }
+    queue->drain();
+  };
+  launch();
+  for (const bool overWiFi : {false, true}) {
+    for (const bool wifiEnds : {false, true}) {
+      connectWiFi();
+      connect();
+      sendInfo(1290, 2796);
+      queue->advance(3.1);
+      drag(overWiFi);
+      end(wifiEnds);
+      EXPECT_TRUE(isStreaming()) << "over the other link";
+      EXPECT_EQ(events->heldButtons().empty(), overWiFi == wifiEnds);
+      end(!wifiEnds);
+      EXPECT_TRUE(events->heldButtons().empty());
+    }
+  }
+  connect();
+  drag(false);
+  phone->center->post(workspaceWillSleepNotification, application.get(), {});
+  queue->drain();
+  EXPECT_TRUE(events->heldButtons().empty());
+}
+
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   launch();
   connectWiFi();
