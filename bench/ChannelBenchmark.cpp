@@ -98,7 +98,7 @@ std::shared_ptr<PTChannel> channelOn(const std::shared_ptr<Queue>& queue, Descri
   const auto shared = std::make_shared<Descriptor>(std::move(socket));
   queue->async([&] {
     const auto channel = PTChannel::channelWithDelegate(delegate, PTProtocol::sharedProtocolForQueue(queue));
-    channel->startReadingFromConnectedChannel(Stream::adopting(std::move(*shared), queue, nullptr));
+    channel->startReadingFromConnectedChannel(*Stream::adopting(std::move(*shared), queue, nullptr));
     promise.set_value(channel);
   });
   return promise.get_future().get();

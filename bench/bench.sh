@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [stream] [touch] [wifi] [menu] [rotation] [soak]
+# The measurements: ./dev bench [encode] [channel] [capture] [stream] [touch] [wifi] [menu] [rotation] [soak]
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel stream touch wifi menu rotation soak)
+[ ${#names[@]} -eq 0 ] && names=(encode channel capture stream touch wifi menu rotation soak)
 for name in "${names[@]}"; do
   case "$name" in
     encode)
@@ -24,6 +24,15 @@ for name in "${names[@]}"; do
       bench/ratios.py bareSocket wifiLink rate 0.8 <<<"$figures"
       bench/ratios.py bareSocketHandedOver wifiLinkHandedOver rate 0.8 <<<"$figures"
       bench/wifi.py
+      ;;
+    capture)
+      # shellcheck source=bench/private-xorg.sh
+      . bench/private-xorg.sh
+      directory=$(mktemp -d)
+      start_private_xorg "$directory"
+      build/release/capture_benchmark || true
+      stop "$xorg_pid"
+      rm -r "$directory"
       ;;
     stream | touch | menu | rotation | soak) "bench/$name.py" ;;
     *) echo "bench: no measurement is called '$name'"; exit 2 ;;

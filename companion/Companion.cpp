@@ -107,11 +107,23 @@ bool Companion::startListening() {
     return false;
   }
   say("listens on port {} of 127.0.0.1", localPort(socket->get()));
-  listener_ = Listener::on(std::move(*socket), queue_, [this](Descriptor connection) {
-    if (refusal_ != MuxResult::success) return;
-    auto stream = Stream::adopting(std::move(connection), queue_, nullptr);
+  return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream) {
     phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
   });
+}
+
+/// Hands on each connection of a listening socket, unless connections are refused at that time.
+bool Companion::acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
+                           std::function<void(std::shared_ptr<Stream>)> accept) {
+  auto listening = Listener::on(std::move(socket), queue_, [this, accept = std::move(accept)](Descriptor connection) {
+    if (refusal_ != MuxResult::success) return;
+    if (const auto stream = Stream::adopting(std::move(connection), queue_, nullptr)) accept(*stream);
+  });
+  if (!listening) {
+    say("cannot listen: {}", listening.error().localizedDescription());
+    return false;
+  }
+  listener = std::move(*listening);
   return true;
 }
 
@@ -123,12 +135,9 @@ bool Companion::startWiFi() {
   }
   announcement_ = WiFiAnnouncement::of(*options_.wifiCode, localPort(socket->get()), queue_,
                                        [](const std::string& text) { say("{}", text); });
-  wifiListener_ = Listener::on(std::move(*socket), queue_, [this](Descriptor connection) {
-    if (refusal_ != MuxResult::success) return;
-    auto stream = Stream::adopting(std::move(connection), queue_, nullptr);
+  return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream) {
     wifiPhone_->accept(std::make_shared<WiFiLink>(std::move(stream), queue_, clock_));
   });
-  return true;
 }
 
 void Companion::end(const std::string& reason) {

@@ -65,6 +65,8 @@ class Companion final : public PhoneDelegate {
   bool startDaemon();
   bool startListening();
   bool startWiFi();
+  bool acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
+                  std::function<void(std::shared_ptr<Stream>)> accept);
   void scheduleScript(std::size_t next);
   void perform(const ScriptAction& action);
   void perform(const ScriptAction& action, Phone& phone);

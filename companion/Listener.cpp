@@ -24,7 +24,7 @@ bool setOption(int socket, int level, int option) {
 
 template <typename Address>
 Result<Descriptor> listeningAt(const Address& address, int family) {
-  Descriptor socket(::socket(family, SOCK_STREAM, 0));
+  Descriptor socket = newSocket(family, SOCK_STREAM);
   if (!socket || !makeNonBlocking(socket.get()) || !setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR) ||
       ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
       ::listen(socket.get(), backlog) != 0) {
@@ -35,17 +35,18 @@ Result<Descriptor> listeningAt(const Address& address, int family) {
 
 }  // namespace
 
-std::shared_ptr<Listener> Listener::on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept) {
-  std::shared_ptr<Listener> listener(new Listener(std::move(socket), std::move(queue), std::move(accept)));
+Result<std::shared_ptr<Listener>> Listener::on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept) {
+  auto watch = queue->watch(socket.get());
+  if (!watch) return tl::unexpected(watch.error());
+  std::shared_ptr<Listener> listener(
+      new Listener(std::move(socket), std::move(queue), std::move(*watch), std::move(accept)));
   listener->waitForConnections();
   return listener;
 }
 
-Listener::Listener(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept)
-    : socket_(std::move(socket)),
-      queue_(std::move(queue)),
-      watch_(queue_->watch(socket_.get())),
-      accept_(std::move(accept)) {}
+Listener::Listener(Descriptor socket, std::shared_ptr<Queue> queue, std::unique_ptr<DescriptorWatch> watch,
+                   Accept accept)
+    : socket_(std::move(socket)), queue_(std::move(queue)), watch_(std::move(watch)), accept_(std::move(accept)) {}
 
 void Listener::waitForConnections() {
   watch_->whenReadable([weak = weak_from_this()] {
@@ -55,7 +56,7 @@ void Listener::waitForConnections() {
 
 void Listener::acceptPending() {
   while (true) {
-    Descriptor connection(::accept(socket_.get(), nullptr, nullptr));
+    Descriptor connection = acceptedConnection(socket_.get());
     if (!connection) break;
     // A ping must not wait for the next frame. Unix sockets refuse the option and do not need it.
     setOption(connection.get(), IPPROTO_TCP, TCP_NODELAY);

@@ -18,13 +18,13 @@ class Listener : public std::enable_shared_from_this<Listener> {
   using Accept = std::function<void(Descriptor connection)>;
 
   /// Takes over a listening, non-blocking socket.
-  static std::shared_ptr<Listener> on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept);
+  static Result<std::shared_ptr<Listener>> on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept);
 
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
  private:
-  Listener(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept);
+  Listener(Descriptor socket, std::shared_ptr<Queue> queue, std::unique_ptr<DescriptorWatch> watch, Accept accept);
 
   void waitForConnections();
   void acceptPending();

@@ -78,10 +78,12 @@ Result<std::shared_ptr<MuxDaemon>> MuxDaemon::listeningAt(const std::string& pat
   if (!socket) return tl::unexpected(socket.error());
   std::shared_ptr<MuxDaemon> daemon(
       new MuxDaemon(path, std::move(queue), std::move(connectTest), std::move(connectHandler)));
-  daemon->listener_ =
+  auto listener =
       Listener::on(std::move(*socket), daemon->queue_, [weak = std::weak_ptr(daemon)](Descriptor connection) {
         if (const auto self = weak.lock()) self->accept(std::move(connection));
       });
+  if (!listener) return tl::unexpected(listener.error());
+  daemon->listener_ = std::move(*listener);
   return daemon;
 }
 
@@ -111,8 +113,10 @@ bool MuxDaemon::detach(std::int64_t deviceID) {
 
 void MuxDaemon::accept(Descriptor connection) {
   if (clients_.size() == mostClients) return;
+  auto stream = Stream::adopting(std::move(connection), queue_, nullptr);
+  if (!stream) return;
   const auto client = std::make_shared<Client>();
-  client->stream = Stream::adopting(std::move(connection), queue_, nullptr);
+  client->stream = std::move(*stream);
   clients_.insert(client);
   readRequest(client);
 }

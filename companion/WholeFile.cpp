@@ -10,7 +10,7 @@ namespace {
 
 std::optional<Error> write(const std::string& path, std::string_view content) {
   const auto close = [](std::FILE* file) { std::fclose(file); };
-  std::unique_ptr<std::FILE, decltype(close)> file(std::fopen(path.c_str(), "wb"));
+  std::unique_ptr<std::FILE, decltype(close)> file(std::fopen(path.c_str(), "wbe"));  // e: not for child processes
   if (!file) return posixError(errno);
   if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size()) return posixError(errno);
   if (std::fclose(file.release()) != 0) return posixError(errno);

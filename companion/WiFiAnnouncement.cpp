@@ -1,8 +1,12 @@
 #include "companion/WiFiAnnouncement.h"
 
 #include <fmt/core.h>
+#include <sdbus-c++/sdbus-c++.h>
 
 #include <utility>
+#include <vector>
+
+#include "platform/linux/AvahiNames.h"
 
 namespace tandemview {
 
@@ -22,38 +26,52 @@ std::shared_ptr<WiFiAnnouncement> WiFiAnnouncement::of(const std::string& code, 
 
 WiFiAnnouncement::WiFiAnnouncement(std::string name, std::uint16_t port, const std::shared_ptr<Queue>& queue,
                                    Report report)
-    : name_(std::move(name)),
-      port_(port),
-      report_(std::move(report)),
-      daemon_(std::make_shared<AvahiDaemon>(queue)),
-      group_(nullptr, avahi_entry_group_free) {}
+    : name_(std::move(name)), port_(port), report_(std::move(report)), daemon_(std::make_shared<AvahiDaemon>(queue)) {}
 
-void WiFiAnnouncement::daemonDidStart(AvahiClient& client) {
-  group_.reset(avahi_entry_group_new(&client, groupReported, this));
-  if (group_ &&
-      avahi_entry_group_add_service(group_.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{},
-                                    name_.c_str(), serviceType, /*domain=*/nullptr, /*host=*/nullptr, port_,
-                                    /*text=*/nullptr) == 0 &&
-      avahi_entry_group_commit(group_.get()) == 0) {
-    return;
-  }
-  report_(fmt::format("{} cannot be announced: {}", name_, daemon_->lastError().localizedDescription()));
+void WiFiAnnouncement::daemonDidStart() {
+  group_ = daemon_->make(AvahiNames::entryGroup, "EntryGroupNew", {},
+                         {.didAppear = [this] { addService(); },
+                          .didSignal =
+                              [this](const std::string& signal, sdbus::Message& arguments) {
+                                if (signal == "StateChanged") groupReported(arguments);
+                              },
+                          .didFail = [this](const Error& error) { cannotBeAnnounced(error.localizedDescription()); }});
 }
 
-void WiFiAnnouncement::groupReported(AvahiEntryGroup*, AvahiEntryGroupState state, void* announcement) {
-  const auto& self = *static_cast<WiFiAnnouncement*>(announcement);
-  switch (state) {
-    case AVAHI_ENTRY_GROUP_ESTABLISHED:
-      return self.report_(fmt::format("{} is announced, on port {}", self.name_, self.port_));
-    case AVAHI_ENTRY_GROUP_COLLISION:
-      return self.report_(fmt::format("{} cannot be announced: another phone has this name", self.name_));
-    case AVAHI_ENTRY_GROUP_FAILURE:
-      return self.report_(
-          fmt::format("{} cannot be announced: {}", self.name_, self.daemon_->lastError().localizedDescription()));
-    case AVAHI_ENTRY_GROUP_UNCOMMITED:
-    case AVAHI_ENTRY_GROUP_REGISTERING:
-      return;
-  }
+void WiFiAnnouncement::addService() {
+  daemon_->call(
+      *group_, "AddService",
+      [this](sdbus::Message& call) {
+        call << AvahiNames::anyInterface << AvahiNames::anyProtocol << std::uint32_t{0} << name_ << serviceType
+             << "" /* the default domain */ << "" /* this host */ << port_ << std::vector<std::vector<std::uint8_t>>();
+      },
+      [weak = weak_from_this()](const std::optional<Error>& error) {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (error) return self->cannotBeAnnounced(error->localizedDescription());
+        self->commit();
+      });
+}
+
+void WiFiAnnouncement::commit() {
+  if (!group_) return;
+  daemon_->call(*group_, "Commit", {}, [weak = weak_from_this()](const std::optional<Error>& error) {
+    const auto self = weak.lock();
+    if (self && error) self->cannotBeAnnounced(error->localizedDescription());
+  });
+}
+
+void WiFiAnnouncement::groupReported(sdbus::Message& arguments) {
+  std::int32_t state = 0;
+  std::string error;
+  arguments >> state >> error;
+  if (state == AvahiNames::groupIsEstablished) report_(fmt::format("{} is announced, on port {}", name_, port_));
+  if (state == AvahiNames::groupCollides) cannotBeAnnounced("another phone has this name");
+  if (state == AvahiNames::groupHasFailed) cannotBeAnnounced(error);
+}
+
+void WiFiAnnouncement::cannotBeAnnounced(const std::string& reason) {
+  report_(fmt::format("{} cannot be announced: {}", name_, reason));
 }
 
 }  // namespace tandemview

@@ -1,10 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 
 #include "companion/Companion.h"
+#include "runtime/FileContents.h"
 #include "runtime/Log.h"
 #include "runtime/StandardDescriptors.h"
 
@@ -85,10 +84,7 @@ void declareOptions(CLI::App& app, CommandLine& line) {
 /// False, with a line printed: the script is no good.
 bool loadScript(CommandLine& line) {
   if (line.scriptPath.empty()) return true;
-  std::ifstream file(line.scriptPath);
-  std::stringstream text;
-  text << file.rdbuf();
-  auto script = parseScript(text.str());
+  auto script = parseScript(contentsOfRegularFile(line.scriptPath).value_or(""));
   if (!script) {
     Log::print("companion: {}, {}", line.scriptPath, script.error());
     return false;

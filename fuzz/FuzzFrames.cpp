@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   SocketPair pair;
   const auto delegate = std::make_shared<TouchingDelegate>();
   const auto channel = PTChannel::channelWithDelegate(delegate, PTProtocol::sharedProtocolForQueue(queue));
-  channel->startReadingFromConnectedChannel(Stream::adopting(std::move(pair.ours), queue, nullptr));
+  channel->startReadingFromConnectedChannel(*Stream::adopting(std::move(pair.ours), queue, nullptr));
   const std::size_t pieceSize = 1 + bytes[0] * 16;
   std::string_view rest(reinterpret_cast<const char*>(bytes + 1), size - 1);
   while (!rest.empty() && channel->isConnected()) {

@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   sender->start();
   queue->advance(0.3);
   network->browsers().back()->find({"ScrRcv-47"});
-  queue->drain();
+  queue->advance(0.3);
   const auto connection = network->connections().back();
   connection->becomeReady();
   queue->advance(0.5);

@@ -9,6 +9,7 @@
 
 #include "app/AlertSystem.h"
 #include "app/ApplicationSystem.h"
+#include "app/FrameDistributor.h"
 #include "app/LidSleepControl.h"
 #include "app/LoginItemSystem.h"
 #include "app/PermissionReset.h"
@@ -41,7 +42,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
  public:
   struct Surroundings {
     std::shared_ptr<Queue> mainQueue;
-    std::shared_ptr<Queue> backgroundQueue;
+    std::shared_ptr<Queue> backgroundQueue;  // for what waits for the system or the user; works may run side by side
+    std::shared_ptr<Queue> displayQueue;     // where the virtual display is made and removed, one work at a time
     std::shared_ptr<Queue> sampleQueue;
     std::shared_ptr<Queue> wifiQueue;
     std::shared_ptr<const MediaClock> clock;
@@ -81,14 +83,22 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   bool offersVirtualDisplays() const;
   void showUnsupportedPlatform();
   void createInjectors();
+  void observeDisplays();
   void startUSB();
   void startWiFi();
+  void showCodeContested();
+  template <typename... Arguments>
+  std::function<void(Arguments...)> fromLink(void (AppDelegate::*handler)(Arguments...));
   template <typename Sender>
-  void installInputCallbacks(Sender& sender);
+  void installCallbacks(Sender& sender);
+  void handleTouchEvent(Data payload);
+  void handleKeyEvent(Data payload);
+  void linkHasRoom();
   void usbConnected();
   void usbDisconnected();
   void wifiConnected();
   void wifiDisconnected();
+  void linkEnded();
   void tearDownStreaming();
   void observePower();
 
@@ -115,28 +125,37 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void showPermissionTroubleshooter();
   void resetPermissions();
   void permissionsWereReset(bool isReset, const std::string& identifier);
-  void checkCapturePermission(const Error& error);
+  bool checkCapturePermission(const Error& error);
 
-  // From a phone's description to streaming and back: AppDelegateSession.cpp.
-  void handleDeviceInfo(const DeviceInfo& info);
+  // From a phone's description to its display: AppDelegateSession.cpp.
+  void handleDeviceInfo(DeviceInfo info);
+  bool isConfiguring();
+  std::optional<DeviceInfo> newestDeviceInfo();
   void finishConfiguring();
   void configureDisplay(const DisplayPlan& plan, const DeviceInfo& info);
   void displayConfigured(const DisplayPlan& plan);
   void checkDisplayLater(const DisplayPlan& plan);
   void checkDisplay(const DisplayPlan& plan);
   void targetTouch(DisplayID display);
-  void startStreaming();
-  void checkTouch();
-  void dropCapture();
-  bool hasUSBLink() const;
-  bool hasWiFiLink() const;
-  std::function<void(const Data&)> encodedFrameHandler();
-  void updateStatistics(double now);
   void handleSleep();
   void handleWake();
   void reconnect();
   void selectQuality(const MenuItem& item);
   void discard();
+
+  // The stream of pictures: AppDelegateStream.cpp.
+  void startStreaming();
+  void checkTouch();
+  void streamEnded(const std::optional<Error>& error);
+  void recoverLater();
+  void recover();
+  void dropCapture();
+  bool hasUSBLink() const;
+  bool hasWiFiLink() const;
+  bool hasLink() const { return hasUSBLink() || hasWiFiLink(); }
+  std::shared_ptr<FrameDistributor> makeDistributor();
+  std::function<void(const Data&)> encodedFrameHandler();
+  void updateStatistics(double now);
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
   bool displayHasSize(DisplayID display, std::int64_t width, std::int64_t height) const;
@@ -149,11 +168,13 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void relaunch();
   void writeAndStartRelaunchScript();
   void relaunchWithoutScript(const Error& error);
-  void stayAfterAll();
 
   /// Work for the main queue that does nothing once the delegate is gone.
   void onMain(std::function<void(AppDelegate&)> work);
   void onMainAfter(double seconds, std::function<void(AppDelegate&)> work);
+
+  /// A later step of the configuration under way. It does nothing when a newer one has begun meanwhile.
+  void continueAfter(double seconds, std::function<void(AppDelegate&)> work);
 
   static constexpr const char* virtualDisplayName = "iPhone Display";
   static constexpr std::uint16_t usbPort = 2345;  // of the companion app, on the device
@@ -170,6 +191,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   std::shared_ptr<ScreenCapture> capture_;
   std::shared_ptr<MJPEGEncoder> encoder_;
+  std::shared_ptr<FrameDistributor> distributor_;
   std::shared_ptr<USBSender> sender_;
   std::shared_ptr<VirtualDisplayManager> virtualDisplayManager_;
   std::shared_ptr<WiFiSender> wifiSender_;
@@ -205,6 +227,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::mutex configurationLock_;  // guards the two below
   bool isConfiguring_ = false;
   std::optional<DeviceInfo> pendingDeviceInfo_;
+
+  std::uint64_t configuration_ = 0;  // counts the configurations that have begun
+  std::size_t recoveries_ = 0;       // how often the stream has been brought back since a picture came
+  bool isEnding_ = false;            // this process takes no new link and no description
 
   std::optional<DisplayPlan> displayedPlan_;
   std::optional<DeviceInfo> lastDeviceInfo_;

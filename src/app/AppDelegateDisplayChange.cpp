@@ -1,7 +1,5 @@
 #include <fmt/core.h>
 
-#include <memory>
-
 #include "app/AppDelegate.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
@@ -45,7 +43,7 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
   if (displayHasSize(*display, plan.width, plan.height)) {
     return displayReachedSize(*display, [display](AppDelegate& self) { self.displayIsChanged(*display); });
   }
-  onMainAfter(pollInterval, [display, plan](AppDelegate& self) { self.reapply(*display, sizeAttempts, plan); });
+  continueAfter(pollInterval, [display, plan](AppDelegate& self) { self.reapply(*display, sizeAttempts, plan); });
 }
 
 /// The system shows the new size: moves the display off other screens, waits if it had to, goes on with `next`.
@@ -53,7 +51,7 @@ void AppDelegate::displayReachedSize(DisplayID display, std::function<void(AppDe
   const DisplayRectangle bounds = surroundings_.displays->bounds(display);
   Log::print("📺 Display now {}x{} pt", truncated(bounds.width), truncated(bounds.height));
   if (virtualDisplayManager_ && virtualDisplayManager_->fixOverlap()) {
-    return onMainAfter(moveDelay, std::move(next));
+    return continueAfter(moveDelay, std::move(next));
   }
   next(*this);
 }
@@ -68,8 +66,8 @@ void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& pl
   if (displayHasSize(display, plan.width, plan.height)) {
     return displayReachedSize(display, [display](AppDelegate& self) { self.displayIsChanged(display); });
   }
-  onMainAfter(pollInterval,
-              [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
+  continueAfter(pollInterval,
+                [display, attempts, plan](AppDelegate& self) { self.reapply(display, attempts - 1, plan); });
 }
 
 void AppDelegate::displayIsChanged(DisplayID display) {
@@ -88,7 +86,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
                truncated(bounds.height), modeSize.width, modeSize.height, width, height);
     return next(*this);
   }
-  onMainAfter(pollInterval, [display, width, height, attempts, next = std::move(next)](AppDelegate& self) {
+  continueAfter(pollInterval, [display, width, height, attempts, next = std::move(next)](AppDelegate& self) {
     self.waitForSize(display, width, height, attempts - 1, next);
   });
 }
@@ -96,6 +94,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
 /// The display can't take the new size: a new process starts from scratch, with the same settings and arguments.
 void AppDelegate::relaunch() {
   Log::line("♻️  Display can't be resized in place - restarting app to apply the new size...");
+  isEnding_ = true;
   dropCapture();
   if (sender_) sender_->stop();
   if (wifiSender_) wifiSender_->stop();
@@ -107,6 +106,7 @@ void AppDelegate::relaunch() {
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
+    pendingDeviceInfo_.reset();
   }
   onMainAfter(relaunchDelay, [](AppDelegate& self) { self.writeAndStartRelaunchScript(); });
 }
@@ -135,30 +135,11 @@ void AppDelegate::relaunchWithoutScript(const Error& error) {
   Log::print("❌ Failed to create relaunch script: {}", error.localizedDescription());
   onMainAfter(fallbackDelay, [](AppDelegate& self) {
     ApplicationSystem& application = *self.surroundings_.application;
-    const auto hasFailed = std::make_shared<bool>(false);
-    application.openApplication(application.bundlePath(),
-                                [weak = self.weak_from_this(), hasFailed](const std::optional<Error>& failure) {
-                                  if (!failure) return;
-                                  *hasFailed = true;
-                                  Log::print("❌ Fallback launch failed: {}", failure->localizedDescription());
-                                  if (const auto delegate = weak.lock()) delegate->stayAfterAll();
-                                });
-    self.onMainAfter(terminateDelay, [hasFailed](AppDelegate& delegate) {
-      if (!*hasFailed) delegate.surroundings_.application->terminate();
+    application.openApplication(application.bundlePath(), [](const std::optional<Error>& failure) {
+      if (failure) Log::print("❌ Fallback launch failed: {}", failure->localizedDescription());
     });
+    self.onMainAfter(terminateDelay, [](AppDelegate& delegate) { delegate.surroundings_.application->terminate(); });
   });
-}
-
-/// Nothing takes this process's place. It looks for the phone again, and makes it a display from scratch.
-void AppDelegate::stayAfterAll() {
-  isUSBConnected_ = false;
-  isWiFiConnected_ = false;
-  tearDownStreaming();
-  if (wifiSender_) wifiSender_->start();
-  if (!sender_) return;
-  sender_->start();
-  sender_->retryConnection();
-  sender_->startRetryTimer();
 }
 
 }  // namespace tandemview

@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <limits>
 
 #include "app/AppDelegate.h"
-#include "runtime/Assertion.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
@@ -19,7 +17,6 @@ constexpr std::int64_t longestSide = 16384;
 
 constexpr double displaySettleDelay = 2.0;
 constexpr double streamStartDelay = 1.0;
-constexpr double touchCheckDelay = 1.5;
 constexpr double wakeDelay = 2.0;
 
 bool isPossibleScreen(const MacProtocol::DeviceInfo& info) {
@@ -33,7 +30,7 @@ const char* sizeName(StreamQuality quality) {
 
 }  // namespace
 
-void AppDelegate::handleDeviceInfo(const DeviceInfo& info) {
+void AppDelegate::handleDeviceInfo(DeviceInfo info) {
   if (!isPossibleScreen(info)) {
     Log::print("⚠️ Ignoring a device with an impossible screen: {}x{}", info.width, info.height);
     return;
@@ -42,11 +39,13 @@ void AppDelegate::handleDeviceInfo(const DeviceInfo& info) {
     const std::lock_guard lock(configurationLock_);
     if (isConfiguring_) {
       Log::print("⏳ Already configuring - will apply {}x{} next", info.width, info.height);
-      pendingDeviceInfo_ = info;
+      pendingDeviceInfo_ = std::move(info);
       return;
     }
     isConfiguring_ = true;
+    pendingDeviceInfo_.reset();  // an older one
   }
+  ++configuration_;
   lastDeviceInfo_ = info;
   const DisplayPlan plan =
       makeDisplayPlan(info.width, info.height, info.idiom, qualityMode_ == StreamQuality::fullResolution);
@@ -54,6 +53,7 @@ void AppDelegate::handleDeviceInfo(const DeviceInfo& info) {
     if (plan != *displayedPlan_) return changeDisplay(plan, info.orientation);
     if (capture_) {
       Log::print("📺 Display already {}x{} - keep streaming", plan.width, plan.height);
+      distributor_->showAgain();
       return finishConfiguring();
     }
   }
@@ -61,14 +61,32 @@ void AppDelegate::handleDeviceInfo(const DeviceInfo& info) {
   configureDisplay(plan, info);
 }
 
+bool AppDelegate::isConfiguring() {
+  const std::lock_guard lock(configurationLock_);
+  return isConfiguring_;
+}
+
+/// The last description that any phone has sent.
+std::optional<AppDelegate::DeviceInfo> AppDelegate::newestDeviceInfo() {
+  const std::lock_guard lock(configurationLock_);
+  return pendingDeviceInfo_ ? pendingDeviceInfo_ : lastDeviceInfo_;
+}
+
+/// The description that has been waiting stays there until its turn comes, so that one that arrives before replaces it.
 void AppDelegate::finishConfiguring() {
-  std::optional<DeviceInfo> next;
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
-    next = std::exchange(pendingDeviceInfo_, std::nullopt);
+    if (!pendingDeviceInfo_) return;
   }
-  if (next) onMain([info = *next](AppDelegate& self) { self.handleDeviceInfo(info); });
+  onMain([](AppDelegate& self) {
+    std::optional<DeviceInfo> next;
+    {
+      const std::lock_guard lock(self.configurationLock_);
+      if (!self.isConfiguring_) next = std::exchange(self.pendingDeviceInfo_, std::nullopt);
+    }
+    if (next) self.handleDeviceInfo(*next);
+  });
 }
 
 void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& info) {
@@ -86,15 +104,15 @@ void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& in
   Log::print("📺 Display size: {} x {}", plan.width, plan.height);
   Log::line(rule);
   if (!virtualDisplayManager_) return;
-  virtualDisplayManager_->configureDisplay(plan.width, plan.height,
-                                           std::max({plan.width, plan.height, smallestEnvelope}), plan,
-                                           [weak = weak_from_this(), plan](bool success) {
-                                             const auto self = weak.lock();
-                                             if (!self) return;
-                                             if (success) return self->displayConfigured(plan);
-                                             Log::line("⚠️ Virtual display may have failed - trying anyway...");
-                                             self->checkDisplayLater(plan);
-                                           });
+  virtualDisplayManager_->configureDisplay(
+      plan.width, plan.height, std::max({plan.width, plan.height, smallestEnvelope}), plan,
+      [weak = weak_from_this(), plan, configuration = configuration_](bool success) {
+        const auto self = weak.lock();
+        if (!self || self->configuration_ != configuration) return;
+        if (success) return self->displayConfigured(plan);
+        Log::line("⚠️ Virtual display may have failed - trying anyway...");
+        self->checkDisplayLater(plan);
+      });
 }
 
 void AppDelegate::displayConfigured(const DisplayPlan& plan) {
@@ -104,7 +122,7 @@ void AppDelegate::displayConfigured(const DisplayPlan& plan) {
 }
 
 void AppDelegate::checkDisplayLater(const DisplayPlan& plan) {
-  onMainAfter(displaySettleDelay, [plan](AppDelegate& self) { self.checkDisplay(plan); });
+  continueAfter(displaySettleDelay, [plan](AppDelegate& self) { self.checkDisplay(plan); });
 }
 
 void AppDelegate::checkDisplay(const DisplayPlan& plan) {
@@ -113,7 +131,7 @@ void AppDelegate::checkDisplay(const DisplayPlan& plan) {
     if (touchInjector_) {
       touchInjector_->updateBounds({0, 0, static_cast<double>(plan.width), static_cast<double>(plan.height)});
     }
-    onMainAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
+    continueAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
     return;
   }
   if (displayHasSize(*display, plan.width, plan.height)) {
@@ -130,90 +148,7 @@ void AppDelegate::checkDisplay(const DisplayPlan& plan) {
 
 void AppDelegate::targetTouch(DisplayID display) {
   if (touchInjector_) touchInjector_->setDisplay(display);
-  onMainAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
-}
-
-void AppDelegate::startStreaming() {
-  if (!hasUSBLink() && !hasWiFiLink()) {
-    Log::line("⚠️ No active connection, skipping stream start");
-    return finishConfiguring();
-  }
-  require(streamWidth_ <= std::numeric_limits<std::int32_t>::max() &&
-              streamHeight_ <= std::numeric_limits<std::int32_t>::max(),
-          "a stream size that fits 32 bits");
-  encoder_ = std::make_shared<MJPEGEncoder>(surroundings_.makeImageEncoder(), surroundings_.clock);
-  encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
-  Log::print("{} — quality mode: {} (JPEG {})", hasWiFiLink() ? "📶 WiFi" : "🔌 USB", rawValue(qualityMode_),
-             floatingPointText(encoder_->jpegQuality));
-  encoder_->onEncodedData = encodedFrameHandler();
-
-  capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
-                                                                         .mainQueue = surroundings_.mainQueue,
-                                                                         .sampleQueue = surroundings_.sampleQueue});
-  capture_->targetDisplayID = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
-  capture_->targetDisplayName = virtualDisplayName;
-  capture_->captureWidth = streamWidth_;
-  capture_->captureHeight = streamHeight_;
-  capture_->onFrameCaptured = [weak = std::weak_ptr(encoder_)](const std::shared_ptr<PixelBuffer>& buffer) {
-    if (const auto encoder = weak.lock()) encoder->encode(buffer);
-  };
-  capture_->onError = [weak = weak_from_this()](const Error& error) {
-    if (const auto self = weak.lock()) self->checkCapturePermission(error);
-  };
-  capture_->start();
-  Log::line("🎬 Streaming started!");
-  finishConfiguring();
-  onMainAfter(touchCheckDelay, [](AppDelegate& self) { self.checkTouch(); });
-}
-
-/// The capture may have chosen another display than the one that touches were aimed at.
-void AppDelegate::checkTouch() {
-  if (!capture_) return;
-  if (!capture_->targetDisplayID) {
-    return Log::line("⚠️ ScreenCapture did not provide display ID - touch input may not work");
-  }
-  Log::print("🖱️ Configuring touch input for display {}", *capture_->targetDisplayID);
-  if (touchInjector_) touchInjector_->setDisplay(*capture_->targetDisplayID);
-}
-
-/// Runs on the sample queue: the frame goes straight to both links, the figures to the main queue.
-std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
-  return [weak = weak_from_this(), weakUSB = std::weak_ptr(sender_),
-          weakWiFi = std::weak_ptr(wifiSender_)](const Data& frame) {
-    if (const auto usb = weakUSB.lock()) usb->sendFrame(frame);
-    if (const auto wifi = weakWiFi.lock()) wifi->sendFrame(frame);
-    const auto self = weak.lock();
-    if (!self) return;
-    const double now = self->surroundings_.clock->now();
-    self->onMain([now](AppDelegate& main) { main.updateStatistics(now); });
-  };
-}
-
-void AppDelegate::updateStatistics(double now) {
-  currentLatency_ = (now - lastFrameTime_) * 1000;
-  lastFrameTime_ = now;
-  frameCount_ += 1;
-  const double elapsed = now - lastFPSUpdate_;
-  if (elapsed < 1.0) return;
-  currentFPS_ = truncated(static_cast<double>(frameCount_) / elapsed);
-  frameCount_ = 0;
-  lastFPSUpdate_ = now;
-  updateStatusTitle(true);
-  updateStatisticsLine();
-}
-
-void AppDelegate::dropCapture() {
-  if (capture_) capture_->stop();
-  capture_ = nullptr;
-  encoder_ = nullptr;
-}
-
-bool AppDelegate::hasUSBLink() const {
-  return sender_ && sender_->peerChannel();
-}
-
-bool AppDelegate::hasWiFiLink() const {
-  return wifiSender_ && wifiSender_->connection();
+  continueAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
 }
 
 void AppDelegate::handleSleep() {
@@ -224,17 +159,14 @@ void AppDelegate::handleSleep() {
 
 void AppDelegate::handleWake() {
   onMainAfter(wakeDelay, [](AppDelegate& self) {
-    {
-      const std::lock_guard lock(self.configurationLock_);
-      if (self.isConfiguring_) return;
-    }
-    if (self.capture_ || self.streamWidth_ < 1 || !(self.hasUSBLink() || self.hasWiFiLink())) return;
+    if (self.isConfiguring() || self.capture_ || self.streamWidth_ < 1 || !self.hasLink()) return;
     Log::line("☀️ Mac woke up - resuming capture...");
     self.startStreaming();
   });
 }
 
 void AppDelegate::reconnect() {
+  if (isEnding_) return;
   Log::line("🔄 Manual reconnect triggered...");
   if (wifiSender_) wifiSender_->start();
   if (!sender_) return;
@@ -254,12 +186,14 @@ void AppDelegate::selectQuality(const MenuItem& item) {
     Log::print("🎚️ Quality changed to {} (JPEG {})", rawValue(qualityMode_),
                floatingPointText(encoder_->jpegQuality));
   }
-  if (!changesSize || !lastDeviceInfo_ || !(hasUSBLink() || hasWiFiLink())) return;
+  const auto info = newestDeviceInfo();
+  if (!changesSize || !info || !hasLink()) return;
   Log::print("🔍 Display size changed to {}", sizeName(qualityMode_));
-  handleDeviceInfo(*lastDeviceInfo_);
+  handleDeviceInfo(*info);
 }
 
 void AppDelegate::discard() {
+  isEnding_ = true;
   if (capture_) capture_->stop();
   if (touchInjector_) touchInjector_->releaseHeldButton();
   if (sender_) sender_->stop();

@@ -26,12 +26,13 @@ void AppDelegate::applicationDidFinishLaunching() {
   virtualDisplayManager_ = std::make_shared<VirtualDisplayManager>(
       virtualDisplayName, VirtualDisplayManager::Surroundings{.displays = surroundings_.displays,
                                                               .mainQueue = surroundings_.mainQueue,
-                                                              .backgroundQueue = surroundings_.backgroundQueue});
+                                                              .displayQueue = surroundings_.displayQueue});
   virtualDisplayManager_->onConfiguredInPlace = [weak = weak_from_this()](const DisplayPlan& plan) {
     const auto self = weak.lock();
     if (self) self->displayConfigured(plan);
   };
   createInjectors();
+  observeDisplays();
   startUSB();
   startWiFi();
   observePower();
@@ -76,6 +77,14 @@ void AppDelegate::createInjectors() {
   keyboardInjector_ = std::make_unique<KeyboardInjector>(events->makeEventSource(), events);
 }
 
+/// Somebody may move the display in the desktop's settings: touches go where it is.
+void AppDelegate::observeDisplays() {
+  surroundings_.displays->onArrangementChange(surroundings_.mainQueue, [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self && self->capture_ && self->touchInjector_) self->touchInjector_->followDisplay();
+  });
+}
+
 void AppDelegate::startUSB() {
   sender_ = std::make_shared<USBSender>(usbPort,
                                         USBSender::Surroundings{.mainQueue = surroundings_.mainQueue,
@@ -83,14 +92,9 @@ void AppDelegate::startUSB() {
                                                                 .clock = surroundings_.clock,
                                                                 .program = surroundings_.program,
                                                                 .sharedHub = surroundings_.sharedHub});
-  const auto weak = weak_from_this();
-  sender_->onClientConnected = [weak] {
-    if (const auto self = weak.lock()) self->usbConnected();
-  };
-  sender_->onClientDisconnected = [weak] {
-    if (const auto self = weak.lock()) self->usbDisconnected();
-  };
-  installInputCallbacks(*sender_);
+  sender_->onClientConnected = fromLink(&AppDelegate::usbConnected);
+  sender_->onClientDisconnected = fromLink(&AppDelegate::usbDisconnected);
+  installCallbacks(*sender_);
   sender_->start();
 }
 
@@ -103,33 +107,54 @@ void AppDelegate::startWiFi() {
                                                                       .clock = surroundings_.clock,
                                                                       .wallClock = surroundings_.wallClock,
                                                                       .program = surroundings_.program});
-  const auto weak = weak_from_this();
-  wifiSender_->onClientConnected = [weak] {
-    if (const auto self = weak.lock()) self->wifiConnected();
-  };
-  wifiSender_->onClientDisconnected = [weak] {
-    if (const auto self = weak.lock()) self->wifiDisconnected();
-  };
-  installInputCallbacks(*wifiSender_);
+  wifiSender_->onClientConnected = fromLink(&AppDelegate::wifiConnected);
+  wifiSender_->onClientDisconnected = fromLink(&AppDelegate::wifiDisconnected);
+  wifiSender_->onCodeContested = fromLink(&AppDelegate::showCodeContested);
+  installCallbacks(*wifiSender_);
   wifiSender_->start();
   Log::line("📶 WiFi sender started - looking for iPhone...");
 }
 
+void AppDelegate::showCodeContested() {
+  surroundings_.alerts->show(
+      {.style = AlertStyle::Warning,
+       .message = "Two devices have your pairing code",
+       .informativeText =
+           "More than one device nearby answers to the code " + sessionPairingCode_ +
+           ". It may be chance, or somebody who wants to see your screen and control this computer. Tandemview connects "
+           "to none of them over Wi-Fi as long as this lasts.\n\nConnect your iPhone with the cable.",
+       .buttons = {"OK"}},
+      [](int) {});
+}
+
+/// A link's report; nothing once the delegate is gone or on its way out.
+template <typename... Arguments>
+std::function<void(Arguments...)> AppDelegate::fromLink(void (AppDelegate::*handler)(Arguments...)) {
+  return [weak = weak_from_this(), handler](Arguments... arguments) {
+    const auto self = weak.lock();
+    if (self && !self->isEnding_) (self.get()->*handler)(std::move(arguments)...);
+  };
+}
+
 /// What a phone says is handled alike, whichever link it comes over.
 template <typename Sender>
-void AppDelegate::installInputCallbacks(Sender& sender) {
-  const auto weak = weak_from_this();
-  sender.onDeviceInfo = [weak](const DeviceInfo& info) {
-    if (const auto self = weak.lock()) self->handleDeviceInfo(info);
-  };
-  sender.onTouchEvent = [weak](const Data& payload) {
-    const auto self = weak.lock();
-    if (self && self->touchInjector_) self->touchInjector_->handleTouchEvent(payload);
-  };
-  sender.onKeyEvent = [weak](const Data& payload) {
-    const auto self = weak.lock();
-    if (self && self->keyboardInjector_) self->keyboardInjector_->handleKeyEvent(payload);
-  };
+void AppDelegate::installCallbacks(Sender& sender) {
+  sender.onDeviceInfo = fromLink(&AppDelegate::handleDeviceInfo);
+  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent);
+  sender.onKeyEvent = fromLink(&AppDelegate::handleKeyEvent);
+  sender.onRoomForFrames = fromLink(&AppDelegate::linkHasRoom);
+}
+
+void AppDelegate::handleTouchEvent(Data payload) {
+  if (touchInjector_) touchInjector_->handleTouchEvent(payload);
+}
+
+void AppDelegate::handleKeyEvent(Data payload) {
+  if (keyboardInjector_) keyboardInjector_->handleKeyEvent(payload);
+}
+
+void AppDelegate::linkHasRoom() {
+  if (distributor_) distributor_->linkHasRoom();
 }
 
 void AppDelegate::usbConnected() {
@@ -143,9 +168,7 @@ void AppDelegate::usbDisconnected() {
   if (!isUSBConnected_) return;
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
-  onMain([](AppDelegate& self) {
-    if (!self.hasWiFiLink()) self.tearDownStreaming();
-  });
+  onMain([](AppDelegate& self) { self.linkEnded(); });
 }
 
 void AppDelegate::wifiConnected() {
@@ -162,7 +185,8 @@ void AppDelegate::wifiDisconnected() {
   isWiFiConnected_ = false;
   Log::line("⚠️ iPhone disconnected (WiFi)");
   onMain([](AppDelegate& self) {
-    if (!self.hasUSBLink()) self.tearDownStreaming();
+    if (self.isEnding_) return;
+    self.linkEnded();
     self.wifiSender_->start();
     if (!self.sender_) return;
     self.sender_->retryConnection();
@@ -170,11 +194,20 @@ void AppDelegate::wifiDisconnected() {
   });
 }
 
+/// The stream goes on over the other link, as that link wants it, or ends with the last one.
+void AppDelegate::linkEnded() {
+  if (!hasLink()) return tearDownStreaming();
+  if (encoder_) encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
+  if (statusItem_->isConnected) updateStatusTitle(true);
+}
+
 /// The last link is gone: the display stays, the stream ends.
 void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
+  if (surroundings_.events) surroundings_.events->discardWaitingEvents();
   currentFPS_ = 0;
+  recoveries_ = 0;
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
@@ -197,6 +230,12 @@ void AppDelegate::observePower() {
 void AppDelegate::onMain(std::function<void(AppDelegate&)> work) {
   surroundings_.mainQueue->async([weak = weak_from_this(), work = std::move(work)] {
     if (const auto self = weak.lock()) work(*self);
+  });
+}
+
+void AppDelegate::continueAfter(double seconds, std::function<void(AppDelegate&)> work) {
+  onMainAfter(seconds, [configuration = configuration_, work = std::move(work)](AppDelegate& self) {
+    if (self.configuration_ == configuration) work(self);
   });
 }
 

@@ -147,11 +147,11 @@ void AppDelegate::permissionsWereReset(bool isReset, const std::string& identifi
       }));
 }
 
-/// The user may have declined the capture; says so in the menu each time, by an alert once.
-void AppDelegate::checkCapturePermission(const Error& error) {
-  if (error.domain != streamErrorDomain || error.code != userDeclinedCapture) return;
+/// Whether the user has declined the capture; says so in the menu each time, by an alert once.
+bool AppDelegate::checkCapturePermission(const Error& error) {
+  if (error.domain != streamErrorDomain || error.code != userDeclinedCapture) return false;
   showLine(*statusMenuItem_, "Screen Recording permission needed", {warningSymbol, stateSymbolSize});
-  if (std::exchange(hasShownCapturePermissionAlert_, true)) return;
+  if (std::exchange(hasShownCapturePermissionAlert_, true)) return true;
   surroundings_.alerts->show({.style = AlertStyle::Warning,
                               .message = "Tandemview can't capture the screen",
                               .informativeText = surroundings_.texts.captureDeniedExplanation,
@@ -162,6 +162,7 @@ void AppDelegate::checkCapturePermission(const Error& error) {
                                  self.surroundings_.permissions->openSettings(Permission::ScreenRecording);
                                }
                              }));
+  return true;
 }
 
 }  // namespace tandemview

@@ -46,6 +46,7 @@ class CaptureStream {
   /// Completions arrive on the queue that the stream was made with.
   using Completion = std::function<void(std::optional<Error>)>;
   virtual void startCapture(Completion completion) = 0;
+  /// Whatever happens from now on, no end is reported but the completion.
   virtual void stopCapture(Completion completion) = 0;
 };
 

@@ -40,8 +40,7 @@ void ScreenCapture::contentArrived(const Result<std::vector<CapturableDisplay>>&
   const auto display = chooseDisplay(*content);
   if (!display) {
     Log::line("❌ No display found");
-    isRunning_ = false;
-    return;
+    return startFailed(std::nullopt);
   }
   Log::print("📺 Capturing: {}x{} → {}x{}", display->width, display->height, captureWidth, captureHeight);
 
@@ -91,7 +90,12 @@ void ScreenCapture::streamStopped(const std::weak_ptr<CaptureStream>& stream, co
 
 void ScreenCapture::failed(const Error& error) {
   Log::print("❌ Capture failed: {}", error.localizedDescription());
+  startFailed(error);
+}
+
+void ScreenCapture::startFailed(const std::optional<Error>& error) {
   isRunning_ = false;
+  if (onStartFailed && !stopRequested_) onStartFailed(error);
 }
 
 std::optional<CapturableDisplay> ScreenCapture::chooseDisplay(const std::vector<CapturableDisplay>& displays) {
@@ -132,8 +136,8 @@ std::optional<CapturableDisplay> ScreenCapture::matchingDisplay(const std::vecto
       return *secondary;
     }
   }
-  Log::line("📺 Using main display");
   if (displays.empty()) return std::nullopt;
+  Log::line("📺 Using main display");
   return displays.front();
 }
 

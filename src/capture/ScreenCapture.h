@@ -23,9 +23,12 @@ class ScreenCapture : public std::enable_shared_from_this<ScreenCapture> {
 
   explicit ScreenCapture(Surroundings surroundings);
 
-  /// Set before start(). The first runs on the sample queue, the second on the main queue.
+  /// Set before start(). The first runs on the sample queue, the others on the main queue.
   std::function<void(std::shared_ptr<PixelBuffer>)> onFrameCaptured;
+  /// The running stream has ended by itself.
   std::function<void(Error)> onError;
+  /// The start has come to nothing; with the host's error, if it reported one.
+  std::function<void(std::optional<Error>)> onStartFailed;
 
   /// The display to capture, by ID or else by name; the ID is overwritten with the one actually chosen.
   std::optional<std::uint32_t> targetDisplayID;
@@ -46,6 +49,7 @@ class ScreenCapture : public std::enable_shared_from_this<ScreenCapture> {
   void streamStarted(const std::shared_ptr<CaptureStream>& stream, const std::optional<Error>& error);
   void streamStopped(const std::weak_ptr<CaptureStream>& stream, const Error& error);
   void failed(const Error& error);
+  void startFailed(const std::optional<Error>& error);
   std::optional<CapturableDisplay> chooseDisplay(const std::vector<CapturableDisplay>& displays);
   std::optional<CapturableDisplay> matchingDisplay(const std::vector<CapturableDisplay>& displays) const;
 

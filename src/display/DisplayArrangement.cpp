@@ -21,6 +21,16 @@ double besideX(const DisplayRectangle& own, const DisplayRectangle& other, bool 
   return goesLeft ? other.x - own.width : other.maxX();
 }
 
+/// Always the same way: what has been passed is never met again, so that a step for each screen is enough.
+double clearX(DisplayRectangle own, const std::vector<DisplayRectangle>& others, bool goesLeft) {
+  for (std::size_t step = 0; step < others.size(); ++step) {
+    const DisplayRectangle* const overlapped = firstOverlapped(own, others);
+    if (!overlapped) break;
+    own.x = besideX(own, *overlapped, goesLeft);
+  }
+  return own.x;
+}
+
 }  // namespace
 
 std::optional<DisplayPoint> overlapOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others) {
@@ -29,19 +39,12 @@ std::optional<DisplayPoint> overlapOrigin(const DisplayRectangle& own, const std
   return DisplayPoint{besideX(own, *overlapped, own.midX() < overlapped->midX()), own.y};
 }
 
-std::optional<DisplayPoint> clearOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others) {
+std::optional<DisplayPoint> clearOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others,
+                                        double leftEdge) {
   const auto first = overlapOrigin(own, others);
   if (!first) return std::nullopt;
-  const bool goesLeft = first->x < own.x;
-  DisplayRectangle moved = own;
-  moved.x = first->x;
-  // Always the same way: what has been passed is never met again, so that a step for each screen is enough.
-  for (std::size_t step = 0; step < others.size(); ++step) {
-    const DisplayRectangle* const overlapped = firstOverlapped(moved, others);
-    if (!overlapped) break;
-    moved.x = besideX(moved, *overlapped, goesLeft);
-  }
-  return DisplayPoint{moved.x, moved.y};
+  const double x = clearX(own, others, first->x < own.x);
+  return DisplayPoint{x < leftEdge ? clearX(own, others, /*goesLeft=*/false) : x, own.y};
 }
 
 }  // namespace tandemview

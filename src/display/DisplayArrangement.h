@@ -19,7 +19,9 @@ struct DisplayPoint {
 std::optional<DisplayPoint> overlapOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others);
 
 /// Where `own` has to move so that it lies over none of `others`: where overlapOrigin() says, and from there on the
-/// same way, beside each screen that it would lie over. Absent if it overlaps none.
-std::optional<DisplayPoint> clearOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others);
+/// same way, beside each screen that it would lie over; to the right where the left would lead beyond `leftEdge`.
+/// Absent if it overlaps none.
+std::optional<DisplayPoint> clearOrigin(const DisplayRectangle& own, const std::vector<DisplayRectangle>& others,
+                                        double leftEdge);
 
 }  // namespace tandemview

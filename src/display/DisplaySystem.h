@@ -137,6 +137,13 @@ class DisplaySystem {
   virtual ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) = 0;
   virtual ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) = 0;
 
+  /// The least x at which a screen may lie; minus infinity where there is none.
+  virtual double leftEdge() const = 0;
+
+  /// Calls `changed` on `queue` some time after displays have come, gone, moved or changed their size; several changes
+  /// may be told as one. Called once, on `queue`.
+  virtual void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) = 0;
+
   /// Keeps the calling thread waiting (the pause after a display was removed).
   virtual void pause(double seconds) = 0;
 };

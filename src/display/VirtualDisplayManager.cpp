@@ -104,9 +104,21 @@ bool VirtualDisplayManager::createDisplay(std::int64_t width, std::int64_t heigh
 }
 
 void VirtualDisplayManager::destroyDisplay() {
-  const auto display = virtualDisplay();
-  if (!display) return;
+  if (!virtualDisplay()) return;
   Log::line("📺 Destroying virtual display...");
+  removeDisplay();
+  surroundings_.displays->pause(removalPause);
+  Log::line("📺 Virtual display destroyed");
+}
+
+/// Lets go of the display when it returns: on some systems that is what removes it, and the next display has the same
+/// serial number.
+void VirtualDisplayManager::removeDisplay() {
+  std::shared_ptr<VirtualDisplay> display;
+  {
+    const std::lock_guard lock(mutex_);
+    display = virtualDisplay_;
+  }
   if (display->canTerminate()) {
     Log::line("📺 Calling terminate on virtual display...");
     display->terminate();
@@ -120,13 +132,9 @@ void VirtualDisplayManager::destroyDisplay() {
       Log::line("📺 Applied empty settings to trigger display removal");
     }
   }
-  {
-    const std::lock_guard lock(mutex_);
-    virtualDisplay_ = nullptr;
-    envelope_ = 0;
-  }
-  surroundings_.displays->pause(removalPause);
-  Log::line("📺 Virtual display destroyed");
+  const std::lock_guard lock(mutex_);
+  virtualDisplay_ = nullptr;
+  envelope_ = 0;
 }
 
 void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t height,
@@ -150,7 +158,7 @@ void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t he
 
   currentSize_ = {width, height};
   const std::int64_t envelope = std::max({requestedEnvelope.value_or(0), width, height});
-  surroundings_.backgroundQueue->async(
+  surroundings_.displayQueue->async(
       [weak = weak_from_this(), width, height, envelope, completion = std::move(completion)] {
         const auto manager = weak.lock();
         if (!manager) return;
@@ -203,7 +211,7 @@ bool VirtualDisplayManager::fixOverlap() {
     if (other != *id) others.push_back(surroundings_.displays->bounds(other));
   }
   const DisplayRectangle own = surroundings_.displays->bounds(*id);
-  const auto origin = clearOrigin(own, others);
+  const auto origin = clearOrigin(own, others, surroundings_.displays->leftEdge());
   if (!origin) return false;
   const std::int32_t x = screenCoordinate(origin->x);
   const ConfigurationOutcome outcome = surroundings_.displays->configureOrigin(*id, x, screenCoordinate(origin->y));

@@ -15,13 +15,13 @@
 namespace tandemview {
 
 /// Owner of the one virtual display: creates it, brings it to a size, keeps it off the other screens, removes it.
-/// createDisplay() and destroyDisplay() may run on a background queue, everything else runs on the main queue.
+/// createDisplay() and destroyDisplay() may run on the display queue, everything else runs on the main queue.
 class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplayManager> {
  public:
   struct Surroundings {
     std::shared_ptr<DisplaySystem> displays;
     std::shared_ptr<Queue> mainQueue;
-    std::shared_ptr<Queue> backgroundQueue;
+    std::shared_ptr<Queue> displayQueue;  // where displays are replaced
   };
   struct Size {
     std::int64_t width = 0;
@@ -44,7 +44,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
   void destroyDisplay();
 
   /// Brings the display to width × height: reuses it, resizes it in place (both end in onConfiguredInPlace), or
-  /// replaces it in the background, which ends in `completion` on the main queue.
+  /// replaces it on the display queue, which ends in `completion` on the main queue.
   void configureDisplay(std::int64_t width, std::int64_t height, std::optional<std::int64_t> requestedEnvelope,
                         const MacProtocol::DisplayPlan& plan, Completion completion);
 
@@ -68,6 +68,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
 
  private:
   std::shared_ptr<VirtualDisplay> virtualDisplay() const;
+  void removeDisplay();
   std::optional<DisplayID> findExistingDisplay() const;
   std::shared_ptr<VirtualDisplay> makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) const;
   std::optional<VirtualDisplayMode> makeDisplayMode(std::int64_t width, std::int64_t height) const;
@@ -77,7 +78,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
   const Surroundings surroundings_;
   Size currentSize_;
 
-  mutable std::mutex mutex_;  // guards the two below: they are replaced in the background
+  mutable std::mutex mutex_;  // guards the two below: the display queue replaces them
   std::shared_ptr<VirtualDisplay> virtualDisplay_;
   std::int64_t envelope_ = 0;
 };

@@ -115,7 +115,12 @@ class EventSystem {
   virtual void postScrollEvent(const ScrollEvent& event) = 0;
   virtual void postKeyEvent(const KeyEvent& event) = 0;
 
-  /// Where the pointer is now; absent if the system doesn't tell.
+  /// Drops the events that have been posted and still wait to be carried out, save that buttons which they would
+  /// release come up. For when nobody is there any more whose events they are.
+  virtual void discardWaitingEvents() = 0;
+
+  /// Where the pointer is after all that has been posted; absent if the system doesn't tell. Where it was put between
+  /// two pixels, it is there: small movements add up.
   virtual std::optional<ScreenPoint> pointerLocation() = 0;
 
   /// How many displays show a picture, and which, in the system's order, at most `limit` of them. Absent on failure.

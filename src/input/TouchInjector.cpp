@@ -47,6 +47,12 @@ void TouchInjector::setDisplay(std::uint32_t displayID) {
   Log::print("🖱️ TouchInjector: Using display {} at {}", displayID, rectangleText(virtualDisplayBounds_));
 }
 
+void TouchInjector::followDisplay() {
+  if (!virtualDisplayID_) return;
+  const ScreenRectangle bounds = surroundings_.events->displayBounds(*virtualDisplayID_);
+  if (bounds.width > 0 && bounds != virtualDisplayBounds_) setDisplay(*virtualDisplayID_);
+}
+
 void TouchInjector::updateBounds(const ScreenRectangle& bounds) {
   virtualDisplayBounds_ = bounds;
   if (const auto displayID = findDisplay(truncated(bounds.width), truncated(bounds.height))) {

@@ -33,6 +33,9 @@ class TouchInjector {
   /// Aims at this display, where it is now.
   void setDisplay(std::uint32_t displayID);
 
+  /// The screens have been rearranged: aims at the display where it is now, if it is still there.
+  void followDisplay();
+
   /// Aims at the display that has the size of `bounds`, or else at `bounds`.
   void updateBounds(const ScreenRectangle& bounds);
 

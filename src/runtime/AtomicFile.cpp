@@ -1,5 +1,6 @@
 #include "runtime/AtomicFile.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -27,7 +28,7 @@ bool writeAll(int descriptor, std::string_view text) {
 
 std::optional<Error> writeFileAtomically(const std::string& path, const std::string& text) {
   std::string temporary = path + ".XXXXXX";
-  const Descriptor file(::mkstemp(temporary.data()));
+  const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
   if (!file) return posixError(errno);
   if (writeAll(file.get(), text) && ::fsync(file.get()) == 0 && std::rename(temporary.c_str(), path.c_str()) == 0) {
     return std::nullopt;

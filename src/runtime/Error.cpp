@@ -11,6 +11,10 @@ std::string Error::localizedDescription() const {
   return fmt::format("The operation couldn’t be completed. ({} error {}.)", domain, code);
 }
 
+std::string Error::wholeDescription() const {
+  return fmt::format("Error Domain={} Code={} \"{}\"", domain, code, description.empty() ? "(null)" : description);
+}
+
 Error posixError(int code) {
   return {posixErrorDomain, code, std::generic_category().message(code)};
 }

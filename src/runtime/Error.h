@@ -16,6 +16,9 @@ struct Error {
   /// The text shown to people: the description, or the domain and code when there is none.
   std::string localizedDescription() const;
 
+  /// All of it, for those who look for the cause: Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory".
+  std::string wholeDescription() const;
+
   bool operator==(const Error&) const = default;
 };
 

@@ -1,9 +1,10 @@
 #include "runtime/Log.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <string>
+
+#include "runtime/PrintableText.h"
 
 namespace tandemview {
 
@@ -19,10 +20,8 @@ Log::Sink& sinkInUse() {
 }  // namespace
 
 void Log::line(std::string_view text) {
-  // What a phone or a service calls itself ends up in lines: it must not make lines of its own.
-  std::string line(text);
-  std::ranges::replace_if(
-      line, [](unsigned char character) { return character < ' '; }, ' ');
+  // What a phone or a service calls itself ends up in lines: it must not write to the terminal that shows them.
+  std::string line = printableText(text);
   const std::lock_guard lock(mutex);
   if (sinkInUse()) return sinkInUse()(line);
   line += '\n';

@@ -12,7 +12,7 @@ class Log {
  public:
   using Sink = std::function<void(std::string_view line)>;
 
-  /// Prints one line and flushes it. Control characters in `text`, line breaks among them, become blanks.
+  /// Prints one line and flushes it. What `text` holds beyond printable text becomes blanks: see printableText().
   static void line(std::string_view text);
 
   template <typename... Arguments>

@@ -8,28 +8,45 @@
 #include <asio/steady_timer.hpp>
 #include <chrono>
 
+#include "runtime/Assertion.h"
+
 namespace tandemview {
 
 namespace {
 
 class AsioDescriptorWatch final : public DescriptorWatch {
  public:
-  AsioDescriptorWatch(asio::io_context& context, int descriptor) : descriptor_(context, descriptor) {}
+  explicit AsioDescriptorWatch(asio::posix::stream_descriptor descriptor) : descriptor_(std::move(descriptor)) {}
   ~AsioDescriptorWatch() override { descriptor_.release(); }
 
-  void whenReadable(Work work) override { wait(asio::posix::stream_descriptor::wait_read, std::move(work)); }
-  void whenWritable(Work work) override { wait(asio::posix::stream_descriptor::wait_write, std::move(work)); }
+  void whenReadable(Work work) override {
+    wait(asio::posix::stream_descriptor::wait_read, &Waits::toRead, std::move(work));
+  }
+  void whenWritable(Work work) override {
+    wait(asio::posix::stream_descriptor::wait_write, &Waits::toWrite, std::move(work));
+  }
 
  private:
-  void wait(asio::posix::stream_descriptor::wait_type readiness, Work work) {
-    // A dropped watch cancels its waits, but a wait that is already complete still arrives: `alive` tells.
-    descriptor_.async_wait(readiness, [work = std::move(work), alive = std::weak_ptr(alive_)](asio::error_code error) {
-      if (error != asio::error::operation_aborted && alive.lock()) work();
-    });
+  struct Waits {
+    bool toRead = false;
+    bool toWrite = false;
+  };
+
+  void wait(asio::posix::stream_descriptor::wait_type readiness, bool Waits::*kind, Work work) {
+    require(!(waits_.get()->*kind), "one wait at a time");
+    waits_.get()->*kind = true;
+    // A dropped watch cancels its waits, but a wait that is already complete still arrives: `weak` tells.
+    descriptor_.async_wait(readiness,
+                           [work = std::move(work), kind, weak = std::weak_ptr(waits_)](asio::error_code error) {
+                             const auto waits = weak.lock();
+                             if (!waits) return;
+                             waits.get()->*kind = false;
+                             if (error != asio::error::operation_aborted) work();
+                           });
   }
 
   asio::posix::stream_descriptor descriptor_;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::shared_ptr<Waits> waits_ = std::make_shared<Waits>();
 };
 
 void waitForSignal(const std::shared_ptr<asio::signal_set>& signals, std::function<void(int)> handler) {
@@ -76,8 +93,12 @@ void SerialQueue::after(double seconds, Work work) {
   });
 }
 
-std::unique_ptr<DescriptorWatch> SerialQueue::watch(int descriptor) {
-  return std::make_unique<AsioDescriptorWatch>(loop_->context, descriptor);
+Result<std::unique_ptr<DescriptorWatch>> SerialQueue::watch(int descriptor) {
+  asio::posix::stream_descriptor watched(loop_->context);
+  asio::error_code error;
+  watched.assign(descriptor, error);
+  if (error) return tl::unexpected(posixError(error.value()));
+  return std::make_unique<AsioDescriptorWatch>(std::move(watched));
 }
 
 void SerialQueue::run() {

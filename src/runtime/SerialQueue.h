@@ -21,7 +21,7 @@ class SerialQueue final : public Queue {
 
   void async(Work work) override;
   void after(double seconds, Work work) override;
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
 
   /// Serves the queue on the calling thread until stop().
   void run();

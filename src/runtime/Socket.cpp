@@ -22,7 +22,7 @@ Result<sockaddr_un> unixAddress(const std::string& path) {
 }
 
 Result<Descriptor> newUnixSocket() {
-  Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM, 0));
+  Descriptor descriptor = newSocket(AF_UNIX, SOCK_STREAM);
   if (!descriptor || !makeNonBlocking(descriptor.get())) return tl::unexpected(posixError(errno));
   return descriptor;
 }
@@ -33,10 +33,50 @@ const sockaddr* generic(const sockaddr_un& address) {
 
 }  // namespace
 
+// The one place that knows which systems can make a socket close-on-exec from the start. macOS can't, and its own way
+// of starting tools passes on nothing but the standard descriptors.
+#ifdef SOCK_CLOEXEC
+
+Descriptor newSocket(int family, int type, int protocol) {
+  return Descriptor(::socket(family, type | SOCK_CLOEXEC, protocol));
+}
+
+Descriptor acceptedConnection(int listeningSocket, sockaddr_storage* address) {
+  socklen_t length = sizeof(*address);
+  return Descriptor(
+      ::accept4(listeningSocket, reinterpret_cast<sockaddr*>(address), address ? &length : nullptr, SOCK_CLOEXEC));
+}
+
+#else
+
+namespace {
+
+Descriptor closedOnExec(Descriptor descriptor) {
+  if (descriptor) ::fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC);
+  return descriptor;
+}
+
+}  // namespace
+
+Descriptor newSocket(int family, int type, int protocol) {
+  return closedOnExec(Descriptor(::socket(family, type, protocol)));
+}
+
+Descriptor acceptedConnection(int listeningSocket, sockaddr_storage* address) {
+  socklen_t length = sizeof(*address);
+  return closedOnExec(
+      Descriptor(::accept(listeningSocket, reinterpret_cast<sockaddr*>(address), address ? &length : nullptr)));
+}
+
+#endif
+
+bool isFailureToAccept(int code) {
+  return code != EAGAIN && code != EWOULDBLOCK && code != ECONNABORTED && code != EINTR;
+}
+
 bool makeNonBlocking(int descriptor) {
   const int flags = ::fcntl(descriptor, F_GETFL);
-  return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0 &&
-         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
+  return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
 Result<Descriptor> connectedUnixSocket(const std::string& path) {

@@ -24,8 +24,8 @@ class Stream : public std::enable_shared_from_this<Stream> {
   /// Called once, when the stream is closed and all of its operations have completed.
   using Cleanup = std::function<void()>;
 
-  /// Takes over a connected, non-blocking socket.
-  static std::shared_ptr<Stream> adopting(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup);
+  /// Takes over a connected, non-blocking socket. An error, without a clean-up, if the queue can't watch it.
+  static Result<std::shared_ptr<Stream>> adopting(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup);
 
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
@@ -57,7 +57,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
   };
   enum class State { Open, Closing, Closed };
 
-  Stream(Descriptor socket, std::shared_ptr<Queue> queue, Cleanup cleanup);
+  Stream(Descriptor socket, std::shared_ptr<Queue> queue, std::unique_ptr<DescriptorWatch> watch, Cleanup cleanup);
 
   void scheduleReads();
   void serveReads();

@@ -6,11 +6,12 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <utility>
 
 #include "runtime/Assertion.h"
 #include "runtime/Log.h"
 #include "runtime/Socket.h"
+#include "usb/PTUSBChannel.h"
 #include "usb/PTUSBHub.h"
 
 namespace tandemview {
@@ -66,10 +67,10 @@ void PTChannel::setDispatchChannel(std::shared_ptr<Stream> stream) {
   if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
 }
 
-void PTChannel::setDispatchSource(Descriptor socket) {
+void PTChannel::setDispatchSource(std::shared_ptr<WatchedSocket> source) {
   require(connState_ == kConnStateListening || connState_ == kConnStateNone,
           "connState_ == kConnStateListening || connState_ == kConnStateNone");
-  dispatchObj_source_ = std::move(socket);
+  dispatchObj_source_ = std::move(source);
   if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
 }
 
@@ -77,16 +78,13 @@ void PTChannel::connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub
                               Callback callback) {
   require(protocol_ != nullptr, "protocol_ != NULL");
   if (connState_ != kConnStateNone) return callback(notPermitted());
-  connState_ = kConnStateConnecting;
-  overUSBHub->connectToDevice(
+  const auto attempt = beginAttempt(std::move(callback));
+  attempt->overUSB = overUSBHub->connectToDevice(
       deviceID, port,
-      [channel = shared_from_this(), callback = std::move(callback)](std::optional<Error> error,
-                                                                     std::shared_ptr<Stream> stream) {
-        if (error) {
-          channel->connState_ = kConnStateNone;
-          return callback(std::move(error));
-        }
-        callback(channel->startReadingFromConnectedChannel(std::move(stream)));
+      [channel = shared_from_this(), weakAttempt = std::weak_ptr(attempt)](std::optional<Error> error,
+                                                                           std::shared_ptr<Stream> stream) {
+        if (error) return channel->endAttempt(weakAttempt, tl::unexpected(std::move(*error)));
+        channel->endAttempt(weakAttempt, std::move(stream));
       },
       [weak = weak_from_this()](const std::optional<Error>& error) {
         const auto channel = weak.lock();
@@ -99,46 +97,71 @@ void PTChannel::connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub
 void PTChannel::connectToPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback) {
   require(protocol_ != nullptr, "protocol_ != NULL");
   if (connState_ != kConnStateNone) return callback(notPermitted());
-  connState_ = kConnStateConnecting;
-
-  const auto fail = [this, &callback](int code) {
-    connState_ = kConnStateNone;
-    callback(posixError(code));
-  };
-  Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-  if (!socket || !makeNonBlocking(socket.get())) return fail(errno);
+  Descriptor socket = newSocket(AF_INET, SOCK_STREAM);
+  if (!socket || !makeNonBlocking(socket.get())) return callback(posixError(errno));
   const sockaddr_in address = ipv4Address(port, IPv4Address);
-  if (::connect(socket.get(), generic(address), sizeof(address)) != 0 && errno != EINPROGRESS) return fail(errno);
+  if (::connect(socket.get(), generic(address), sizeof(address)) != 0 && errno != EINPROGRESS) {
+    return callback(posixError(errno));
+  }
+  auto watch = protocol_->queue()->watch(socket.get());
+  if (!watch) return callback(watch.error());
 
+  const auto attempt = beginAttempt(std::move(callback));
+  attempt->overIPv4 = {std::move(socket), std::move(*watch)};
   // The connection stands, or has failed, when the socket becomes writable.
-  watch_ = protocol_->queue()->watch(socket.get());
-  auto pending = std::make_shared<Descriptor>(std::move(socket));
-  watch_->whenWritable(
-      [channel = shared_from_this(), pending, peer = PTAddress(generic(address)), callback = std::move(callback)] {
-        const auto finishedWatch = std::move(channel->watch_);
-        channel->finishIPv4Connect(std::move(*pending), peer, callback);
+  attempt->overIPv4.watch->whenWritable(
+      [channel = shared_from_this(), weakAttempt = std::weak_ptr(attempt), peer = PTAddress(generic(address))] {
+        const auto current = weakAttempt.lock();
+        if (!current) return;
+        const auto stream = channel->finishIPv4Connect(std::move(current->overIPv4));
+        if (stream) channel->peerAddress_ = peer;
+        channel->endAttempt(current, stream);
       });
 }
 
-void PTChannel::finishIPv4Connect(Descriptor socket, const PTAddress& address, const Callback& callback) {
+Result<std::shared_ptr<Stream>> PTChannel::finishIPv4Connect(WatchedSocket connecting) {
+  connecting.watch = nullptr;  // the stream has its own
   int code = 0;
   socklen_t length = sizeof(code);
-  if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &code, &length) != 0) code = errno;
-  if (code != 0) {
-    connState_ = kConnStateNone;
-    return callback(posixError(code));
+  if (::getsockopt(connecting.socket.get(), SOL_SOCKET, SO_ERROR, &code, &length) != 0) code = errno;
+  if (code != 0) return tl::unexpected(posixError(code));
+  auto stream = Stream::adopting(std::move(connecting.socket), protocol_->queue(), [weak = weak_from_this()] {
+    if (const auto channel = weak.lock()) channel->streamDidEnd();
+  });
+  if (!stream) return tl::unexpected(Error{ptErrorDomain, 0, ""});
+  return stream;
+}
+
+std::shared_ptr<PTChannel::Attempt> PTChannel::beginAttempt(Callback callback) {
+  connState_ = kConnStateConnecting;
+  attempt_ = std::make_shared<Attempt>();
+  attempt_->callback = std::move(callback);
+  return attempt_;
+}
+
+void PTChannel::endAttempt(const std::weak_ptr<Attempt>& attempt, const Result<std::shared_ptr<Stream>>& stream) {
+  const auto ended = attempt.lock();
+  if (!ended || ended != attempt_) {  // given up, and its callback called
+    if (stream) (*stream)->stop();
+    return;
   }
-  peerAddress_ = address;
-  callback(startReadingFromConnectedChannel(
-      Stream::adopting(std::move(socket), protocol_->queue(), [weak = weak_from_this()] {
-        if (const auto channel = weak.lock()) channel->streamDidEnd();
-      })));
+  attempt_ = nullptr;
+  if (stream) return ended->callback(startReadingFromConnectedChannel(*stream));
+  connState_ = kConnStateNone;
+  ended->callback(stream.error());
+}
+
+void PTChannel::giveUpAttempt() {
+  const auto attempt = std::exchange(attempt_, nullptr);
+  connState_ = kConnStateNone;
+  protocol_->queue()->async([callback = std::move(attempt->callback)] { callback(posixError(ECANCELED)); });
+  if (const auto channel = attempt->overUSB.lock()) channel->stop();
 }
 
 void PTChannel::listenOnPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback) {
   require(!dispatchObj_source_, "dispatchObj_source_ == nil");
   if (connState_ != kConnStateNone) return callback(notPermitted());
-  Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+  Descriptor socket = newSocket(AF_INET, SOCK_STREAM);
   const int on = 1;
   const sockaddr_in address = ipv4Address(port, IPv4Address);
   if (!socket || ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
@@ -146,38 +169,44 @@ void PTChannel::listenOnPort(std::uint16_t port, std::uint32_t IPv4Address, Call
       ::listen(socket.get(), listenBacklog) != 0) {
     return callback(posixError(errno));
   }
-  watch_ = protocol_->queue()->watch(socket.get());
-  setDispatchSource(std::move(socket));
+  auto watch = protocol_->queue()->watch(socket.get());
+  if (!watch) return callback(watch.error());
+  setDispatchSource(std::make_shared<WatchedSocket>(WatchedSocket{std::move(socket), std::move(*watch)}));
   connState_ = kConnStateListening;
-  acceptPendingConnections();
+  acceptPendingConnections(dispatchObj_source_);
   callback(std::nullopt);
 }
 
 std::uint16_t PTChannel::listeningPort() const {
+  if (!dispatchObj_source_) return 0;
   sockaddr_in address{};
   socklen_t length = sizeof(address);
-  if (::getsockname(dispatchObj_source_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
+  const int socket = dispatchObj_source_->socket.get();
+  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
   return ntohs(address.sin_port);
 }
 
-void PTChannel::acceptPendingConnections() {
-  watch_->whenReadable([weak = weak_from_this()] {
+void PTChannel::acceptPendingConnections(const std::shared_ptr<WatchedSocket>& source) {
+  source->watch->whenReadable([weak = weak_from_this(), weakSource = std::weak_ptr(source)] {
     const auto channel = weak.lock();
-    if (!channel || !channel->isListening()) return;
-    const bool accepted = channel->acceptIncomingConnection(channel->dispatchObj_source_.get());
-    if (!channel->isListening()) return;
-    if (accepted) return channel->acceptPendingConnections();
-    channel->protocol_->queue()->after(acceptRetryDelay, [weak] {
+    const auto listening = weakSource.lock();
+    if (!channel || !listening) return;
+    const bool accepted = channel->acceptIncomingConnection(listening->socket.get());
+    // The notice may have ended the listening, and begun another.
+    if (listening != channel->dispatchObj_source_) return;
+    if (accepted) return channel->acceptPendingConnections(listening);
+    channel->protocol_->queue()->after(acceptRetryDelay, [weak, weakSource] {
       const auto listener = weak.lock();
-      if (listener && listener->isListening()) listener->acceptPendingConnections();
+      const auto rested = weakSource.lock();
+      if (listener && rested) listener->acceptPendingConnections(rested);
     });
   });
 }
 
 bool PTChannel::acceptIncomingConnection(int socket) {
   sockaddr_storage address{};
-  socklen_t length = sizeof(address);
-  Descriptor accepted(::accept(socket, reinterpret_cast<sockaddr*>(&address), &length));
+  Descriptor accepted = acceptedConnection(socket, &address);
+  if (!accepted && !isFailureToAccept(errno)) return true;
   if (!accepted) {
     Log::print("accept(): {}", posixError(errno).description);
     return false;
@@ -193,11 +222,16 @@ bool PTChannel::acceptIncomingConnection(int socket) {
   const auto stream = Stream::adopting(std::move(accepted), protocol_->queue(), [weak = std::weak_ptr(channel)] {
     if (const auto ended = weak.lock()) ended->streamDidEnd();
   });
+  if (!stream) {
+    Log::print("accept(): {}", stream.error().description);
+    return false;
+  }
   channel->connState_ = kConnStateConnected;
-  channel->setDispatchChannel(stream);
+  channel->setDispatchChannel(*stream);
   delegate->ioFrameChannel(*this, channel, PTAddress(reinterpret_cast<const sockaddr*>(&address)));
-  if (const auto error = channel->startReadingFromConnectedChannel(stream)) {
-    Log::print("startReadingFromConnectedChannel failed in accept: {}", error->localizedDescription());
+  if (!channel->isConnected()) return true;  // the delegate has closed it
+  if (const auto error = channel->startReadingFromConnectedChannel(*stream)) {
+    Log::print("startReadingFromConnectedChannel failed in accept: {}", error->wholeDescription());
   }
   return true;
 }
@@ -277,30 +311,33 @@ void PTChannel::sendFrameOfType(std::uint32_t type, std::uint32_t tag, std::opti
 }
 
 void PTChannel::close() {
-  if (isListening()) return closeListening();
-  if (!dispatchObj_channel_) return;
-  dispatchObj_channel_->stop();
-  setDispatchChannel(nullptr);
+  end(&Stream::stop);
 }
 
 void PTChannel::cancel() {
+  end(&Stream::close);
+}
+
+void PTChannel::end(void (Stream::*endStream)()) {
   if (isListening()) return closeListening();
+  if (attempt_) return giveUpAttempt();
   if (!dispatchObj_channel_) return;
-  dispatchObj_channel_->close();
+  (dispatchObj_channel_.get()->*endStream)();
   setDispatchChannel(nullptr);
 }
 
 void PTChannel::closeListening() {
-  watch_.reset();
-  setDispatchSource(Descriptor());
+  *dispatchObj_source_ = {};  // at once, even if an accept under way still holds it: the port may be taken again
+  setDispatchSource(nullptr);
   protocol_->queue()->async([weak = weak_from_this()] {
     if (const auto channel = weak.lock()) channel->streamDidEnd();
   });
 }
 
 void PTChannel::streamDidEnd() {
+  const auto error = std::exchange(endError_, std::nullopt);
   const auto delegate = delegate_.lock();
-  if (delegate && delegateWants_.endNotice) delegate->ioFrameChannel(*this, endError_);
+  if (delegate && delegateWants_.endNotice) delegate->ioFrameChannel(*this, error);
 }
 
 std::string PTChannel::description() const {

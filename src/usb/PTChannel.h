@@ -17,6 +17,7 @@
 
 namespace tandemview {
 
+class PTUSBChannel;
 class PTUSBHub;
 
 inline constexpr const char* ptErrorDomain = "PTError";
@@ -57,11 +58,12 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   /// `IPv4Address` in host order. A POSIX error if the channel is in use or the connection fails.
   void connectToPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback);
 
-  /// Port 0 takes a free one; see listeningPort().
+  /// Port 0 takes a free one; see listeningPort(). May be called within a notice, also right after close().
   void listenOnPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback);
   std::uint16_t listeningPort() const;
 
-  /// Accepts one connection of a listening socket.
+  /// Accepts one connection of a listening socket. False, with a line printed, if that fails; a peer that has given up
+  /// meanwhile is no failure.
   bool acceptIncomingConnection(int socket);
 
   /// The callback, if any, gets the write's result; POSIX error 1 if the channel is neither connecting nor connected.
@@ -70,7 +72,8 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   /// Adopts a stream and starts to read frames from it. An error if the channel listens.
   std::optional<Error> startReadingFromConnectedChannel(std::shared_ptr<Stream> stream);
 
-  /// Ends the connection or the listening, at once; the end notice follows.
+  /// Ends the connection or the listening, at once; the end notice follows. A connect under way is given up: its
+  /// callback gets ECANCELED.
   void close();
   /// The same, but lets pending operations finish.
   void cancel();
@@ -89,10 +92,27 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
  private:
   explicit PTChannel(std::shared_ptr<PTProtocol> protocol);
 
+  /// A socket of the channel's own, and what the queue tells of it.
+  struct WatchedSocket {
+    Descriptor socket;
+    std::unique_ptr<DescriptorWatch> watch;
+  };
+
+  /// A connect under way, in one of its two forms. It is over when the channel has let go of it.
+  struct Attempt {
+    Callback callback;
+    std::weak_ptr<PTUSBChannel> overUSB;
+    WatchedSocket overIPv4;
+  };
+
   void setDispatchChannel(std::shared_ptr<Stream> stream);
-  void setDispatchSource(Descriptor socket);
-  void finishIPv4Connect(Descriptor socket, const PTAddress& address, const Callback& callback);
-  void acceptPendingConnections();
+  void setDispatchSource(std::shared_ptr<WatchedSocket> source);
+  std::shared_ptr<Attempt> beginAttempt(Callback callback);
+  void endAttempt(const std::weak_ptr<Attempt>& attempt, const Result<std::shared_ptr<Stream>>& stream);
+  void giveUpAttempt();
+  Result<std::shared_ptr<Stream>> finishIPv4Connect(WatchedSocket connecting);
+  void acceptPendingConnections(const std::shared_ptr<WatchedSocket>& source);
+  void end(void (Stream::*endStream)());
   void handleFrame(const std::shared_ptr<Stream>& stream, std::optional<Error> error, std::uint32_t type,
                    std::uint32_t tag, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume);
   bool endsWith(const std::shared_ptr<Stream>& stream, const std::optional<Error>& error, bool streamHasEnded);
@@ -103,9 +123,9 @@ class PTChannel : public std::enable_shared_from_this<PTChannel> {
   PTChannelDelegate::Wants delegateWants_;
   PTChannelState connState_ = kConnStateNone;
   std::shared_ptr<Stream> dispatchObj_channel_;
-  Descriptor dispatchObj_source_;           // the listening socket
-  std::unique_ptr<DescriptorWatch> watch_;  // of the listening or connecting socket
-  std::optional<Error> endError_;
+  std::shared_ptr<WatchedSocket> dispatchObj_source_;  // the listening one
+  std::shared_ptr<Attempt> attempt_;
+  std::optional<Error> endError_;  // of what has ended, until the end notice
   std::optional<PTAddress> peerAddress_;
   std::any userInfo_;
 };

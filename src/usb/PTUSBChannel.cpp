@@ -14,8 +14,8 @@ namespace tandemview {
 
 namespace {
 
-/// No daemon sends a longer packet; what a broken one can make us keep stays bounded.
-constexpr std::uint32_t longestPacket = 64 * 1024 * 1024;
+/// No longer one could be understood; what a broken daemon can make us keep stays bounded.
+constexpr std::uint32_t longestPacket = PTUSBChannel::packetHeaderSize + longestPropertyList;
 
 /// Byte offsets of a packet's fields after its size, which is read first.
 constexpr std::size_t sizeFieldLength = 4;
@@ -74,9 +74,12 @@ std::optional<Error> PTUSBChannel::openOnQueue(std::shared_ptr<Queue> queue, con
   require(channel_ == nullptr, "channel_ == nil");
   Result<Descriptor> socket = connectedUnixSocket(path);
   if (!socket) return socket.error();
-  channel_ = Stream::adopting(std::move(*socket), std::move(queue), [onEnd = std::move(onEnd)] {
-    if (onEnd) onEnd(std::nullopt);
-  });
+  Result<std::shared_ptr<Stream>> stream =
+      Stream::adopting(std::move(*socket), std::move(queue), [onEnd = std::move(onEnd)] {
+        if (onEnd) onEnd(std::nullopt);
+      });
+  if (!stream) return stream.error();
+  channel_ = std::move(*stream);
   return std::nullopt;
 }
 
@@ -185,9 +188,13 @@ void PTUSBChannel::finishPacket(std::optional<Error> error, const PropertyList& 
 void PTUSBChannel::endWithError(const Error& error, const PacketCallback& callback) {
   hasEnded_ = true;
   finishPacket(error, {}, 0, callback);
+  failRequests(error);
+  stop();
+}
+
+void PTUSBChannel::failRequests(const Error& error) {
   const auto replies = std::exchange(repliesByTag_, {});
   for (const auto& [tag, reply] : replies) reply(error, {});
-  stop();
 }
 
 void PTUSBChannel::scheduleReadPacketWithBroadcastHandler(BroadcastHandler broadcastHandler) {

@@ -69,6 +69,9 @@ class PTUSBChannel : public std::enable_shared_from_this<PTUSBChannel> {
   int fileDescriptor() const { return channel_->descriptor(); }
   bool valid() const { return channel_ != nullptr; }
 
+  /// Gives up waiting for replies: each request's callback gets the error.
+  void failRequests(const Error& error);
+
   /// Closes the stream, letting pending operations finish.
   void cancel();
   /// Closes the stream at once.

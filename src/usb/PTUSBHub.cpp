@@ -59,7 +59,7 @@ void PTUSBHub::listeningEnded(const std::optional<Error>& error) {
   forgetDevices();
   if (retryTimer_) return;
   if (error) {
-    Log::print("PTUSBHub failed to initialize: {}", error->localizedDescription());
+    Log::print("PTUSBHub failed to initialize: {}", error->wholeDescription());
   } else {
     Log::line("⚠️ PTUSBHub: The USB daemon went away - trying again every 2 seconds");
   }
@@ -99,28 +99,26 @@ void PTUSBHub::listenOnQueue(const std::shared_ptr<Queue>& queue, Callback onSta
       });
 }
 
-void PTUSBHub::connectToDevice(std::int64_t deviceID, std::uint16_t port, ConnectCallback onStart, Callback onEnd) {
+std::weak_ptr<PTUSBChannel> PTUSBHub::connectToDevice(std::int64_t deviceID, std::uint16_t port,
+                                                      ConnectCallback onStart, Callback onEnd) {
   const auto channel = std::make_shared<PTUSBChannel>(settings_.program);
   if (const auto error = channel->openOnQueue(settings_.queue, settings_.socketPath, std::move(onEnd))) {
-    return onStart(error, nullptr);
+    onStart(error, nullptr);
+    return {};
   }
-  auto isAnswered = std::make_shared<bool>(false);
   // The reply callback keeps the channel alive until it is called, which the time-out sees to.
   channel->sendRequest(PTUSBChannel::packetDictionaryWithPacketType(
                            "Connect", {{"DeviceID", deviceID}, {"PortNumber", networkOrder(port)}}, settings_.program),
-                       [channel, isAnswered, onStart](std::optional<Error> error, const PropertyList& reply) {
-                         if (std::exchange(*isAnswered, true)) return;
+                       [channel, onStart = std::move(onStart)](std::optional<Error> error, const PropertyList& reply) {
                          if (!error) error = PTUSBChannel::errorFromPlistResponse(reply);
                          if (!error) return onStart(std::nullopt, channel->dispatchChannel());
                          channel->stop();
                          onStart(std::move(error), nullptr);
                        });
-  settings_.queue->after(connectTimeout, [weak = std::weak_ptr(channel), isAnswered, onStart = std::move(onStart)] {
-    const auto waiting = weak.lock();
-    if (!waiting || std::exchange(*isAnswered, true)) return;
-    waiting->stop();
-    onStart(posixError(ETIMEDOUT), nullptr);
+  settings_.queue->after(connectTimeout, [weak = std::weak_ptr(channel)] {
+    if (const auto waiting = weak.lock()) waiting->failRequests(posixError(ETIMEDOUT));
   });
+  return channel;
 }
 
 void PTUSBHub::handleBroadcastPacket(const PropertyList& packet) {

@@ -46,8 +46,10 @@ class PTUSBHub : public std::enable_shared_from_this<PTUSBHub> {
   void listenOnQueue(const std::shared_ptr<Queue>& queue, Callback onStart, Callback onEnd);
 
   /// Asks for a stream to `port` of the device. `onStart` gets the stream or the error; a daemon that doesn't answer
-  /// within 10 seconds counts as an error. `onEnd` is called once when the stream is torn down.
-  void connectToDevice(std::int64_t deviceID, std::uint16_t port, ConnectCallback onStart, Callback onEnd);
+  /// within 10 seconds counts as an error. `onEnd` is called once when the stream is torn down. The channel that asks
+  /// lives until the answer; stopping it gives the connect up, and `onStart` gets ECANCELED.
+  std::weak_ptr<PTUSBChannel> connectToDevice(std::int64_t deviceID, std::uint16_t port, ConnectCallback onStart,
+                                              Callback onEnd);
 
   void handleBroadcastPacket(const PropertyList& packet);
 

@@ -17,6 +17,9 @@ namespace {
 /// More frames in flight would only be older when they arrive.
 constexpr int maxPendingSends = 3;
 
+/// A phone that pings but never reads must not fill our memory with answers.
+constexpr int maxPendingPongs = 64;
+
 constexpr double connectRetryInterval = 2.0;
 
 }  // namespace
@@ -44,6 +47,7 @@ void USBSender::start() {
 
 void USBSender::stop() {
   Log::line("🛑 USBSender: Stopping...");
+  giveUpAttempts([](const Attempt&) { return true; });
   if (peerChannel_) peerChannel_->close();
   setPeerChannel(nullptr);
   stopRetryTimer();
@@ -71,6 +75,7 @@ void USBSender::deviceDetached(const PropertyList& userInfo) {
     stopRetryTimer();
     lastAttachedDeviceID_.reset();
   }
+  giveUpAttempts([&](const Attempt& attempt) { return attempt.deviceID == deviceID; });
   if (connectedDeviceID_ != deviceID && connectingToDeviceID_ != deviceID) return;
   connectedDeviceID_.reset();
   connectingToDeviceID_.reset();
@@ -82,25 +87,49 @@ void USBSender::deviceDetached(const PropertyList& userInfo) {
 void USBSender::connectToDevice(std::int64_t deviceID) {
   if (peerChannel_) return stopRetryTimer();
   Log::print("🔄 USBSender: Connecting to iOS device {} on port {}...", deviceID, portNumber_);
+  giveUpAttempts([&](const Attempt& attempt) { return attempt.deviceID != deviceID; });
   const auto channel =
       PTChannel::channelWithDelegate(weak_from_this(), PTProtocol::sharedProtocolForQueue(surroundings_.mainQueue));
-  channel->connectToPort(portNumber_, surroundings_.sharedHub(), deviceID,
-                         [weak = weak_from_this(), channel, deviceID](const std::optional<Error>& error) {
-                           const auto sender = weak.lock();
-                           if (!sender) return;
-                           if (!error) return sender->connected(channel, deviceID);
-                           Log::print("❌ USBSender: Failed to connect: {}", error->localizedDescription());
-                         });
+  attempts_.push_back({channel, deviceID});
+  channel->connectToPort(
+      portNumber_, surroundings_.sharedHub(), deviceID,
+      [weak = weak_from_this(), weakChannel = std::weak_ptr(channel)](const std::optional<Error>& error) {
+        if (const auto sender = weak.lock()) sender->attemptEnded(weakChannel.lock(), error);
+      });
 }
 
-void USBSender::connected(const std::shared_ptr<PTChannel>& channel, std::int64_t deviceID) {
+void USBSender::attemptEnded(const std::shared_ptr<PTChannel>& channel, const std::optional<Error>& error) {
+  const auto ended = std::ranges::find(attempts_, channel, &Attempt::channel);
+  if (ended == attempts_.end()) return;  // given up
+  const Attempt attempt = *ended;
+  if (error) {
+    attempts_.erase(ended);
+    return Log::print("❌ USBSender: Failed to connect: {}", error->localizedDescription());
+  }
+  // Older attempts come too late. A newer one that succeeds takes the place of this one: a phone with room for one link
+  // goes by the connection that it has accepted last, too.
+  std::for_each(attempts_.begin(), ended, [](const Attempt& older) { older.channel->close(); });
+  attempts_.erase(attempts_.begin(), ended + 1);
+  connected(attempt);
+}
+
+void USBSender::connected(const Attempt& attempt) {
   Log::line("✅ USBSender: Connected to iOS device!");
-  connectedDeviceID_ = deviceID;
+  connectedDeviceID_ = attempt.deviceID;
   connectingToDeviceID_.reset();
-  setPeerChannel(channel);
+  if (peerChannel_) peerChannel_->close();
+  setPeerChannel(attempt.channel);
   stopRetryTimer();
-  channel->sendFrameOfType(MessageType::macInfo, 0, MacProtocol::macInfo(surroundings_.program), nullptr);
+  attempt.channel->sendFrameOfType(MessageType::macInfo, 0, MacProtocol::macInfo(surroundings_.program), nullptr);
   notify(&USBSender::onClientConnected);
+}
+
+void USBSender::giveUpAttempts(const std::function<bool(const Attempt&)>& isMeant) {
+  std::erase_if(attempts_, [&](const Attempt& attempt) {
+    const bool isOver = isMeant(attempt);
+    if (isOver) attempt.channel->close();
+    return isOver;
+  });
 }
 
 void USBSender::retryConnection() {
@@ -129,29 +158,50 @@ void USBSender::retryTimerFired() {
   connectToDevice(*lastAttachedDeviceID_);
 }
 
-void USBSender::sendFrame(const Data& data) {
+bool USBSender::sendFrame(const Data& data) {
   std::shared_ptr<PTChannel> channel;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!peerChannel_ || pendingSends_ >= maxPendingSends) return;
+    if (!peerChannel_) return false;
+    if (pendingSends_ >= maxPendingSends) {
+      hasRefusedFrame_ = true;
+      return false;
+    }
     ++pendingSends_;
     channel = peerChannel_;
   }
   surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
-    channel->sendFrameOfType(MessageType::videoFrame, 0, data, [weak](const std::optional<Error>&) {
-      if (const auto sender = weak.lock()) sender->frameDone();
-    });
+    channel->sendFrameOfType(MessageType::videoFrame, 0, data,
+                             [weak, weakChannel = std::weak_ptr(channel)](const std::optional<Error>&) {
+                               if (const auto sender = weak.lock()) sender->frameDone(weakChannel);
+                             });
   });
+  return true;
 }
 
-void USBSender::frameDone() {
-  const std::lock_guard lock(pendingSendsLock_);
-  pendingSends_ = std::max(pendingSends_ - 1, 0);
+/// What an earlier link still had in flight doesn't count for this one.
+bool USBSender::isPeer(const std::weak_ptr<PTChannel>& channel) const {
+  return peerChannel_ && channel.lock() == peerChannel_;
+}
+
+void USBSender::frameDone(const std::weak_ptr<PTChannel>& channel) {
+  bool hasRefusedFrame = false;
+  {
+    const std::lock_guard lock(pendingSendsLock_);
+    if (!isPeer(channel)) return;
+    pendingSends_ = std::max(pendingSends_ - 1, 0);
+    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+  }
+  if (hasRefusedFrame) notify(&USBSender::onRoomForFrames);
 }
 
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
+  pendingPongs_ = 0;
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) pendingSends_ = 0;
+  if (channel) {
+    pendingSends_ = 0;
+    hasRefusedFrame_ = false;
+  }
   peerChannel_ = std::move(channel);
 }
 
@@ -186,8 +236,13 @@ void USBSender::receivedDeviceInfo(const Data& payload) {
 
 /// Directly, not behind the callbacks that wait on the main queue: the phone measures its delay by it.
 void USBSender::answerPing(const Data& ping) {
-  if (ping.size() != MacProtocol::pingSize || !peerChannel_) return;
-  peerChannel_->sendFrameOfType(MessageType::pong, 0, MacProtocol::pong(ping, surroundings_.clock->now()), nullptr);
+  if (ping.size() != MacProtocol::pingSize || !peerChannel_ || pendingPongs_ >= maxPendingPongs) return;
+  ++pendingPongs_;
+  peerChannel_->sendFrameOfType(MessageType::pong, 0, MacProtocol::pong(ping, surroundings_.clock->now()),
+                                [weak = weak_from_this(), channel = std::weak_ptr(peerChannel_)](const auto&) {
+                                  const auto sender = weak.lock();
+                                  if (sender && sender->isPeer(channel)) --sender->pendingPongs_;
+                                });
 }
 
 void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& didEndWithError) {

@@ -41,13 +41,15 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
   std::function<void(Data)> onTouchEvent;
   std::function<void(Data)> onKeyEvent;
+  /// There is room for frames again after one was refused.
+  std::function<void()> onRoomForFrames;
 
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when there is no link or three frames are on their way already. From any
-  /// thread; never blocks.
-  void sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when there is no link or three frames are on their way already; whether it was
+  /// sent. From any thread; never blocks.
+  bool sendFrame(const Data& data);
 
   void retryConnection();
   void startRetryTimer();
@@ -66,26 +68,38 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
 
   void deviceAttached(const PropertyList& userInfo);
   void deviceDetached(const PropertyList& userInfo);
+  /// A channel that is being connected.
+  struct Attempt {
+    std::shared_ptr<PTChannel> channel;
+    std::int64_t deviceID;
+  };
+
   void connectToDevice(std::int64_t deviceID);
-  void connected(const std::shared_ptr<PTChannel>& channel, std::int64_t deviceID);
+  void attemptEnded(const std::shared_ptr<PTChannel>& channel, const std::optional<Error>& error);
+  void connected(const Attempt& attempt);
+  void giveUpAttempts(const std::function<bool(const Attempt&)>& isMeant);
   void retryTimerFired();
   void receivedDeviceInfo(const Data& payload);
   void answerPing(const Data& ping);
   void setPeerChannel(std::shared_ptr<PTChannel> channel);
-  void frameDone();
+  bool isPeer(const std::weak_ptr<PTChannel>& channel) const;
+  void frameDone(const std::weak_ptr<PTChannel>& channel);
   void notify(const std::function<void()> USBSender::*callback);
   template <typename Argument>
   void notify(const std::function<void(Argument)> USBSender::*callback, Argument argument);
 
   const Surroundings surroundings_;
   std::shared_ptr<PTChannel> peerChannel_;  // written under the lock, for sendFrame()
+  std::vector<Attempt> attempts_;           // the oldest first; several to one device when the daemon answers late
   std::optional<std::int64_t> connectedDeviceID_;
   std::optional<std::int64_t> connectingToDeviceID_;
   const std::uint16_t portNumber_;
   std::vector<NotificationCenter::Token> notificationObservers_;
   std::optional<std::int64_t> lastAttachedDeviceID_;
   std::shared_ptr<Timer> retryTimer_;
+  int pendingPongs_ = 0;  // of peerChannel_, as pendingSends_
   int pendingSends_ = 0;
+  bool hasRefusedFrame_ = false;  // since there was room last
   std::mutex pendingSendsLock_;
 };
 

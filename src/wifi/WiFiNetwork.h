@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,16 @@ class WiFiBrowser {
   /// Once; it does nothing after cancel().
   virtual void start(WiFiBrowserOutput output) = 0;
 
+  /// The names of the hosts that announce a service, in lower case. Several hosts may announce the same one. A name
+  /// that a host has on direct links alone says nothing and is left out.
+  using HostNames = std::set<std::string>;
+  using HostsCompletion = std::function<void(std::vector<HostNames>)>;
+  /// Asks who announces services that this search has found. `completion` is called once, on the output's queue, after
+  /// `seconds`, with what has been answered by then in the order of `services`; not after cancel(). Called on the
+  /// output's queue, one question at a time.
+  virtual void findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services, double seconds,
+                         HostsCompletion completion) = 0;
+
   /// Ends the search; reports under way may still arrive.
   virtual void cancel() = 0;
 };
@@ -69,8 +80,8 @@ class WiFiConnection {
   virtual void start(WiFiConnectionOutput output) = 0;
 
   struct Received {
-    Data bytes;  // contiguous; fewer than asked for only with one of the following
-    bool streamEnded = false;
+    Data bytes;                // contiguous; fewer than asked for only with one of the following
+    bool streamEnded = false;  // before all that was asked for had come; never together with it
     std::optional<Error> error;
   };
   using ReceiveCompletion = std::function<void(Received)>;
@@ -97,8 +108,9 @@ class WiFiNetwork {
   /// started; a search that is impossible fails then. From any thread.
   virtual std::shared_ptr<WiFiBrowser> makeBrowser(const std::string& serviceType) = 0;
 
-  /// A TCP connection to an endpoint that a browser of this network has found. It does nothing until it is started.
-  /// From any thread.
+  /// A TCP connection to an endpoint that a browser of this network has found, over a link on which it was announced:
+  /// never to an address beyond that link, and to this very host only where its loopback interface is the link. It does
+  /// nothing until it is started. From any thread.
   virtual std::shared_ptr<WiFiConnection> makeConnection(const std::shared_ptr<const WiFiEndpoint>& endpoint) = 0;
 };
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,20 +55,36 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
   std::function<void(Data)> onTouchEvent;
   std::function<void(Data)> onKeyEvent;
+  /// There is room for frames again after one was refused.
+  std::function<void()> onRoomForFrames;
+  /// Several hosts announce our pairing code, and no connection is made to any of them. Once in the sender's life, so
+  /// that nobody on the network can bring up one alert after the other.
+  std::function<void()> onCodeContested;
 
   /// Ends what there is and looks for the phone anew.
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when there is no link or three frames are on their way already. From any
-  /// thread; never blocks.
-  void sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when no link stands or three frames are on their way already; whether it was
+  /// sent. From any thread; never blocks.
+  bool sendFrame(const Data& data);
 
-  /// The link to the phone, also while it is being made; its presence means connected. From any thread.
+  /// The link to the phone, also while it is being made. From any thread.
   std::shared_ptr<WiFiConnection> connection() const;
 
+  /// Whether a link stands: the phone has been greeted and has not gone. From any thread.
+  bool isLive() const;
+
  private:
-  using Connection = std::shared_ptr<WiFiConnection>;
+  struct Link {
+    explicit Link(std::shared_ptr<WiFiConnection> made) : connection(std::move(made)) {}
+
+    const std::shared_ptr<WiFiConnection> connection;
+    std::atomic<bool> isLive = false;
+    int waitingMessages = 0;                    // for the main queue; on the sender's queue
+    std::atomic<bool> isReceivingHeld = false;  // until the main queue has caught up
+  };
+  using LinkPointer = std::shared_ptr<Link>;
 
   // Discovery, in WiFiSenderDiscovery.cpp.
   void startBrowserAfter(double delay);
@@ -75,47 +93,66 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   void cancelBrowser();
   void browserFailed(const std::weak_ptr<WiFiBrowser>& browser, const Error& error);
   void resultsChanged(const std::weak_ptr<WiFiBrowser>& browser, const std::vector<WiFiBrowseResult>& results);
+  std::optional<std::string> expectedName() const;
+  void examineResults(const std::weak_ptr<WiFiBrowser>& browser);
+  void hostsFound(const std::weak_ptr<WiFiBrowser>& browser, const std::shared_ptr<const WiFiEndpoint>& phone,
+                  std::size_t ourCount, const std::vector<WiFiBrowser::HostNames>& hosts);
+  void refuse(const std::weak_ptr<WiFiBrowser>& browser, const std::string& line);
 
-  // The link, in WiFiSenderLink.cpp. Reports come with the connection that they are about, which may be an earlier one
-  // or gone.
+  // The link, in WiFiSenderLink.cpp. Reports come with the link that they are about, which may be an earlier one or
+  // gone.
+  LinkPointer link() const;
   void connect(const std::shared_ptr<const WiFiEndpoint>& endpoint);
   void cancelConnection();
-  void connectionReady(const Connection& connection);
-  void connectionFailed(const Connection& connection, Error error);
-  void connectionCancelled(const Connection& connection);
-  void announceConnected(const Connection& connection);
-  void receiveHeader(const Connection& connection);
-  void receivedHeader(const Connection& connection, WiFiConnection::Received received);
-  void receivedBody(const Connection& connection, WiFiConnection::Received received);
-  void handleMessage(const Connection& connection, const Data& message);
-  void answerPing(const Connection& connection, const Data& ping);
-  void startHeartbeat(const Connection& connection);
+  void connectionReady(const LinkPointer& link);
+  void connectionFailed(const LinkPointer& link, Error error);
+  void connectionCancelled(const LinkPointer& link);
+  void announceConnected(const LinkPointer& link);
+  void receiveHeader(const LinkPointer& link);
+  void receivedHeader(const LinkPointer& link, WiFiConnection::Received received);
+  void receivedBody(const LinkPointer& link, WiFiConnection::Received received);
+  void streamEnded(const LinkPointer& link);
+  void handleMessage(const LinkPointer& link, const Data& message);
+  void messageTaken(const LinkPointer& link);
+  void answerPing(const LinkPointer& link, const Data& ping);
+  void startHeartbeat(const LinkPointer& link);
   void stopHeartbeat();
   void checkHeartbeat();
-  void dropStaleLink(const Connection& connection);
+  void dropStaleLink(const LinkPointer& link);
+  void frameDone(std::uint64_t epoch);
   void forgetPendingSends();
-  bool isCurrent(const Connection& connection) const;
+  bool isCurrent(const LinkPointer& link) const;
   template <typename... Arguments>
-  auto reportOf(const Connection& connection, void (WiFiSender::*handler)(const Connection&, Arguments...));
+  auto reportOf(const LinkPointer& link, void (WiFiSender::*handler)(const LinkPointer&, Arguments...));
   template <typename... Arguments>
   void notify(const std::function<void(Arguments...)> WiFiSender::*callback, Arguments... arguments);
+  template <typename Message>
+  void handOver(const LinkPointer& link, const std::function<void(Message)> WiFiSender::*callback, Message message);
 
   const Surroundings surroundings_;
 
   // Guarded by stateLock_, which is never held across a call into the network.
   std::shared_ptr<WiFiBrowser> browser_;
-  std::shared_ptr<WiFiConnection> connection_;
-  bool isConnecting_ = false;
+  LinkPointer link_;
+  bool isConnecting_ = false;  // also while it is found out who announces our code
   mutable std::mutex stateLock_;
 
   bool isStarted_ = false;                 // main queue
+  std::atomic<std::uint64_t> run_ = 0;     // counts the starts and stops: a delayed step belongs to its own run
   std::shared_ptr<Timer> heartbeatTimer_;  // main queue
-  int pendingPongs_ = 0;                   // the sender's queue
   std::atomic<double> lastDataReceived_ = 0;
+
+  // The sender's queue.
+  int pendingPongs_ = 0;
+  std::vector<WiFiBrowseResult> results_;  // the last report of the browser in use
+  std::uint64_t examination_ = 0;          // counts the questions who announces our code
+  std::string refusal_;                    // why the last answer was refused
+  bool hasToldOfContest_ = false;
 
   // Guarded by pendingSendsLock_.
   int pendingSends_ = 0;
   std::int64_t droppedFrames_ = 0;
+  bool hasRefusedFrame_ = false;  // since there was room last
   std::uint64_t sendsEpoch_ = 0;  // a send that completes in a later epoch doesn't count any more
   std::mutex pendingSendsLock_;
 };

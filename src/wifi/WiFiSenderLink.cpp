@@ -20,6 +20,10 @@ constexpr std::int64_t dropsPerLogLine = 120;
 /// A phone that pings but never reads must not fill our memory with answers.
 constexpr int maxPendingPongs = 64;
 
+/// A tap keeps the main queue for 10 ms: what waits there is done within two tenths of a second, and the menu, the
+/// cable and the signal that ends the program wait no longer than that. Beyond it the phone is held up, by TCP.
+constexpr int mostWaitingMessages = 16;
+
 constexpr double connectedDelay = 0.5;
 constexpr double heartbeatInterval = 2.0;
 constexpr double heartbeatTimeout = 10.0;
@@ -39,11 +43,11 @@ std::uint32_t lengthIn(std::span<const std::byte> prefix) {
 
 }  // namespace
 
-/// A handler that passes a report about `connection` on to `handler` while the sender exists.
+/// A handler that passes a report about `link` on to `handler` while the sender exists.
 template <typename... Arguments>
-auto WiFiSender::reportOf(const Connection& connection, void (WiFiSender::*handler)(const Connection&, Arguments...)) {
-  return [weak = weak_from_this(), weakConnection = std::weak_ptr(connection), handler](Arguments... arguments) {
-    if (const auto sender = weak.lock()) (sender.get()->*handler)(weakConnection.lock(), std::move(arguments)...);
+auto WiFiSender::reportOf(const LinkPointer& link, void (WiFiSender::*handler)(const LinkPointer&, Arguments...)) {
+  return [weak = weak_from_this(), weakLink = std::weak_ptr(link), handler](Arguments... arguments) {
+    if (const auto sender = weak.lock()) (sender.get()->*handler)(weakLink.lock(), std::move(arguments)...);
   };
 }
 
@@ -55,13 +59,37 @@ void WiFiSender::notify(const std::function<void(Arguments...)> WiFiSender::*cal
   });
 }
 
-WiFiSender::Connection WiFiSender::connection() const {
-  const std::lock_guard lock(stateLock_);
-  return connection_;
+/// The same for a message of the phone, which counts until the main queue has taken it.
+template <typename Message>
+void WiFiSender::handOver(const LinkPointer& link, const std::function<void(Message)> WiFiSender::*callback,
+                          Message message) {
+  ++link->waitingMessages;
+  surroundings_.mainQueue->async([weak = weak_from_this(), callback, message = std::move(message),
+                                  taken = reportOf(link, &WiFiSender::messageTaken)] {
+    const auto sender = weak.lock();
+    if (!sender) return;
+    if (sender.get()->*callback) (sender.get()->*callback)(message);
+    sender->surroundings_.queue->async(taken);
+  });
 }
 
-bool WiFiSender::isCurrent(const Connection& connection) const {
-  return connection && connection == this->connection();
+WiFiSender::LinkPointer WiFiSender::link() const {
+  const std::lock_guard lock(stateLock_);
+  return link_;
+}
+
+std::shared_ptr<WiFiConnection> WiFiSender::connection() const {
+  const LinkPointer link = this->link();
+  return link ? link->connection : nullptr;
+}
+
+bool WiFiSender::isLive() const {
+  const LinkPointer link = this->link();
+  return link && link->isLive;
+}
+
+bool WiFiSender::isCurrent(const LinkPointer& link) const {
+  return link && link == this->link();
 }
 
 void WiFiSender::connect(const std::shared_ptr<const WiFiEndpoint>& endpoint) {
@@ -70,51 +98,52 @@ void WiFiSender::connect(const std::shared_ptr<const WiFiEndpoint>& endpoint) {
     const std::lock_guard lock(pendingSendsLock_);
     droppedFrames_ = 0;
   }
-  const Connection connection = surroundings_.network->makeConnection(endpoint);
-  // Started before anybody can send over it; its reports come behind this, on this same queue.
-  connection->start({.queue = surroundings_.queue,
-                     .didBecomeReady = reportOf(connection, &WiFiSender::connectionReady),
-                     .didFail = reportOf(connection, &WiFiSender::connectionFailed),
-                     .didCancel = reportOf(connection, &WiFiSender::connectionCancelled)});
+  const auto link = std::make_shared<Link>(surroundings_.network->makeConnection(endpoint));
+  // Started before anybody can cancel it; its reports come behind this, on this same queue.
+  link->connection->start({.queue = surroundings_.queue,
+                           .didBecomeReady = reportOf(link, &WiFiSender::connectionReady),
+                           .didFail = reportOf(link, &WiFiSender::connectionFailed),
+                           .didCancel = reportOf(link, &WiFiSender::connectionCancelled)});
   bool isStopped = false;
   {
     const std::lock_guard lock(stateLock_);
     isStopped = !isConnecting_;
-    if (!isStopped) connection_ = connection;
+    if (!isStopped) link_ = link;
   }
-  if (isStopped) connection->cancel();
+  if (isStopped) link->connection->cancel();
 }
 
 void WiFiSender::cancelConnection() {
-  Connection connection;
+  LinkPointer link;
   {
     const std::lock_guard lock(stateLock_);
     isConnecting_ = false;
-    connection = std::exchange(connection_, nullptr);
+    link = std::exchange(link_, nullptr);
   }
-  if (connection) connection->cancel();
+  if (link) link->connection->cancel();
 }
 
-void WiFiSender::connectionReady(const Connection& connection) {
+void WiFiSender::connectionReady(const LinkPointer& link) {
   {
     const std::lock_guard lock(stateLock_);
-    if (!connection || connection_ != connection) return;
+    if (!link || link_ != link) return;
     isConnecting_ = false;
   }
   cancelBrowser();
   lastDataReceived_ = surroundings_.wallClock->now();
-  surroundings_.mainQueue->async(reportOf(connection, &WiFiSender::startHeartbeat));
+  surroundings_.mainQueue->async(reportOf(link, &WiFiSender::startHeartbeat));
   Log::line("✅ WiFiSender: Connected to iPhone via P2P WiFi!");
-  connection->send(envelope(MacProtocol::macInfo(surroundings_.program)), [](const std::optional<Error>&) {});
-  surroundings_.mainQueue->after(connectedDelay, reportOf(connection, &WiFiSender::announceConnected));
-  receiveHeader(connection);
+  link->connection->send(envelope(MacProtocol::macInfo(surroundings_.program)), [](const std::optional<Error>&) {});
+  link->isLive = true;  // from now on frames go out, behind the greeting
+  surroundings_.mainQueue->after(connectedDelay, reportOf(link, &WiFiSender::announceConnected));
+  receiveHeader(link);
 }
 
-void WiFiSender::connectionFailed(const Connection& connection, Error error) {
+void WiFiSender::connectionFailed(const LinkPointer& link, Error error) {
   {
     const std::lock_guard lock(stateLock_);
-    if (!connection || connection_ != connection) return;
-    connection_ = nullptr;
+    if (!link || link_ != link) return;
+    link_ = nullptr;
     isConnecting_ = false;
   }
   Log::print("❌ WiFiSender: Connection failed: {}", error.localizedDescription());
@@ -124,66 +153,74 @@ void WiFiSender::connectionFailed(const Connection& connection, Error error) {
 }
 
 /// Also reached long after stop() or a drop; then the next link must not suffer from it.
-void WiFiSender::connectionCancelled(const Connection& connection) {
+void WiFiSender::connectionCancelled(const LinkPointer& link) {
   {
     const std::lock_guard lock(stateLock_);
-    if (connection_ && connection_ != connection) return;
-    connection_ = nullptr;
+    if (link_ && link_ != link) return;
+    link_ = nullptr;
   }
   stopHeartbeat();
   notify(&WiFiSender::onClientDisconnected);
 }
 
-/// A link that has ended by now was dropped before its owner knew of it, and only the owner starts a new search: it
-/// hears of both.
-void WiFiSender::announceConnected(const Connection& link) {
+/// A link that has ended by now did so before its owner knew of it, and only the owner starts a new search: it hears of
+/// both.
+void WiFiSender::announceConnected(const LinkPointer& announced) {
   if (onClientConnected) onClientConnected();
-  if (!isCurrent(link) && !connection() && onClientDisconnected) onClientDisconnected();
+  const LinkPointer link = this->link();
+  const bool hasEnded = !link || (link == announced && !link->isLive);
+  if (hasEnded && onClientDisconnected) onClientDisconnected();
 }
 
-void WiFiSender::receiveHeader(const Connection& connection) {
-  connection->receive(prefixSize, reportOf(connection, &WiFiSender::receivedHeader));
+void WiFiSender::receiveHeader(const LinkPointer& link) {
+  link->connection->receive(prefixSize, reportOf(link, &WiFiSender::receivedHeader));
 }
 
-void WiFiSender::receivedHeader(const Connection& connection, WiFiConnection::Received received) {
+void WiFiSender::receivedHeader(const LinkPointer& link, WiFiConnection::Received received) {
   if (received.error) {
     return Log::print("❌ WiFiSender: Receive error: {}", received.error->localizedDescription());
   }
-  if (!isCurrent(connection)) return;
-  if (received.streamEnded) return notify(&WiFiSender::onClientDisconnected);
-  if (received.bytes.size() != prefixSize) return receiveHeader(connection);
+  if (!isCurrent(link)) return;
+  if (received.streamEnded) return streamEnded(link);
+  if (received.bytes.size() != prefixSize) return receiveHeader(link);
   const std::uint32_t length = lengthIn(received.bytes.bytes());
   if (length < 1 || length > MacProtocol::longestMessage) {
     Log::print("⚠️ WiFiSender: Invalid message length {} - dropping connection", length);
-    return dropStaleLink(connection);
+    return dropStaleLink(link);
   }
-  connection->receive(length, reportOf(connection, &WiFiSender::receivedBody));
+  link->connection->receive(length, reportOf(link, &WiFiSender::receivedBody));
 }
 
-void WiFiSender::receivedBody(const Connection& connection, WiFiConnection::Received received) {
-  const bool isFromLink = isCurrent(connection);
+void WiFiSender::receivedBody(const LinkPointer& link, WiFiConnection::Received received) {
+  const bool isFromLink = isCurrent(link);
   if (isFromLink) lastDataReceived_ = surroundings_.wallClock->now();
   if (received.error) {
     return Log::print("❌ WiFiSender: Data receive error: {}", received.error->localizedDescription());
   }
   if (!isFromLink) return;
-  if (received.streamEnded) return notify(&WiFiSender::onClientDisconnected);
-  handleMessage(connection, received.bytes);
-  receiveHeader(connection);
+  if (received.streamEnded) return streamEnded(link);
+  handleMessage(link, received.bytes);
+  if (link->waitingMessages < mostWaitingMessages) return receiveHeader(link);
+  link->isReceivingHeld = true;
 }
 
-void WiFiSender::handleMessage(const Connection& connection, const Data& message) {
+void WiFiSender::streamEnded(const LinkPointer& link) {
+  link->isLive = false;
+  notify(&WiFiSender::onClientDisconnected);
+}
+
+void WiFiSender::handleMessage(const LinkPointer& link, const Data& message) {
   using MacProtocol::MessageKind;
   const MacProtocol::ClassifiedMessage classified = MacProtocol::classify(message);
   switch (classified.kind) {
     case MessageKind::ping:
-      return answerPing(connection, message);
+      return answerPing(link, message);
     case MessageKind::deviceInfo:
-      return notify(&WiFiSender::onDeviceInfo, *classified.deviceInfo);
+      return handOver(link, &WiFiSender::onDeviceInfo, *classified.deviceInfo);
     case MessageKind::keyEvent:
-      return notify(&WiFiSender::onKeyEvent, message);
+      return handOver(link, &WiFiSender::onKeyEvent, message);
     case MessageKind::touchEvent:
-      return notify(&WiFiSender::onTouchEvent, message);
+      return handOver(link, &WiFiSender::onTouchEvent, message);
     case MessageKind::pong:
     case MessageKind::invalidDeviceInfo:
     case MessageKind::unrecognized:
@@ -191,19 +228,29 @@ void WiFiSender::handleMessage(const Connection& connection, const Data& message
   }
 }
 
-/// At once and outside the count of frames: the phone measures its delay by it.
-void WiFiSender::answerPing(const Connection& connection, const Data& ping) {
-  if (pendingPongs_ >= maxPendingPongs) return;
-  ++pendingPongs_;
-  connection->send(envelope(MacProtocol::pong(ping, surroundings_.clock->now())),
-                   [weak = weak_from_this()](const std::optional<Error>&) {
-                     if (const auto sender = weak.lock()) --sender->pendingPongs_;
-                   });
+/// The silence of a link that was held counts as ours.
+void WiFiSender::messageTaken(const LinkPointer& link) {
+  if (!link) return;
+  --link->waitingMessages;
+  if (!link->isReceivingHeld) return;
+  lastDataReceived_ = surroundings_.wallClock->now();
+  link->isReceivingHeld = false;
+  if (isCurrent(link)) receiveHeader(link);
 }
 
-void WiFiSender::sendFrame(const Data& data) {
-  const Connection connection = this->connection();
-  if (!connection) return;
+/// At once and outside the count of frames: the phone measures its delay by it.
+void WiFiSender::answerPing(const LinkPointer& link, const Data& ping) {
+  if (pendingPongs_ >= maxPendingPongs) return;
+  ++pendingPongs_;
+  link->connection->send(envelope(MacProtocol::pong(ping, surroundings_.clock->now())),
+                         [weak = weak_from_this()](const std::optional<Error>&) {
+                           if (const auto sender = weak.lock()) --sender->pendingPongs_;
+                         });
+}
+
+bool WiFiSender::sendFrame(const Data& data) {
+  const LinkPointer link = this->link();
+  if (!link || !link->isLive) return false;
   std::uint64_t epoch = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
@@ -212,27 +259,38 @@ void WiFiSender::sendFrame(const Data& data) {
         Log::print("⚠️ WiFiSender: link congested — dropping frames to keep connection alive ({} dropped so far)",
                    droppedFrames_);
       }
-      return;
+      hasRefusedFrame_ = true;
+      return false;
     }
     ++pendingSends_;
     epoch = sendsEpoch_;
   }
-  connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
-    const auto sender = weak.lock();
-    if (!sender) return;
-    const std::lock_guard lock(sender->pendingSendsLock_);
-    if (sender->sendsEpoch_ == epoch) --sender->pendingSends_;
+  link->connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
+    if (const auto sender = weak.lock()) sender->frameDone(epoch);
   });
+  return true;
+}
+
+void WiFiSender::frameDone(std::uint64_t epoch) {
+  bool hasRefusedFrame = false;
+  {
+    const std::lock_guard lock(pendingSendsLock_);
+    if (sendsEpoch_ != epoch) return;
+    --pendingSends_;
+    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+  }
+  if (hasRefusedFrame) notify(&WiFiSender::onRoomForFrames);
 }
 
 void WiFiSender::forgetPendingSends() {
   const std::lock_guard lock(pendingSendsLock_);
   pendingSends_ = 0;
+  hasRefusedFrame_ = false;
   ++sendsEpoch_;
 }
 
-void WiFiSender::startHeartbeat(const Connection& connection) {
-  if (!isCurrent(connection)) return;
+void WiFiSender::startHeartbeat(const LinkPointer& link) {
+  if (!isCurrent(link)) return;
   heartbeatTimer_ = Timer::repeating(surroundings_.mainQueue, heartbeatInterval, [weak = weak_from_this()] {
     if (const auto sender = weak.lock()) sender->checkHeartbeat();
   });
@@ -245,22 +303,23 @@ void WiFiSender::stopHeartbeat() {
 }
 
 void WiFiSender::checkHeartbeat() {
-  const Connection connection = this->connection();
+  const LinkPointer link = this->link();
+  if (!link || link->isReceivingHeld) return;
   const double elapsed = surroundings_.wallClock->now() - lastDataReceived_;
-  if (elapsed <= heartbeatTimeout || !connection) return;
+  if (elapsed <= heartbeatTimeout) return;
   Log::print("⚠️ WiFiSender: No data for {}s - connection appears dead, disconnecting...", truncated(elapsed));
-  dropStaleLink(connection);
+  dropStaleLink(link);
 }
 
-void WiFiSender::dropStaleLink(const Connection& connection) {
+void WiFiSender::dropStaleLink(const LinkPointer& link) {
   {
     const std::lock_guard lock(stateLock_);
-    if (connection_ != connection) return;
-    connection_ = nullptr;
+    if (link_ != link) return;
+    link_ = nullptr;
     isConnecting_ = false;
   }
   stopHeartbeat();
-  connection->cancel();
+  link->connection->cancel();
   forgetPendingSends();
   Log::line("🔄 WiFiSender: Stale WiFi connection dropped — resuming browsing");
   notify(&WiFiSender::onClientDisconnected);

@@ -37,7 +37,9 @@ class QualityImageEncoder final : public ImageEncoder {
 /// The whole program on fakes, with one phone that can be plugged in or found.
 class AppDelegateFixture : public testing::Test {
  protected:
-  AppDelegateFixture() {
+  /// `separate`: where the network reports and displays are made; without it, all that happens on the main queue.
+  explicit AppDelegateFixture(std::shared_ptr<ManualQueue> separate = nullptr)
+      : workQueue(separate ? std::move(separate) : queue) {
     defaults->setString("WiFiPairingCode", "47");
     defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
     events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
@@ -70,14 +72,17 @@ class AppDelegateFixture : public testing::Test {
     application->calls.clear();
   }
   void deliverFrame() {
-    captures->streams.back()->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+    captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
     queue->drain();
   }
-  /// The phone comes over Wi-Fi, as the code of this run says.
-  void connectWiFi() {
+  /// The phone is found over Wi-Fi, as the code of this run says; the link is being made.
+  void attemptWiFi() {
     queue->advance(0.4);
     network->browsers().back()->find({"ScrRcv-47"});
-    queue->drain();
+    queue->advance(0.3);
+  }
+  void connectWiFi() {
+    attemptWiFi();
     network->connections().back()->becomeReady();
     queue->advance(0.6);
   }
@@ -85,11 +90,13 @@ class AppDelegateFixture : public testing::Test {
 
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<ManualQueue> workQueue;
   std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
   int encodedPictures = 0;
-  std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>();
-  std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>();
+  std::function<void()> atStreamStart;
+  std::shared_ptr<RecordingCaptureSystem> captures = std::make_shared<RecordingCaptureSystem>(queue);
+  std::shared_ptr<RecordingApplicationSystem> application = std::make_shared<RecordingApplicationSystem>(queue);
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<RecordingStatusItemSystem> menu = std::make_shared<RecordingStatusItemSystem>();
   std::shared_ptr<ScriptedSystemSettings> settings = std::make_shared<ScriptedSystemSettings>();
@@ -99,8 +106,9 @@ class AppDelegateFixture : public testing::Test {
   std::shared_ptr<AppDelegate> delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
       .mainQueue = queue,
       .backgroundQueue = queue,
+      .displayQueue = workQueue,
       .sampleQueue = queue,
-      .wifiQueue = queue,
+      .wifiQueue = workQueue,
       .clock = std::make_shared<ManualClock>(queue),
       .wallClock = std::make_shared<ManualWallClock>(queue),
       .randomBits = [] { return 0u; },
@@ -118,7 +126,11 @@ class AppDelegateFixture : public testing::Test {
       .userDefaults = defaults,
       .displays = displays,
       .captures = captures,
-      .makeImageEncoder = [this] { return std::make_unique<QualityImageEncoder>(encodedPictures); },
+      .makeImageEncoder =
+          [this] {
+            if (atStreamStart) atStreamStart();
+            return std::make_unique<QualityImageEncoder>(encodedPictures);
+          },
       .sharedHub = [this] { return phone->hub; },
       .events = events,
       .wifiNetwork = network});

@@ -13,14 +13,14 @@ class AppDelegateMenuTest : public AppDelegateFixture {
   long runs(const std::string& call) const {
     return std::count(application->calls.begin(), application->calls.end(), "run " + call);
   }
-  const MenuItem& firstLine() const { return *menu->item->menu.at(0); }
+  const MenuItem& firstLine() const { return *menu->item.menu.at(0); }
 };
 
 TEST_F(AppDelegateMenuTest, HasTheseLinesInThisOrder) {
   defaults->setString("displayQualityMode", "sharp");
   defaults->setBoolean("launchAtLogin", true);
   launch();
-  EXPECT_EQ(menu->titles(menu->item->menu),
+  EXPECT_EQ(menu->titles(menu->item.menu),
             (Lines{"Waiting for iPhone…", "", "", "Connection", "Pairing Code: 47", "Display Quality", "Reconnect",
                    "Permissions", "Grant Screen Recording…", "Grant Accessibility…", "Fix Permissions After Update…",
                    "General", "Advanced", "Launch at Login", "", "Quit Tandemview"}));
@@ -41,14 +41,14 @@ TEST_F(AppDelegateMenuTest, HasTheseLinesInThisOrder) {
 TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   stream();
   EXPECT_EQ(menu->title(), "● Tandemview");
-  EXPECT_EQ(menu->item->title.front(), (StyledText{"● ", 9, TextColor::Green}));
-  EXPECT_EQ(menu->item->toolTip, "Tandemview — iPhone connected");
+  EXPECT_EQ(menu->item.title.front(), (StyledText{"● ", 9, TextColor::Green}));
+  EXPECT_EQ(menu->item.toolTip, "Tandemview — iPhone connected");
   EXPECT_EQ(firstLine().title, "Connected · USB");
   for (int frame = 0; frame < 31; frame += 1) {
     queue->advance(0.05);
     deliverFrame();
   }
-  const MenuItem& statistics = *menu->item->menu.at(1);
+  const MenuItem& statistics = *menu->item.menu.at(1);
   EXPECT_EQ(statistics.title, "20 FPS  •  50.0 ms");
   EXPECT_FALSE(statistics.isHidden);
 
@@ -56,18 +56,24 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   EXPECT_EQ(firstLine().title, "Connected · WiFi");
   EXPECT_EQ(firstLine().symbol, (MenuSymbol{"circle.fill", 11}));
   network->connections().back()->fail(posixError(54));
+  queue->drain();
+  EXPECT_EQ(firstLine().title, "Connected · USB") << "also while no frame comes";
+  deliverFrame();
+  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  queue->advance(1);
+  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
   phone->daemon->detach(7);
   queue->drain();
   EXPECT_EQ(firstLine().title, "Waiting for iPhone…");
   EXPECT_EQ(menu->title(), "● Tandemview 47");
-  EXPECT_EQ(menu->item->title.front().color, TextColor::SecondaryLabel);
-  EXPECT_EQ(menu->item->toolTip, "Tandemview — enter code 47 on your iPhone to connect via WiFi");
+  EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel);
+  EXPECT_EQ(menu->item.toolTip, "Tandemview — enter code 47 on your iPhone to connect via WiFi");
   EXPECT_TRUE(statistics.isHidden);
 }
 
 TEST_F(AppDelegateMenuTest, LooksAtItsResourcesOnlyWhileOpen) {
   launch();
-  const MenuItem& resources = *menu->item->menu.at(2);
+  const MenuItem& resources = *menu->item.menu.at(2);
   settings->processor = 1234;
   settings->memory = 50 << 20;
   queue->advance(5);
@@ -158,6 +164,7 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
   launch();
   application->chosenButton = 1;
   menu->choose("Fix Permissions After Update…");
+  queue->drain();
   EXPECT_EQ(settings->opened, std::vector{Permission::ScreenRecording});
   application->chosenButton = 2;
   menu->choose("Fix Permissions After Update…");
@@ -184,7 +191,7 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
 TEST_F(AppDelegateMenuTest, SaysOnceThatTheCaptureWasDeclined) {
   stream();
   for (const auto& [code, alerts] : {std::pair(-3800, 0u), {-3801, 1u}, {-3801, 1u}}) {
-    captures->streams.back()->output.didStopWithError({.domain = streamErrorDomain, .code = code});
+    captures->streams.back()->end({.domain = streamErrorDomain, .code = code});
     queue->drain();
     EXPECT_EQ(application->alerts.size(), alerts);
     EXPECT_EQ(firstLine().title == "Screen Recording permission needed", alerts > 0);

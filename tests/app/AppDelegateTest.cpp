@@ -30,7 +30,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   EXPECT_EQ(log.take(), Lines{codeLine}) << "no transport listens";
   ASSERT_EQ(application->alerts.size(), 1u);
   EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
-  EXPECT_EQ(menu->item->menu.front()->title, "macOS 14 or later required");
+  EXPECT_EQ(menu->item.menu.front()->title, "macOS 14 or later required");
   displays->hasClasses = true;
 
   launch();
@@ -64,6 +64,8 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
                    "🎬 Streaming started!", "📺 Available displays:", "   - ID: 77, Size: 644x1398",
                    "📺 Found display by ID: 77", "✅ ScreenCapture: Stored display ID 77 for touch input",
                    "📺 Capturing: 644x1398 → 644x1398", "✅ Capture started @ 60fps"}));
+  sendInfo(1290, 2796);
+  EXPECT_EQ(phone->types(), std::vector<std::uint32_t>{MessageType::macInfo}) << "there is no picture yet";
   deliverFrame();
   EXPECT_EQ(phone->types(), (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame}));
   EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
@@ -102,6 +104,133 @@ TEST_F(AppDelegateTest, DescriptionsCollapseWhileConfiguring) {
   EXPECT_TRUE(started < changed && changed != lines.end());
   EXPECT_EQ(displays->calls.back(), "apply 1398x644") << "only the last one is applied";
   EXPECT_TRUE(isStreaming());
+}
+
+TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(0.8);
+  phone->daemon->detach(7);
+  queue->advance(0.4);
+  connect();
+  sendInfo(2796, 1290);  // turned while it was unplugged
+  queue->advance(8);
+  EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
+  EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "apply 1398x644"}));
+  EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
+}
+
+class AppDelegateQueuesTest : public AppDelegateFixture {
+ protected:
+  AppDelegateQueuesTest() : AppDelegateFixture(ManualQueue::make()) {}
+
+  void deliver(const std::string& message) {
+    network->connections().back()->deliver(std::string(3, '\0') + static_cast<char>(message.size()) + message);
+    workQueue->drain();
+  }
+};
+
+TEST_F(AppDelegateQueuesTest, ADisplayMadeForAnOlderDescriptionChangesNothing) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(0.8);
+  phone->daemon->detach(7);
+  connect();
+  sendInfo(2796, 1290);
+  log.take();
+  workQueue->drain();  // both are made, the second in place of the first
+  queue->advance(5);
+  EXPECT_EQ(log.count("✅ Virtual display configured"), 1);
+  EXPECT_EQ(displays->calls,
+            (Lines{"apply 644x1398", "terminate", "apply nothing", "let go", "pause 0.5", "apply 1398x644"}));
+}
+
+TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
+  launch();
+  queue->advance(0.4);
+  network->browsers().back()->find({"ScrRcv-47"});
+  workQueue->advance(0.3);
+  network->connections().back()->becomeReady();
+  workQueue->drain();
+  deliver(R"({"width":1290,"height":2796,"scale":3})");
+  queue->drain();
+  workQueue->drain();
+  deliver(R"({"width":2048,"height":2732,"scale":2})");
+  atStreamStart = [this] { deliver(R"({"width":2796,"height":1290,"scale":3})"); };
+  queue->advance(2.5);
+  queue->advance(0.5);
+  atStreamStart = nullptr;
+  queue->advance(5);
+  EXPECT_EQ(log.count("⏳ Already configuring - will apply 2048x2732 next"), 1);
+  EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "apply 1398x644"}));
+}
+
+TEST_F(AppDelegateTest, AQualityChosenWhileConfiguringKeepsThePendingRotation) {
+  launch();
+  connect();
+  sendInfo(1290, 2796);
+  sendInfo(2796, 1290);
+  menu->choose("Full Resolution — Smallest Text");
+  queue->advance(3.1);
+  EXPECT_EQ(displays->calls.back(), "apply 2796x1290");
+}
+
+TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
+  stream();
+  deliverFrame();
+  const Error error = {.domain = streamErrorDomain, .code = -3815};
+  captures->streams.back()->end(error);
+  queue->drain();
+  EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel) << "nothing is streamed";
+  captures->startError = error;
+  const auto attempts = [this] {
+    long count = 0;
+    for (const std::string& line : log.take()) count += line.find("bringing it back") != std::string::npos;
+    return count;
+  };
+  attempts();
+  constexpr double configuration = 3.0;  // seconds from a description to the start of the capture
+  for (const double delay : {1.0, 2.0, 5.0, 10.0, 10.0}) {
+    queue->advance(delay - 0.01);
+    EXPECT_EQ(attempts(), 0) << delay;
+    queue->advance(0.02);
+    EXPECT_EQ(attempts(), 1) << delay;
+    queue->advance(configuration - 0.01);
+  }
+  captures->startError.reset();
+  queue->advance(10 + configuration);
+  deliverFrame();
+  EXPECT_EQ(menu->item.title.front().color, TextColor::Green);
+  EXPECT_EQ(attempts(), 1);
+  captures->content = std::vector<CapturableDisplay>();
+  captures->streams.back()->end(error);
+  queue->advance(1.01);
+  EXPECT_EQ(attempts(), 1) << "the delays start anew";
+  queue->advance(configuration);
+
+  phone->daemon->detach(7);
+  queue->advance(30);
+  EXPECT_EQ(attempts(), 0) << "nobody is there";
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(configuration + 0.01);
+  captures->streams.back()->end({.domain = streamErrorDomain, .code = userDeclinedCapture});
+  queue->advance(30);
+  EXPECT_EQ(attempts(), 0) << "the user has declined";
+  sendInfo(1290, 2796);
+  queue->advance(configuration + 0.01);
+  EXPECT_TRUE(isStreaming()) << "a phone that describes itself again is served";
+}
+
+TEST_F(AppDelegateTest, NoFrameOfATornDownStreamTurnsTheMenuGreen) {
+  stream();
+  queue->advance(2);
+  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  queue->async([this] { phone->center->post(workspaceWillSleepNotification, application.get(), {}); });
+  queue->drain();
+  EXPECT_EQ(menu->title(), "● Tandemview 47");
 }
 
 TEST_F(AppDelegateTest, RotatesInPlace) {
@@ -165,32 +294,35 @@ TEST_F(AppDelegateTest, RelaunchesWhenTheDisplayCannotTakeTheSize) {
   EXPECT_EQ(application->calls.back(), "terminate");
 }
 
+TEST_F(AppDelegateTest, AProcessThatRelaunchesTakesNoNewLink) {
+  launch();
+  connectWiFi();
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(3.1);
+  sendInfo(5800, 2000);
+  log.take();
+  phone->daemon->detach(7);
+  phone->daemon->attach(8);
+  menu->choose("Reconnect");
+  queue->advance(5);
+  EXPECT_EQ(log.take(), (Lines{"♻️ Relaunching app...", "📁 Bundle path: /Applications/Tandemview.app",
+                               "✅ Relaunch script started (PID: 4300)", "👋 Terminating for orientation change..."}));
+  EXPECT_EQ(network->browsers().size(), 1u);
+  EXPECT_EQ(phone->connectedTo, std::vector<std::int64_t>{7});
+}
+
 TEST_F(AppDelegateTest, RelaunchesWithoutAScriptIfItMust) {
   stream();
   application->writeError = posixError(ENOSPC);
+  application->openError = posixError(ENOENT);
   displays->applyOutcome = ApplyOutcome::Refused;
   sendInfo(2796, 1290);
   queue->advance(1.4);
   EXPECT_EQ(application->calls, (Lines{"writeFile /tmp/tandemview_relaunch_4242.sh",
                                        "openApplication /Applications/Tandemview.app", "terminate"}));
   EXPECT_EQ(log.count("❌ Failed to create relaunch script: No space left on device"), 1);
-}
-
-TEST_F(AppDelegateTest, StaysWhenNothingTakesItsPlace) {
-  stream();
-  application->writeError = posixError(ENOSPC);
-  application->openError = posixError(ENOENT);
-  displays->applyOutcome = ApplyOutcome::Refused;
-  sendInfo(2796, 1290);
-  queue->advance(5);
   EXPECT_EQ(log.count("❌ Fallback launch failed: No such file or directory"), 1);
-  EXPECT_EQ(application->calls.back(), "openApplication /Applications/Tandemview.app") << "it goes on";
-  EXPECT_EQ(log.count("✅ iPhone connected via USB"), 1);
-  EXPECT_EQ(log.count("✅ iPhone connected via USB"), 1) << "again";
-  displays->applyOutcome = ApplyOutcome::Applied;
-  sendInfo(2796, 1290);
-  queue->advance(3.1);
-  EXPECT_TRUE(isStreaming());
 }
 
 TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
@@ -229,6 +361,12 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   stream();
   queue->advance(1.5);
   EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
+  for (const double y : {800.0, 800.0}) {  // dragged there in the desktop's settings; told of twice
+    events->displays.front().bounds.y = y;
+    displays->move(RecordingDisplaySystem::virtualID, 1280, y);
+    queue->drain();
+  }
+  EXPECT_EQ(log.count("🖱️ TouchInjector: Using display 77 at (1280.0, 800.0, 644.0, 1398.0)"), 1);
   events->take();
   phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
@@ -238,6 +376,7 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   phone->daemon->detach(7);
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
+  EXPECT_EQ(events->take().back(), "discard what waits");
 }
 
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
@@ -273,11 +412,88 @@ TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   EXPECT_FALSE(isStreaming());
 }
 
-TEST_F(AppDelegateTest, LooksAgainForAPhoneWhoseLinkEndedAtOnce) {
+TEST_F(AppDelegateTest, AWiFiLinkThatIsBeingMadeIsNoLinkYet) {
+  launch();
+  connect();
+  attemptWiFi();
+  sendInfo(1290, 2796);
+  queue->advance(3.1);
+  EXPECT_EQ(log.count("🔌 USB — quality mode: balanced (JPEG 0.55)"), 1);
+  phone->daemon->detach(7);
+  queue->drain();
+  EXPECT_FALSE(isStreaming()) << "for whom?";
+  EXPECT_EQ(menu->title(), "● Tandemview 47");
+}
+
+TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
   launch();
   queue->advance(0.4);
+  network->browsers().back()->hosts["ScrRcv-47"] = {"phone.local", "rogue.local"};
   network->browsers().back()->find({"ScrRcv-47"});
+  queue->advance(0.3);
+  EXPECT_TRUE(network->connections().empty());
+  ASSERT_EQ(application->alerts.size(), 1u);
+  EXPECT_EQ(application->alerts.front().message, "Two devices have your pairing code");
+}
+
+TEST_F(AppDelegateTest, TheCableGetsItsOwnQualityBackWhenWiFiEnds) {
+  launch();
+  connectWiFi();
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(3.1);
+  network->connections().back()->fail(posixError(ECONNRESET));
   queue->drain();
+  deliverFrame();
+  EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
+}
+
+TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
+  launch();
+  connectWiFi();
+  const auto link = network->connections().back();
+  const auto deliverFrames = [this](int count) {
+    for (; count > 0; --count) {
+      queue->advance(0.001);  // each with its own timestamp
+      deliverFrame();
+    }
+  };
+  link->holdsSends = true;
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(3.1);
+  link->takeSent();
+  deliverFrames(5);
+  EXPECT_EQ(link->takeSent().size(), 3u) << "it is slow";
+  link->completeSends();
+  queue->advance(0.04);
+  deliverFrame();  // the picture still moves: this one serves the link
+  EXPECT_EQ(link->takeSent().size(), 1u);
+  deliverFrames(3);
+  link->takeSent();
+  const std::size_t frames = phone->frames.size();
+  queue->advance(1);
+  EXPECT_TRUE(link->takeSent().empty()) << "no room yet";
+  link->completeSends();
+  queue->advance(0.06);
+  const auto sent = link->takeSent();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_TRUE(sent.front().ends_with(phone->frames.back().payload.text())) << "the last one";
+  link->completeSends();
+  queue->advance(5);
+  EXPECT_TRUE(link->takeSent().empty());
+  EXPECT_EQ(phone->frames.size(), frames) << "the cable had it";
+
+  phone->daemon->detach(7);
+  connect();
+  sendInfo(1290, 2796);
+  EXPECT_EQ(log.count("📺 Display already 644x1398 - keep streaming"), 1);
+  EXPECT_EQ(phone->types().back(), MessageType::videoFrame) << "at once, though nothing changes";
+}
+
+TEST_F(AppDelegateTest, LooksAgainForAPhoneWhoseLinkEndedAtOnce) {
+  launch();
+  attemptWiFi();
   network->connections().back()->becomeReady();
   queue->drain();
   network->connections().back()->deliver(std::string(4, '\0'));  // a message without a length
@@ -300,7 +516,11 @@ TEST_F(AppDelegateTest, SleepsAndWakes) {
   EXPECT_TRUE(isStreaming());
   EXPECT_EQ(displays->descriptors.size(), 1u) << "the display is not configured again";
 
+  connectWiFi();
   post(workspaceWillSleepNotification);
+  network->connections().back()->fail(posixError(ECONNRESET));
+  queue->drain();
+  EXPECT_EQ(menu->title(), "● Tandemview 47") << "the cable alone streams nothing either";
   phone->daemon->detach(7);
   queue->advance(1);
   EXPECT_TRUE(post(workspaceDidWakeNotification).empty()) << "nobody is there";

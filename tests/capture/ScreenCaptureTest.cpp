@@ -20,6 +20,7 @@ class ScreenCaptureTest : public testing::Test {
   ScreenCaptureTest() {
     capture->onFrameCaptured = [this](const std::shared_ptr<PixelBuffer>&) { ++frames; };
     capture->onError = [this](const Error& error) { errors.push_back(error); };
+    capture->onStartFailed = [this](const std::optional<Error>& error) { failedStarts.push_back(error); };
   }
   void start() {
     capture->start();
@@ -28,11 +29,12 @@ class ScreenCaptureTest : public testing::Test {
 
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  std::shared_ptr<RecordingCaptureSystem> system = std::make_shared<RecordingCaptureSystem>();
+  std::shared_ptr<RecordingCaptureSystem> system = std::make_shared<RecordingCaptureSystem>(queue);
   std::shared_ptr<ScreenCapture> capture = std::make_shared<ScreenCapture>(
       ScreenCapture::Surroundings{.system = system, .mainQueue = queue, .sampleQueue = queue});
   int frames = 0;
   std::vector<Error> errors;
+  std::vector<std::optional<Error>> failedStarts;
 };
 
 TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
@@ -69,6 +71,7 @@ TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
     if (each.expected) {
       EXPECT_EQ(capture->targetDisplayID, each.expected);
     }
+    EXPECT_EQ(log.count("📺 Using main display"), each.line == "📺 Using main display" ? 1 : 0);
     capture->stop();
     log.take();
   }
@@ -87,9 +90,10 @@ TEST_F(ScreenCaptureTest, StartsWithTheseLinesAndDelivers) {
   const auto& stream = system->streams.front();
   EXPECT_EQ(stream->configuration.width, 644);
   EXPECT_EQ(stream->configuration.height, 1398);
-  stream->output.didOutputSample(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-  stream->output.didOutputSample(SampleType::Screen, nullptr);
-  stream->output.didOutputSample(SampleType::Audio, std::make_shared<BlankPixelBuffer>());
+  stream->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  stream->deliver(SampleType::Screen, nullptr);
+  stream->deliver(SampleType::Audio, std::make_shared<BlankPixelBuffer>());
+  queue->drain();
   EXPECT_EQ(frames, 1);
   capture->stop();
   capture->stop();
@@ -104,15 +108,21 @@ TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
   EXPECT_TRUE(system->streams.empty());
   EXPECT_TRUE(log.take().empty());
 
-  system->startsAtOnce = false;
+  system->answersStarts = false;
   start();
   capture->stop();
   log.take();
-  system->pendingStarts.at(0)(std::nullopt);
+  system->streams.at(0)->answerStart(std::nullopt);
   queue->drain();
   EXPECT_TRUE(log.take().empty());
   EXPECT_EQ(system->calls.back(), "stop 7");
   EXPECT_FALSE(capture->isRunning());
+
+  start();
+  capture->stop();
+  system->streams.at(1)->answerStart(failure);
+  queue->drain();
+  EXPECT_TRUE(failedStarts.empty()) << "nobody waits for it any more";
 }
 
 TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
@@ -130,6 +140,10 @@ TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
   start();
   EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
   EXPECT_FALSE(capture->isRunning());
+  system->content = std::vector<CapturableDisplay>();
+  start();
+  EXPECT_EQ(failedStarts, (std::vector<std::optional<Error>>{failure, failure, failure, std::nullopt}));
+  EXPECT_TRUE(errors.empty());
 }
 
 TEST_F(ScreenCaptureTest, OnlyTheCurrentStreamsErrorCounts) {
@@ -138,11 +152,11 @@ TEST_F(ScreenCaptureTest, OnlyTheCurrentStreamsErrorCounts) {
   capture->stop();
   start();
   log.take();
-  system->streams.at(0)->output.didStopWithError(failure);
+  system->streams.at(0)->end(failure);
   queue->drain();
   EXPECT_TRUE(capture->isRunning());
   EXPECT_TRUE(errors.empty());
-  system->streams.at(1)->output.didStopWithError(failure);
+  system->streams.at(1)->end(failure);
   queue->drain();
   EXPECT_FALSE(capture->isRunning());
   EXPECT_EQ(errors, std::vector<Error>{failure});

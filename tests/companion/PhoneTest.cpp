@@ -21,7 +21,7 @@ class PhoneTest : public testing::Test, public PhoneDelegate {
   void SetUp() override { connect(host); }
 
   void connect(SocketPair& pair) {
-    phone->accept(std::make_shared<CableLink>(Stream::adopting(std::move(pair.ours), queue, nullptr), queue, clock));
+    phone->accept(std::make_shared<CableLink>(*Stream::adopting(std::move(pair.ours), queue, nullptr), queue, clock));
     makeNonBlocking(pair.theirs.get());
   }
 
@@ -132,7 +132,7 @@ TEST_F(PhoneTest, SendsNoPingWhileItIsSilent) {
 
 TEST_F(PhoneTest, SpeaksInEnvelopesOverWiFi) {
   host = SocketPair();
-  phone->accept(std::make_shared<WiFiLink>(Stream::adopting(std::move(host.ours), queue, nullptr), queue, clock));
+  phone->accept(std::make_shared<WiFiLink>(*Stream::adopting(std::move(host.ours), queue, nullptr), queue, clock));
   makeNonBlocking(host.theirs.get());
   takeEvents();
   hostSends(fromHex("00000012") + R"({"kind":"macInfo"})");

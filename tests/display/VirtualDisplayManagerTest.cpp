@@ -33,8 +33,10 @@ TEST(DisplayArrangementTest, MovesBesideTheFirstOverlappedScreenAndOnUntilItIsCl
   };
   for (const auto& each : cases) {
     EXPECT_EQ(overlapOrigin(own, each.others), each.first);
-    EXPECT_EQ(clearOrigin(own, each.others), each.clear);
+    EXPECT_EQ(clearOrigin(own, each.others, -1000), each.clear);
   }
+  EXPECT_EQ(clearOrigin(own, {{50, 0, 100, 100}, {150, 0, 30, 50}}, 0), (DisplayPoint{180, 0}))
+      << "no room on the left";
 }
 
 class VirtualDisplayManagerTest : public testing::Test {
@@ -54,7 +56,7 @@ class VirtualDisplayManagerTest : public testing::Test {
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
   std::shared_ptr<VirtualDisplayManager> manager = std::make_shared<VirtualDisplayManager>(
       "iPhone Display",
-      VirtualDisplayManager::Surroundings{.displays = displays, .mainQueue = queue, .backgroundQueue = queue});
+      VirtualDisplayManager::Surroundings{.displays = displays, .mainQueue = queue, .displayQueue = queue});
   Lines outcomes;
 };
 
@@ -73,7 +75,7 @@ TEST_F(VirtualDisplayManagerTest, CreatesAndDestroysWithTheseLinesAndCalls) {
   manager->destroyDisplay();
   EXPECT_EQ(log.take(), (Lines{"📺 Destroying virtual display...", "📺 Calling terminate on virtual display...",
                                "📺 Applied empty settings to trigger display removal", "📺 Virtual display destroyed"}));
-  EXPECT_EQ(displays->calls, (Lines{"apply 1920x1200", "terminate", "apply nothing", "pause 0.5"}));
+  EXPECT_EQ(displays->calls, (Lines{"apply 1920x1200", "terminate", "apply nothing", "let go", "pause 0.5"}));
   EXPECT_EQ(manager->envelope(), 0);
   manager->destroyDisplay();
   EXPECT_TRUE(log.take().empty());
@@ -117,7 +119,7 @@ TEST_F(VirtualDisplayManagerTest, ADisplayWithoutIDIsCreatedAllTheSame) {
                    "📺 Creating virtual display: 644x1398", "✅ Virtual display created (no display ID yet)"}));
   EXPECT_FALSE(manager->displayID());
   manager->destroyDisplay();
-  EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "invalidate", "apply nothing", "pause 0.5"}));
+  EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "invalidate", "apply nothing", "let go", "pause 0.5"}));
 }
 
 TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,6 +23,21 @@ namespace tandemview {
 namespace {
 
 using EndToEndTest = EndToEndFixture;
+
+/// A JPEG file as a decoder sees it that is not ours: 3 bytes a pixel.
+struct DecodedPicture {
+  explicit DecodedPicture(const std::string& path) : pixels(stbi_load(path.c_str(), &width, &height, &channels, 3)) {}
+  ~DecodedPicture() { stbi_image_free(pixels); }
+  DecodedPicture(const DecodedPicture&) = delete;
+  DecodedPicture& operator=(const DecodedPicture&) = delete;
+
+  const unsigned char* at(int x, int y) const { return pixels + 3 * (y * width + x); }
+
+  int width = 0;
+  int height = 0;
+  int channels = 0;
+  unsigned char* const pixels;
+};
 
 struct Phone {
   const char* size;
@@ -54,25 +70,20 @@ TEST_P(PhoneSizes, ShowWhatWasDrawnOnTheirDisplay) {
   EXPECT_EQ(phone->wait(), 0) << phone->output();
   EXPECT_EQ(summary()["faultCount"], 0);
 
-  int decodedWidth = 0;
-  int decodedHeight = 0;
-  int channels = 0;
-  const std::string path = directory.path() + "/frames/last.jpg";
-  unsigned char* pixels = stbi_load(path.c_str(), &decodedWidth, &decodedHeight, &channels, 3);
-  ASSERT_NE(pixels, nullptr);
-  EXPECT_EQ(decodedWidth, kind.width);
-  EXPECT_EQ(decodedHeight, kind.height);
+  const DecodedPicture picture(directory.path() + "/frames/last.jpg");
+  ASSERT_TRUE(picture.pixels);
+  EXPECT_EQ(picture.width, kind.width);
+  EXPECT_EQ(picture.height, kind.height);
   for (int quarter = 0; quarter < 4; ++quarter) {
     for (const auto& [x, y] : {std::pair(40, 40), {width - 40, 60}, {60, height - 40}}) {
       const int column = quarter % 2 * width + x;
       const int row = quarter / 2 * height + y;
-      const unsigned char* pixel = pixels + 3 * (row * decodedWidth + column);
       for (int component = 0; component < 3; ++component) {
-        EXPECT_NEAR(pixel[component], colors[quarter] >> (16 - 8 * component) & 0xFF, 6) << column << "," << row;
+        EXPECT_NEAR(picture.at(column, row)[component], colors[quarter] >> (16 - 8 * component) & 0xFF, 6)
+            << column << "," << row;
       }
     }
   }
-  stbi_image_free(pixels);
 
   EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
   EXPECT_EQ(desktop.arrangement(), untouched);
@@ -82,6 +93,27 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PhoneSizes,
                          testing::Values(Phone{"1290x2796", "phone", 644, 1398}, Phone{"2796x1290", "phone", 1398, 644},
                                          Phone{"2048x2732", "pad", 1536, 2048}, Phone{"1000x1200", "phone", 532, 640}),
                          [](const auto& kind) { return std::string(kind.param.size); });
+
+TEST_F(EndToEndTest, APhoneThatStoppedReadingEndsWithTheLastPicture) {
+  const auto start = std::chrono::steady_clock::now();
+  startPhone({"--script", script("6 stall 3\n12 quit\n")});
+  startProgram();
+  ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
+  // More pictures than the socket and the frames in flight hold, and then one that stays.
+  std::uint32_t color = 0;
+  while (std::chrono::steady_clock::now() < start + std::chrono::milliseconds(8800)) {
+    desktop.paint({1280, 0, 644, 1398}, color += 0x050301);
+    std::this_thread::sleep_for(std::chrono::milliseconds(16));
+  }
+  desktop.paint({1280, 0, 644, 1398}, 0x20A040);
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  const DecodedPicture picture(directory.path() + "/frames/last.jpg");
+  ASSERT_TRUE(picture.pixels);
+  const unsigned char* middle = picture.at(322, 699);
+  EXPECT_NEAR(middle[0], 0x20, 6);
+  EXPECT_NEAR(middle[1], 0xA0, 6);
+  EXPECT_NEAR(middle[2], 0x40, 6);
+}
 
 TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableAndAfterTheDaemon) {
   startPhone({"--script", script("7 detach\n8 attach\n15 detach\n16 attach\n23 quit\n")});

@@ -110,10 +110,12 @@ TEST_F(WindowTest, WhatTheKeyboardTypesReachesATextField) {
   ASSERT_TRUE(gtk.hasPrinted("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
   const std::string text = "Grüße, 你好 👍🏽 e\u0301";
   keys.typeText(text);
+  time->drain();
   EXPECT_TRUE(gtk.hasPrinted("text " + text + "\n")) << gtk.output();
   for (const char* const key : {R"("a","modifiers":["cmd"])", R"("c")", R"("return")"}) {  // select all, replace it
     keys.handleKeyEvent(Data::copying(fmt::format(R"({{"action":"key","key":{}}})", key)));
   }
+  time->drain();
   EXPECT_TRUE(gtk.hasPrinted("text c\nactivated\n")) << gtk.output();
 }
 

@@ -1,29 +1,48 @@
 #include "fakes/ManualQueue.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 
+#include "runtime/Assertion.h"
+
 namespace tandemview {
+
+/// What a watch waits for, until the work for it begins. It goes with the watch.
+struct ManualQueue::Waits {
+  bool toRead = false;
+  bool toWrite = false;
+};
 
 class ManualQueue::Watch final : public DescriptorWatch {
  public:
   Watch(std::weak_ptr<ManualQueue> queue, int descriptor) : queue_(std::move(queue)), descriptor_(descriptor) {}
   ~Watch() override {
-    if (const auto queue = queue_.lock()) queue->forget(this);
+    waits_ = nullptr;
+    const auto queue = queue_.lock();
+    if (!queue) return;
+    queue->watched_.erase(descriptor_);
+    std::erase_if(queue->waits_, [](const Wait& wait) { return wait.of.expired(); });
   }
-  void whenReadable(Work work) override { wait(POLLIN, std::move(work)); }
-  void whenWritable(Work work) override { wait(POLLOUT, std::move(work)); }
+  void whenReadable(Work work) override { wait(POLLIN, &Waits::toRead, std::move(work)); }
+  void whenWritable(Work work) override { wait(POLLOUT, &Waits::toWrite, std::move(work)); }
 
  private:
-  void wait(short events, Work work) {
-    if (const auto queue = queue_.lock()) queue->waits_.push_back({descriptor_, events, this, std::move(work)});
+  void wait(short events, bool Waits::*kind, Work work) {
+    require(!(waits_.get()->*kind), "one wait at a time");
+    waits_.get()->*kind = true;
+    if (const auto queue = queue_.lock()) {
+      queue->waits_.push_back({descriptor_, events, waits_, kind, std::move(work)});
+    }
   }
 
   std::weak_ptr<ManualQueue> queue_;
   int descriptor_;
+  std::shared_ptr<Waits> waits_ = std::make_shared<Waits>();
 };
 
-std::unique_ptr<DescriptorWatch> ManualQueue::watch(int descriptor) {
+Result<std::unique_ptr<DescriptorWatch>> ManualQueue::watch(int descriptor) {
+  if (!watched_.insert(descriptor).second) return tl::unexpected(posixError(EEXIST));
   return std::make_unique<Watch>(std::static_pointer_cast<ManualQueue>(shared_from_this()), descriptor);
 }
 
@@ -60,23 +79,27 @@ bool ManualQueue::drainUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-/// Runs the waits whose descriptors are ready; true if there was one.
+/// Queues the works of the waits whose descriptors are ready; true if there was one.
 bool ManualQueue::runReadyDescriptors(int milliseconds) {
   std::vector<pollfd> polled;
   for (const Wait& wait : waits_) polled.push_back({wait.descriptor, wait.events, 0});
   if (::poll(polled.data(), polled.size(), milliseconds) <= 0) return false;
   std::vector<Wait> ready;
   for (std::size_t index = polled.size(); index-- > 0;) {
+    require((polled[index].revents & POLLNVAL) == 0, "a descriptor stays open while it is watched");
     if (polled[index].revents == 0) continue;
     ready.push_back(std::move(waits_[index]));
     waits_.erase(waits_.begin() + static_cast<std::ptrdiff_t>(index));
   }
-  for (Wait& wait : ready) works_.push_back(std::move(wait.work));
+  for (Wait& wait : ready) {
+    works_.push_back([of = wait.of, kind = wait.kind, work = std::move(wait.work)] {
+      const auto waits = of.lock();
+      if (!waits) return;
+      waits.get()->*kind = false;
+      work();
+    });
+  }
   return !ready.empty();
-}
-
-void ManualQueue::forget(const Watch* watch) {
-  std::erase_if(waits_, [watch](const Wait& wait) { return wait.watch == watch; });
 }
 
 }  // namespace tandemview

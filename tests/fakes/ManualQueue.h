@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "runtime/MediaClock.h"
@@ -13,14 +14,15 @@
 namespace tandemview {
 
 /// A queue on virtual time, driven by the test on one thread: a 2-second retry costs nothing. Descriptors are real:
-/// waiting for them costs only what the kernel needs.
+/// waiting for them costs only what the kernel needs. It refuses what SerialQueue refuses, and more: a descriptor that
+/// is closed while it is watched ends the test.
 class ManualQueue final : public Queue {
  public:
   static std::shared_ptr<ManualQueue> make() { return std::make_shared<ManualQueue>(); }
 
   void async(Work work) override { works_.push_back(std::move(work)); }
   void after(double seconds, Work work) override { timers_.emplace(now_ + seconds, std::move(work)); }
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
 
   /// Seconds of virtual time.
   double now() const { return now_; }
@@ -36,19 +38,21 @@ class ManualQueue final : public Queue {
 
  private:
   class Watch;
+  struct Waits;
   struct Wait {
     int descriptor;
     short events;
-    const Watch* watch;
+    std::weak_ptr<Waits> of;
+    bool Waits::*kind;
     Work work;
   };
 
   bool runReadyDescriptors(int milliseconds);
-  void forget(const Watch* watch);
 
   double now_ = 0;
   std::deque<Work> works_;
   std::multimap<double, Work> timers_;
+  std::set<int> watched_;
   std::vector<Wait> waits_;
 };
 

@@ -7,12 +7,16 @@
 
 #include "app/AlertSystem.h"
 #include "app/ApplicationSystem.h"
+#include "runtime/Queue.h"
 
 namespace tandemview {
 
-/// An application on paper; everything it is asked to do is kept in `calls`.
+/// An application on paper; everything it is asked to do is kept in `calls`. What waits for the system or the user is
+/// answered on the queue, never within the call.
 class RecordingApplicationSystem final : public ApplicationSystem, public AlertSystem {
  public:
+  explicit RecordingApplicationSystem(std::shared_ptr<Queue> mainQueue) : mainQueue_(std::move(mainQueue)) {}
+
   bool hasEnvironmentVariable(const std::string& name) const override { return environment.contains(name); }
   ProcessIdentifier processIdentifier() const override { return 4242; }
   std::vector<ProcessIdentifier> runningCopies() override { return copies; }
@@ -21,7 +25,7 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
   std::string relaunchCommand() const override { return "open \"" + bundlePath() + "\""; }
   void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override {
     calls.push_back("openApplication " + path);
-    completion(openError);
+    mainQueue_->async([completion = std::move(completion), error = openError] { completion(error); });
   }
   std::optional<Error> writeFile(const std::string& path, const std::string& text) override {
     calls.push_back("writeFile " + path);
@@ -41,7 +45,7 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
 
   void show(const Alert& alert, std::function<void(int)> answer) override {
     alerts.push_back(alert);
-    answer(chosenButton);
+    mainQueue_->async([answer = std::move(answer), button = chosenButton] { answer(button); });
   }
 
   std::set<std::string> environment;
@@ -59,6 +63,8 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
     for (const std::string& argument : arguments) tool += " " + argument;
     return tool;
   }
+
+  const std::shared_ptr<Queue> mainQueue_;
 };
 
 }  // namespace tandemview

@@ -23,31 +23,57 @@ class BlankPixelBuffer final : public PixelBuffer {
   std::vector<PixelRectangle> damage_ = std::vector(1, PixelRectangle{0, 0, 2, 2});
 };
 
-/// A capture service under the test's control: it answers when it is told to.
+/// A capture service under the test's control. It answers on its queues, never within a call; a stream outputs nothing
+/// before it runs and after it has ended.
 class RecordingCaptureSystem final : public CaptureSystem {
  public:
-  class Stream final : public CaptureStream {
+  explicit RecordingCaptureSystem(std::shared_ptr<Queue> mainQueue) : mainQueue_(std::move(mainQueue)) {}
+
+  class Stream final : public CaptureStream, public std::enable_shared_from_this<Stream> {
    public:
-    Stream(RecordingCaptureSystem& system, CaptureConfiguration streamConfiguration, CaptureOutput streamOutput)
-        : configuration(streamConfiguration), output(std::move(streamOutput)), system_(system) {}
+    Stream(RecordingCaptureSystem& system, CaptureConfiguration streamConfiguration, CaptureOutput output)
+        : configuration(streamConfiguration), system_(system), output_(std::move(output)) {}
+
     void startCapture(Completion completion) override {
       system_.calls.push_back("start " + std::to_string(configuration.displayID));
-      if (system_.startsAtOnce) return completion(system_.startError);
-      system_.pendingStarts.push_back(std::move(completion));
+      startCompletion_ = std::move(completion);
+      if (system_.answersStarts) answerStart(system_.startError);
     }
     void stopCapture(Completion completion) override {
       system_.calls.push_back("stop " + std::to_string(configuration.displayID));
-      completion(std::nullopt);
+      isRunning_ = false;
+      output_.sampleQueue->async([completion = std::move(completion)] { completion(std::nullopt); });
+    }
+
+    void answerStart(const std::optional<Error>& error) {
+      output_.sampleQueue->async([self = shared_from_this(), error] {
+        self->isRunning_ = !error;
+        std::exchange(self->startCompletion_, nullptr)(error);
+      });
+    }
+    void deliver(SampleType type, const std::shared_ptr<PixelBuffer>& buffer) {
+      output_.sampleQueue->async([self = shared_from_this(), type, buffer] {
+        if (self->isRunning_) self->output_.didOutputSample(type, buffer);
+      });
+    }
+    /// The stream ends by itself; also one that has been stopped may still say so.
+    void end(const Error& error) {
+      isRunning_ = false;
+      output_.didStopWithError(error);
     }
 
     const CaptureConfiguration configuration;
-    const CaptureOutput output;
 
    private:
     RecordingCaptureSystem& system_;
+    const CaptureOutput output_;
+    Completion startCompletion_;
+    bool isRunning_ = false;
   };
 
-  void shareableContent(bool, bool, ContentCompletion completion) override { completion(content); }
+  void shareableContent(bool, bool, ContentCompletion completion) override {
+    mainQueue_->async([this, completion = std::move(completion)] { completion(content); });
+  }
   bool isMain(std::uint32_t displayID) const override { return displayID == mainDisplay; }
   std::optional<std::string> productName(std::uint32_t displayID) const override {
     const auto found = names.find(displayID);
@@ -64,12 +90,14 @@ class RecordingCaptureSystem final : public CaptureSystem {
   Result<std::vector<CapturableDisplay>> content = std::vector<CapturableDisplay>{};
   std::uint32_t mainDisplay = 1;
   std::map<std::uint32_t, std::string> names;
-  bool startsAtOnce = true;
+  bool answersStarts = true;
   std::optional<Error> startError;
   std::optional<Error> makeError;
   std::vector<std::shared_ptr<Stream>> streams;
-  std::vector<CaptureStream::Completion> pendingStarts;
   std::vector<std::string> calls;
+
+ private:
+  const std::shared_ptr<Queue> mainQueue_;
 };
 
 }  // namespace tandemview

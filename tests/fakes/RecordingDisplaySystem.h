@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <string>
@@ -71,8 +72,22 @@ class RecordingDisplaySystem final : public DisplaySystem {
     }
     return configurationOutcome;
   }
+  double leftEdge() const override { return leftmost; }
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override {
+    arrangementQueue_ = queue;
+    arrangementChanged_ = std::move(changed);
+  }
   void pause(double seconds) override { calls.push_back("pause " + std::to_string(seconds).substr(0, 3)); }
 
+  /// Somebody else moves a screen.
+  void move(DisplayID id, double x, double y) {
+    for (Screen& screen : screens) {
+      if (screen.id != id) continue;
+      screen.bounds.x = x;
+      screen.bounds.y = y;
+    }
+    arrangementQueue_->async(arrangementChanged_);
+  }
   void resize(DisplayID id, double width, double height) {
     for (Screen& screen : screens) {
       if (screen.id != id) continue;
@@ -94,6 +109,7 @@ class RecordingDisplaySystem final : public DisplaySystem {
   bool assignsID = true;
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
+  double leftmost = -std::numeric_limits<double>::infinity();
   DisplayRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
   ApplyOutcome applyOutcome = ApplyOutcome::Applied;
@@ -103,7 +119,10 @@ class RecordingDisplaySystem final : public DisplaySystem {
   class Display final : public VirtualDisplay {
    public:
     explicit Display(RecordingDisplaySystem& system) : system_(system) {}
-    ~Display() override { removeScreen(); }
+    ~Display() override {
+      system_.calls.push_back("let go");
+      removeScreen();
+    }
 
     std::optional<DisplayID> displayID() const override {
       return system_.assignsID && system_.find(virtualID) ? std::optional(virtualID) : std::nullopt;
@@ -111,7 +130,6 @@ class RecordingDisplaySystem final : public DisplaySystem {
     ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override {
       if (settings.modes.empty()) {
         system_.calls.push_back("apply nothing");
-        removeScreen();
         return ApplyOutcome::Applied;
       }
       const VirtualDisplayMode& mode = settings.modes.front();
@@ -126,7 +144,10 @@ class RecordingDisplaySystem final : public DisplaySystem {
       return ApplyOutcome::Applied;
     }
     bool canTerminate() const override { return system_.canTerminate; }
-    void terminate() override { system_.calls.push_back("terminate"); }
+    void terminate() override {
+      system_.calls.push_back("terminate");
+      removeScreen();
+    }
     bool canInvalidate() const override { return system_.canInvalidate; }
     void invalidate() override { system_.calls.push_back("invalidate"); }
 
@@ -136,6 +157,9 @@ class RecordingDisplaySystem final : public DisplaySystem {
     }
     RecordingDisplaySystem& system_;
   };
+
+  std::shared_ptr<Queue> arrangementQueue_;
+  std::function<void()> arrangementChanged_;
 
   const Screen* find(DisplayID id) const {
     const auto found = std::ranges::find(screens, id, &Screen::id);

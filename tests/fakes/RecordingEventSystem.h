@@ -11,7 +11,7 @@ namespace tandemview {
 
 /// An event system that keeps, in order, one line for each thing that it was told to do, with all that was said:
 /// "LeftDown (10.0, 20.0) button 0 flags 0x0 click 1", "key 8 down flags 0x100000", "key 0 up text d83d dc4d",
-/// "scroll -1 2 continuous flags 0x0", "pause 0.01", "prompt", "open /path".
+/// "scroll -1 2 continuous flags 0x0", "discard what waits", "pause 0.01", "prompt", "open /path".
 class RecordingEventSystem final : public EventSystem {
  public:
   struct Display {
@@ -42,6 +42,7 @@ class RecordingEventSystem final : public EventSystem {
   void postMouseEvent(const MouseEvent& event) override;
   void postScrollEvent(const ScrollEvent& event) override;
   void postKeyEvent(const KeyEvent& event) override;
+  void discardWaitingEvents() override { lines_.emplace_back("discard what waits"); }
   std::optional<ScreenPoint> pointerLocation() override { return pointer; }
   std::optional<std::uint32_t> activeDisplayCount() override;
   std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <map>
 #include <string>
 #include <vector>
 
@@ -7,54 +10,84 @@
 
 namespace tandemview {
 
-/// A menu bar on paper: its lines can be read and chosen by title.
+/// A menu bar on paper. Like a real one it shows what was drawn last: of the model's later changes it knows only those
+/// that it was told of. Lines are read and chosen by the titles that they show.
 class RecordingStatusItemSystem final : public StatusItemSystem {
  public:
   void becomeAccessory() override {}
   void install(std::shared_ptr<const StatusItem> newItem, MenuHandlers newHandlers) override {
-    item = std::move(newItem);
+    model_ = std::move(newItem);
     handlers = std::move(newHandlers);
+    item = *model_;
+    item.menu = drawn(model_->menu);
   }
-  void itemChanged() override { changes += 1; }
-  void lineChanged(const MenuItem&) override { changes += 1; }
+  void itemChanged() override {
+    changes += 1;
+    if (!model_) return;
+    auto menu = std::move(item.menu);
+    item = *model_;
+    item.menu = std::move(menu);
+  }
+  void lineChanged(const MenuItem& line) override {
+    changes += 1;
+    const auto found = drawings_.find(&line);
+    if (found == drawings_.end()) return;  // not installed yet
+    auto submenu = std::move(found->second->submenu);
+    *found->second = line;
+    found->second->submenu = std::move(submenu);
+  }
 
   /// The title that the menu bar shows, in one piece.
   std::string title() const {
     std::string text;
-    for (const StyledText& piece : item->title) text += piece.text;
+    for (const StyledText& piece : item.title) text += piece.text;
     return text;
   }
 
-  std::vector<std::string> titles(const std::vector<std::shared_ptr<MenuItem>>& menu) const {
+  static std::vector<std::string> titles(const std::vector<std::shared_ptr<MenuItem>>& menu) {
     std::vector<std::string> found;
     for (const auto& line : menu) found.push_back(line->title);
     return found;
   }
 
-  /// The line with the title, in the menu or a submenu; a line without a title if there is none.
+  /// The visible line with the title, in the menu or a submenu.
   const MenuItem& line(const std::string& title) const {
+    for (const auto& [original, drawing] : drawings_) {
+      if (drawing->title == title && !drawing->isHidden) return *drawing;
+    }
+    ADD_FAILURE() << "the menu shows no line '" << title << "'";
     static const MenuItem none;
-    const MenuItem* found = search(item->menu, title);
-    return found ? *found : none;
+    return none;
   }
 
   void choose(const std::string& title) const {
-    const MenuItem& chosen = line(title);
-    if (chosen.action) chosen.action(chosen);
+    const MenuItem& shown = line(title);
+    for (const auto& [original, drawing] : drawings_) {
+      if (drawing.get() != &shown) continue;
+      ASSERT_TRUE(original->action) << "'" << title << "' can't be chosen";
+      const auto action = original->action;
+      return action(*original);
+    }
   }
 
-  std::shared_ptr<const StatusItem> item;
+  StatusItem item;  // as drawn
   MenuHandlers handlers;
   int changes = 0;
 
  private:
-  static const MenuItem* search(const std::vector<std::shared_ptr<MenuItem>>& menu, const std::string& title) {
+  std::vector<std::shared_ptr<MenuItem>> drawn(const std::vector<std::shared_ptr<MenuItem>>& menu) {
+    std::vector<std::shared_ptr<MenuItem>> copies;
     for (const auto& line : menu) {
-      if (line->title == title) return line.get();
-      if (const MenuItem* found = search(line->submenu, title)) return found;
+      const auto copy = std::make_shared<MenuItem>(*line);
+      copy->submenu = drawn(line->submenu);
+      drawings_[line.get()] = copy;
+      copies.push_back(copy);
     }
-    return nullptr;
+    return copies;
   }
+
+  std::shared_ptr<const StatusItem> model_;
+  std::map<const MenuItem*, std::shared_ptr<MenuItem>> drawings_;
 };
 
 }  // namespace tandemview

@@ -1,5 +1,7 @@
 #include "fakes/RecordingWiFiNetwork.h"
 
+#include <gtest/gtest.h>
+
 #include <cerrno>
 #include <utility>
 
@@ -16,7 +18,32 @@ struct NamedEndpoint final : WiFiEndpoint {
 
 void RecordingWiFiNetwork::Browser::start(WiFiBrowserOutput output) {
   const std::lock_guard lock(mutex_);
+  EXPECT_FALSE(output_.queue) << "a browser is started once";
   if (!isCancelled_) output_ = std::move(output);
+}
+
+void RecordingWiFiNetwork::Browser::findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services,
+                                              double seconds, HostsCompletion completion) {
+  const std::lock_guard lock(mutex_);
+  EXPECT_FALSE(std::exchange(isFindingHosts_, true)) << "one question at a time";
+  output_.queue->after(seconds, [weak = weak_from_this(), services, completion = std::move(completion)] {
+    const auto browser = weak.lock();
+    if (!browser) return;
+    std::vector<HostNames> answers;
+    {
+      const std::lock_guard innerLock(browser->mutex_);
+      browser->isFindingHosts_ = false;
+      if (browser->isCancelled_) return;
+      for (const auto& service : services) answers.push_back(browser->hostsOf(*service));
+    }
+    completion(answers);
+  });
+}
+
+WiFiBrowser::HostNames RecordingWiFiNetwork::Browser::hostsOf(const WiFiEndpoint& service) const {
+  const std::string& name = static_cast<const NamedEndpoint&>(service).name;
+  const auto found = hosts.find(name);
+  return found == hosts.end() ? HostNames{"host-of-" + name + ".local"} : found->second;
 }
 
 void RecordingWiFiNetwork::Browser::cancel() {
@@ -53,39 +80,51 @@ void RecordingWiFiNetwork::Browser::find(const std::vector<std::string>& names) 
 
 void RecordingWiFiNetwork::Connection::start(WiFiConnectionOutput output) {
   const std::lock_guard lock(mutex_);
+  EXPECT_FALSE(output_.queue) << "a connection is started once";
   output_ = std::move(output);
+  if (state_ == State::Idle) state_ = State::Connecting;
 }
 
 void RecordingWiFiNetwork::Connection::receive(std::size_t length, ReceiveCompletion completion) {
   const std::lock_guard lock(mutex_);
+  EXPECT_TRUE(output_.queue) << "a connection is started before anything is received";
+  EXPECT_FALSE(receiveCompletion_) << "one receive at a time";
   awaitedLength_ = length;
   receiveCompletion_ = std::move(completion);
+  if (state_ == State::Ended) return completeReceive({.error = posixError(ECANCELED)});
   serveReceive();
 }
 
 void RecordingWiFiNetwork::Connection::send(Data data, SendCompletion completion) {
   const std::lock_guard lock(mutex_);
+  EXPECT_TRUE(output_.queue) << "a connection is started before anything is sent";
   sent_.emplace_back(data.contiguous().text());
   sendCompletions_.push_back(std::move(completion));
-  if (isCancelled_) return completeSends(posixError(ECANCELED));
-  if (!holdsSends) completeSends();
+  if (state_ == State::Ended) return completeSends(posixError(ECANCELED));
+  if (state_ == State::Ready && !holdsSends) completeSends();
 }
 
 void RecordingWiFiNetwork::Connection::cancel() {
   const std::lock_guard lock(mutex_);
-  if (std::exchange(isCancelled_, true) || !output_.queue) return;
-  endPending(posixError(ECANCELED));
-  report(output_.didCancel);
+  if (state_ == State::Ended) return;
+  end(posixError(ECANCELED));
+  if (output_.queue) report(output_.didCancel);
 }
 
 void RecordingWiFiNetwork::Connection::becomeReady() {
+  const std::lock_guard lock(mutex_);
+  if (state_ != State::Connecting) return;
+  state_ = State::Ready;
   report(output_.didBecomeReady);
+  if (!holdsSends) completeSends();
+  serveReceive();
 }
 
 void RecordingWiFiNetwork::Connection::fail(const Error& error) {
   const std::lock_guard lock(mutex_);
+  if (state_ == State::Ended) return;
   report([failed = output_.didFail, error] { failed(error); });
-  endPending(error);
+  end(error);
 }
 
 void RecordingWiFiNetwork::Connection::deliver(std::string_view bytes) {
@@ -102,12 +141,12 @@ void RecordingWiFiNetwork::Connection::endStream() {
 
 void RecordingWiFiNetwork::Connection::failReceive(const Error& error) {
   const std::lock_guard lock(mutex_);
-  if (!receiveCompletion_) return;
-  report([completion = std::exchange(receiveCompletion_, nullptr), error] { completion({.error = error}); });
+  if (receiveCompletion_) completeReceive({.error = error});
 }
 
 void RecordingWiFiNetwork::Connection::completeSends(const std::optional<Error>& error) {
   const std::lock_guard lock(mutex_);
+  EXPECT_NE(state_, State::Connecting) << "sends wait until the connection is ready";
   for (SendCompletion& completion : std::exchange(sendCompletions_, {})) {
     report([completion = std::move(completion), error] { completion(error); });
   }
@@ -126,12 +165,12 @@ void RecordingWiFiNetwork::Connection::releaseReports() {
 
 bool RecordingWiFiNetwork::Connection::isStarted() const {
   const std::lock_guard lock(mutex_);
-  return output_.queue != nullptr;
+  return state_ == State::Connecting || state_ == State::Ready;
 }
 
-bool RecordingWiFiNetwork::Connection::isCancelled() const {
+bool RecordingWiFiNetwork::Connection::hasEnded() const {
   const std::lock_guard lock(mutex_);
-  return isCancelled_;
+  return state_ == State::Ended;
 }
 
 std::vector<std::string> RecordingWiFiNetwork::Connection::takeSent() {
@@ -140,11 +179,17 @@ std::vector<std::string> RecordingWiFiNetwork::Connection::takeSent() {
 }
 
 void RecordingWiFiNetwork::Connection::serveReceive() {
-  if (!receiveCompletion_ || (arrived_.size() < awaitedLength_ && !streamEnded_)) return;
+  if (state_ != State::Ready || !receiveCompletion_ || (arrived_.size() < awaitedLength_ && !streamEnded_)) return;
   Received received{.bytes = Data::copying(std::string_view(arrived_).substr(0, awaitedLength_)),
                     .streamEnded = arrived_.size() < awaitedLength_};
   arrived_.erase(0, awaitedLength_);
-  report([completion = std::exchange(receiveCompletion_, nullptr), received] { completion(received); });
+  completeReceive(std::move(received));
+}
+
+void RecordingWiFiNetwork::Connection::completeReceive(Received received) {
+  report([completion = std::exchange(receiveCompletion_, nullptr), received = std::move(received)] {
+    completion(received);
+  });
 }
 
 void RecordingWiFiNetwork::Connection::report(Work work) {
@@ -153,7 +198,8 @@ void RecordingWiFiNetwork::Connection::report(Work work) {
   output_.queue->async(std::move(work));
 }
 
-void RecordingWiFiNetwork::Connection::endPending(const Error& error) {
+void RecordingWiFiNetwork::Connection::end(const Error& error) {
+  state_ = State::Ended;
   failReceive(error);
   completeSends(error);
 }

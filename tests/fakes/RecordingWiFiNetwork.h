@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -10,14 +11,16 @@
 
 namespace tandemview {
 
-/// A network in memory: it records what is asked of it, and the test plays the phone and the system. Everything may be
-/// called from any thread.
+/// A network in memory: it records what is asked of it, and the test plays the phone and the system. What the ports
+/// forbid fails the test; what they say of order and time holds here too. Everything may be called from any thread.
 class RecordingWiFiNetwork final : public WiFiNetwork {
  public:
-  class Browser final : public WiFiBrowser {
+  class Browser final : public WiFiBrowser, public std::enable_shared_from_this<Browser> {
    public:
     explicit Browser(std::string type) : serviceType(std::move(type)) {}
     void start(WiFiBrowserOutput output) override;
+    void findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services, double seconds,
+                   HostsCompletion completion) override;
     void cancel() override;
 
     void becomeReady();
@@ -27,11 +30,16 @@ class RecordingWiFiNetwork final : public WiFiNetwork {
     bool isRunning() const;
 
     const std::string serviceType;
+    /// Who announces a service, where it is not a host of the service's own. Set before that is asked.
+    std::map<std::string, HostNames> hosts;
 
    private:
+    HostNames hostsOf(const WiFiEndpoint& service) const;
+
     mutable std::mutex mutex_;
     WiFiBrowserOutput output_;
     bool isCancelled_ = false;
+    bool isFindingHosts_ = false;
   };
 
   class Connection final : public WiFiConnection, public std::enable_shared_from_this<Connection> {
@@ -53,22 +61,25 @@ class RecordingWiFiNetwork final : public WiFiNetwork {
     void holdReports();
     void releaseReports();
     bool isStarted() const;
-    bool isCancelled() const;
+    bool hasEnded() const;
     /// What has been sent since the last call, joined per send.
     std::vector<std::string> takeSent();
 
     const std::string endpointName;
-    /// Sends wait for completeSends() instead of completing by themselves. Set before the start.
+    /// Once it is ready, sends wait for completeSends() instead of completing by themselves. Set before that.
     bool holdsSends = false;
 
    private:
+    enum class State { Idle, Connecting, Ready, Ended };
+
     void serveReceive();
     void report(Work work);
-    void endPending(const Error& error);
+    void end(const Error& error);
+    void completeReceive(Received received);
 
     mutable std::recursive_mutex mutex_;
     WiFiConnectionOutput output_;
-    bool isCancelled_ = false;
+    State state_ = State::Idle;
     bool holdsReports_ = false;
     std::deque<Work> heldReports_;
     std::string arrived_;

@@ -74,6 +74,7 @@ class X11CaptureTest : public testing::Test {
     const auto stream = system_.makeStream(configuration_, {.sampleQueue = queue_,
                                                             .didOutputSample =
                                                                 [this](SampleType, Picture picture) {
+                                                                  if (onPicture_) onPicture_();
                                                                   const std::lock_guard lock(mutex_);
                                                                   pictures_.push_back(std::move(picture));
                                                                   changed_.notify_all();
@@ -149,6 +150,7 @@ class X11CaptureTest : public testing::Test {
   X11CaptureSystem system_{queue_, server_.displayName()};
   CaptureConfiguration configuration_;
   std::shared_ptr<CaptureStream> stream_;
+  std::function<void()> onPicture_;  // on the capture's queue; set while no stream runs
 
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -311,6 +313,27 @@ TEST_F(X11CaptureTest, FollowsAMoveAndReportsEveryOtherEnd) {
   server_.kill();
   EXPECT_EQ(stopError().localizedDescription(), "The connection to the X server is lost");
   EXPECT_EQ(start()->localizedDescription(), "The X server can't be reached");
+}
+
+TEST_F(X11CaptureTest, AStopIsServedBetweenPicturesAndIsNoError) {
+  configuration_.minimumFrameInterval = 0.001;
+  std::promise<void> stopped;
+  onPicture_ = [this, &stopped, pictures = 0]() mutable {
+    std::this_thread::sleep_for(5ms);  // longer than the interval: a picture is always due
+    client_.paint({1280, 0, 10, 10}, red);
+    {
+      const std::lock_guard lock(mutex_);
+      pictures_.clear();
+    }
+    if (++pictures != 3) return;
+    shown_ = screen_.show({.width = 300, .height = 200, .refreshRate = 60}, shown_);
+    stream_->stopCapture([&stopped](const std::optional<Error>&) { stopped.set_value(); });
+  };
+  ASSERT_EQ(start(), std::nullopt);
+  EXPECT_EQ(stopped.get_future().wait_for(patience), std::future_status::ready);
+  onPicture_ = nullptr;
+  runQueue();
+  EXPECT_EQ(error_, std::nullopt) << "it has been stopped on purpose";
 }
 
 TEST_F(X11CaptureTest, LeavesNothingOpen) {

@@ -10,6 +10,7 @@
 #include <future>
 
 #include "X11TestClient.h"
+#include "fakes/LogRecorder.h"
 #include "platform/linux/Edid.h"
 #include "platform/linux/ModeName.h"
 #include "platform/linux/ReducedBlanking.h"
@@ -49,7 +50,7 @@ TEST_F(X11DisplaySystemTest, LightsResizesMovesAndLeavesEverythingAsItWas) {
   };
   std::optional<DisplayID> firstID;
   for (const Size& size :
-       {Size{644, 1398, 1924, 1398}, {1398, 644, 2678, 800}, {2048, 2732, 3328, 2732}, {532, 640, 1812, 800}}) {
+       {Size{644, 1398, 2678, 1398}, {1398, 644, 2678, 1398}, {2048, 2732, 4012, 2732}, {532, 640, 1920, 800}}) {
     ASSERT_EQ(display->applySettings(settingsFor(size.width, size.height)), ApplyOutcome::Applied);
     const DisplayID id = display->displayID().value();
     EXPECT_EQ(id, firstID.value_or(id)) << "resized in place";
@@ -73,8 +74,8 @@ TEST_F(X11DisplaySystemTest, LightsResizesMovesAndLeavesEverythingAsItWas) {
   EXPECT_EQ(system_->configureOrigin(*firstID, 1500, 1000), ConfigurationOutcome::Completed);
   EXPECT_EQ(system_->bounds(*firstID), (DisplayRectangle{1500, 1000, 532, 640}));
   EXPECT_EQ(client_.layout().screenHeight, 1640U);
-  EXPECT_EQ(system_->configureOrigin(*firstID, -532, 100), ConfigurationOutcome::Completed);
-  EXPECT_EQ(system_->bounds(*firstID), (DisplayRectangle{1280, 100, 532, 640})) << "to the right instead";
+  EXPECT_EQ(system_->configureOrigin(*firstID, -532, 100), ConfigurationOutcome::NotCompleted);
+  EXPECT_EQ(system_->bounds(*firstID), (DisplayRectangle{1500, 1000, 532, 640}));
   EXPECT_EQ(system_->bounds(main_), (DisplayRectangle{0, 0, 1280, 800}));
   EXPECT_EQ(system_->configureOrigin(*firstID, 32500, 0), ConfigurationOutcome::NotCompleted) << "beyond the largest";
 
@@ -113,6 +114,42 @@ TEST_F(X11DisplaySystemTest, ARefusedSizeChangesNothing) {
   EXPECT_EQ(client_.arrangement(), lit);
 }
 
+TEST_F(X11DisplaySystemTest, AnOutputIsOursOnlyWhileItShowsOurModeAlone) {
+  const struct {
+    const char* what;
+    std::function<void(xcb_randr_output_t)> happens;
+  } losses[] = {{"darkened", [this](xcb_randr_output_t output) { client_.darken(output); }},
+                {"another mode", [this](xcb_randr_output_t output) {
+                   client_.darken(output);
+                   client_.light(output);
+                 }}};
+  for (const auto& loss : losses) {
+    SCOPED_TRACE(loss.what);
+    auto display = litDisplay(644, 1398);
+    const DisplayID output = display->displayID().value();
+    loss.happens(output);
+    const std::string theirs = client_.arrangement();
+    EXPECT_EQ(display->displayID(), std::nullopt);
+    EXPECT_EQ(display->applySettings(settingsFor(1398, 644)), ApplyOutcome::Refused);
+    EXPECT_EQ(client_.arrangement(), theirs) << "a rotation";
+    display = nullptr;
+    const bool isDark = !client_.layout().activeCrtc(output);
+    EXPECT_EQ(litDisplay(644, 1398)->displayID() == output, isDark) << "lit again if nobody else has it";
+  }
+  system_ = nullptr;
+  EXPECT_EQ(client_.layout().activeOutputs().size(), 2U) << "what has become somebody's is left alone";
+}
+
+TEST_F(X11DisplaySystemTest, ARefusalIsToldAndTheOutputIsAskedLast) {
+  LogRecorder log;
+  auto display = system_->makeVirtualDisplay({}).display;
+  EXPECT_EQ(display->applySettings(settingsFor(32000, 100)), ApplyOutcome::Refused);
+  const auto lines = log.take();
+  ASSERT_EQ(lines.size(), 15U) << "each spare output is asked";
+  EXPECT_TRUE(lines.front().starts_with("⚠️ Output DUMMY1 refused 32000x100: ")) << lines.front();
+  EXPECT_TRUE(lines.front().ends_with("larger than the largest, 32767x32767")) << lines.front();
+}
+
 TEST_F(X11DisplaySystemTest, NeedsASpareOutput) {
   for (int index = 1; index < 15; ++index) client_.light(client_.outputNamed("DUMMY" + std::to_string(index)));
   {
@@ -143,7 +180,7 @@ TEST(RandrLayout, SparesOutputsWithHardwareAndPrefersThoseMadeForThePurpose) {
                                  {"HDMI-2", connected, XCB_NONE},
                                  {"VGA-1", XCB_RANDR_CONNECTION_UNKNOWN, XCB_NONE},
                                  {"DP-1", connected, 1},
-                                 {"DVI-I-1-1", disconnected, XCB_NONE},
+                                 {"DVI-I-1-1", connected, XCB_NONE},
                                  {"Virtual-1", connected, XCB_NONE},
                                  {"VIRTUAL1", connected, XCB_NONE},
                                  {"DUMMY1", disconnected, 1}};
@@ -214,6 +251,23 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
   client_.darken(client_.outputNamed("DUMMY1"));
   system_ = std::make_unique<X11DisplaySystem>(server_.displayName());
   EXPECT_EQ(client_.arrangement(), before) << "the screen had grown, the output was not lit";
+}
+
+TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
+  const auto display = litDisplay(644, 1398);
+  const auto queue = std::make_shared<SerialQueue>("main");
+  RandrScreen other(server_.displayName(), X11Connection::open(server_.displayName()));
+  int changes = 0;
+  system_->onArrangementChange(queue, [&] {
+    ++changes;
+    if (system_->bounds(*display->displayID()).y == 200) queue->stop();
+  });
+  queue->after(10, [&queue] { queue->stop(); });
+  queue->async([&] { other.move(*display->displayID(), 1280, 200); });
+  queue->run();
+  EXPECT_GT(changes, 0);
+  EXPECT_EQ(system_->bounds(*display->displayID()).y, 200);
+  system_ = nullptr;  // before its queue
 }
 
 TEST_F(X11DisplaySystemTest, ACopyInAContainerLeavesItAlone) {

@@ -11,6 +11,7 @@
 #include "platform_bus/PrivateBus.h"
 #include "platform_bus/SharedManualQueue.h"
 #include "platform_bus/SilentBus.h"
+#include "platform_bus/Stranger.h"
 
 namespace tandemview {
 namespace {
@@ -96,6 +97,24 @@ TEST_F(LogindSleepMonitorTest, SignalOfTheWrongTypeIsDropped) {
   logind_->announce(sdbus::Variant("soon"), "s");
   logind_->announceSleep();
   EXPECT_TRUE(postedBecomes({sleepName}));
+  EXPECT_EQ(log_.take(), std::vector<std::string>());
+}
+
+TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelieved) {
+  bus_.start();
+  logind_.emplace(bus_.address());
+  startMonitor(bus_.address());
+  ASSERT_TRUE(inhibitorsBecome(1));
+  Stranger stranger(bus_.address());
+  for (const bool isAboutToSleep : {true, false}) {
+    stranger.send("/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep", isAboutToSleep);
+  }
+  logind_->announceSleep();
+  ASSERT_TRUE(postedBecomes({sleepName}));
+  stranger.denyOwner("org.freedesktop.login1");
+  logind_->announceWake();
+  EXPECT_TRUE(postedBecomes({sleepName, wakeName}));
+  EXPECT_TRUE(inhibitorsBecome(1));
   EXPECT_EQ(log_.take(), std::vector<std::string>());
 }
 

@@ -18,7 +18,7 @@ class SharedManualQueue final : public Queue {
     arrived_.push_back(std::move(work));
   }
   void after(double seconds, Work work) override { queue_->after(seconds, std::move(work)); }
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override { return queue_->watch(descriptor); }
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override { return queue_->watch(descriptor); }
 
   /// Drains until the condition holds, for at most 5 real seconds. Virtual time stands still.
   bool drainUntil(const std::function<bool()>& condition) {

@@ -1,6 +1,13 @@
 #include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xinput.h>
+
+#include <chrono>
+#include <csignal>
 
 #include "X11InputFixture.h"
+#include "platform/linux/X11EventInput.h"
 
 namespace tandemview {
 namespace {
@@ -23,11 +30,24 @@ struct X11EventSystemTest : X11InputFixture {
     EXPECT_EQ(seen, expected);
   }
 
+  /// How the user has mapped the buttons of the pointer and of XTEST's device behind it.
+  void setButtonMaps(const std::vector<std::uint8_t>& pointerMap, const std::vector<std::uint8_t>& deviceMap) const {
+    constexpr std::uint8_t testPointer = 4;
+    const auto length = static_cast<std::uint8_t>(pointerMap.size());
+    const auto ofPointer = owned(xcb_set_pointer_mapping_reply(
+        client->get(), xcb_set_pointer_mapping(client->get(), length, pointerMap.data()), nullptr));
+    const auto ofDevice = owned(xcb_input_set_device_button_mapping_reply(
+        client->get(), xcb_input_set_device_button_mapping(client->get(), testPointer, length, deviceMap.data()),
+        nullptr));
+    ASSERT_TRUE(ofPointer && ofPointer->status == XCB_MAPPING_STATUS_SUCCESS);
+    ASSERT_TRUE(ofDevice && ofDevice->status == XCB_MAPPING_STATUS_SUCCESS);
+  }
+
   std::size_t skipped = 0;
 };
 
 TEST_F(X11EventSystemTest, TouchesArriveOnTheTouchedPixel) {
-  const auto xev = startXev("mouse");
+  const auto xev = startXev({"mouse"});
   expectEvents(*xev, {});
 
   Lines expected;
@@ -63,7 +83,7 @@ TEST_F(X11EventSystemTest, TouchesArriveOnTheTouchedPixel) {
 }
 
 TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
-  const auto xev = startXev("mouse");
+  const auto xev = startXev({"mouse"});
   expectEvents(*xev, {});
   const auto turn = [](int button, int clicks) {
     Lines lines;
@@ -97,6 +117,32 @@ TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
   }
 }
 
+TEST_F(X11EventSystemTest, ClicksMeanTheSameWhateverTheUsersMapping) {
+  const auto xev = startXev({"mouse"});
+  expectEvents(*xev, {});
+  const std::vector<std::uint8_t> plain = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  const std::vector<std::uint8_t> leftHanded = {3, 2, 1, 5, 4, 7, 6, 8, 9, 10};
+  const std::vector<std::uint8_t> rotated = {2, 3, 1, 4, 5, 6, 7, 8, 9, 10};
+  const struct {
+    const std::vector<std::uint8_t>& pointer;
+    const std::vector<std::uint8_t>& device;
+  } rows[] = {{leftHanded, plain}, {plain, leftHanded}, {leftHanded, rotated}, {plain, plain}};
+  for (const auto& row : rows) {
+    setButtonMaps(row.pointer, row.device);
+    touch("direct", "tap", 10.0 / 644, 20.0 / 1398);
+    touch("trackpad", "rightclick", 0, 0);
+    events->postScrollEvent({.vertical = 50});
+    expectEvents(*xev, {"motion 1290,20", "button 1 press 1290,20", "motion 1290,20 state 100",
+                        "button 1 release 1290,20 state 100", "motion 1290,20", "button 3 press 1290,20",
+                        "motion 1290,20 state 400", "button 3 release 1290,20 state 400", "button 4 press 1290,20",
+                        "button 4 release 1290,20 state 800"});
+  }
+  // A button that is switched off can't be pressed.
+  setButtonMaps({0, 2, 3, 4, 5, 6, 7, 8, 9, 10}, plain);
+  touch("direct", "tap", 10.0 / 644, 20.0 / 1398);
+  expectEvents(*xev, {"motion 1290,20", "motion 1290,20"});
+}
+
 TEST_F(X11EventSystemTest, TwoQuickTapsAreADoubleClickToAToolkit) {
   const ClientProcess gtk(server.displayName(), {"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
   touch("direct", "move", 0.3, 0.1);
@@ -128,6 +174,72 @@ TEST_F(X11EventSystemTest, KnowsTheDisplaysAndThePointer) {
   }
 }
 
+TEST_F(X11EventSystemTest, SmallMovementsAddUp) {
+  const struct {
+    int count;
+    double pixels;  // of each movement
+    int expected;
+  } rows[] = {{100, 0.9, 90}, {50, -0.4, -20}, {1000, 0.05, 50}};
+  for (const auto& row : rows) {
+    touch("direct", "move", 300.0 / 644, 0.5);
+    for (int count = 0; count < row.count; ++count) touch("trackpad", "move", row.pixels / 644, 0);
+    EXPECT_TRUE(events->pointerLocation());  // the server has done all of it
+    EXPECT_EQ(pointer()->root_x, 1580 + row.expected) << row.count << " times " << row.pixels;
+  }
+  // Somebody else's movement counts from where it ended.
+  xcb_warp_pointer(client->get(), XCB_NONE, client->root(), 0, 0, 0, 0, 1400, 200);
+  EXPECT_EQ(pointer()->root_x, 1400);
+  touch("trackpad", "move", 0.9 / 644, 0.9 / 1398);
+  touch("trackpad", "move", 0.9 / 644, 0.9 / 1398);
+  EXPECT_TRUE(events->pointerLocation());
+  EXPECT_EQ(pointer()->root_x, 1401);
+  EXPECT_EQ(pointer()->root_y, 201);
+}
+
+TEST_F(X11EventSystemTest, NobodyWaitsForAServerThatDoesNotAnswer) {
+  const auto xev = startXev({"mouse", "keyboard"});
+  const auto hasty = std::make_shared<X11EventSystem>(time, clock, server.displayName());
+  TouchInjector hastyTouches({1280, 0, 644, 1398}, {hasty, clock});
+  const auto send = [&](const char* touch) { hastyTouches.handleTouchEvent(Data::copying(std::string(touch))); };
+  const auto useAll = [&] {
+    const auto start = std::chrono::steady_clock::now();
+    for (int count = 0; count < 20'000; ++count) send(R"({"type":"move","x":0.5,"y":0.5,"mode":"direct"})");
+    send(R"({"type":"move","x":0.25,"y":0.25,"mode":"direct"})");
+    send(R"({"type":"move","x":0.01,"y":0,"mode":"trackpad"})");
+    send(R"({"type":"tap","x":0,"y":0,"mode":"trackpad"})");
+    send(R"({"type":"scroll","x":0,"y":-100,"mode":"trackpad"})");
+    KeyboardInjector(nullptr, hasty).typeText("y");
+    time->advance(1);
+    return std::chrono::steady_clock::now() - start;
+  };
+  server.suspend();
+  EXPECT_LT(useAll(), std::chrono::seconds(2));
+  server.resume();
+  ASSERT_TRUE(waitUntil([&] {
+    time->advance(1);
+    return xevEvents(xev->output()).size() >= 10;
+  })) << xev->output();
+  Lines lines = xevEvents(xev->output());
+  const auto tap = std::ranges::find(lines, "button 1 press 1447,349");
+  ASSERT_NE(tap, lines.end()) << xev->output();
+  EXPECT_LT(tap - lines.begin(), 20) << "of all the movements, only the last counts";
+  lines.erase(lines.begin(), tap);
+  EXPECT_EQ(lines, (Lines{"button 1 press 1447,349", "motion 1447,349 state 100", "button 1 release 1447,349 state 100",
+                          "button 4 press 1447,349", "button 4 release 1447,349 state 800", "button 4 press 1447,349",
+                          "button 4 release 1447,349 state 800", "press y", "release y"}));
+
+  // A grab of the server alone keeps nobody waiting.
+  xcb_grab_server(client->get());
+  EXPECT_NE(client->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  const auto start = std::chrono::steady_clock::now();
+  touch("direct", "tap", 0.75, 0.75);
+  EXPECT_EQ(events->pointerLocation(), (ScreenPoint{1763, 1048.5}));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  EXPECT_EQ(pointer()->root_x, 1763);
+  xcb_ungrab_server(client->get());
+  EXPECT_TRUE(pointer());
+}
+
 /// The sockets of this process, of which the youngest connection's is the last.
 int youngestSocket() {
   int youngest = -1;
@@ -146,6 +258,7 @@ TEST_F(X11EventSystemTest, LeavesNothingHeldOrBorrowed) {
     const int socket = youngestSocket();
     mine->postMouseEvent({.type = MouseEventType::LeftDown, .location = {1300, 30}, .button = MouseButton::Left});
     KeyboardInjector(nullptr, mine).typeText("你");
+    time->drain();
     EXPECT_TRUE(waitUntil([&] { return pointer()->mask == XCB_BUTTON_MASK_1 && keyboardMapping() != mapping; }));
     if (breaks) ::shutdown(socket, SHUT_RDWR);
     EXPECT_EQ(mine->pointerLocation().has_value(), !breaks);
@@ -155,10 +268,53 @@ TEST_F(X11EventSystemTest, LeavesNothingHeldOrBorrowed) {
   }
 }
 
+/// Runs `work` on an event system whose process is killed after it.
+void inKilledRun(const std::string& displayName, const std::function<void(const std::shared_ptr<EventSystem>&)>& work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto time = ManualQueue::make();
+    const auto system = std::make_shared<X11EventSystem>(time, std::make_shared<ManualClock>(time), displayName);
+    work(system);
+    time->drain();
+    static_cast<void>(system->pointerLocation());  // the server has done all of it
+    ::kill(::getpid(), SIGKILL);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+}
+
+TEST_F(X11EventSystemTest, AStartPutsRightWhatAKilledRunLeft) {
+  // The fixture's own system lives, so that this one leaves its things alone.
+  touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
+  type("好");
+  EXPECT_TRUE(events->pointerLocation());  // the server has done all of it
+  const std::vector<xcb_keysym_t> lent = keyboardMapping();
+  inKilledRun(server.displayName(), [](const auto&) {});
+  EXPECT_EQ(pointer()->mask, XCB_BUTTON_MASK_1);
+  EXPECT_EQ(keyboardMapping(), lent);
+
+  const PrivateXServer own;
+  client = X11Connection::open(own.displayName());
+  const std::vector<xcb_keysym_t> mapping = keyboardMapping();
+  inKilledRun(own.displayName(), [&](const std::shared_ptr<EventSystem>& system) {
+    system->postMouseEvent({.type = MouseEventType::LeftDown, .location = {30, 30}, .button = MouseButton::Left});
+    KeyboardInjector(nullptr, system).typeText("你们");
+    constexpr std::uint8_t leftShift = 50;
+    const auto other = X11Connection::open(own.displayName());
+    postInput(*other, XCB_KEY_PRESS, leftShift);
+    EXPECT_NE(other->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  });
+  EXPECT_EQ(pointer()->mask, int{XCB_BUTTON_MASK_1} | int{XCB_MOD_MASK_SHIFT});
+  EXPECT_NE(keyboardMapping(), mapping);
+  X11EventSystem next(time, clock, own.displayName());
+  EXPECT_TRUE(waitUntil([&] { return pointer()->mask == 0 && keyboardMapping() == mapping; })) << pointer()->mask;
+}
+
 TEST_F(X11EventSystemTest, EveryOperationSurvivesTheServersEnd) {
   const DisplayID shown = *display->displayID();
   touch("direct", "drag", 0.5, 0.5, R"(,"phase":"began")");
-  keys.typeText("ü你");
+  type("ü你");
   server.kill();
   const auto without = std::make_shared<X11EventSystem>(time, clock, server.displayName());
   for (X11EventSystem* const system : {events.get(), without.get()}) {

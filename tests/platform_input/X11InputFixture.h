@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ClientProcess.h"
+#include "PhysicalKeyboard.h"
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "input/KeyboardInjector.h"
@@ -33,6 +34,7 @@ struct X11InputFixture : testing::Test {
   void touch(const std::string& mode, const std::string& type, double x, double y, const std::string& extra = "") {
     touches.handleTouchEvent(
         Data::copying(fmt::format(R"({{"type":"{}","x":{},"y":{},"mode":"{}"{}}})", type, x, y, mode, extra)));
+    time->drain();
   }
   void gesture(const std::string& type, const std::string& direction) {
     touch("trackpad", type, 0, 0, fmt::format(R"(,"direction":"{}")", direction));
@@ -40,12 +42,35 @@ struct X11InputFixture : testing::Test {
   void pressKey(const std::string& key, const std::string& modifiers = "") {
     keys.handleKeyEvent(
         Data::copying(fmt::format(R"({{"action":"key","key":"{}","modifiers":[{}]}})", key, modifiers)));
+    time->drain();
+  }
+  void type(const std::string& text) {
+    keys.typeText(text);
+    time->drain();
+  }
+
+  /// Different ones, none of which a keyboard has.
+  static std::string chineseCharacters(char32_t count) {
+    std::string result;
+    for (char32_t character = U'\u4e00'; character < U'\u4e00' + count; ++character) {
+      for (const char32_t byte : {0xE0 | character >> 12, 0x80 | (character >> 6 & 0x3F), 0x80 | (character & 0x3F)})
+        result += static_cast<char>(byte);
+    }
+    return result;
+  }
+
+  /// The keymap of a desktop with these layouts.
+  void setLayout(const std::string& layouts) const {
+    ASSERT_TRUE(runClient(server.displayName(),
+                          {"setxkbmap", "-rules", "evdev", "-model", "pc105", "-option", "", "-layout", layouts}))
+        << "package x11-xkb-utils";
   }
 
   /// `xev` on the whole of the phone's display, with the pointer in it.
-  std::unique_ptr<ClientProcess> startXev(const std::string& kind) {
-    auto xev = std::make_unique<ClientProcess>(server.displayName(),
-                                               Lines{"xev", "-geometry", "644x1398+1280+0", "-event", kind});
+  std::unique_ptr<ClientProcess> startXev(const Lines& kinds) {
+    Lines command = {"xev", "-geometry", "644x1398+1280+0"};
+    for (const std::string& kind : kinds) command.insert(command.end(), {"-event", kind});
+    auto xev = std::make_unique<ClientProcess>(server.displayName(), command);
     touch("direct", "move", 0.5, 0.5);
     EXPECT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "xev (package x11-utils)";
     return xev;
@@ -66,14 +91,19 @@ struct X11InputFixture : testing::Test {
     return {symbols, symbols + xcb_get_keyboard_mapping_keysyms_length(reply.get())};
   }
 
+  /// Virtual time stands still while a busy machine's server is slow.
+  static constexpr double patience = 20;  // seconds
+
   LogRecorder log;
-  PrivateXServer server;
+  PhysicalKeyboard keyboard;
+  PrivateXServer server{keyboard.configuration()};
   std::shared_ptr<X11Connection> client = X11Connection::open(server.displayName());
   X11DisplaySystem displays{server.displayName()};
   std::shared_ptr<VirtualDisplay> display = displays.makeVirtualDisplay({}).display;
   std::shared_ptr<ManualQueue> time = ManualQueue::make();
   std::shared_ptr<MediaClock> clock = std::make_shared<ManualClock>(time);
-  std::shared_ptr<X11EventSystem> events = std::make_shared<X11EventSystem>(time, clock, server.displayName());
+  std::shared_ptr<X11EventSystem> events =
+      std::make_shared<X11EventSystem>(time, clock, server.displayName(), patience);
   TouchInjector touches{{}, {events, clock}};
   KeyboardInjector keys{nullptr, events};
 };

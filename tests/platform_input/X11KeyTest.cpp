@@ -1,16 +1,20 @@
+#include <xcb/xinput.h>
+
 #include <cstdlib>
 #include <fstream>
 
 #include "X11InputFixture.h"
 #include "platform/linux/X11EventInput.h"
+#include "platform/linux/X11KeyXkb.h"
 #include "runtime/SerialQueue.h"
 
 namespace tandemview {
 namespace {
 
 struct X11KeyTest : X11InputFixture {
-  void setLayout(const std::string& layout) const {
-    ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-layout", layout})) << "package x11-xkb-utils";
+  X11KeyTest() {
+    const auto cookie = xcb_xkb_use_extension(client->get(), XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION);
+    EXPECT_TRUE(owned(xcb_xkb_use_extension_reply(client->get(), cookie, nullptr)));
   }
 
   std::unique_ptr<ClientProcess> startGtk() {
@@ -26,6 +30,28 @@ struct X11KeyTest : X11InputFixture {
     postInput(*client, XCB_KEY_PRESS, capsLock);
     postInput(*client, XCB_KEY_RELEASE, capsLock);
     EXPECT_TRUE(pointer());  // the server has seen it
+  }
+
+  /// Switches to one of the user's layouts.
+  void lockGroup(std::uint8_t group) const {
+    xcb_xkb_latch_lock_state(client->get(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, /*lockGroup=*/1, group, 0, 0, 0);
+    EXPECT_EQ(lockedGroup(), group);
+  }
+  int lockedGroup() const {
+    const auto cookie = xcb_xkb_get_state(client->get(), XCB_XKB_ID_USE_CORE_KBD);
+    const auto state = owned(xcb_xkb_get_state_reply(client->get(), cookie, nullptr));
+    return state ? state->lockedGroup : -1;
+  }
+
+  std::string keyboardID() const {
+    const auto reply = owned(xcb_input_xi_query_device_reply(
+        client->get(), xcb_input_xi_query_device(client->get(), XCB_INPUT_DEVICE_ALL), nullptr));
+    for (auto device = xcb_input_xi_query_device_infos_iterator(reply.get()); device.rem > 0;
+         xcb_input_xi_device_info_next(&device)) {
+      if (std::string_view(xcb_input_xi_device_info_name(device.data), device.data->name_len) == "keyboard")
+        return std::to_string(device.data->deviceid);
+    }
+    return "";
   }
 
   /// The last text of the field, once it is as expected, or for too long isn't.
@@ -101,15 +127,18 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
   rows.push_back({[this] { gesture("gesture", "lookup"); }, {}});
   rows.push_back({[this] { gesture("gesture", "showdesktop"); },
                   {"press Super_L", "press d state 40", "release d state 40", "release Super_L state 40"}});
-  rows.push_back({[this] {
-                    ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
-                    gesture("gesture", "launchpad");
-                    ::unsetenv("XDG_CURRENT_DESKTOP");
-                    gesture("gesture", "launchpad");
-                  },
-                  super});
+  rows.push_back(
+      {[this] {
+         ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
+         gesture("gesture", "launchpad");
+         gesture("swipe", "right");
+         ::unsetenv("XDG_CURRENT_DESKTOP");
+         gesture("gesture", "launchpad");
+       },
+       {"press Super_L", "release Super_L state 40", "press Control_L", "press Super_L state 4", "press Left state 44",
+        "release Left state 44", "release Super_L state 44", "release Control_L state 4"}});
 
-  const auto xev = startXev("keyboard");
+  const auto xev = startXev({"keyboard"});
   for (const Row& row : rows) {
     const std::size_t before = xevEvents(xev->output()).size();
     row.action();
@@ -139,13 +168,70 @@ TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
                       {"ru,us", "c", "Cyrillic_es"}};
   for (const Row& row : rows) {
     setLayout(row.layout);
-    const auto xev = startXev("keyboard");
+    const auto xev = startXev({"keyboard"});
     pressKey(row.key, R"("option")");
     const std::string expected = fmt::format("press {} state 8", row.symbol);
     EXPECT_TRUE(waitUntil([&] { return std::ranges::count(xevEvents(xev->output()), expected) == 1; }))
         << row.layout << " " << row.key << "\n"
         << xev->output();
   }
+}
+
+TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
+  setLayout("de");
+  constexpr std::uint8_t leftShift = 50, leftControl = 37, levelThree = 108, super = 133;
+  const auto xev = startXev({"button"});
+  std::size_t seen = 0;
+  for (const std::vector<std::uint8_t>& held :
+       {std::vector{leftShift}, {leftControl}, {levelThree}, {super}, {leftShift, leftControl}}) {
+    SCOPED_TRACE(held.front());
+    for (const std::uint8_t key : held) keyboard.press(key);
+    const auto mask = pointer()->mask;
+    EXPECT_NE(mask, 0);
+    touch("direct", "tap", 20.0 / 644, 1300.0 / 1398);
+    events->postScrollEvent({.vertical = -50});
+    const Lines expected = {"button 1 press 1300,1300", "button 1 release 1300,1300 state 100",
+                            "button 5 press 1300,1300", "button 5 release 1300,1300 state 1000"};
+    waitUntil([&] { return xevEvents(xev->output()).size() >= seen + expected.size(); });
+    const Lines all = xevEvents(xev->output());
+    EXPECT_EQ(Lines(all.begin() + static_cast<long>(seen), all.end()), expected);
+    seen = all.size();
+
+    const auto gtk = startGtk();
+    type("aBc{y}Z 你ß!");
+    pressKey("return");
+    EXPECT_TRUE(gtk->hasPrinted("text aBc{y}Z 你ß!\nactivated")) << gtk->output();
+    EXPECT_EQ(pointer()->mask, mask) << "it is held as before";
+    for (const std::uint8_t key : held) keyboard.release(key);
+    EXPECT_EQ(pointer()->mask, 0);
+  }
+  // Held by another program.
+  postInput(*client, XCB_KEY_PRESS, leftControl);
+  const auto gtk = startGtk();
+  type("aZ");
+  EXPECT_EQ(fieldText(*gtk, "aZ"), "aZ");
+  EXPECT_EQ(pointer()->mask, XCB_MOD_MASK_CONTROL);
+}
+
+TEST_F(X11KeyTest, TheKeysThatArePressedMeanWhatTheirOwnKeyboardSays) {
+  // The user's keyboard has another layout than the one that no hand touches.
+  ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-device", keyboardID(), "-layout", "de"}));
+  const auto gtk = startGtk();
+  constexpr std::uint8_t y = 29;
+  keyboard.press(y);
+  keyboard.release(y);
+  ASSERT_EQ(fieldText(*gtk, "z"), "z");
+  type("yz (ä)");
+  EXPECT_EQ(fieldText(*gtk, "zyz (ä)"), "zyz (ä)");
+}
+
+TEST_F(X11KeyTest, KeysThatNoKeyboardHasAreTheLastChoice) {
+  setLayout("us");
+  const auto xev = startXev({"keyboard"});
+  type("(");
+  ASSERT_TRUE(xev->hasPrinted("keysym 0x28, parenleft"));
+  EXPECT_EQ(xevEvents(xev->output()), (Lines{"press Shift_L", "press parenleft state 1", "release parenleft state 1",
+                                             "release Shift_L state 1"}));
 }
 
 constexpr const char* layouts[] = {"us", "de", "fr", "us,ru"};
@@ -160,7 +246,7 @@ TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
       SCOPED_TRACE(hasCapsLock);
       const auto gtk = startGtk();
       if (hasCapsLock) pressCapsLock();
-      keys.typeText(text);
+      type(text);
       EXPECT_EQ(fieldText(*gtk, text), text);
       EXPECT_EQ(pointer()->mask & XCB_MOD_MASK_LOCK, hasCapsLock ? XCB_MOD_MASK_LOCK : 0);
       if (hasCapsLock) pressCapsLock();
@@ -169,6 +255,21 @@ TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
     time->advance(6);
     EXPECT_TRUE(waitUntil([&] { return keyboardMapping() == mapping; })) << "what was borrowed is given back";
   }
+}
+
+TEST_F(X11KeyTest, TextGoesToWhicheverLayoutOfTheUserHasIt) {
+  setLayout("us,ru,de");
+  const auto mapping = keyboardMapping();
+  std::string mixed = "Съешь ещё этих мягких булок. ";
+  while (mixed.size() < 1000) mixed += "The quick brown fox (jumps) over grüne Äpfel! ";
+  for (const std::uint8_t group : {1, 2, 0}) {
+    const auto gtk = startGtk();
+    lockGroup(group);
+    type(mixed);
+    EXPECT_EQ(fieldText(*gtk, mixed), mixed);
+    EXPECT_EQ(lockedGroup(), group);
+  }
+  EXPECT_EQ(keyboardMapping(), mapping) << "nothing had to be borrowed";
 }
 
 TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
@@ -181,7 +282,7 @@ TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
                                  {"xterm", "-u8", "-geometry", "60x10+1380+600", "-e", "sh", "-c", "cat > " + path});
     touch("direct", "move", 0.3, 0.47);
     ASSERT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "package xterm";
-    keys.typeText(std::string(text) + "\r\n");
+    type(std::string(text) + "\r\n");
     std::string line;
     waitUntil([&] { return std::getline(std::ifstream(path), line) && line == text; });
     EXPECT_EQ(line, text);
@@ -189,14 +290,7 @@ TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
 }
 
 TEST_F(X11KeyTest, MoreCharactersThanThereAreUnusedKeysArriveInOrder) {
-  std::string expected;
-  for (int line = 0; line < 2; ++line) {
-    for (char32_t character = U'\u4e00'; character < U'\u4e00' + 200; ++character) {
-      expected +=
-          fmt::format("{}{}{}", static_cast<char>(0xE0 | character >> 12),
-                      static_cast<char>(0x80 | (character >> 6 & 0x3F)), static_cast<char>(0x80 | (character & 0x3F)));
-    }
-  }
+  const std::string expected = chineseCharacters(200) + chineseCharacters(200);
   const auto gtk = startGtk();
   const auto queue = SerialQueue::withThread("typing");
   auto typing = std::make_shared<X11EventSystem>(queue, std::make_shared<SystemMediaClock>(), server.displayName());

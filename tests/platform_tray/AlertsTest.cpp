@@ -9,58 +9,18 @@
 #include "platform/linux/NotificationAlerts.h"
 #include "platform/linux/PrintedAlerts.h"
 #include "platform/linux/ZenityAlerts.h"
+#include "platform_bus/Stranger.h"
+#include "platform_tray/NotificationStandIn.h"
 #include "platform_tray/TrayFixture.h"
 #include "support/TemporaryDirectory.h"
 
 namespace tandemview {
 namespace {
 
-/// A desktop's notifications, as far as a test can be one.
-class NotificationServer {
- public:
-  NotificationServer(std::unique_ptr<ServedConnection> bus, const std::vector<std::string>& capabilities)
-      : bus_(std::move(bus)), object_(sdbus::createObject(**bus_, "/org/freedesktop/Notifications")) {
-    object_->registerMethod("GetCapabilities").onInterface(interface).implementedAs([capabilities] {
-      return capabilities;
-    });
-    object_->registerMethod("Notify").onInterface(interface).implementedAs(
-        [this](const std::string&, std::uint32_t, const std::string&, const std::string& summary,
-               const std::string& body, const std::vector<std::string>& actions,
-               const std::map<std::string, sdbus::Variant>&, std::int32_t timeout) {
-          const std::lock_guard lock(mutex_);
-          shown_ = summary + "|" + body;
-          for (const std::string& action : actions) shown_ += "|" + action;
-          if (timeout != 0) shown_ += " expires";
-          return ++notifications_;
-        });
-    object_->registerSignal("ActionInvoked").onInterface(interface).withParameters<std::uint32_t, std::string>();
-    object_->registerSignal("NotificationClosed").onInterface(interface).withParameters<std::uint32_t, std::uint32_t>();
-    object_->finishRegistration();
-    (**bus_).requestName(interface);
-  }
-
-  std::string shown() {
-    const std::lock_guard lock(mutex_);
-    return shown_;
-  }
-  void choose(std::uint32_t notification, const std::string& action) {
-    object_->emitSignal("ActionInvoked").onInterface(interface).withArguments(notification, action);
-  }
-  void close(std::uint32_t notification) {
-    object_->emitSignal("NotificationClosed").onInterface(interface).withArguments(notification, std::uint32_t(2));
-  }
-
- private:
-  static constexpr const char* interface = "org.freedesktop.Notifications";
-  std::unique_ptr<ServedConnection> bus_;
-  std::unique_ptr<sdbus::IObject> object_;
-  std::mutex mutex_;
-  std::string shown_;
-  std::uint32_t notifications_ = 0;
-};
-
 class AlertsTest : public TrayFixture {
  protected:
+  using Manner = NotificationStandIn::Manner;
+
   void show(const std::string& message, const std::vector<std::string>& buttons) {
     alerts_->show({.message = message, .informativeText = "a < b", .buttons = buttons},
                   [this, message](int button) { answers_.push_back(message + " " + std::to_string(button)); });
@@ -68,38 +28,88 @@ class AlertsTest : public TrayFixture {
   bool answersBecome(const std::vector<std::string>& answers) {
     return becomes([&] { return answers_ == answers; });
   }
-  bool shows(NotificationServer& server, const std::string& text) {
-    return becomes([&] { return server.shown() == text; });
+  bool shows(NotificationStandIn& server, const std::string& text) {
+    if (!becomes([&] { return server.shown() == text; })) return false;
+    answered([&] { server.settle(); });
+    return true;
+  }
+  void startServer(const std::vector<std::string>& capabilities, Manner manner = Manner::Usual) {
+    server_.reset();
+    server_.emplace(connect(), capabilities, manner);
   }
 
   std::shared_ptr<AlertSystem> printed_ = std::make_shared<PrintedAlerts>();
-  std::shared_ptr<AlertSystem> alerts_ =
-      std::make_shared<AlertQueue>(std::make_shared<NotificationAlerts>(queue_, printed_));
+  std::shared_ptr<AlertSystem> alerts_ = std::make_shared<NotificationAlerts>(queue_, printed_);
+  std::optional<NotificationStandIn> server_;
   std::vector<std::string> answers_;
 };
 
-TEST_F(AlertsTest, NotificationsFollowEachOtherAndAreAnsweredOnce) {
+TEST_F(AlertsTest, NotificationsAreAnsweredOnceByTheServer) {
   bus_.start();
-  std::optional<NotificationServer> server;
-  server.emplace(connect(), std::vector<std::string>{"actions", "body", "body-markup"});
+  startServer({"actions", "body", "body-markup"});
   show("first", {"Yes", "Later", "No"});
+  ASSERT_TRUE(shows(*server_, "first|a &lt; b|0|Yes|1|Later|2|No"));
+  EXPECT_EQ(server_->desktopEntry(), "org.tandemview.Tandemview") << "as packaging/ installs it";
+  for (const char* nonsense : {"", "3", "-1", "1x", "99999999999999"}) server_->choose(1, nonsense);
+  answered([this] {
+    Stranger stranger(bus_.address());
+    const std::string name = "org.freedesktop.Notifications";
+    stranger.send("/org/freedesktop/Notifications", name, "ActionInvoked", 1U, std::string("0"));
+    stranger.send("/org/freedesktop/Notifications", name, "NotificationClosed", 1U, 2U);
+    stranger.denyOwner(name);
+  });
+  server_->choose(7, "0");
+  server_->choose(1, "1");
+  server_->close(1);
+  ASSERT_TRUE(answersBecome({"first 1"}));
   show("second", {"Yes", "No"});
+  ASSERT_TRUE(shows(*server_, "second|a &lt; b|0|Yes|1|No"));
+  server_->close(2);
+  ASSERT_TRUE(answersBecome({"first 1", "second 1"}));
   show("third", {"OK"});
-  show("fourth", {"Yes", "No"});
-  ASSERT_TRUE(shows(*server, "first|a &lt; b|0|Yes|1|Later|2|No"));
-  for (const char* nonsense : {"", "3", "-1", "1x", "99999999999999"}) server->choose(1, nonsense);
-  server->choose(7, "0");
-  server->choose(1, "1");
-  server->close(1);
-  ASSERT_TRUE(shows(*server, "second|a &lt; b|0|Yes|1|No"));
-  server->close(1);
-  server->close(2);
-  ASSERT_TRUE(shows(*server, "third|a &lt; b"));
-  server->close(3);
-  ASSERT_TRUE(shows(*server, "fourth|a &lt; b|0|Yes|1|No"));
-  server.reset();
-  EXPECT_TRUE(answersBecome({"first 1", "second 1", "third 0", "fourth 1"}));
+  ASSERT_TRUE(shows(*server_, "third|a &lt; b"));
+  server_.reset();
+  EXPECT_TRUE(answersBecome({"first 1", "second 1", "third 0"}));
   EXPECT_EQ(log_.take(), std::vector<std::string>());
+}
+
+TEST_F(AlertsTest, TheNewestAlertIsTheOneOnTheScreenUntilTheEnd) {
+  bus_.start();
+  startServer({"actions"});
+  show("first", {"Yes", "No"});
+  ASSERT_TRUE(shows(*server_, "first|a < b|0|Yes|1|No"));
+  show("second", {"Yes", "No"});
+  EXPECT_TRUE(answersBecome({"first 1"}));
+  ASSERT_TRUE(becomes([&] { return server_->withdrawn() == std::vector{1U}; }));
+  ASSERT_TRUE(shows(*server_, "second|a < b|0|Yes|1|No"));
+  alerts_.reset();
+  EXPECT_TRUE(becomes([&] { return server_->withdrawn() == (std::vector{1U, 2U}); }));
+  EXPECT_EQ(answers_.size(), 1U);
+}
+
+/// However a server behaves, the next alert is shown.
+TEST_F(AlertsTest, NoServerKeepsAnAlertFromItsAnswer) {
+  bus_.start();
+  startServer({"actions"}, Manner::AnswersBeforeItReplies);
+  show("early", {"Yes", "Later", "No"});
+  EXPECT_TRUE(answersBecome({"early 1"}));
+
+  startServer({"actions"}, Manner::RepliesZero);
+  show("zero", {"Yes", "No"});
+  EXPECT_TRUE(answersBecome({"early 1", "zero 1"}));
+  EXPECT_EQ(log_.take().size(), 2U) << "it is printed instead";
+
+  startServer({"actions"}, Manner::RepliesWhenTold);
+  show("late", {"Yes", "No"});
+  ASSERT_TRUE(shows(*server_, "late|a < b|0|Yes|1|No"));
+  show("later", {"Yes", "No"});
+  EXPECT_TRUE(answersBecome({"early 1", "zero 1", "late 1"}));
+  ASSERT_TRUE(shows(*server_, "later|a < b|0|Yes|1|No"));
+  queue_->advance(10);
+  EXPECT_EQ(answers_.back(), "later 1");
+  EXPECT_EQ(log_.take().size(), 2U);
+  server_->reply();
+  EXPECT_TRUE(becomes([&] { return server_->withdrawn() == std::vector{2U}; })) << "it stands elsewhere already";
 }
 
 TEST_F(AlertsTest, WhereNothingCanBeShownTheyArePrinted) {
@@ -111,12 +121,12 @@ TEST_F(AlertsTest, WhereNothingCanBeShownTheyArePrinted) {
   show("question", {"Yes", "No"});  // nobody there
   ASSERT_TRUE(answersBecome({"question 1", "question 1"}));
   EXPECT_EQ(log_.take(), lines);
-  NotificationServer server(connect(), {"body"});
+  startServer({"body"});
   show("question", {"Yes", "No"});  // no buttons
   ASSERT_TRUE(answersBecome({"question 1", "question 1", "question 1"}));
   EXPECT_EQ(log_.take(), lines);
   show("news", {"OK"});
-  EXPECT_TRUE(shows(server, "news|a < b"));
+  EXPECT_TRUE(shows(*server_, "news|a < b"));
   answers_.clear();
   bus_.kill();
   EXPECT_TRUE(answersBecome({"news 0"}));
@@ -133,7 +143,7 @@ TEST_F(AlertsTest, DialogsAreReadByWhatTheToolPrintsAndHowItEnds) {
     std::ofstream(tool) << "#!/bin/sh\n" << script << '\n';
     ::chmod(tool.c_str(), 0700);
   };
-  alerts_ = std::make_shared<ZenityAlerts>(queue_, printed_);
+  alerts_ = std::make_shared<AlertQueue>(std::make_shared<ZenityAlerts>(queue_, printed_));
   for (const auto& [script, answer] : std::vector<std::pair<std::string, int>>{{"exit 0", 0},
                                                                                {"exit 1", 2},
                                                                                {"echo Later; exit 1", 1},
@@ -142,7 +152,8 @@ TEST_F(AlertsTest, DialogsAreReadByWhatTheToolPrintsAndHowItEnds) {
     install(script);
     answers_.clear();
     show("q", {"Yes", "Later", "No"});
-    EXPECT_TRUE(answersBecome({"q " + std::to_string(answer)})) << script;
+    show("then", {"Yes", "Later", "No"});
+    EXPECT_TRUE(answersBecome({"q " + std::to_string(answer), "then " + std::to_string(answer)})) << script;
   }
   install("echo $$ >" + directory.path() + "/process; exec sleep 100");
   answers_.clear();

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "platform_bus/Stranger.h"
 #include "platform_tray/TrayFixture.h"
 
 namespace tandemview {
@@ -31,6 +32,7 @@ class Tray {
     (**bus_).requestName("org.kde.StatusNotifierWatcher");
   }
 
+  std::string name() { return (**bus_).getUniqueName(); }
   int registrations() const { return registrations_; }
   std::unique_ptr<sdbus::IProxy> item() { return sdbus::createProxy(**bus_, owner_, path_); }
   std::unique_ptr<sdbus::IProxy> menu(sdbus::IConnection& bus) {
@@ -235,6 +237,19 @@ TEST_F(StatusNotifierItemTest, MenuIsOpenFromTheHostsAnnouncementToItsEnd) {
     send(*tray_->menu(**host), 0, "opened");
   });
   EXPECT_TRUE(eventsBecome({"opens", "closed"}));
+}
+
+TEST_F(StatusNotifierItemTest, OnlyTheBusTellsThatTheTrayHasGone) {
+  startBusAndTray();
+  event(0, "opened");
+  answered([this] {
+    Stranger stranger(bus_.address());
+    stranger.denyOwner("org.kde.StatusNotifierWatcher");
+    stranger.denyOwner(tray_->name());
+  });
+  event(8, "clicked");
+  EXPECT_TRUE(eventsBecome({"opens", "chose At Login"}));
+  EXPECT_EQ(log_.take(), std::vector<std::string>());
 }
 
 TEST_F(StatusNotifierItemTest, NonsenseFromTheBusIsRefused) {

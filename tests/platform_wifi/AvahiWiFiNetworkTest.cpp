@@ -1,5 +1,3 @@
-#include "platform/linux/AvahiWiFiNetwork.h"
-
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -7,20 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <future>
-#include <memory>
-#include <mutex>
 #include <optional>
 
-#include "fakes/LogRecorder.h"
+#include "platform_wifi/MulticastImpostor.h"
 #include "platform_wifi/PrivateAvahi.h"
-#include "runtime/SerialQueue.h"
+#include "platform_wifi/WiFiNetworkFixture.h"
 
 namespace tandemview {
 namespace {
-
-constexpr const char* absenceLine =
-    "⚠️ The Avahi daemon is not there: no phone can be found over Wi-Fi until it is";
-constexpr const char* presenceLine = "✅ The Avahi daemon is there";
 
 /// A TCP port of this host that listens.
 class Port {
@@ -43,91 +35,22 @@ class Port {
   Descriptor socket_;
 };
 
-class AvahiWiFiNetworkTest : public testing::Test {
+class AvahiWiFiNetworkTest : public WiFiNetworkFixture {
  protected:
   void SetUp() override {
     if (!PrivateAvahi::enter()) GTEST_SKIP() << PrivateAvahi::whyNot;
     avahi.emplace();
-    queue = SerialQueue::withThread("network");
-    network = std::make_shared<AvahiWiFiNetwork>(queue);
-  }
-  void TearDown() override {
-    if (queue) queue->stopAndJoin();
+    WiFiNetworkFixture::SetUp();
   }
 
-  /// Starts a search that keeps its findings in `results`.
-  void browse(const std::string& type = PrivateAvahi::serviceType) {
-    browser = network->makeBrowser(type);
-    browser->start({.queue = queue,
-                    .didBecomeReady = [this] { note([&] { ++readyCount; }); },
-                    .didFail = [this](const Error& error) { note([&] { searchError = error; }); },
-                    .didChangeResults =
-                        [this](const std::vector<WiFiBrowseResult>& changed) { note([&] { results = changed; }); }});
-  }
-  bool finds(const std::vector<std::string>& names) {
-    return eventually([&] {
-      std::vector<std::string> found;
-      for (const WiFiBrowseResult& result : results) found.push_back(result.serviceName.value_or(""));
-      return found == names;
-    });
-  }
-  void connect() {
-    connection = network->makeConnection(results.at(0).endpoint);
-    connection->start({.queue = queue,
-                       .didBecomeReady = [this] { event("ready"); },
-                       .didFail = [this](const Error& error) { event("failed: " + error.localizedDescription()); },
-                       .didCancel = [this] { event("cancelled"); }});
-  }
-  void receive(std::size_t length) {
-    connection->receive(length, [this](const WiFiConnection::Received& received) {
-      const std::string end = received.error ? " error" : received.streamEnded ? " end" : "";
-      event("received " + std::string(received.bytes.contiguous().text()) + end);
-    });
-  }
-  void send(const std::string& text) {
-    connection->send(Data::copying(text),
-                     [this](const std::optional<Error>& error) { event(error ? "not sent" : "sent"); });
-  }
-  template <typename Change>
-  void note(Change change) {
-    const std::lock_guard lock(mutex);
-    change();
-  }
-  template <typename Condition>
-  bool eventually(Condition condition) {
-    return Program::within30Seconds([&] {
-      const std::lock_guard lock(mutex);
-      return condition();
-    });
-  }
-  void event(const std::string& text) {
-    note([&] { events.push_back(text); });
-  }
-  testing::AssertionResult sees(const std::vector<std::string>& expected) {
-    if (eventually([&] { return events == expected; })) return testing::AssertionSuccess();
-    const std::lock_guard lock(mutex);
-    return testing::AssertionFailure() << testing::PrintToString(events);
-  }
-
-  LogRecorder log;
   std::optional<PrivateAvahi> avahi;
-  std::shared_ptr<SerialQueue> queue;
-  std::shared_ptr<AvahiWiFiNetwork> network;
-  std::shared_ptr<WiFiBrowser> browser;
-  std::shared_ptr<WiFiConnection> connection;
-
-  std::mutex mutex;  // guards what follows
-  std::vector<WiFiBrowseResult> results;
-  int readyCount = 0;
-  std::optional<Error> searchError;
-  std::vector<std::string> events;
 };
 
 TEST_F(AvahiWiFiNetworkTest, FindsTheServicesOfOneType) {
   ASSERT_TRUE(avahi->startDaemon());
   const auto other = PrivateAvahi::publish("ScrRcv-11", 1, "_http._tcp");
   const auto first = PrivateAvahi::publish("ScrRcv-47", 1);
-  browse();
+  browse(PrivateAvahi::serviceType);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
   auto second = PrivateAvahi::publish("ScrRcv-12", 2);
   EXPECT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
@@ -144,7 +67,7 @@ TEST_F(AvahiWiFiNetworkTest, FailsASearchForNoService) {
 }
 
 TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
-  browse();  // a bus, but no daemon
+  browse(PrivateAvahi::serviceType);  // a bus, but no daemon
   EXPECT_TRUE(eventually([&] { return log.count(absenceLine) == 1; }));
   ASSERT_TRUE(avahi->startDaemon());
   auto phone = PrivateAvahi::publish("ScrRcv-47", 1);
@@ -156,10 +79,10 @@ TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
   phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
 
-  PrivateAvahi::bus.kill();
+  avahi->bus.kill();
   EXPECT_TRUE(finds({}));
   avahi->stopDaemon();  // it does not outlive its bus in good order
-  PrivateAvahi::bus.start();
+  avahi->bus.start();
   ASSERT_TRUE(avahi->startDaemon());
   phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
@@ -169,11 +92,46 @@ TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
   EXPECT_EQ(log.take(), (std::vector{absent, present, absent, present, absent, present}));
 }
 
+TEST_F(AvahiWiFiNetworkTest, TellsWhoAnnouncesAService) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const auto other = PrivateAvahi::publish("ScrRcv-12", 1);
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(finds({"ScrRcv-12"}));
+  const MulticastImpostor impostor;
+  impostor.announce("ScrRcv-47", 120);
+  impostor.claim("ScrRcv-47", "phone", 1);
+  impostor.claim("ScrRcv-47", "ROGUE", 1);
+  ASSERT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
+  std::vector<WiFiBrowser::HostNames> hosts;
+  queue->async([&] {
+    browser->findHosts({results[0].endpoint, results[1].endpoint}, 0.3,
+                       [&](const auto& found) { note([&] { hosts = found; }); });
+  });
+  ASSERT_TRUE(eventually([&] { return hosts.size() == 2; }));
+  EXPECT_EQ(hosts[0].size(), 1u);
+  EXPECT_EQ(hosts[1], (WiFiBrowser::HostNames{"phone.local", "rogue.local"}));
+}
+
+TEST_F(AvahiWiFiNetworkTest, NeedsNoTextRecord) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const Port port;
+  const MulticastImpostor phone;
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(eventually([&] { return readyCount == 1; }));
+  phone.settle("phone");
+  phone.claim("ScrRcv-47", "phone", port.number());
+  phone.announce("ScrRcv-47", 120);
+  ASSERT_TRUE(finds({"ScrRcv-47"}));
+  connect();
+  EXPECT_TRUE(port.accept());
+  EXPECT_TRUE(sees({"ready"}));
+}
+
 TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
   ASSERT_TRUE(avahi->startDaemon());
   const Port port;
   const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
-  browse();
+  browse(PrivateAvahi::serviceType);
   ASSERT_TRUE(finds({"ScrRcv-47"}));
   connect();
   send("early");  // waits for the link
@@ -203,7 +161,7 @@ TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
   ASSERT_TRUE(avahi->startDaemon());
   const Port port;
   const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
-  browse();
+  browse(PrivateAvahi::serviceType);
   ASSERT_TRUE(finds({"ScrRcv-47"}));
   connect();
   const Descriptor first = port.accept();
@@ -236,7 +194,7 @@ TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
   connect();
   ASSERT_TRUE(sees({"ready"}));
   receive(4);
-  queue->stopAndJoin();  // whatever is called now leaves nothing behind
+  thread->stopAndJoin();  // whatever is called now leaves nothing behind
   connection->cancel();
   browser->cancel();
 }

@@ -77,8 +77,7 @@ class PrivateAvahi {
     return std::make_unique<Program>(command, Program::Environment());
   }
 
-  // At one place for the whole program: the library keeps the first address that it has read.
-  static inline PrivateBus bus;
+  PrivateBus bus;
 
  private:
   TemporaryDirectory directory_;

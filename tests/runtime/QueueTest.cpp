@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
 
@@ -7,6 +8,8 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/Timer.h"
+#include "support/QueueDriver.h"
+#include "support/SocketPair.h"
 
 namespace tandemview {
 namespace {
@@ -34,6 +37,78 @@ TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   std::unique_lock lock(mutex);
   ASSERT_TRUE(done.wait_for(lock, std::chrono::seconds(10), [&] { return isDone; }));
   EXPECT_EQ(count, 4000);
+}
+
+/// The contract of a queue's watches, which the tests' queue keeps as the program's does.
+class DescriptorWatchTest : public testing::TestWithParam<MakeQueueDriver> {
+ protected:
+  void on(const Work& work) { driver->perform(work); }
+  const std::shared_ptr<QueueDriver> driver = GetParam()();
+  SocketPair pair;
+};
+
+INSTANTIATE_TEST_SUITE_P(Queues, DescriptorWatchTest, bothQueues, nameOfQueue);
+
+TEST_P(DescriptorWatchTest, ADescriptorHasOneAtATime) {
+  on([&] {
+    auto first = driver->queue()->watch(pair.ours.get());
+    EXPECT_TRUE(first);
+    const auto second = driver->queue()->watch(pair.ours.get());
+    ASSERT_FALSE(second);
+    EXPECT_EQ(second.error(), posixError(EEXIST));
+    *first = nullptr;
+    EXPECT_TRUE(driver->queue()->watch(pair.ours.get()));
+  });
+}
+
+TEST_P(DescriptorWatchTest, WaitsToReadAndToWriteButOnceForEach) {
+  std::unique_ptr<DescriptorWatch> watch;
+  std::string events;
+  on([&] {
+    watch = std::move(*driver->queue()->watch(pair.ours.get()));
+    watch->whenReadable([&] {
+      events += 'r';
+      watch->whenReadable([&] { events += 'R'; });  // the wait is over when its work begins
+    });
+    watch->whenWritable([&] { events += 'w'; });
+  });
+  ASSERT_TRUE(driver->waitUntil([&] { return events == "w"; }));
+  pair.send("x");
+  ASSERT_TRUE(driver->waitUntil([&] { return events == "wrR"; }));
+  on([&] { watch = nullptr; });
+
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(on([&] {
+                 const auto twice = std::move(*driver->queue()->watch(pair.ours.get()));
+                 twice->whenReadable([] {});
+                 twice->whenReadable([] {});
+               }),
+               "one wait at a time");
+}
+
+/// Both are ready at once: the first to run ends the other's watch, whose work is under way to the queue by then.
+TEST_P(DescriptorWatchTest, NothingRunsAfterItHasGone) {
+  const int rounds = 20;  // which one comes first is the system's choice
+  for (int round = 0; round < rounds; ++round) {
+    SocketPair other;
+    std::unique_ptr<DescriptorWatch> watches[2];
+    int runs = 0;
+    on([&] {
+      watches[0] = std::move(*driver->queue()->watch(pair.ours.get()));
+      watches[1] = std::move(*driver->queue()->watch(other.ours.get()));
+      for (int index = 0; index < 2; ++index) {
+        watches[index]->whenWritable([&, index] {
+          ++runs;
+          watches[1 - index] = nullptr;
+        });
+      }
+    });
+    ASSERT_TRUE(driver->waitUntil([&] { return runs > 0; }));
+    on([&] {
+      for (auto& watch : watches) watch = nullptr;
+    });
+    EXPECT_EQ(runs, 1);
+  }
 }
 
 TEST(TimerTest, RepeatsUntilInvalidatedEvenByItself) {

@@ -15,7 +15,7 @@ namespace {
 class StreamTest : public testing::Test {
  protected:
   void open() {
-    stream = Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
+    stream = *Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
   }
   void read(std::size_t length) {
     stream->read(length, [this](std::optional<Error> error, const Data& data) {
@@ -94,12 +94,13 @@ TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
   EXPECT_TRUE(results.front() == text);
 }
 
-TEST_F(StreamTest, ManySmallReadsDoNotGrowTheStack) {
+TEST_F(StreamTest, ManySmallReadsGrowNoStackAndLetOtherWorkHaveItsTurn) {
   open();
   int count = 0;
+  int servedByThen = 0;
   std::function<void(std::optional<Error>, Data)> next = [&](const std::optional<Error>&, const Data& data) {
     if (data.empty()) return;
-    ++count;
+    if (++count == 100'000) queue->async([&] { servedByThen = count - 100'000; });
     stream->read(1, next);
   };
   stream->read(1, next);
@@ -108,6 +109,7 @@ TEST_F(StreamTest, ManySmallReadsDoNotGrowTheStack) {
   });
   EXPECT_TRUE(queue->drainUntil([&] { return count == 200'000; }));
   writer.join();
+  EXPECT_LT(servedByThen, 16);
 }
 
 TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 
 namespace tandemview {
 
@@ -37,8 +38,10 @@ std::string readDisplayNumber(int descriptor) {
 
 }  // namespace
 
-PrivateXServer::PrivateXServer() {
+PrivateXServer::PrivateXServer(const std::string& devices) {
   const std::string logPath = directory_.path() + "/log";
+  const std::string configurationPath = directory_.path() + "/xorg.conf";
+  std::ofstream(configurationPath) << std::ifstream(PRIVATE_XORG_CONFIGURATION).rdbuf() << devices;
 
   std::array<int, 2> numberPipe{};
   if (::pipe2(numberPipe.data(), O_CLOEXEC) != 0) failToStart("pipe2");
@@ -47,7 +50,7 @@ PrivateXServer::PrivateXServer() {
                                 "-displayfd",
                                 numberDescriptor.c_str(),
                                 "-config",
-                                PRIVATE_XORG_CONFIGURATION,
+                                configurationPath.c_str(),
                                 "-logfile",
                                 logPath.c_str(),
                                 "-noreset",
@@ -77,6 +80,14 @@ PrivateXServer::PrivateXServer() {
 PrivateXServer::~PrivateXServer() {
   if (process_ > 0) ::kill(process_, SIGTERM);
   waitForEnd();
+}
+
+void PrivateXServer::suspend() const {
+  ::kill(process_, SIGSTOP);
+}
+
+void PrivateXServer::resume() const {
+  ::kill(process_, SIGCONT);
 }
 
 void PrivateXServer::kill() {

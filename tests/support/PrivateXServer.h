@@ -13,13 +13,18 @@ namespace tandemview {
 class PrivateXServer {
  public:
   /// Returns when the server takes connections. A server that can't be started ends the test program.
-  PrivateXServer();
+  /// `devices`: sections that are added to its configuration.
+  explicit PrivateXServer(const std::string& devices = "");
   PrivateXServer(const PrivateXServer&) = delete;
   PrivateXServer& operator=(const PrivateXServer&) = delete;
   ~PrivateXServer();
 
   /// Such as ":77".
   const std::string& displayName() const { return displayName_; }
+
+  /// While it is suspended, it answers nobody.
+  void suspend() const;
+  void resume() const;
 
   /// Ends the server at once, as a crash does.
   void kill();

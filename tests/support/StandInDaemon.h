@@ -1,5 +1,6 @@
 #pragma once
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <cstring>
@@ -31,7 +32,7 @@ class StandInDaemon {
 
   void start() {
     socket_ = std::move(*listeningUnixSocket(socketPath()));
-    watch_ = queue_->watch(socket_.get());
+    watch_ = std::move(*queue_->watch(socket_.get()));
     accept();
   }
 
@@ -54,6 +55,12 @@ class StandInDaemon {
 
   void send(std::size_t connection, const Data& bytes) { connections.at(connection)->stream->write(bytes, nullptr); }
 
+  /// Whether both ends of a connection are open.
+  bool isOpen(std::size_t connection) const {
+    pollfd poll{.fd = connections.at(connection)->stream->descriptor(), .events = 0, .revents = 0};
+    return poll.fd >= 0 && ::poll(&poll, 1, 0) == 0;
+  }
+
   /// The request that a connection has sent.
   PropertyList request(std::size_t connection) const {
     const std::string& bytes = connections.at(connection)->received;
@@ -64,12 +71,14 @@ class StandInDaemon {
   std::vector<std::shared_ptr<Connection>> connections;
 
  private:
+  static constexpr std::uint32_t longestRequest = 4096;
+
   void accept() {
     watch_->whenReadable([this] {
-      Descriptor accepted(::accept(socket_.get(), nullptr, nullptr));
+      Descriptor accepted = acceptedConnection(socket_.get());
       if (accepted && makeNonBlocking(accepted.get())) {
         auto connection = std::make_shared<Connection>();
-        connection->stream = Stream::adopting(std::move(accepted), queue_, nullptr);
+        connection->stream = *Stream::adopting(std::move(accepted), queue_, nullptr);
         connections.push_back(connection);
         receive(connection);
       }
@@ -77,13 +86,14 @@ class StandInDaemon {
     });
   }
 
-  /// Collects packets: the size field, then the rest.
+  /// Collects packets: the size field, then the rest. What follows a Connect is none and stays unread.
   static void receive(const std::shared_ptr<Connection>& connection) {
     connection->stream->read(4, [weak = std::weak_ptr(connection)](const std::optional<Error>&, const Data& field) {
       const auto receiver = weak.lock();
       if (!receiver || field.size() < 4) return;
       std::uint32_t size = 0;
       std::memcpy(&size, field.bytes().data(), sizeof(size));
+      if (size > longestRequest) return;
       receiver->received += field.text();
       receiver->stream->read(size - 4, [weak](const std::optional<Error>&, const Data& rest) {
         const auto same = weak.lock();

@@ -1,12 +1,19 @@
 #include "usb/PTChannel.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <set>
 
-#include "fakes/ManualQueue.h"
+#include "companion/MuxDaemon.h"
+#include "fakes/LogRecorder.h"
+#include "support/QueueDriver.h"
 #include "support/SocketPair.h"
+#include "support/TemporaryDirectory.h"
+#include "usb/PTUSBHub.h"
 
 namespace tandemview {
 namespace {
@@ -28,77 +35,148 @@ class RecordingDelegate final : public PTChannelDelegate {
   void ioFrameChannel(PTChannel&, const std::optional<Error>& error) override {
     events.push_back(error ? "ended " + error->domain : "ended");
   }
-  void ioFrameChannel(PTChannel&, const std::shared_ptr<PTChannel>& channel, const PTAddress& address) override {
+  void ioFrameChannel(PTChannel& listener, const std::shared_ptr<PTChannel>& channel,
+                      const PTAddress& address) override {
     EXPECT_EQ(address.name(), "127.0.0.1");
-    accepted = channel;
+    accepted.push_back(channel);
+    if (whenAccepted) whenAccepted(listener);
   }
 
   std::uint32_t refusedType = 0;
+  std::function<void(PTChannel& listener)> whenAccepted;
   std::vector<std::string> events;
-  std::shared_ptr<PTChannel> accepted;
+  std::vector<std::shared_ptr<PTChannel>> accepted;
 };
 
-class PTChannelTest : public testing::Test {
+/// The open descriptors that a tool started now would inherit.
+std::set<int> inheritableDescriptors() {
+  std::set<int> result;
+  for (int descriptor = 3; descriptor < 1024; ++descriptor) {
+    const int flags = ::fcntl(descriptor, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) result.insert(descriptor);
+  }
+  return result;
+}
+
+/// On the tests' queue and on the program's own, whose thread is the only one to touch the channels.
+class PTChannelTest : public testing::TestWithParam<MakeQueueDriver> {
  protected:
-  void connectBothEnds() {
-    std::optional<Error> failure;
-    listener->listenOnPort(0, loopback, [&](const std::optional<Error>& error) { failure = error; });
-    ASSERT_FALSE(failure);
-    ASSERT_TRUE(listener->isListening());
-    bool isConnected = false;
-    client->connectToPort(listener->listeningPort(), loopback,
-                          [&](const std::optional<Error>& error) { isConnected = !error; });
-    EXPECT_TRUE(client->isConnected()) << "a channel that is still connecting counts";
-    ASSERT_TRUE(queue->drainUntil([&] { return isConnected && listenerDelegate->accepted; }));
-    server = listenerDelegate->accepted;
-    server->setDelegate(serverDelegate);
+  PTChannelTest() {
+    on([&] {
+      const auto protocol = PTProtocol::sharedProtocolForQueue(driver->queue());
+      listener = PTChannel::channelWithDelegate(listenerDelegate, protocol);
+      client = PTChannel::channelWithDelegate(clientDelegate, protocol);
+    });
+  }
+  ~PTChannelTest() override {
+    on([&] {
+      for (const auto& channel : {listener, client}) channel->close();
+      listenerDelegate->accepted.clear();
+      listener = client = server = nullptr;
+      hub = nullptr;
+      daemon = nullptr;
+      links.clear();
+    });
   }
 
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  std::shared_ptr<PTProtocol> protocol = PTProtocol::sharedProtocolForQueue(queue);
+  void on(const Work& work) { driver->perform(work); }
+  bool waitUntil(const std::function<bool()>& condition) { return driver->waitUntil(condition); }
+
+  void listen() {
+    on([&] {
+      std::optional<Error> failure = posixError(EINPROGRESS);
+      listener->listenOnPort(0, loopback, [&](const std::optional<Error>& error) { failure = error; });
+      EXPECT_FALSE(failure);
+      EXPECT_TRUE(listener->isListening());
+    });
+  }
+  void connect() {
+    on([&] {
+      client->connectToPort(listener->listeningPort(), loopback, [&](const std::optional<Error>& error) {
+        outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
+      });
+      EXPECT_TRUE(client->isConnected()) << "a channel that is still connecting counts";
+    });
+  }
+  void connectBothEnds() {
+    listen();
+    connect();
+    ASSERT_TRUE(waitUntil([&] { return !outcomes.empty() && !listenerDelegate->accepted.empty(); }));
+    EXPECT_EQ(outcomes, std::vector<std::string>{"connected"});
+    on([&] {
+      server = listenerDelegate->accepted.back();
+      server->setDelegate(serverDelegate);
+    });
+  }
+  void send(const std::shared_ptr<PTChannel>& from, std::uint32_t type, std::optional<Data> payload,
+            std::uint32_t tag = 0) {
+    on([&] { from->sendFrameOfType(type, tag, std::move(payload), nullptr); });
+  }
+
+  std::shared_ptr<QueueDriver> driver = GetParam()();
   std::shared_ptr<RecordingDelegate> listenerDelegate = std::make_shared<RecordingDelegate>();
   std::shared_ptr<RecordingDelegate> serverDelegate = std::make_shared<RecordingDelegate>();
   std::shared_ptr<RecordingDelegate> clientDelegate = std::make_shared<RecordingDelegate>();
-  std::shared_ptr<PTChannel> listener = PTChannel::channelWithDelegate(listenerDelegate, protocol);
-  std::shared_ptr<PTChannel> client = PTChannel::channelWithDelegate(clientDelegate, protocol);
+  std::shared_ptr<PTChannel> listener;
+  std::shared_ptr<PTChannel> client;
   std::shared_ptr<PTChannel> server;
+  std::vector<std::string> outcomes;  // of the client's connects
+  TemporaryDirectory directory;
+  std::shared_ptr<MuxDaemon> daemon;
+  std::vector<std::shared_ptr<Stream>> links;  // the daemon's ends of the connections to its device
+  std::shared_ptr<PTUSBHub> hub;
 };
 
-TEST_F(PTChannelTest, CarriesFramesBothWaysAndTellsTheEnd) {
+INSTANTIATE_TEST_SUITE_P(Queues, PTChannelTest, bothQueues, nameOfQueue);
+
+TEST_P(PTChannelTest, CarriesFramesBothWaysAndTellsTheEnd) {
+  const std::set<int> inheritable = inheritableDescriptors();
   serverDelegate->refusedType = 9;
   connectBothEnds();
-  client->sendFrameOfType(9, 0, Data::copying(std::string(1000, 'x')), nullptr);
-  client->sendFrameOfType(5, 7, Data::copying("abc"), nullptr);
-  client->sendFrameOfType(6, 0, std::nullopt, nullptr);
-  server->sendFrameOfType(8, 1, Data::copying("back"), nullptr);
+  EXPECT_EQ(inheritableDescriptors(), inheritable);
+  send(client, 9, Data::copying(std::string(1000, 'x')));
+  send(client, 5, Data::copying("abc"), 7);
+  send(client, 6, std::nullopt);
+  send(server, 8, Data::copying("back"), 1);
   const std::vector<std::string> atServer = {"5/7 abc", "6/0 nothing"};
-  ASSERT_TRUE(queue->drainUntil([&] { return serverDelegate->events == atServer && !clientDelegate->events.empty(); }));
+  ASSERT_TRUE(waitUntil([&] { return serverDelegate->events == atServer && !clientDelegate->events.empty(); }));
   EXPECT_EQ(clientDelegate->events, std::vector<std::string>{"8/1 back"});
 
-  client->close();
-  EXPECT_FALSE(client->isConnected());
-  ASSERT_TRUE(queue->drainUntil([&] { return serverDelegate->events.back() == "ended"; }));
+  on([&] {
+    client->close();
+    EXPECT_FALSE(client->isConnected());
+  });
+  ASSERT_TRUE(waitUntil([&] { return serverDelegate->events.back() == "ended"; }));
   EXPECT_EQ(clientDelegate->events.back(), "ended");
   EXPECT_FALSE(server->isConnected());
-  listener->close();
-  queue->drain();
+  on([&] { listener->close(); });
+  ASSERT_TRUE(waitUntil([&] { return !listenerDelegate->events.empty(); }));
   EXPECT_EQ(listenerDelegate->events, std::vector<std::string>{"ended"});
   EXPECT_FALSE(listener->isListening());
 }
 
-TEST_F(PTChannelTest, AFramingErrorEndsTheChannelWithIt) {
-  SocketPair pair;
-  const auto stream = Stream::adopting(std::move(pair.ours), queue, [this] { client->streamDidEnd(); });
-  EXPECT_FALSE(client->startReadingFromConnectedChannel(stream));
-  pair.send(fromHex("00000002 00000064 00000000 00000000"));
-  queue->drain();
-  EXPECT_EQ(clientDelegate->events, std::vector<std::string>{"ended PTProtocolError"});
+TEST_P(PTChannelTest, AFramingErrorEndsTheChannelAndIsNotTheNextOnes) {
+  const auto endWith = [&](const std::string& bytes) {
+    SocketPair pair;
+    const std::size_t before = clientDelegate->events.size();
+    on([&] {
+      const auto stream =
+          Stream::adopting(std::move(pair.ours), driver->queue(), [channel = client] { channel->streamDidEnd(); });
+      EXPECT_FALSE(client->startReadingFromConnectedChannel(*stream));
+    });
+    pair.send(bytes);
+    pair.hangUp();
+    EXPECT_TRUE(waitUntil([&] { return clientDelegate->events.size() > before; }));
+  };
+  endWith(fromHex("00000002 00000064 00000000 00000000"));
+  endWith("");
+  EXPECT_EQ(clientDelegate->events, (std::vector<std::string>{"ended PTProtocolError", "ended"}));
 }
 
-TEST_F(PTChannelTest, RefusesWhatItsStateForbids) {
-  const auto codeOf = [](const auto& operation) {
+TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
+  const auto codeOf = [&](const std::function<void(PTChannel::Callback)>& operation) {
     std::int64_t code = -1;
-    operation([&code](const std::optional<Error>& error) { code = error ? error->code : 0; });
+    on([&] { operation([&code](const std::optional<Error>& error) { code = error ? error->code : 0; }); });
     return code;
   };
   const auto send = [&](PTChannel& channel) {
@@ -108,21 +186,99 @@ TEST_F(PTChannelTest, RefusesWhatItsStateForbids) {
   EXPECT_EQ(codeOf([&](auto callback) { listener->listenOnPort(0, loopback, callback); }), 0);
   EXPECT_EQ(send(*listener), EPERM);
   EXPECT_EQ(codeOf([&](auto callback) { listener->connectToPort(1, loopback, callback); }), EPERM);
-  const auto other = PTChannel::channelWithDelegate({}, protocol);
-  EXPECT_EQ(codeOf([&](auto callback) { other->listenOnPort(listener->listeningPort(), loopback, callback); }),
+  EXPECT_EQ(codeOf([&](auto callback) {
+              PTChannel::channelWithDelegate({}, client->protocol())
+                  ->listenOnPort(listener->listeningPort(), loopback, callback);
+            }),
             EADDRINUSE);
-
-  const std::uint16_t deadPort = listener->listeningPort();
-  listener->close();
-  queue->drain();
-  std::int64_t code = -1;
-  client->connectToPort(deadPort, loopback, [&](const std::optional<Error>& error) { code = error ? error->code : 0; });
-  ASSERT_TRUE(queue->drainUntil([&] { return code >= 0; }));
-  EXPECT_EQ(code, ECONNREFUSED);
+  std::uint16_t deadPort = 0;
+  on([&] {
+    deadPort = listener->listeningPort();
+    listener->close();
+    client->connectToPort(deadPort, loopback, [&](const std::optional<Error>& error) {
+      outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
+    });
+  });
+  ASSERT_TRUE(waitUntil([&] { return !outcomes.empty(); }));
+  EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain " + std::to_string(ECONNREFUSED)});
   EXPECT_FALSE(client->isConnected());
 }
 
-TEST_F(PTChannelTest, DescribesItself) {
+/// Each form of connecting is given up in both ways, and the channel is free for the next connect at once.
+TEST_P(PTChannelTest, AConnectUnderWayIsGivenUp) {
+  on([&] {
+    const std::string path = directory.path() + "/usbmuxd";
+    daemon = *MuxDaemon::listeningAt(
+        path, driver->queue(), [](auto...) { return MuxResult::success; },
+        [this](std::int64_t, std::shared_ptr<Stream> stream) { links.push_back(std::move(stream)); });
+    hub = PTUSBHub::listeningHub({.socketPath = path,
+                                  .program = {.name = "Tandemview"},
+                                  .queue = driver->queue(),
+                                  .notificationCenter = std::make_shared<NotificationCenter>()});
+    daemon->attach(7);
+  });
+  const auto record = [&](const std::optional<Error>& error) {
+    outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
+  };
+  const std::function<void()> connects[] = {
+      [&] { client->connectToPort(listener->listeningPort(), loopback, record); },
+      [&] { client->connectToPort(2345, hub, 7, record); },
+  };
+  listen();
+  for (const auto& connectNow : connects) {
+    outcomes.clear();
+    on([&] {
+      for (const auto end : {&PTChannel::close, &PTChannel::cancel}) {
+        connectNow();
+        (client.get()->*end)();
+        EXPECT_FALSE(client->isConnected());
+      }
+      EXPECT_TRUE(outcomes.empty()) << "never within the call";
+      connectNow();
+    });
+    const std::string givenUp = "NSPOSIXErrorDomain " + std::to_string(ECANCELED);
+    ASSERT_TRUE(waitUntil([&] { return outcomes.size() == 3; }));
+    EXPECT_EQ(outcomes, (std::vector<std::string>{givenUp, givenUp, "connected"}));
+    on([&] {
+      EXPECT_TRUE(client->isConnected());
+      client->close();
+    });
+  }
+}
+
+TEST_P(PTChannelTest, AListenerMayBeClosedAndReopenedWithinItsNotice) {
+  std::uint16_t port = 0;
+  listenerDelegate->whenAccepted = [&](PTChannel& channel) {
+    port = channel.listeningPort();
+    channel.close();
+    channel.listenOnPort(port, loopback, [](const std::optional<Error>& error) { EXPECT_FALSE(error); });
+  };
+  listen();
+  for (std::size_t connection = 1; connection <= 3; ++connection) {
+    connect();
+    ASSERT_TRUE(
+        waitUntil([&] { return outcomes.size() == connection && listenerDelegate->accepted.size() == connection; }));
+    on([&] {
+      EXPECT_EQ(listener->listeningPort(), port);
+      client->close();
+    });
+  }
+}
+
+TEST_P(PTChannelTest, OnlyAFailureToAcceptIsReported) {
+  LogRecorder log;
+  listen();
+  Descriptor quiet = newSocket(AF_INET, SOCK_STREAM);
+  ASSERT_TRUE(makeNonBlocking(quiet.get()));
+  ASSERT_EQ(::listen(quiet.get(), 1), 0);
+  on([&] {
+    EXPECT_TRUE(listener->acceptIncomingConnection(quiet.get())) << "the peer has gone before it was accepted";
+    EXPECT_FALSE(listener->acceptIncomingConnection(-1));
+  });
+  EXPECT_EQ(log.take(), std::vector<std::string>{"accept(): Bad file descriptor"});
+}
+
+TEST_P(PTChannelTest, DescribesItself) {
   connectBothEnds();
   client->setUserInfo(std::string("dev"));
   EXPECT_TRUE(client->description().ends_with(" (connected) dev>")) << client->description();

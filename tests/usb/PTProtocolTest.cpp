@@ -30,7 +30,7 @@ TEST(PTProtocolTest, OneProtocolAQueueAndTagsFromOne) {
 std::vector<std::string> framesOf(const std::string& bytes, std::size_t pieceSize) {
   const auto queue = ManualQueue::make();
   SocketPair pair;
-  const auto stream = Stream::adopting(std::move(pair.ours), queue, nullptr);
+  const auto stream = *Stream::adopting(std::move(pair.ours), queue, nullptr);
   std::vector<std::string> reports;
   PTProtocol::readFramesOverChannel(
       stream, [&](const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag, std::uint32_t size,

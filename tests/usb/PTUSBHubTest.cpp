@@ -192,8 +192,9 @@ TEST_F(PTUSBHubTest, ADaemonThatRefusesIsAskedAgain) {
   ASSERT_EQ(daemon.connections.size(), 2u);
   daemon.send(1, StandInDaemon::packet(1, {{"Number", 0}}));
   queue->drain();
-  EXPECT_EQ(log.take(), (std::vector<std::string>{"PTUSBHub failed to initialize: illegal command",
-                                                  "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
+  EXPECT_EQ(log.take(), (std::vector<std::string>{
+                            "PTUSBHub failed to initialize: Error Domain=PTUSBHubError Code=1 \"illegal command\"",
+                            "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
 }
 
 }  // namespace

@@ -9,15 +9,20 @@
 namespace tandemview {
 namespace {
 
+/// The writing is a library's: what it makes of a list is read here by other code.
 TEST(PropertyListTest, EveryTypeSurvivesBothFormats) {
-  const PropertyList dictionary = {{"text", "Grüße <&>"},
+  const PropertyList dictionary = {{"text", "Grüße <&>\"' 𝄞"},
                                    {"number", 10505},
+                                   {"large", 5'000'000'000},
                                    {"negative", -1},
                                    {"yes", true},
+                                   {"no", false},
                                    {"real", 0.5},
-                                   {"list", {1, "two"}},
+                                   {"empty", PropertyList::array()},
+                                   {"list", {1, "two", PropertyList::object()}},
                                    {"nested", {{"key", "value"}}},
-                                   {"bytes", PropertyList::binary({0, 255})}};
+                                   {"long", std::string(70'000, 'x')},
+                                   {"bytes", PropertyList::binary({0, 255, 1, 2})}};
   const auto xml = xmlPropertyList(dictionary);
   ASSERT_TRUE(xml);
   EXPECT_TRUE(xml->text().starts_with("<?xml"));
@@ -28,18 +33,126 @@ TEST(PropertyListTest, EveryTypeSurvivesBothFormats) {
   EXPECT_EQ(dictionaryWithContentsOfData(*binary), dictionary);
 }
 
+std::optional<PropertyList> readXML(const std::string& value) {
+  return dictionaryWithContentsOfData(
+      Data::copying("<?xml version=\"1.0\"?>\n<!DOCTYPE plist PUBLIC \"-//\" \"http://\">\n<plist version=\"1.0\">\n"
+                    "<dict><key>k</key>" +
+                    value + "</dict>\n</plist>\n"));
+}
+
+TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
+  const struct {
+    std::string value;
+    std::optional<PropertyList> expected;
+  } cases[] = {
+      {"<!-- <array> --><string a=\"b\"> x </string>", " x "},
+      {"<true></true>", true},
+      {" <array>\n<false/> <array/>\t<dict/><string/></array>",
+       PropertyList{false, PropertyList::array(), PropertyList::object(), ""}},
+      {"<date>2001-01-02T00:00:01Z</date>", 86'401.0},
+      {"<data>\n\tAAEC\n\t/w==\n</data>", PropertyList::binary({0, 1, 2, 255})},
+      {"<integer>18446744073709551615</integer>", 18446744073709551615u},
+      {"<real>-1.5e3</real>", -1500.0},
+      {"<integer>x</integer>", std::nullopt},
+      {"<integer>[1]</integer>", std::nullopt},
+      {"<date>2001-13-02T00:00:01Z</date>", std::nullopt},
+      {"<data>A*</data>", std::nullopt},
+      {"<string>&#65;</string>", std::nullopt},
+      {"<string>&unknown;</string>", std::nullopt},
+      {"<string>a<b/></string>", std::nullopt},
+      {"<array><true/></dict>", std::nullopt},
+      {"<array>", std::nullopt},
+      {"<!-- <true/>", std::nullopt},
+      {"<unknown/>", std::nullopt},
+      {"<true/><key>second</key>", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& each : cases) {
+    const auto dictionary = readXML(each.value);
+    EXPECT_EQ(dictionary ? std::optional(dictionary->at("k")) : std::nullopt, each.expected) << each.value;
+  }
+}
+
+/// A binary list of these objects, the first one its root.
+Data binaryList(const std::vector<std::string>& objects) {
+  std::string bytes = "bplist00";
+  std::string offsets;
+  for (const std::string& object : objects) {
+    offsets += static_cast<char>(bytes.size());
+    bytes += object;
+  }
+  const auto table = static_cast<char>(bytes.size());
+  const auto number = [](char value) { return std::string(7, '\0') + value; };
+  return Data::copying(bytes + offsets + std::string(6, '\0') + "\1\1" + number(static_cast<char>(objects.size())) +
+                       number(0) + number(table));
+}
+
+/// Arrays that hold the next one so many times each, the last one a leaf.
+Data sharingList(int levels, int width, const std::string& leaf = "\x09") {
+  std::vector<std::string> objects = {"\xd1\x01\x02", "\x51k"};
+  for (int level = 0; level < levels; ++level) {
+    const auto next = static_cast<char>(objects.size() + 1);
+    objects.push_back(static_cast<char>(0xa0 | width) + std::string(static_cast<std::size_t>(width), next));
+  }
+  objects.push_back(leaf);
+  return binaryList(objects);
+}
+
+TEST(PropertyListTest, WhatIsReadStaysWithinItsBounds) {
+  const auto isRead = [](const Data& data) { return dictionaryWithContentsOfData(data).has_value(); };
+  PropertyList nested = PropertyList::array();
+  for (int depth = 2; depth <= deepestPropertyList + 1; ++depth, nested = PropertyList::array({nested})) {
+    const bool isAllowed = depth <= deepestPropertyList;
+    EXPECT_EQ(isRead(*xmlPropertyList({{"k", nested}})), isAllowed) << depth;
+    EXPECT_EQ(isRead(*createReferencingDispatchData({{"k", nested}})), isAllowed) << depth;
+  }
+  std::string siblings;
+  std::string disguised;
+  for (int count = 0; count < 100'000; ++count) {
+    siblings += "<array/>";
+    disguised += "<!--</array>--><array>";
+  }
+  EXPECT_TRUE(readXML("<array>" + siblings + "</array>"));
+  EXPECT_FALSE(readXML(disguised.substr(0, longestPropertyList / 2))) << "a comment closes nothing";
+  EXPECT_FALSE(readXML("<string>" + std::string(longestPropertyList, 'x') + "</string>"));
+
+  EXPECT_EQ(dictionaryWithContentsOfData(sharingList(2, 2)),
+            PropertyList::parse(R"({"k": [[true, true], [true, true]]})"));
+  EXPECT_TRUE(isRead(sharingList(5, 10)));
+  EXPECT_FALSE(isRead(sharingList(17, 2))) << "a quarter of a million values from some hundred bytes";
+  const std::string data = "\x4f\x10\x96" + std::string(150, 'x');
+  EXPECT_TRUE(isRead(sharingList(3, 10, data)));
+  EXPECT_FALSE(isRead(sharingList(4, 10, data))) << "few values, but large ones";
+  EXPECT_FALSE(isRead(binaryList({"\xd1\x01\x02", "\x51k", "\xa1\x02"}))) << "an array that holds itself";
+}
+
 TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
-  std::string deep;
-  for (int level = 0; level < 100'000; ++level) deep += "<array>";
-  for (const std::string& text :
-       {std::string(), std::string("garbage"), std::string("<plist><string>no</string></plist>"),
-        std::string("<?xml version=\"1.0\"?><plist><dict><key>unfinished"), "<plist><dict><key>k</key>" + deep,
-        std::string("bplist00\xff\xff\xff\xff")}) {
-    EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(text))) << text.substr(0, 40);
+  const std::vector<std::string> cases = {
+      "",
+      "garbage",
+      "<plist><string>no</string></plist>",
+      "<dict/>",
+      "<?xml version=\"1.0\"?><plist><dict><key>unfinished",
+      "bplist00\xff\xff\xff\xff",
+      std::string(binaryList({"\x51k"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x09", "\x09"}).text()),
+      std::string(binaryList({"\xd1\x01\x05", "\x51k"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x5f\x13\xff\xff\xff\xff\xff\xff\xff\xff"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x61\xd8\x01"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x14"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x70"}).text()),
+  };
+  for (std::size_t index = 0; index < cases.size(); ++index) {
+    EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(cases[index]))) << index;
+  }
+  const std::string whole(sharingList(2, 2).text());
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(whole.substr(0, length)))) << length;
   }
   LogRecorder log;
   EXPECT_FALSE(createReferencingDispatchData({{"null", nullptr}}));
-  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"Failed to serialize property list: Error Domain=PropertyList Code=0 "
+                                                 "\"a value that no property list can hold\""});
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "protocol/MessageType.h"
 #include "support/PhoneStandIn.h"
 #include "support/SocketPair.h"
+#include "support/StandInDaemon.h"
 
 namespace tandemview {
 namespace {
@@ -122,6 +123,150 @@ TEST_F(USBSenderTest, TellsDevicesApart) {
   sender->retryConnection();
   queue->drain();
   EXPECT_EQ(phone->connectedTo, (std::vector<std::int64_t>{7, 9})) << "the last one attached is the target";
+}
+
+/// With a daemon that answers when the test says so.
+class USBSenderAttemptsTest : public testing::Test {
+ protected:
+  USBSenderAttemptsTest() {
+    hub = PTUSBHub::listeningHub(
+        {.socketPath = daemon.socketPath(), .program = {}, .queue = queue, .notificationCenter = center});
+    queue->drain();
+    daemon.send(0, StandInDaemon::packet(1, {{"MessageType", "Result"}, {"Number", 0}}));
+    sender->onClientConnected = [this] { calls.push_back("connected"); };
+    sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
+    sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
+    sender->start();
+    queue->drain();
+  }
+  void announce(const char* type, std::int64_t deviceID) {
+    daemon.send(0, StandInDaemon::packet(0, {{"MessageType", type}, {"DeviceID", deviceID}}));
+    queue->drain();
+  }
+  /// Accepts the Connect of a connection; its device touches the screen at once.
+  void accept(std::size_t connection) {
+    if (!daemon.isOpen(connection)) return;
+    daemon.send(connection, StandInDaemon::packet(1, {{"Number", 0}}));
+    touch(connection);
+  }
+  void touch(std::size_t connection) {
+    const Data payload = Data::copying(std::to_string(connection));
+    daemon.send(connection, PTProtocol::createDispatchDataWithFrameOfType(MessageType::touchEvent, 0, payload));
+    queue->drain();
+  }
+  /// The connections that are open, the listening one left out.
+  std::vector<std::size_t> openConnections() const {
+    std::vector<std::size_t> open;
+    for (std::size_t connection = 1; connection < daemon.connections.size(); ++connection) {
+      if (daemon.isOpen(connection)) open.push_back(connection);
+    }
+    return open;
+  }
+
+  using Connections = std::vector<std::size_t>;
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  LogRecorder log;
+  StandInDaemon daemon{queue};
+  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
+  std::shared_ptr<PTUSBHub> hub;
+  std::shared_ptr<USBSender> sender =
+      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
+                                                                .notificationCenter = center,
+                                                                .clock = std::make_shared<ManualClock>(queue),
+                                                                .program = {},
+                                                                .sharedHub = [this] { return hub; }});
+  std::vector<std::string> calls;
+};
+
+TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {
+  announce("Attached", 7);
+  queue->advance(4.1);  // two retries while the daemon thinks
+  ASSERT_EQ(openConnections(), (Connections{1, 2, 3}));
+  accept(2);
+  EXPECT_EQ(openConnections(), (Connections{2, 3})) << "the older attempt comes too late";
+  accept(1);
+  const auto replaced = sender->peerChannel();
+  accept(3);
+  EXPECT_EQ(openConnections(), Connections{3});
+  EXPECT_FALSE(replaced->isConnected());
+  touch(2);
+  touch(3);
+  queue->advance(20);
+  EXPECT_EQ(openConnections(), Connections{3});
+  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "touch 2", "connected", "touch 3", "touch 3"}));
+}
+
+TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {
+  const struct {
+    const char* name;
+    std::function<void()> reason;
+    Connections left;
+  } cases[] = {
+      {"the sender stops", [&] { sender->stop(); }, {}},
+      {"the device goes", [&] { announce("Detached", 7); }, {}},
+      {"another device goes", [&] { announce("Detached", 9); }, {1, 2}},
+      {"another device comes", [&] { announce("Attached", 8); }, {3}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    announce("Attached", 7);
+    queue->advance(2.1);
+    ASSERT_EQ(openConnections(), (Connections{1, 2}));
+    log.take();
+    each.reason();
+    queue->drain();
+    EXPECT_EQ(openConnections(), each.left);
+    calls.clear();
+    for (const std::size_t connection : {1, 2}) accept(connection);
+    EXPECT_EQ(calls.empty(), each.left.size() < 2) << "a late answer is none";
+    for (const std::string& line : log.take()) EXPECT_FALSE(line.starts_with("❌")) << line;
+
+    sender->stop();
+    announce("Detached", 7);
+    announce("Detached", 8);
+    daemon.connections.resize(1);
+    sender->start();
+  }
+}
+
+TEST_F(USBSenderAttemptsTest, ARetryEndsWithTheDeviceToo) {
+  announce("Attached", 7);
+  accept(1);
+  daemon.connections.at(1)->stream->stop();  // the companion app quits
+  queue->advance(2.1);
+  ASSERT_EQ(openConnections(), Connections{2});
+  announce("Detached", 7);
+  EXPECT_EQ(openConnections(), Connections{});
+}
+
+TEST_F(USBSenderAttemptsTest, AnswersToPingsDoNotPileUp) {
+  const auto ping = [&](int count) {
+    std::string pings;
+    for (int index = 0; index < count; ++index) pings += fromHex("00000001 00000066 00000000 00000008") + "12345678";
+    daemon.send(1, Data::copying(pings));
+    queue->drain();
+  };
+  const auto readPongs = [&] {
+    constexpr std::size_t pongSize = PTProtocol::headerSize + 16;
+    std::string bytes;
+    std::string buffer(100'000, ' ');
+    while (true) {
+      const int socket = daemon.connections.at(1)->stream->descriptor();
+      const ssize_t count = ::recv(socket, buffer.data(), buffer.size(), MSG_DONTWAIT);
+      if (count <= 0) return bytes.size() / pongSize;
+      bytes.append(buffer, 0, static_cast<std::size_t>(count));
+      queue->drain();
+    }
+  };
+  announce("Attached", 7);
+  accept(1);
+  readPongs();
+  ping(10);
+  EXPECT_EQ(readPongs(), 10u);
+  ping(20'000);
+  EXPECT_LT(readPongs(), 10'000u) << "what the socket takes, and a few more";
+  ping(10);
+  EXPECT_EQ(readPongs(), 10u) << "once they are read, pings are answered again";
 }
 
 TEST_F(USBSenderTest, StopEndsEverything) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
+
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/ManualWallClock.h"
@@ -25,7 +27,36 @@ std::string envelope(const std::string& message) {
   return prefix(static_cast<std::uint32_t>(message.size())) + message;
 }
 
+std::string touch(int number) {
+  return R"({"type":1,"x":1,"y":)" + std::to_string(number) + "}";
+}
+
 const Error broken{.domain = "test", .code = 1, .description = "broken"};
+
+/// A queue that can be kept busy; what comes meanwhile waits.
+class BusyQueue final : public Queue {
+ public:
+  explicit BusyQueue(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+  void async(Work work) override {
+    if (!isBusy) return queue_->async(std::move(work));
+    waiting.push_back(std::move(work));
+  }
+  void after(double seconds, Work work) override {
+    queue_->after(seconds, [this, work = std::move(work)] { async(work); });
+  }
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override { return queue_->watch(descriptor); }
+
+  void goOn() {
+    isBusy = false;
+    for (Work& work : std::exchange(waiting, {})) queue_->async(std::move(work));
+  }
+
+  bool isBusy = false;
+  std::deque<Work> waiting;
+
+ private:
+  const std::shared_ptr<Queue> queue_;
+};
 
 class WiFiSenderTest : public testing::Test {
  protected:
@@ -38,6 +69,7 @@ class WiFiSenderTest : public testing::Test {
     };
     sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
+    sender->onCodeContested = [this] { calls.push_back("contested"); };
   }
 
   RecordingWiFiNetwork::Browser& browser() const { return *network->browsers().back(); }
@@ -47,9 +79,10 @@ class WiFiSenderTest : public testing::Test {
     sender->start();
     queue->advance(0.3);
   }
+  /// What is found, and who announces it.
   void find(const Lines& names) {
     browser().find(names);
-    queue->drain();
+    queue->advance(0.3);
   }
   /// A link that is up, its announcement made and the record empty.
   void connect(bool holdsSends = false) {
@@ -85,17 +118,18 @@ class WiFiSenderTest : public testing::Test {
   LogRecorder log;
   Lines calls;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::shared_ptr<BusyQueue> mainQueue = std::make_shared<BusyQueue>(queue);
   std::shared_ptr<ManualWallClock> wallClock = std::make_shared<ManualWallClock>(queue);
   std::shared_ptr<RecordingWiFiNetwork> network = std::make_shared<RecordingWiFiNetwork>();
   std::shared_ptr<MemoryUserDefaults> userDefaults = std::make_shared<MemoryUserDefaults>();
-  std::shared_ptr<WiFiSender> sender =
-      std::make_shared<WiFiSender>(WiFiSender::Surroundings{.mainQueue = queue,
-                                                            .queue = queue,
-                                                            .network = network,
-                                                            .userDefaults = userDefaults,
-                                                            .clock = std::make_shared<ManualClock>(queue, 1.5 - 0.3),
-                                                            .wallClock = wallClock,
-                                                            .program = {.name = "Tandemview"}});
+  std::shared_ptr<WiFiSender> sender = std::make_shared<WiFiSender>(
+      WiFiSender::Surroundings{.mainQueue = mainQueue,
+                               .queue = queue,
+                               .network = network,
+                               .userDefaults = userDefaults,
+                               .clock = std::make_shared<ManualClock>(queue, 2.0 - 0.3 - 0.3 - 0.5),
+                               .wallClock = wallClock,
+                               .program = {.name = "Tandemview"}});
 };
 
 TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
@@ -117,11 +151,14 @@ TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
   EXPECT_TRUE(browser().isRunning());
 
   find({"ScrRcv-12", "ScrRcv-47"});
-  EXPECT_TRUE(log.take().empty()) << "a connection is being made already";
+  sendFrames(10, "too early");
+  EXPECT_TRUE(log.take().empty()) << "a connection is being made already, and no link stands yet";
   EXPECT_EQ(network->connections().size(), 1u);
+  EXPECT_FALSE(sender->isLive());
 
   link().becomeReady();
   queue->drain();
+  EXPECT_TRUE(sender->isLive());
   EXPECT_EQ(log.take(), Lines{"✅ WiFiSender: Connected to iPhone via P2P WiFi!"});
   EXPECT_FALSE(browser().isRunning());
   EXPECT_EQ(link().takeSent(),
@@ -147,6 +184,34 @@ TEST_F(WiFiSenderTest, TellsMessagesApartByTheirContent) {
   EXPECT_TRUE(log.take().empty());
 }
 
+TEST_F(WiFiSenderTest, HoldsThePhoneUpWhileTheMainQueueIsBusy) {
+  connect();
+  mainQueue->isBusy = true;
+  Lines expected;
+  std::string flood;
+  for (int number = 0; number < 500; ++number) {
+    const std::string key = R"({"kind":"key","number":)" + std::to_string(number) + "}";
+    const std::string info = R"({"scale":3,"height":1,"width":)" + std::to_string(number) + "}";
+    expected.insert(expected.end(), {"touch " + touch(number), "key " + key, "info " + std::to_string(number)});
+    flood += envelope(touch(number)) + envelope(key) + envelope(info);
+  }
+  say(ping);
+  EXPECT_EQ(link().takeSent().size(), 1u) << "a ping needs no main queue";
+  link().deliver(flood);
+  say(ping);
+  EXPECT_EQ(mainQueue->waiting.size(), 16u);
+  queue->advance(30);
+  mainQueue->goOn();
+  queue->drain();
+  EXPECT_EQ(calls, expected);
+  EXPECT_EQ(link().takeSent().size(), 1u) << "the ping behind the flood";
+  queue->advance(10);
+  EXPECT_TRUE(sender->isLive()) << "the silence was ours";
+  EXPECT_TRUE(log.take().empty());
+  queue->advance(2);
+  EXPECT_FALSE(sender->isLive());
+}
+
 TEST_F(WiFiSenderTest, AnImpossibleLengthDropsTheLink) {
   for (const auto& [length, text] :
        {std::pair{0u, "0"}, std::pair{1'000'001u, "1000001"}, std::pair{0xFFFFFFFFu, "4294967295"}}) {
@@ -157,7 +222,7 @@ TEST_F(WiFiSenderTest, AnImpossibleLengthDropsTheLink) {
     EXPECT_EQ(log.take(),
               (Lines{"⚠️ WiFiSender: Invalid message length " + std::string(text) + " - dropping connection",
                      "🔄 WiFiSender: Stale WiFi connection dropped — resuming browsing"}));
-    EXPECT_TRUE(link().isCancelled());
+    EXPECT_TRUE(link().hasEnded());
     EXPECT_FALSE(sender->connection());
     EXPECT_EQ(calls, (Lines{"disconnected", "disconnected"})) << "for the drop, and when it is done";
     queue->advance(20);
@@ -226,7 +291,32 @@ TEST_F(WiFiSenderTest, AFailedAttemptGoesOnBrowsingAndAFailedLinkBrowsesAnew) {
   EXPECT_EQ(network->browsers().size(), 4u) << "a link that is there needs no search";
 }
 
+TEST_F(WiFiSenderTest, ALinkThatEndsBeforeItIsAnnouncedLeavesNoGhost) {
+  browse();
+  beginLink();
+  link().endStream();
+  queue->drain();
+  EXPECT_FALSE(sender->isLive());
+  sendFrames(1, "picture");
+  EXPECT_EQ(link().takeSent().size(), 1u) << "only the greeting";
+  queue->advance(0.5);
+  EXPECT_EQ(calls, (Lines{"disconnected", "connected", "disconnected"}));
+
+  browse();
+  beginLink();
+  sender->stop();
+  queue->advance(1);
+  EXPECT_EQ(calls, (Lines{"disconnected", "connected", "disconnected", "disconnected", "disconnected", "connected",
+                          "disconnected"}));
+}
+
 TEST_F(WiFiSenderTest, TheEndOfTheStreamIsToldAndReceiveErrorsWaitForTheHeartbeat) {
+  connect();
+  link().deliver(envelope(touch(1)));
+  link().endStream();
+  queue->drain();
+  EXPECT_EQ(calls, (Lines{"touch " + touch(1), "disconnected"}));
+
   for (const auto& [begun, line] : {std::pair{""s, "❌ WiFiSender: Receive error: broken"},
                                     {prefix(100) + "half", "❌ WiFiSender: Data receive error: broken"}}) {
     connect();
@@ -285,38 +375,35 @@ TEST_F(WiFiSenderTest, StopEndsTheSearchAndTheLink) {
   connect();
   sender->stop();
   EXPECT_FALSE(sender->connection());
-  EXPECT_TRUE(link().isCancelled());
+  EXPECT_TRUE(link().hasEnded());
   sendFrames(1, "picture");
-  say(R"({"type":1,"x":1,"y":1})");
+  say(touch(1));
   EXPECT_TRUE(link().takeSent().empty());
   queue->advance(20);
   EXPECT_EQ(calls, Lines{"disconnected"}) << "when the connection is cancelled";
   EXPECT_EQ(log.take(), (Lines{"🛑 WiFiSender: Stopping...", "❌ WiFiSender: Receive error: Operation canceled"}));
-
-  browse();
-  beginLink();
-  sender->stop();
-  queue->advance(1);
-  EXPECT_EQ(calls, (Lines{"disconnected", "disconnected", "connected", "disconnected"}))
-      << "of a link that ended before it was announced, the owner hears both";
 }
 
 TEST_F(WiFiSenderTest, ReportsOfAnEarlierLinkDoNotTouchTheNext) {
+  browse();
+  find({"ScrRcv-47"});
+  const auto attempt = network->connections().back();
+  attempt->holdReports();
+  attempt->becomeReady();
   connect(/*holdsSends=*/true);
   const auto oldLink = network->connections().back();
-  const std::string touch = R"({"type":1,"x":1,"y":1})";
-  oldLink->deliver(prefix(static_cast<std::uint32_t>(touch.size())));
+  oldLink->deliver(prefix(static_cast<std::uint32_t>(touch(1).size())));
   sendFrames(4, "old");
   queue->drain();
   oldLink->holdReports();
-  oldLink->deliver(touch);
+  oldLink->deliver(touch(1));
+  oldLink->fail(broken);
   connect(/*holdsSends=*/true);
   sendFrames(3, "new");
-  oldLink->becomeReady();
-  oldLink->fail(broken);
+  attempt->releaseReports();
   oldLink->releaseReports();
   queue->drain();
-  EXPECT_TRUE(sender->connection());
+  EXPECT_TRUE(sender->isLive());
   EXPECT_TRUE(calls.empty());
   log.take();
   sendFrames(1, "one too many");
@@ -325,7 +412,93 @@ TEST_F(WiFiSenderTest, ReportsOfAnEarlierLinkDoNotTouchTheNext) {
   queue->advance(5);
   say(ping);
   queue->advance(8);
-  EXPECT_TRUE(sender->connection()) << "its heartbeat counts from its own messages";
+  EXPECT_TRUE(sender->isLive()) << "its heartbeat counts from its own messages";
+}
+
+TEST_F(WiFiSenderTest, ConnectsOnlyToWhoMayBeThePhone) {
+  const Lines codes = {"ScrRcv-10", "ScrRcv-11", "ScrRcv-12", "ScrRcv-13", "ScrRcv-47"};
+  const WiFiBrowser::HostNames rogue = {"rogue.local"};
+  struct Case {
+    const char* name;
+    std::map<std::string, WiFiBrowser::HostNames> hosts;
+    std::string line;  // none: it connects
+    Lines calls;
+  };
+  for (const Case& each : std::vector<Case>{
+           {"a phone among other phones", {}, "", {}},
+           {"a host that the system can't name", {{"ScrRcv-47", {}}}, "", {}},
+           {"a phone whose user typed three wrong codes before",
+            {{"ScrRcv-47", rogue}, {"ScrRcv-10", rogue}, {"ScrRcv-11", rogue}, {"ScrRcv-12", rogue}},
+            "",
+            {}},
+           {"one host with many codes",
+            {{"ScrRcv-47", rogue},
+             {"ScrRcv-10", rogue},
+             {"ScrRcv-11", rogue},
+             {"ScrRcv-12", rogue},
+             {"ScrRcv-13", rogue}},
+            "⚠️ WiFiSender: Ignoring rogue.local: it announces 5 pairing codes, and a phone has one",
+            {}},
+           {"two hosts with our code",
+            {{"ScrRcv-47", {"phone.local", "rogue.local"}}},
+            "⚠️ WiFiSender: 2 devices announce our pairing code (phone.local, rogue.local...) - "
+            "connecting to none of them: "
+            "one may be somebody else",
+            {"contested"}},
+           {"the same again, which is told but once",
+            {{"ScrRcv-47", {"a.local", "b.local", "c.local"}}},
+            "⚠️ WiFiSender: 3 devices announce our pairing code (a.local, b.local...) - connecting to "
+            "none of them: one may "
+            "be somebody else",
+            {}}}) {
+    SCOPED_TRACE(each.name);
+    browse();
+    log.take();
+    calls.clear();
+    const std::size_t connections = network->connections().size();
+    browser().hosts = each.hosts;
+    find(codes);
+    Lines lines = log.take();
+    lines.erase(lines.begin(), lines.begin() + 4);  // of the strangers
+    EXPECT_EQ(calls, each.calls);
+    if (each.line.empty()) {
+      EXPECT_EQ(lines, Lines{"📱 WiFiSender: Found matching device (ScrRcv-47), connecting..."});
+      EXPECT_EQ(network->connections().size(), connections + 1);
+      continue;
+    }
+    EXPECT_EQ(lines, Lines{each.line});
+    queue->advance(6);
+    EXPECT_TRUE(log.take().empty()) << "one line as long as nothing changes";
+    EXPECT_EQ(network->connections().size(), connections);
+    browser().hosts.clear();
+    queue->advance(5.4);
+    EXPECT_EQ(network->connections().size(), connections + 1) << "it looks again by itself";
+  }
+}
+
+TEST_F(WiFiSenderTest, AThousandStrangersCostALine) {
+  browse();
+  Lines names;
+  for (int number = 100; number < 116; ++number) names.push_back("ScrRcv-" + std::to_string(number));
+  log.take();
+  find(names);
+  EXPECT_EQ(log.take().size(), names.size());
+  names.emplace_back("ScrRcv-116");
+  find(names);
+  EXPECT_EQ(log.take(), Lines{"📱 WiFiSender: Ignoring 17 devices with different pairing codes"});
+}
+
+TEST_F(WiFiSenderTest, ASearchThatEndsWhileItAsksDoesNotBlockTheNext) {
+  for (const bool fails : {true, false}) {
+    browse();
+    browser().find({"ScrRcv-47"});
+    queue->advance(0.1);
+    if (fails) browser().fail(broken);
+    browse();
+    queue->advance(1);
+    find({"ScrRcv-47"});
+    EXPECT_TRUE(sender->connection());
+  }
 }
 
 TEST_F(WiFiSenderTest, ASenderThatIsGoneDoesNothing) {

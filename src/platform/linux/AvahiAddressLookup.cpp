@@ -1,8 +1,12 @@
 #include "platform/linux/AvahiAddressLookup.h"
 
-#include <algorithm>
-#include <cstring>
+#include <arpa/inet.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <optional>
 #include <utility>
+
+#include "platform/linux/AvahiNames.h"
 
 namespace tandemview {
 
@@ -11,27 +15,21 @@ namespace {
 /// A host with more interfaces than that has found the service on enough of them.
 constexpr std::size_t mostResolvers = 32;
 
-sockaddr_in6 ipv6Address(const AvahiAddress& address, std::uint16_t port, AvahiIfIndex interface) {
+std::optional<SocketAddress> ipv6Address(const std::string& text, std::uint16_t port, std::int32_t interface) {
   sockaddr_in6 result{};
   result.sin6_family = AF_INET6;
   result.sin6_port = htons(port);
-  std::memcpy(&result.sin6_addr, address.data.ipv6.address, sizeof(result.sin6_addr));
+  if (::inet_pton(AF_INET6, text.c_str(), &result.sin6_addr) != 1) return std::nullopt;
   if (IN6_IS_ADDR_LINKLOCAL(&result.sin6_addr)) result.sin6_scope_id = static_cast<std::uint32_t>(interface);
-  return result;
+  return SocketAddress{.address = result, .interface = interface};
 }
 
-sockaddr_in ipv4Address(const AvahiAddress& address, std::uint16_t port) {
+std::optional<SocketAddress> ipv4Address(const std::string& text, std::uint16_t port, std::int32_t interface) {
   sockaddr_in result{};
   result.sin_family = AF_INET;
   result.sin_port = htons(port);
-  result.sin_addr.s_addr = address.data.ipv4.address;
-  return result;
-}
-
-template <typename Address>
-std::vector<unsigned char> bytesOf(const Address& address) {
-  const auto* first = reinterpret_cast<const unsigned char*>(&address);
-  return {first, first + sizeof(address)};
+  if (::inet_pton(AF_INET, text.c_str(), &result.sin_addr) != 1) return std::nullopt;
+  return SocketAddress{.address = result, .interface = interface};
 }
 
 }  // namespace
@@ -48,14 +46,9 @@ AvahiAddressLookup::AvahiAddressLookup(std::shared_ptr<AvahiDaemon> daemon, Outp
 
 void AvahiAddressLookup::ask(const AvahiEndpoint& endpoint) {
   daemon_->add(shared_from_this());
-  AvahiClient* const client = daemon_->client();
   for (const AvahiLocation& location : endpoint.locations) {
-    for (const AvahiProtocol family : {AVAHI_PROTO_INET6, AVAHI_PROTO_INET}) {
-      if (!client || resolvers_.size() == mostResolvers) break;
-      AvahiServiceResolver* const resolver = avahi_service_resolver_new(
-          client, location.interface, location.protocol, endpoint.service.name.c_str(), endpoint.service.type.c_str(),
-          endpoint.service.domain.c_str(), family, AvahiLookupFlags{}, resolverReported, this);
-      if (resolver) resolvers_.emplace_back(resolver, avahi_service_resolver_free);
+    for (const std::int32_t family : {AvahiNames::ipv6, AvahiNames::ipv4}) {
+      if (daemon_->isRunning() && resolvers_.size() < mostResolvers) askAt(location, family, endpoint.service);
     }
   }
   if (!resolvers_.empty()) return;
@@ -64,28 +57,42 @@ void AvahiAddressLookup::ask(const AvahiEndpoint& endpoint) {
   });
 }
 
+void AvahiAddressLookup::askAt(const AvahiLocation& location, std::int32_t family, const AvahiServiceName& service) {
+  const std::size_t resolver = resolvers_.size();
+  resolvers_.push_back(daemon_->make(AvahiNames::serviceResolver, "ServiceResolverNew",
+                                     [&](sdbus::Message& call) {
+                                       call << location.interface << location.protocol << service.name << service.type
+                                            << service.domain << family
+                                            << (AvahiNames::byMulticast | AvahiNames::withoutText);
+                                     },
+                                     {.didSignal =
+                                          [this, resolver](const std::string& signal, sdbus::Message& arguments) {
+                                            if (signal == "Found") found(arguments);
+                                            answered(resolver);
+                                          },
+                                      .didFail = [this, resolver](const Error&) { answered(resolver); }}));
+}
+
 void AvahiAddressLookup::daemonDidStop() {
   resolvers_.clear();
   end();
 }
 
-void AvahiAddressLookup::resolverReported(AvahiServiceResolver* resolver, AvahiIfIndex interface, AvahiProtocol,
-                                          AvahiResolverEvent event, const char*, const char*, const char*, const char*,
-                                          const AvahiAddress* address, std::uint16_t port, AvahiStringList*,
-                                          AvahiLookupResultFlags, void* lookup) {
-  const auto self = static_cast<AvahiAddressLookup*>(lookup)->shared_from_this();
-  if (event == AVAHI_RESOLVER_FOUND) self->found(*address, port, interface);
-  self->answered_.insert(resolver);
-  if (self->answered_.size() == self->resolvers_.size()) self->end();
+void AvahiAddressLookup::found(sdbus::Message& arguments) {
+  AvahiLocation location;
+  std::string name, type, domain, host, text;
+  std::int32_t family = AvahiNames::anyProtocol;
+  std::uint16_t port = 0;
+  arguments >> location.interface >> location.protocol >> name >> type >> domain >> host >> family >> text >> port;
+  const auto address = family == AvahiNames::ipv6 ? ipv6Address(text, port, location.interface)
+                                                  : ipv4Address(text, port, location.interface);
+  if (!address || !known_.emplace(location.interface, text + " " + std::to_string(port)).second) return;
+  if (output_.didFindAddress) output_.didFindAddress(*address);
 }
 
-void AvahiAddressLookup::found(const AvahiAddress& address, std::uint16_t port, AvahiIfIndex interface) {
-  SocketAddress result{.address = ipv4Address(address, port), .interface = interface};
-  if (address.proto == AVAHI_PROTO_INET6) result.address = ipv6Address(address, port, interface);
-  std::vector<unsigned char> bytes = std::visit([](const auto& ip) { return bytesOf(ip); }, result.address);
-  if (std::ranges::find(known_, bytes) != known_.end()) return;
-  known_.push_back(std::move(bytes));
-  if (output_.didFindAddress) output_.didFindAddress(result);
+void AvahiAddressLookup::answered(std::size_t resolver) {
+  answered_.insert(resolver);
+  if (answered_.size() == resolvers_.size()) end();
 }
 
 void AvahiAddressLookup::end() {

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <avahi-client/lookup.h>
-
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/AvahiDaemon.h"
@@ -19,7 +18,7 @@ namespace tandemview {
 class AvahiAddressLookup final : public AvahiDaemonUser, public std::enable_shared_from_this<AvahiAddressLookup> {
  public:
   struct Output {
-    std::function<void(const SocketAddress&)> didFindAddress;  // each once
+    std::function<void(const SocketAddress&)> didFindAddress;  // each once at each interface
     std::function<void()> didEnd;                              // every question is answered, or nobody is there to ask
   };
 
@@ -27,25 +26,21 @@ class AvahiAddressLookup final : public AvahiDaemonUser, public std::enable_shar
                                                    Output output);
 
  private:
-  using Resolver = std::unique_ptr<AvahiServiceResolver, int (*)(AvahiServiceResolver*)>;
-
   AvahiAddressLookup(std::shared_ptr<AvahiDaemon> daemon, Output output);
 
   void ask(const AvahiEndpoint& endpoint);
-  void daemonDidStart(AvahiClient&) override {}
+  void askAt(const AvahiLocation& location, std::int32_t family, const AvahiServiceName& service);
+  void daemonDidStart() override {}
   void daemonDidStop() override;
-  static void resolverReported(AvahiServiceResolver* resolver, AvahiIfIndex interface, AvahiProtocol protocol,
-                               AvahiResolverEvent event, const char* name, const char* type, const char* domain,
-                               const char* host, const AvahiAddress* address, std::uint16_t port, AvahiStringList* text,
-                               AvahiLookupResultFlags flags, void* lookup);
-  void found(const AvahiAddress& address, std::uint16_t port, AvahiIfIndex interface);
+  void found(sdbus::Message& arguments);
+  void answered(std::size_t resolver);
   void end();
 
   const std::shared_ptr<AvahiDaemon> daemon_;
   Output output_;
-  std::vector<Resolver> resolvers_;
-  std::set<const AvahiServiceResolver*> answered_;  // they may report again
-  std::vector<std::vector<unsigned char>> known_;   // the addresses found
+  std::vector<std::shared_ptr<AvahiObject>> resolvers_;
+  std::set<std::size_t> answered_;                        // they may report again
+  std::set<std::pair<std::int32_t, std::string>> known_;  // the addresses found, by interface
 };
 
 }  // namespace tandemview

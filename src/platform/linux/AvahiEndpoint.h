@@ -1,8 +1,7 @@
 #pragma once
 
-#include <avahi-common/address.h>
-
 #include <compare>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
@@ -15,8 +14,8 @@ class AvahiServiceSearch;
 
 /// Where a service has been seen: on an interface, by multicast of one address family.
 struct AvahiLocation {
-  AvahiIfIndex interface = AVAHI_IF_UNSPEC;
-  AvahiProtocol protocol = AVAHI_PROTO_UNSPEC;
+  std::int32_t interface = 0;
+  std::int32_t protocol = 0;  // as in AvahiNames
 
   auto operator<=>(const AvahiLocation&) const = default;
 };

@@ -89,7 +89,9 @@ void AvahiLink::connected(Result<Descriptor> socket) {
   lookup_ = nullptr;
   race_ = nullptr;
   ::setsockopt(socket->get(), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &mostUnsent, sizeof(mostUnsent));
-  stream_ = Stream::adopting(std::move(*socket), daemon_->queue(), nullptr);
+  auto stream = Stream::adopting(std::move(*socket), daemon_->queue(), nullptr);
+  if (!stream) return fail(stream.error());
+  stream_ = std::move(*stream);
   state_ = State::Ready;
   runDeferred();
   output_.didBecomeReady();

@@ -1,9 +1,11 @@
 #include "platform/linux/AvahiServiceSearch.h"
 
-#include <avahi-common/error.h>
+#include <sdbus-c++/sdbus-c++.h>
 
 #include <utility>
-#include <vector>
+
+#include "platform/linux/AvahiNames.h"
+#include "runtime/Log.h"
 
 namespace tandemview {
 
@@ -20,7 +22,7 @@ constexpr double retrySeconds = 5;
 }  // namespace
 
 AvahiServiceSearch::AvahiServiceSearch(std::shared_ptr<AvahiDaemon> daemon, std::string serviceType)
-    : daemon_(std::move(daemon)), serviceType_(std::move(serviceType)), browser_(nullptr, avahi_service_browser_free) {}
+    : daemon_(std::move(daemon)), serviceType_(std::move(serviceType)) {}
 
 void AvahiServiceSearch::start(WiFiBrowserOutput output) {
   if (state_ != State::Idle) return;
@@ -29,9 +31,15 @@ void AvahiServiceSearch::start(WiFiBrowserOutput output) {
   daemon_->add(shared_from_this());
 }
 
+void AvahiServiceSearch::findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services, double seconds,
+                                   WiFiBrowser::HostsCompletion completion) {
+  if (state_ == State::Running) inquiry_ = AvahiHostInquiry::start(daemon_, services, seconds, std::move(completion));
+}
+
 void AvahiServiceSearch::cancel() {
   state_ = State::Ended;
   browser_ = nullptr;
+  inquiry_ = nullptr;
 }
 
 void AvahiServiceSearch::reportAgain() {
@@ -40,14 +48,8 @@ void AvahiServiceSearch::reportAgain() {
   });
 }
 
-void AvahiServiceSearch::daemonDidStart(AvahiClient& client) {
-  if (state_ != State::Running) return;
-  browser_.reset(avahi_service_browser_new(&client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, serviceType_.c_str(),
-                                           /*domain=*/nullptr, AvahiLookupFlags{}, browserReported, this));
-  if (browser_) return output_.didBecomeReady();
-  const Error error = daemon_->lastError();
-  if (error.code == AVAHI_ERR_INVALID_SERVICE_TYPE) return fail(error);
-  daemon_->reconnect();
+void AvahiServiceSearch::daemonDidStart() {
+  browse();
 }
 
 void AvahiServiceSearch::daemonDidStop() {
@@ -56,32 +58,55 @@ void AvahiServiceSearch::daemonDidStop() {
   resultsChanged();
 }
 
-void AvahiServiceSearch::browserReported(AvahiServiceBrowser*, AvahiIfIndex interface, AvahiProtocol protocol,
-                                         AvahiBrowserEvent event, const char* name, const char* type,
-                                         const char* domain, AvahiLookupResultFlags, void* search) {
-  auto& self = *static_cast<AvahiServiceSearch*>(search);
-  switch (event) {
-    case AVAHI_BROWSER_NEW:
-      self.services_[{name, type, domain}].insert({interface, protocol});
-      return self.resultsChanged();
-    case AVAHI_BROWSER_REMOVE: {
-      const auto service = self.services_.find({name, type, domain});
-      if (service == self.services_.end()) return;
-      service->second.erase({interface, protocol});
-      if (service->second.empty()) self.services_.erase(service);
-      return self.resultsChanged();
-    }
-    case AVAHI_BROWSER_FAILURE:
-      return self.daemon_->reconnect();
-    case AVAHI_BROWSER_CACHE_EXHAUSTED:
-    case AVAHI_BROWSER_ALL_FOR_NOW:
-      return;
-  }
+void AvahiServiceSearch::browse() {
+  if (state_ != State::Running || browser_ || !daemon_->isRunning()) return;
+  browser_ = daemon_->make(AvahiNames::serviceBrowser, "ServiceBrowserNew",
+                           [this](sdbus::Message& call) {
+                             call << AvahiNames::anyInterface << AvahiNames::anyProtocol << serviceType_
+                                  << "" /* the default domain */ << AvahiNames::byMulticast;
+                           },
+                           {.didAppear =
+                                [this] {
+                                  isRefused_ = false;
+                                  output_.didBecomeReady();
+                                },
+                            .didSignal = [this](const std::string& signal,
+                                                sdbus::Message& arguments) { browserReported(signal, arguments); },
+                            .didFail = [this](const Error& error) { browserFailed(error); }});
 }
 
-void AvahiServiceSearch::fail(const Error& error) {
-  state_ = State::Ended;
-  output_.didFail(error);
+void AvahiServiceSearch::browserReported(const std::string& signal, sdbus::Message& arguments) {
+  if (signal == "Failure") {
+    std::string name;
+    arguments >> name;
+    return browserFailed({.domain = name});
+  }
+  if (signal != "ItemNew" && signal != "ItemRemove") return;
+  AvahiLocation location;
+  AvahiServiceName service;
+  arguments >> location.interface >> location.protocol >> service.name >> service.type >> service.domain;
+  if (signal == "ItemNew") {
+    services_[service].insert(location);
+  } else if (const auto known = services_.find(service); known != services_.end()) {
+    known->second.erase(location);
+    if (known->second.empty()) services_.erase(known);
+  }
+  resultsChanged();
+}
+
+/// A search for what is no type of service can only fail. Any other refusal, such as too many objects, may pass.
+void AvahiServiceSearch::browserFailed(const Error& error) {
+  if (error.domain == "org.freedesktop.Avahi.InvalidServiceTypeError") {
+    state_ = State::Ended;
+    return output_.didFail(error);
+  }
+  if (!std::exchange(isRefused_, true)) {
+    Log::print("⚠️ The Avahi daemon does not search for phones: {}", error.localizedDescription());
+  }
+  daemonDidStop();
+  daemon_->queue()->after(retrySeconds, [weak = weak_from_this()] {
+    if (const auto search = weak.lock()) search->browse();
+  });
 }
 
 void AvahiServiceSearch::resultsChanged() {

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <avahi-client/lookup.h>
-
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/linux/AvahiDaemon.h"
 #include "platform/linux/AvahiEndpoint.h"
+#include "platform/linux/AvahiHostInquiry.h"
 #include "wifi/WiFiNetwork.h"
 
 namespace tandemview {
@@ -20,6 +20,8 @@ class AvahiServiceSearch final : public AvahiDaemonUser, public std::enable_shar
 
   /// Without the output's queue: reports come on the daemon's.
   void start(WiFiBrowserOutput output);
+  void findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services, double seconds,
+                 WiFiBrowser::HostsCompletion completion);
   void cancel();
 
   /// Reports the same findings once more, a little later: one of them could not be reached.
@@ -27,14 +29,12 @@ class AvahiServiceSearch final : public AvahiDaemonUser, public std::enable_shar
 
  private:
   enum class State { Idle, Running, Ended };
-  using Browser = std::unique_ptr<AvahiServiceBrowser, int (*)(AvahiServiceBrowser*)>;
 
-  void daemonDidStart(AvahiClient& client) override;
+  void daemonDidStart() override;
   void daemonDidStop() override;
-  static void browserReported(AvahiServiceBrowser* browser, AvahiIfIndex interface, AvahiProtocol protocol,
-                              AvahiBrowserEvent event, const char* name, const char* type, const char* domain,
-                              AvahiLookupResultFlags flags, void* search);
-  void fail(const Error& error);
+  void browse();
+  void browserReported(const std::string& signal, sdbus::Message& arguments);
+  void browserFailed(const Error& error);
   void resultsChanged();
   void reportAfter(double delay);
   void report();
@@ -43,11 +43,13 @@ class AvahiServiceSearch final : public AvahiDaemonUser, public std::enable_shar
   const std::string serviceType_;
   WiFiBrowserOutput output_;
   State state_ = State::Idle;
-  Browser browser_;
+  std::shared_ptr<AvahiObject> browser_;
+  std::shared_ptr<AvahiHostInquiry> inquiry_;
   // The daemon limits how many services it knows at a time.
   std::map<AvahiServiceName, std::set<AvahiLocation>> services_;
   bool hasChanged_ = false;
   bool waitsToReport_ = false;
+  bool isRefused_ = false;  // and that has been said
 };
 
 }  // namespace tandemview

@@ -57,6 +57,13 @@ class AvahiWiFiNetwork::Browser final : public WiFiBrowser {
     });
   }
 
+  void findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services, double seconds,
+                 HostsCompletion completion) override {
+    queue_->async([weak = search_, services, seconds, completion = std::move(completion)] {
+      if (const auto search = weak.lock()) search->findHosts(services, seconds, completion);
+    });
+  }
+
   void cancel() override {
     queue_->async([weak = search_] {
       if (const auto search = weak.lock()) search->cancel();

@@ -84,7 +84,9 @@ void BusConnection::wait() {
   if (!watch_) {
     watched_ = Descriptor(::fcntl(pollData.fd, F_DUPFD_CLOEXEC, 0));
     if (!watched_) return lose();
-    watch_ = queue_->watch(watched_.get());
+    auto watch = queue_->watch(watched_.get());
+    if (!watch) return lose();
+    watch_ = std::move(*watch);
   }
   if (!waitsForReadable_) {
     waitsForReadable_ = true;

@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <utility>
 
-#include "runtime/Socket.h"
-
 namespace tandemview {
 
 namespace {
@@ -24,8 +22,15 @@ bool setOption(const Descriptor& socket, int level, int option, int value) {
   return ::setsockopt(socket.get(), level, option, &value, sizeof(value)) == 0;
 }
 
-bool isIPv4LinkLocal(const sockaddr_in& address) {
-  return ntohl(address.sin_addr.s_addr) >> 16 == 0xA9FE;  // 169.254.0.0/16, RFC 3927
+/// Whoever announces a service may name any address, that of a router's other side or one of our own host's: what is
+/// sent leaves by this interface alone, and no router passes it on. The loopback addresses are reached by the loopback
+/// interface only.
+bool keepToLink(const Descriptor& socket, const SocketAddress& address) {
+  constexpr int noRouter = 1;
+  const bool isIPv6 = address.family() == AF_INET6;
+  if (address.interface <= 0) errno = ENODEV;  // none would mean any
+  return address.interface > 0 && setOption(socket, SOL_SOCKET, SO_BINDTOIFINDEX, address.interface) &&
+         setOption(socket, isIPv6 ? int{IPPROTO_IPV6} : int{IPPROTO_IP}, isIPv6 ? IPV6_UNICAST_HOPS : IP_TTL, noRouter);
 }
 
 }  // namespace
@@ -69,9 +74,11 @@ void ConnectionRace::tryNext() {
   }
   Result<Descriptor> socket = beginConnecting(takeNextAddress());
   if (!socket) return attemptHasFailed(socket.error());
+  auto watch = queue_->watch(socket->get());
+  if (!watch) return attemptHasFailed(watch.error());
   const auto attempt = std::make_shared<Attempt>();
   attempt->socket = std::move(*socket);
-  attempt->watch = queue_->watch(attempt->socket.get());
+  attempt->watch = std::move(*watch);
   attempts_.push_back(attempt);
   attempt->watch->whenWritable([weak = weak_from_this(), weakAttempt = std::weak_ptr(attempt)] {
     const auto race = weak.lock();
@@ -91,11 +98,10 @@ SocketAddress ConnectionRace::takeNextAddress() {
 }
 
 Result<Descriptor> ConnectionRace::beginConnecting(const SocketAddress& address) const {
-  Descriptor socket(::socket(address.family(), SOCK_STREAM, IPPROTO_TCP));
-  if (!socket || !makeNonBlocking(socket.get())) return tl::unexpected(posixError(errno));
-  const auto* ipv4 = std::get_if<sockaddr_in>(&address.address);
-  // An IPv4 address has no place for its link. A system that refuses this finds its way by the routes.
-  if (ipv4 && isIPv4LinkLocal(*ipv4)) setOption(socket, SOL_SOCKET, SO_BINDTOIFINDEX, address.interface);
+  Descriptor socket = newSocket(address.family(), SOCK_STREAM, IPPROTO_TCP);
+  if (!socket || !makeNonBlocking(socket.get()) || !keepToLink(socket, address)) {
+    return tl::unexpected(posixError(errno));
+  }
   // A ping must not wait for the next frame.
   setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
   const int status = std::visit(

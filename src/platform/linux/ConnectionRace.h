@@ -14,7 +14,7 @@ namespace tandemview {
 
 /// TCP connections to the addresses of one peer, of which the first to succeed wins: tried by turns of address family,
 /// one begun a moment after the other (RFC 8305, "Happy Eyeballs Version 2"). Addresses may come while it is under way.
-/// Lives on its queue; letting go of it ends it.
+/// Each is tried by its interface alone, and no further than its link. Lives on its queue; letting go of it ends it.
 class ConnectionRace final : public std::enable_shared_from_this<ConnectionRace> {
  public:
   /// A connected, non-blocking socket, or why the last attempt has failed.

@@ -1,10 +1,11 @@
 #include "platform/linux/DBusMenu.h"
 
-#include <fmt/format.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <tuple>
 #include <utility>
+
+#include "platform/linux/BusService.h"
 
 namespace tandemview {
 
@@ -189,11 +190,7 @@ void DBusMenu::close() {
 }
 
 void DBusMenu::closeWithHost(const std::string& host) {
-  const std::string match = fmt::format(
-      "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-      "arg0='{}'",
-      host);
-  hostWatch_ = surroundings_.connection->bus().addMatch(match, [this](sdbus::Message&) {
+  hostWatch_ = watchOwner(surroundings_.connection->bus(), host, [this](const std::string&) {
     // Not from within the callback that closing does away with.
     surroundings_.queue->async([weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->close();

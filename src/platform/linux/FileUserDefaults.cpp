@@ -1,16 +1,11 @@
 #include "platform/linux/FileUserDefaults.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
 #include <filesystem>
 
 #include "platform/linux/ConfigurationDirectory.h"
 #include "runtime/AtomicFile.h"
-#include "runtime/Descriptor.h"
+#include "runtime/FileContents.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -22,29 +17,8 @@ using nlohmann::json;
 /// A date is an object with this one member: JSON has no type for it.
 constexpr const char* dateMember = "secondsSince1970";
 
-/// Far more than all settings take. Whatever has more is something else.
-constexpr std::size_t largestFile = 1 << 20;
-
 /// No setting nests deeper than a date. Values that do are dropped: writing them again would need a stack as deep.
 constexpr int deepestValue = 8;
-
-/// The text of a regular file; never waits for anything else that may stand in its place.
-Result<std::string> textOfFile(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status {};
-  if (!file || ::fstat(file.get(), &status) != 0) return tl::unexpected(posixError(errno));
-  if (!S_ISREG(status.st_mode)) return tl::unexpected(Error{.description = "it is no regular file"});
-  std::string text;
-  std::array<char, 4096> part;
-  while (true) {
-    const ssize_t count = ::read(file.get(), part.data(), part.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return tl::unexpected(posixError(errno));
-    if (count == 0) return text;
-    text.append(part.data(), static_cast<std::size_t>(count));
-    if (text.size() > largestFile) return tl::unexpected(Error{.description = "it has more than 1 MB"});
-  }
-}
 
 /// Where the chain of links that begins at `path` ends, whether a file is there or not.
 std::filesystem::path endOfLinks(std::filesystem::path path) {
@@ -74,7 +48,7 @@ FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {
 }
 
 void FileUserDefaults::load() {
-  const auto text = textOfFile(path_);
+  const auto text = contentsOfRegularFile(path_);
   if (!text) {
     if (text.error() == posixError(ENOENT)) return;
     return keepInMemory(text.error().localizedDescription());

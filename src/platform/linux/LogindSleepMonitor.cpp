@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/WorkspaceNotifications.h"
+#include "platform/linux/BusService.h"
 #include "platform/linux/Logind.h"
 #include "runtime/Log.h"
 
@@ -14,11 +15,6 @@ namespace tandemview {
 namespace {
 
 constexpr double retrySeconds = 10;
-
-/// Only logind's own comings and goings: the bus need not wake us for anybody else's.
-constexpr const char* logindOwnerMatch =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='org.freedesktop.login1'";
 
 }  // namespace
 
@@ -50,22 +46,18 @@ void LogindSleepMonitor::connected(BusConnection::Opened opened) {
     if (const auto self = weak.lock()) self->connectLater("the system bus is gone");
   });
   try {
-    connection_->bus().addMatch(
-        logindOwnerMatch,
-        [weak](sdbus::Message& message) {
-          std::string name, oldOwner, newOwner;
-          message >> name >> oldOwner >> newOwner;
-          const auto self = weak.lock();
-          if (!self) return;
-          if (newOwner.empty()) return self->logindIsGone("logind is gone");
-          self->takeInhibitor();
-        },
-        sdbus::floating_slot);
-    logind_ = sdbus::createProxy(connection_->bus(), logindName, logindPath);
-    logind_->uponSignal("PrepareForSleep").onInterface(logindInterface).call([weak](bool isAboutToSleep) {
+    const BusService::Place place = {.name = logindName, .path = logindPath, .interface = logindInterface};
+    logind_ = std::make_unique<BusService>(*connection_, place, [weak](bool isThere) {
+      const auto self = weak.lock();
+      if (!self) return;
+      if (!isThere) return self->logindIsGone("logind is gone");
+      self->takeInhibitor();
+    });
+    logind_->uponSignal("PrepareForSleep", [weak](sdbus::Message& message) {
+      bool isAboutToSleep = false;
+      message >> isAboutToSleep;
       if (const auto self = weak.lock()) self->prepareForSleep(isAboutToSleep);
     });
-    logind_->finishRegistration();
   } catch (const sdbus::Error& error) {
     return connectLater(error.getMessage());
   }
@@ -83,7 +75,8 @@ void LogindSleepMonitor::connectLater(const std::string& reason) {
 
 void LogindSleepMonitor::takeInhibitor() {
   try {
-    logind_->callMethodAsync("Inhibit")
+    logind_->object()
+        .callMethodAsync("Inhibit")
         .onInterface(logindInterface)
         .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
         .withArguments("sleep", "Tandemview", "The screen's capture stops first", "delay")

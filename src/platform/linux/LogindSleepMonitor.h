@@ -8,11 +8,9 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/Queue.h"
 
-namespace sdbus {
-class IProxy;
-}
-
 namespace tandemview {
+
+class BusService;
 
 /// Tells of the machine's sleep and wake as logind announces them on the system bus, by the notifications
 /// "NSWorkspaceWillSleepNotification" and "NSWorkspaceDidWakeNotification", which carry nothing. The machine waits
@@ -44,7 +42,7 @@ class LogindSleepMonitor final : public std::enable_shared_from_this<LogindSleep
 
   const Surroundings surroundings_;
   std::shared_ptr<BusConnection> connection_;
-  std::unique_ptr<sdbus::IProxy> logind_;
+  std::unique_ptr<BusService> logind_;
   Descriptor inhibitor_;  // delays the machine's sleep for as long as it is open
   bool isAsleep_ = false;
   bool wasUnavailable_ = false;

@@ -3,27 +3,34 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <charconv>
-#include <chrono>
-#include <map>
 #include <utility>
-#include <vector>
+
+#include "platform/linux/BusService.h"
 
 namespace tandemview {
 
 namespace {
 
-constexpr const char* serverName = "org.freedesktop.Notifications";
-constexpr const char* serverPath = "/org/freedesktop/Notifications";
-constexpr const char* serverInterface = "org.freedesktop.Notifications";
-constexpr const char* serverOwnerMatch =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='org.freedesktop.Notifications'";
+constexpr BusService::Place serverPlace = {.name = "org.freedesktop.Notifications",
+                                           .path = "/org/freedesktop/Notifications",
+                                           .interface = "org.freedesktop.Notifications"};
 
 /// Of freedesktop.org's urgency levels.
 constexpr std::uint8_t normalUrgency = 1;
 constexpr std::uint8_t criticalUrgency = 2;
 
 constexpr std::int32_t neverExpires = 0;
+
+/// Where the program is installed, its desktop file has this name: from there the notification gets its icon, and its
+/// place in the desktop's settings.
+constexpr const char* desktopFile = "org.tandemview.Tandemview";
+
+/// How long the bus and the server may take until the alert goes to the other system: a server that the bus has to
+/// start first needs a moment.
+constexpr double patienceSeconds = 5;
+
+/// Servers tell everybody of everybody's notifications; more than these don't happen before ours is there.
+constexpr std::size_t mostEarlyAnswers = 64;
 
 std::string escapedForMarkup(const std::string& text) {
   static const std::map<char, std::string> entities = {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}};
@@ -40,13 +47,27 @@ std::string escapedForMarkup(const std::string& text) {
 NotificationAlerts::NotificationAlerts(std::shared_ptr<Queue> mainQueue, std::shared_ptr<AlertSystem> fallback)
     : mainQueue_(std::move(mainQueue)), fallback_(std::move(fallback)) {}
 
-NotificationAlerts::~NotificationAlerts() = default;
+NotificationAlerts::~NotificationAlerts() {
+  if (stage_ == Stage::Notified) withdraw(notification_);
+}
 
 void NotificationAlerts::show(const Alert& alert, std::function<void(int button)> answer) {
+  if (stage_ == Stage::Notified) withdraw(notification_);
+  if (stage_ != Stage::Idle) finish(lastButton());
   alert_ = alert;
   answer_ = std::move(answer);
   stage_ = Stage::Asking;
-  if (connection_) return askCapabilities();
+  ++count_;
+  earlyAnswers_.clear();
+  mainQueue_->after(patienceSeconds, [weak = weak_from_this(), count = count_] {
+    const auto self = weak.lock();
+    if (self && self->isAsking(count)) self->fallBack();
+  });
+  if (server_) return askCapabilities();
+  if (!std::exchange(isConnecting_, true)) connect();
+}
+
+void NotificationAlerts::connect() {
   const std::weak_ptr<Queue> weakQueue = mainQueue_;
   BusConnection::open(BusConnection::Bus::Session, [weakQueue, weak = weak_from_this()](BusConnection::Opened opened) {
     const auto queue = weakQueue.lock();
@@ -58,47 +79,43 @@ void NotificationAlerts::show(const Alert& alert, std::function<void(int button)
 }
 
 void NotificationAlerts::connected(BusConnection::Opened opened) {
-  if (!opened) return fallBack();
+  isConnecting_ = false;
+  if (!opened) return busIsGone();
   const auto weak = weak_from_this();
   connection_ = BusConnection::serving(*opened, mainQueue_, [weak] {
     if (const auto self = weak.lock()) self->busIsGone();
   });
   try {
-    connection_->bus().addMatch(
-        serverOwnerMatch,
-        [weak](sdbus::Message& message) {
-          std::string name, oldOwner, newOwner;
-          message >> name >> oldOwner >> newOwner;
-          const auto self = weak.lock();
-          if (self && !oldOwner.empty()) self->serverIsGone();
-        },
-        sdbus::floating_slot);
-    server_ = sdbus::createProxy(connection_->bus(), serverName, serverPath);
-    server_->uponSignal("ActionInvoked")
-        .onInterface(serverInterface)
-        .call([weak](std::uint32_t notification, const std::string& button) {
-          if (const auto self = weak.lock()) self->isChosen(notification, button);
-        });
-    server_->uponSignal("NotificationClosed")
-        .onInterface(serverInterface)
-        .call([weak](std::uint32_t notification, std::uint32_t) {
-          if (const auto self = weak.lock()) self->isClosed(notification);
-        });
-    server_->finishRegistration();
+    server_ = std::make_unique<BusService>(*connection_, serverPlace, [weak](bool) {
+      if (const auto self = weak.lock()) self->serverIsGone();  // whoever is there now knows nothing of ours
+    });
+    server_->uponSignal("ActionInvoked", [weak](sdbus::Message& message) {
+      std::uint32_t notification = 0;
+      std::string button;
+      message >> notification >> button;
+      if (const auto self = weak.lock()) self->isChosen(notification, button);
+    });
+    server_->uponSignal("NotificationClosed", [weak](sdbus::Message& message) {
+      std::uint32_t notification = 0;
+      message >> notification;
+      if (const auto self = weak.lock()) self->isClosed(notification);
+    });
   } catch (const sdbus::Error&) {
     return busIsGone();
   }
-  askCapabilities();
+  if (stage_ == Stage::Asking) askCapabilities();
 }
 
 void NotificationAlerts::askCapabilities() {
   try {
-    server_->callMethodAsync("GetCapabilities")
-        .onInterface(serverInterface)
-        .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
-        .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, const std::vector<std::string>& names) {
+    server_->object()
+        .callMethodAsync("GetCapabilities")
+        .onInterface(serverPlace.interface)
+        .withTimeout(BusService::forever)
+        .uponReplyInvoke([weak = weak_from_this(), count = count_](const sdbus::Error* error,
+                                                                   const std::vector<std::string>& names) {
           const auto self = weak.lock();
-          if (!self || self->stage_ != Stage::Asking) return;
+          if (!self || !self->isAsking(count)) return;
           if (error) return self->fallBack();
           self->notify(Capabilities(names.begin(), names.end()));
         });
@@ -119,38 +136,52 @@ void NotificationAlerts::notify(const Capabilities& capabilities) {
   const bool isWarning = alert_.style == AlertStyle::Warning;
   const std::map<std::string, sdbus::Variant> hints = {
       {"urgency", sdbus::Variant(isWarning ? criticalUrgency : normalUrgency)},
-      {"desktop-entry", sdbus::Variant(std::string("tandemview"))}};
+      {"desktop-entry", sdbus::Variant(std::string(desktopFile))}};
   const std::string& text = alert_.informativeText;
   try {
-    server_->callMethodAsync("Notify")
-        .onInterface(serverInterface)
-        .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
+    server_->object()
+        .callMethodAsync("Notify")
+        .onInterface(serverPlace.interface)
+        .withTimeout(BusService::forever)
         .withArguments(std::string("Tandemview"), std::uint32_t(0), std::string("tandemview"), alert_.message,
                        capabilities.contains("body-markup") ? escapedForMarkup(text) : text, actions, hints,
                        neverExpires)
-        .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, std::uint32_t notification) {
-          const auto self = weak.lock();
-          if (!self || self->stage_ != Stage::Asking) return;
-          if (error) return self->fallBack();
-          self->stage_ = Stage::Notified;
-          self->notification_ = notification;
-        });
+        .uponReplyInvoke(
+            [weak = weak_from_this(), count = count_](const sdbus::Error* error, std::uint32_t notification) {
+              const auto self = weak.lock();
+              if (!self) return;
+              const bool isShown = !error && notification != 0;  // servers count from 1
+              if (self->isAsking(count)) return isShown ? self->isNotified(notification) : self->fallBack();
+              if (isShown) self->withdraw(notification);  // nobody waits for its answer any more
+            });
     connection_->update();
   } catch (const sdbus::Error&) {
     fallBack();
   }
 }
 
+void NotificationAlerts::isNotified(std::uint32_t notification) {
+  stage_ = Stage::Notified;
+  notification_ = notification;
+  const auto early = earlyAnswers_.find(notification);
+  if (early != earlyAnswers_.end()) finish(early->second);
+}
+
 void NotificationAlerts::isChosen(std::uint32_t notification, const std::string& button) {
-  if (stage_ != Stage::Notified || notification != notification_) return;
   int index = -1;
   const auto [end, error] = std::from_chars(button.data(), button.data() + button.size(), index);
   if (error != std::errc() || end != button.data() + button.size() || index < 0 || index > lastButton()) return;
-  finish(index);
+  isAnswered(notification, index);
 }
 
 void NotificationAlerts::isClosed(std::uint32_t notification) {
-  if (stage_ == Stage::Notified && notification == notification_) finish(lastButton());
+  isAnswered(notification, lastButton());
+}
+
+/// The first answer counts: servers close a notification after its choice.
+void NotificationAlerts::isAnswered(std::uint32_t notification, int button) {
+  if (stage_ == Stage::Asking && earlyAnswers_.size() < mostEarlyAnswers) earlyAnswers_.emplace(notification, button);
+  if (stage_ == Stage::Notified && notification == notification_) finish(button);
 }
 
 void NotificationAlerts::serverIsGone() {
@@ -162,6 +193,21 @@ void NotificationAlerts::busIsGone() {
   connection_.reset();
   if (stage_ == Stage::Asking) return fallBack();
   serverIsGone();
+}
+
+/// No reply is waited for: it may be the last thing that the program does.
+void NotificationAlerts::withdraw(std::uint32_t notification) {
+  if (!server_) return;
+  try {
+    server_->object()
+        .callMethod("CloseNotification")
+        .onInterface(serverPlace.interface)
+        .withArguments(notification)
+        .dontExpectReply();
+    connection_->update();
+  } catch (const sdbus::Error&) {
+    // The bus is gone, and the notification with it or out of reach.
+  }
 }
 
 void NotificationAlerts::fallBack() {

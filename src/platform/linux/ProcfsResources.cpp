@@ -2,9 +2,10 @@
 
 #include <cmath>
 #include <ctime>
-#include <fstream>
 #include <sstream>
 #include <string>
+
+#include "runtime/FileContents.h"
 
 namespace tandemview {
 
@@ -37,7 +38,7 @@ int ProcfsResources::processorUsage() {
 
 std::uint64_t ProcfsResources::memoryFootprint() {
   std::uint64_t kilobytes = 0;
-  std::ifstream status("/proc/self/status");
+  std::istringstream status(contentsOfRegularFile("/proc/self/status").value_or(""));
   for (std::string line; std::getline(status, line);) {
     std::istringstream words(line);
     std::string name;

@@ -30,7 +30,8 @@ class RandrEdit {
   const X11Connection& connection() const { return *connection_; }
 
   /// Brings each CRTC to what is wanted of it and the screen to the smallest size that holds everything shown and is no
-  /// smaller than `least`. False: refused, and everything is as it was.
+  /// smaller than `least`. Where the server lets us, it also has room for `owner`'s displays turned by a quarter, so
+  /// that a rotation doesn't change the screen. False: refused, and everything is as it was.
   bool configure(const std::vector<RandrLayout::Crtc>& wanted, const ScreenSize& least);
 
   /// Brings the screen to the size that configure() would.
@@ -40,6 +41,9 @@ class RandrEdit {
   std::optional<xcb_randr_mode_t> configureWithNewMode(std::vector<RandrLayout::Crtc> wanted, xcb_randr_output_t output,
                                                        const VirtualDisplayMode& mode, const ScreenSize& least);
 
+  /// Which request the server refused last, and with which error.
+  const std::string& refusal() const { return refusal_; }
+
   /// Takes a mode that nothing shows from the output and out of the world.
   void removeMode(xcb_randr_output_t output, xcb_randr_mode_t mode);
 
@@ -47,6 +51,11 @@ class RandrEdit {
   RandrEdit(std::shared_ptr<X11Connection> connection, std::string owner)
       : connection_(std::move(connection)), owner_(std::move(owner)) {}
 
+  bool configureWithin(const ScreenSize& size, const std::vector<RandrLayout::Crtc>& wanted,
+                       const std::vector<RandrLayout::Crtc>& before);
+  bool accepts(const char* request, xcb_void_cookie_t cookie);
+  bool refuse(const char* request, const xcb_generic_error_t* error);
+  ScreenSize sizeForRotations(const ScreenSize& size) const;
   std::optional<xcb_randr_mode_t> addMode(xcb_randr_output_t output, const VirtualDisplayMode& mode);
   bool setCrtc(const RandrLayout::Crtc& wanted);
   bool setScreenSize(const ScreenSize& size);
@@ -58,6 +67,7 @@ class RandrEdit {
   ScreenSize screenSize_;
   ScreenSize smallestSize_;
   ScreenSize largestSize_;
+  std::string refusal_;
 };
 
 }  // namespace tandemview

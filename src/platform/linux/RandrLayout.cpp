@@ -13,16 +13,17 @@ bool startsWithAny(std::string_view name, std::initializer_list<std::string_view
   return std::ranges::any_of(prefixes, [name](std::string_view prefix) { return name.starts_with(prefix); });
 }
 
-/// Whether no hardware can ever be connected to the output. Drivers may call it "connected" all the same, as they do
-/// with every output that has been lit once.
+/// Whether no monitor is behind the output though it is called "connected": some drivers call every output so that has
+/// been lit once, and a virtual device's is connected from the moment when a program opens the device. The kernel's
+/// virtual devices call theirs DVI-I, which hardly any machine still has.
 bool isMadeUp(const RandrLayout::Output& output) {
-  return startsWithAny(output.name, {"DUMMY", "VIRTUAL"});
+  return startsWithAny(output.name, {"DUMMY", "VIRTUAL", "EVDI", "DVI-I"});
 }
 
-/// How gladly we take an output for a virtual display; 0 is best. The kernel's virtual devices call theirs DVI-I.
+/// How gladly we take an output for a virtual display; 0 is best.
 int reluctance(const RandrLayout::Output& output) {
-  if (isMadeUp(output) || startsWithAny(output.name, {"Virtual", "EVDI"})) return 0;
-  return startsWithAny(output.name, {"DVI-I"}) ? 1 : 2;
+  if (startsWithAny(output.name, {"DVI-I"})) return 1;
+  return isMadeUp(output) || startsWithAny(output.name, {"Virtual"}) ? 0 : 2;
 }
 
 template <typename Item, typename Identifier>
@@ -162,8 +163,9 @@ const RandrLayout::Output* RandrLayout::mainOutput() const {
 std::vector<const RandrLayout::Output*> RandrLayout::spareOutputs() const {
   std::vector<const Output*> spare;
   for (const Output& each : outputs) {
-    const bool hasHardware = each.isBuiltIn() || each.connection != XCB_RANDR_CONNECTION_DISCONNECTED;
-    if (each.crtc == XCB_NONE && (isMadeUp(each) || !hasHardware) && freeCrtc(each)) spare.push_back(&each);
+    const bool hasHardware =
+        each.isBuiltIn() || (each.connection != XCB_RANDR_CONNECTION_DISCONNECTED && !isMadeUp(each));
+    if (each.crtc == XCB_NONE && !hasHardware && freeCrtc(each)) spare.push_back(&each);
   }
   std::ranges::stable_sort(spare, {}, [](const Output* each) { return reluctance(*each); });
   return spare;

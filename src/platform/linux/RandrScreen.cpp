@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "platform/linux/ModeName.h"
+#include "runtime/Log.h"
 
 namespace tandemview {
 
@@ -11,13 +12,9 @@ namespace {
 
 using Point = DisplayPlace::Point;
 
-/// The right edge of everything shown, but for the CRTC `without`.
-std::int32_t rightEdge(const RandrLayout& layout, xcb_randr_crtc_t without) {
-  std::int32_t edge = 0;
-  for (const RandrLayout::Crtc& each : layout.crtcs) {
-    if (each.mode != XCB_NONE && each.id != without) edge = std::max(edge, each.x + each.width);
-  }
-  return edge;
+/// The right edge of everything shown.
+std::int32_t rightEdge(const RandrLayout& layout) {
+  return static_cast<std::int32_t>(layout.extent().width);
 }
 
 std::int16_t mainScreenTop(const RandrLayout& layout) {
@@ -41,6 +38,12 @@ Point stripOf(const RandrLayout::Crtc& own, const std::vector<RandrLayout::Crtc>
   const auto left = std::ranges::min(others, {}, &RandrLayout::Crtc::x).x;
   const auto top = std::ranges::min(others, {}, &RandrLayout::Crtc::y).y;
   return {.x = std::max(0, left - own.x), .y = std::max(0, top - own.y)};
+}
+
+/// Whether the output shows that mode, and no other output shows it with it.
+bool isOurs(const RandrLayout& layout, const RandrScreen::Shown& shown) {
+  const RandrLayout::Crtc* const crtc = layout.activeCrtc(shown.output);
+  return crtc && crtc->mode == shown.mode && crtc->outputs.size() == 1;
 }
 
 /// The changes that bring `wanted`, which comes first in the result, to `origin`, or that switch it off if there is
@@ -89,8 +92,10 @@ std::optional<RandrScreen::Shown> RandrScreen::show(const VirtualDisplayMode& mo
   std::vector<const RandrLayout::Output*> candidates;
   if (!former) {
     candidates = layout.spareOutputs();
-  } else if (const auto* const output = layout.output(former->output)) {
-    candidates = {output};
+    std::stable_partition(candidates.begin(), candidates.end(),
+                          [this](const auto* output) { return !refusing_.contains(output->id); });
+  } else if (isOurs(layout, *former)) {
+    candidates = {layout.output(former->output)};
   }
   for (const RandrLayout::Output* const output : candidates) {
     const RandrLayout::Crtc* const lit = layout.activeCrtc(output->id);
@@ -98,8 +103,14 @@ std::optional<RandrScreen::Shown> RandrScreen::show(const VirtualDisplayMode& mo
     if (!crtc) continue;
     for (const Point& origin : origins(layout, *output, mode)) {
       const auto changes = arrange(layout, *crtc, origin);
-      const auto newMode = changes ? edit->configureWithNewMode(*changes, output->id, mode, least) : std::nullopt;
-      if (!newMode) continue;
+      if (!changes) continue;
+      const auto newMode = edit->configureWithNewMode(*changes, output->id, mode, least);
+      if (!newMode) {
+        Log::print("⚠️ Output {} refused {}x{}: {}", output->name, mode.width, mode.height, edit->refusal());
+        refusing_.insert(output->id);
+        continue;
+      }
+      refusing_.erase(output->id);
       if (former) edit->removeMode(former->output, former->mode);
       places_.add(output->id);
       remember(*edit, least);
@@ -120,9 +131,14 @@ std::vector<Point> RandrScreen::origins(const RandrLayout& layout, const RandrLa
   if (const RandrLayout::Crtc* const lit = layout.activeCrtc(output.id)) {
     points.push_back({.x = lit->x, .y = lit->y});
   } else {
-    points.push_back({.x = rightEdge(layout, XCB_NONE), .y = mainScreenTop(layout)});
+    points.push_back({.x = rightEdge(layout), .y = mainScreenTop(layout)});
   }
   return points;
+}
+
+bool RandrScreen::shows(const Shown& shown) const {
+  const auto layout = connection_ ? RandrLayout::read(*connection_) : std::nullopt;
+  return layout && isOurs(*layout, shown);
 }
 
 void RandrScreen::hide(const Shown& shown) {
@@ -130,8 +146,9 @@ void RandrScreen::hide(const Shown& shown) {
   const auto edit = begin();
   if (!edit) return;
   const ScreenSize least = leastSize(*edit);
-  if (const RandrLayout::Crtc* const crtc = edit->layout().activeCrtc(shown.output)) {
-    if (const auto changes = arrange(edit->layout(), {.id = crtc->id}, std::nullopt)) edit->configure(*changes, least);
+  if (isOurs(edit->layout(), shown)) {
+    const xcb_randr_crtc_t crtc = edit->layout().activeCrtc(shown.output)->id;
+    if (const auto changes = arrange(edit->layout(), {.id = crtc}, std::nullopt)) edit->configure(*changes, least);
   }
   edit->removeMode(shown.output, shown.mode);
   places_.remove(shown.output);
@@ -143,11 +160,8 @@ bool RandrScreen::move(xcb_randr_output_t output, std::int32_t x, std::int32_t y
   const auto edit = begin();
   const RandrLayout::Crtc* const crtc = edit ? edit->layout().activeCrtc(output) : nullptr;
   if (!crtc) return false;
+  if (x < 0 || y < 0) return false;
   const ScreenSize least = leastSize(*edit);
-  if (x < 0 || y < 0) {
-    x = rightEdge(edit->layout(), crtc->id);
-    y = std::max(y, 0);
-  }
   const auto changes = arrange(edit->layout(), *crtc, Point{.x = x, .y = y});
   if (!changes || !edit->configure(*changes, least)) return false;
   remember(*edit, least);
@@ -189,7 +203,7 @@ void RandrScreen::removeLeftovers() {
     const auto owner = modeOwner(mode.name);
     if (!owner || !isLeftover(*edit, *owner)) continue;
     for (const RandrLayout::Crtc& crtc : layout.crtcs) {
-      if (crtc.mode != mode.id) continue;
+      if (crtc.mode != mode.id || crtc.outputs.size() != 1) continue;
       if (const auto changes = arrange(edit->layout(), {.id = crtc.id}, std::nullopt)) edit->configure(*changes, least);
     }
     // Also when nothing shows the mode: its run may have ended between the screen's growth and the CRTC's change. The

@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,16 +33,21 @@ class RandrScreen {
   RandrScreen(std::string displayName, std::shared_ptr<X11Connection> connection,
               std::shared_ptr<UserDefaults> settings = nullptr);
 
-  /// Shows `mode` on the output of `former` or, if there is no former, on a spare output; `former`'s mode is removed.
+  /// Shows `mode` on the output of `former`, while that is ours, or, if there is no former, on a spare output;
+  /// `former`'s mode is removed.
   /// It comes where the user put a display of that size, or else where the former lies in relation to its neighbour, or
   /// else to the right of all screens. Absent: refused, and everything is as it was.
   std::optional<Shown> show(const VirtualDisplayMode& mode, const std::optional<Shown>& former);
 
-  /// Darkens the output, removes its mode and gives the screen the size that it had before.
+  /// Whether the output still shows that mode, and nothing but it. Somebody may have darkened it, given it another
+  /// mode (a monitor that was plugged in, a desktop's profile) or joined an output of theirs to it: then it is theirs.
+  bool shows(const Shown& shown) const;
+
+  /// Darkens the output, if it is still ours, removes its mode and gives the screen the size that it had before.
   void hide(const Shown& shown);
 
-  /// Moves an active output. Instead of to negative coordinates it goes to the right of all others: to shift every
-  /// other screen, and the windows on them, is the user's decision.
+  /// Moves an active output. False for negative coordinates: to shift every other screen, and the windows on them, is
+  /// the user's decision.
   bool move(xcb_randr_output_t output, std::int32_t x, std::int32_t y);
 
   bool selectMode(xcb_randr_output_t output, xcb_randr_mode_t mode);
@@ -74,9 +80,10 @@ class RandrScreen {
   const std::string displayName_;
   const std::shared_ptr<X11Connection> connection_;
   const std::unique_ptr<X11Claim> claim_;  // on what this process shows; null without a server
-  std::mutex mutex_;                       // one change at a time; guards the three below
+  std::mutex mutex_;                       // one change at a time; guards what follows
   PlaceMemory places_;
   std::optional<Sizes> sizes_;
+  std::set<xcb_randr_output_t> refusing_;  // have refused a display and are asked last
   bool isClosed_ = false;
 };
 

@@ -6,10 +6,10 @@
 
 namespace tandemview {
 
-/// An IP address and port, with the interface where the address is valid: link-local ones are so on one link alone.
+/// An IP address and port, with the index of the interface by which it is to be reached.
 struct SocketAddress {
   std::variant<sockaddr_in6, sockaddr_in> address;
-  int interface = 0;  // its index; 0: any
+  int interface = 0;
 
   int family() const { return address.index() == 0 ? AF_INET6 : AF_INET; }
 };

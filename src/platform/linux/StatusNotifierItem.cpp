@@ -5,6 +5,7 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/linux/BusService.h"
 #include "platform/linux/SymbolIcons.h"
 #include "runtime/Log.h"
 
@@ -18,12 +19,9 @@ constexpr const char* itemPath = "/StatusNotifierItem";
 constexpr const char* menuPath = "/StatusNotifierItem/Menu";
 constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
 
-constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
-constexpr const char* watcherPath = "/StatusNotifierWatcher";
-constexpr const char* watcherInterface = "org.kde.StatusNotifierWatcher";
-constexpr const char* watcherOwnerMatch =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='org.kde.StatusNotifierWatcher'";
+constexpr BusService::Place watcherPlace = {.name = "org.kde.StatusNotifierWatcher",
+                                            .path = "/StatusNotifierWatcher",
+                                            .interface = "org.kde.StatusNotifierWatcher"};
 
 /// Width, height and ARGB32 pixels in network byte order.
 using Pixmap = sdbus::Struct<std::int32_t, std::int32_t, std::vector<std::uint8_t>>;
@@ -71,18 +69,12 @@ void StatusNotifierItem::connected(BusConnection::Opened opened) {
         {.queue = mainQueue_, .connection = connection_, .iconThemePath = iconDirectory_, .handlers = handlers_},
         menuPath, item_->menu);
     registerObject();
-    connection_->bus().addMatch(
-        watcherOwnerMatch,
-        [weak](sdbus::Message& message) {
-          std::string name, oldOwner, newOwner;
-          message >> name >> oldOwner >> newOwner;
-          const auto self = weak.lock();
-          if (!self) return;
-          if (newOwner.empty()) return self->trayIsGone("the desktop's tray has ended");
-          self->registerWithTray();
-        },
-        sdbus::floating_slot);
-    watcher_ = sdbus::createProxy(connection_->bus(), watcherName, watcherPath);
+    watcher_ = std::make_unique<BusService>(*connection_, watcherPlace, [weak](bool isThere) {
+      const auto self = weak.lock();
+      if (!self) return;
+      if (!isThere) return self->trayIsGone("the desktop's tray has ended");
+      self->registerWithTray();
+    });
     registerWithTray();
   } catch (const sdbus::Error& error) {
     connectLater(error.getMessage());
@@ -135,8 +127,9 @@ void StatusNotifierItem::registerObject() {
 
 void StatusNotifierItem::registerWithTray() {
   try {
-    watcher_->callMethodAsync("RegisterStatusNotifierItem")
-        .onInterface(watcherInterface)
+    watcher_->object()
+        .callMethodAsync("RegisterStatusNotifierItem")
+        .onInterface(watcherPlace.interface)
         .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
         .withArguments(std::string(itemPath))
         .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error) {

@@ -9,10 +9,11 @@
 
 namespace sdbus {
 class IObject;
-class IProxy;
 }  // namespace sdbus
 
 namespace tandemview {
+
+class BusService;
 
 /// The status item as an org.kde.StatusNotifierItem on the session bus, which the desktop's tray draws. Without a bus
 /// or a tray nothing is shown until they are there. Lives on the main queue.
@@ -47,7 +48,7 @@ class StatusNotifierItem final : public StatusItemSystem, public std::enable_sha
   std::shared_ptr<BusConnection> connection_;
   std::unique_ptr<sdbus::IObject> object_;
   std::shared_ptr<DBusMenu> menu_;
-  std::unique_ptr<sdbus::IProxy> watcher_;
+  std::unique_ptr<BusService> watcher_;
   bool hasChanged_ = false;
   bool wasMissing_ = false;  // the tray, and that has been said
 };

@@ -4,6 +4,7 @@
 #include <xcb/shm.h>
 #include <xcb/xinput.h>
 
+#include <algorithm>
 #include <bit>
 #include <span>
 #include <utility>
@@ -17,6 +18,12 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "a pixel's bytes in memory are blue, green, red");
 
 constexpr std::uint32_t allPlanes = ~0U;
+
+/// Seconds between looks that bring no picture, such as those for a pointer that moves on another screen.
+constexpr double emptyLookInterval = 0.004;
+
+/// A request costs the server as much as copying this many rows: what lies closer together is fetched as one.
+constexpr std::int32_t nearRows = 64;
 
 /// Whether the root window's pixels are 32 bits with blue lowest, in rows without padding.
 bool hasExpectedPixels(const X11Connection& connection) {
@@ -101,6 +108,7 @@ void X11CaptureSession::stop() {
 std::optional<Error> X11CaptureSession::open() {
   connection_ = X11Connection::open(displayName_);
   if (!connection_) return captureError("The X server can't be reached");
+  if (const auto refusal = captureRefusal(*connection_)) return refusal;
   if (const auto error = negotiateExtensions(*connection_, configuration_.showsCursor)) return error;
   if (!hasExpectedPixels(*connection_)) return captureError("The X server's pixels are not 32 bits of BGRX");
   if (const auto error = selectEvents()) return error;
@@ -110,7 +118,9 @@ std::optional<Error> X11CaptureSession::open() {
   if (configuration_.showsCursor) cursor_.emplace(connection_);
   if (const auto error = makeBuffers()) return error;
   undelivered_.add({.x = 0, .y = 0, .width = display_.width, .height = display_.height});
-  watch_ = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  auto watch = queue_.watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return watch.error();
+  watch_ = std::move(*watch);
   return std::nullopt;
 }
 
@@ -133,7 +143,9 @@ std::optional<Error> X11CaptureSession::selectEvents() {
   damagedRegion_ = xcb_generate_id(server);
   xcb_xfixes_create_region(server, damagedRegion_, 0, nullptr);
   damage_ = xcb_generate_id(server);
-  const auto created = xcb_damage_create_checked(server, damage_, root, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+  // The box of all that has changed since the last look: the server tells when it grows, so that another screen that
+  // animates is told of once, and our display as soon as the box reaches it.
+  const auto created = xcb_damage_create_checked(server, damage_, root, XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX);
   if (!connection_->succeeded(created)) return captureError("The X server doesn't tell what changes on its screen");
   return std::nullopt;
 }
@@ -167,6 +179,8 @@ Result<std::unique_ptr<SharedPixels>> X11CaptureSession::makeScreenPixels() cons
 
 /// Handles what has happened, delivers the picture that is due, and waits for exactly what is needed next. Requests
 /// to the server may bring in events, so that the events are read last before each wait for more of them.
+///
+/// One picture a turn: where pictures take longer than their interval, whoever else needs the queue gets it in between.
 void X11CaptureSession::turn() {
   while (state_ == State::Running && !waitsForTime_) {
     readEvents();
@@ -176,19 +190,27 @@ void X11CaptureSession::turn() {
       continue;
     }
     if (!hasDamage_ && !hasPointerEvent_ && undelivered_.isEmpty()) return waitForEvents();
-    const double wait = pacer_.wait(clock_.now());
+    const double now = clock_.now();
+    const double wait = std::max(pacer_.wait(now), nextLook_ - now);
     if (wait > 0) return waitFor(wait);
 
-    X11PixelBuffer* const buffer = pool_->freeBuffer([this, weak = weak_from_this()] {
-      queue_.async([weak] {
-        if (const auto session = weak.lock()) session->turn();
-      });
-    });
+    X11PixelBuffer* const buffer = pool_->freeBuffer([this] { queueTurn(); });
     if (!buffer) return waitForEvents();
-    pacer_.taken(clock_.now());
     readChanges();
-    if (!undelivered_.isEmpty()) takePicture(*buffer);
+    if (undelivered_.isEmpty()) {
+      nextLook_ = now + emptyLookInterval;
+      continue;
+    }
+    pacer_.taken(now);
+    takePicture(*buffer);
+    return queueTurn();
   }
+}
+
+void X11CaptureSession::queueTurn() {
+  queue_.async([weak = weak_from_this()] {
+    if (const auto session = weak.lock()) session->turn();
+  });
 }
 
 void X11CaptureSession::readEvents() {
@@ -198,7 +220,8 @@ void X11CaptureSession::readEvents() {
 void X11CaptureSession::readEvent(const xcb_generic_event_t& event) {
   const std::uint8_t type = event.response_type & 0x7F;  // without the flag for events made by other clients
   if (type == damageEvent_) {
-    hasDamage_ = true;
+    const auto& area = reinterpret_cast<const xcb_damage_notify_event_t&>(event).area;
+    hasDamage_ = hasDamage_ || display_.overlaps(area);
   } else if (type == cursorEvent_ && cursor_) {
     cursor_->shapeChanged();
     hasPointerEvent_ = true;
@@ -221,6 +244,7 @@ std::optional<Error> X11CaptureSession::followDisplay() {
   const PixelRegion all({.x = 0, .y = 0, .width = display_.width, .height = display_.height});
   undelivered_.add(all);
   addStale(all);
+  hasDamage_ = true;  // what has been damaged here already is not told of again
   hasPointerEvent_ = true;
   return std::nullopt;
 }
@@ -283,7 +307,9 @@ void X11CaptureSession::takePicture(X11PixelBuffer& buffer) {
   SharedPixels& picture = unscaled_ ? *unscaled_ : buffer.pixels();
   if (!refresh(picture)) {
     // The display has just been moved or has gone, and we haven't heard of it yet. That can't happen twice running.
-    if (std::exchange(wasRefused_, true)) fail(captureError("The X server refuses its picture"));
+    if (std::exchange(wasRefused_, true)) {
+      fail(captureRefusal(*connection_).value_or(captureError("The X server refuses its picture")));
+    }
     hasLayoutChange_ = true;
     return;
   }
@@ -305,16 +331,16 @@ void X11CaptureSession::takePicture(X11PixelBuffer& buffer) {
 /// Fetches whole rows, as the server knows no distance between rows. False if it refused.
 bool X11CaptureSession::refresh(SharedPixels& picture) {
   xcb_connection_t* const server = connection_->get();
-  PixelRegion rows;
-  for (const pixman_box32_t& box : picture.stale.boxes()) {
-    rows.add({.x = 0, .y = box.y1, .width = picture.width(), .height = box.y2 - box.y1});
-  }
   imageRequests_.clear();
-  for (const pixman_box32_t& band : rows.boxes()) {
+  const auto boxes = picture.stale.boxes();
+  for (auto box = boxes.begin(); box != boxes.end();) {
+    const std::int32_t top = box->y1;
+    std::int32_t bottom = box->y2;
+    while (++box != boxes.end() && box->y1 <= bottom + nearRows) bottom = std::max(bottom, box->y2);
     imageRequests_.push_back(xcb_shm_get_image(
-        server, connection_->root(), display_.x, static_cast<std::int16_t>(display_.y + band.y1), display_.width,
-        static_cast<std::uint16_t>(band.y2 - band.y1), allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, picture.segment(),
-        static_cast<std::uint32_t>(static_cast<std::size_t>(band.y1) * picture.bytesPerRow())));
+        server, connection_->root(), display_.x, static_cast<std::int16_t>(display_.y + top), display_.width,
+        static_cast<std::uint16_t>(bottom - top), allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, picture.segment(),
+        static_cast<std::uint32_t>(static_cast<std::size_t>(top) * picture.bytesPerRow())));
   }
   bool isComplete = true;
   for (const xcb_shm_get_image_cookie_t request : imageRequests_) {
@@ -346,7 +372,7 @@ void X11CaptureSession::waitFor(double seconds) {
 
 void X11CaptureSession::fail(const Error& error) {
   stop();
-  output_.didStopWithError(error);
+  if (!isStopping_) output_.didStopWithError(error);
 }
 
 }  // namespace tandemview

@@ -4,6 +4,7 @@
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -31,6 +32,9 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
 
   void start(const CaptureStream::Completion& completion);
 
+  /// From any thread: the end will be on purpose, and so it is no error.
+  void willStop() { isStopping_ = true; }
+
   /// Nothing is output any more when this returns.
   void stop();
 
@@ -41,6 +45,10 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
     std::int16_t y = 0;
     std::uint16_t width = 0;
     std::uint16_t height = 0;
+
+    bool overlaps(const xcb_rectangle_t& area) const {
+      return area.x < x + width && area.x + area.width > x && area.y < y + height && area.y + area.height > y;
+    }
   };
 
   std::optional<Error> open();
@@ -49,6 +57,7 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
   Result<std::unique_ptr<SharedPixels>> makeScreenPixels() const;
 
   void turn();
+  void queueTurn();
   void readEvents();
   void readEvent(const xcb_generic_event_t& event);
   std::optional<Error> followDisplay();
@@ -68,6 +77,7 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
   CaptureOutput output_;
   const SystemMediaClock clock_;
   State state_ = State::New;
+  std::atomic<bool> isStopping_ = false;
 
   std::shared_ptr<X11Connection> connection_;
   std::unique_ptr<DescriptorWatch> watch_;
@@ -81,6 +91,7 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
 
   Rectangle display_;  // on the screen
   FramePacer pacer_;
+  double nextLook_ = 0;  // no sooner, after one that brought no picture
   std::optional<X11Cursor> cursor_;
   std::shared_ptr<X11PixelBufferPool> pool_;
   std::unique_ptr<SharedPixels> unscaled_;  // the display's picture, if that has another size than the buffers

@@ -12,6 +12,7 @@ X11CaptureStream::X11CaptureStream(const std::string& displayName, const Capture
       session_(std::make_shared<X11CaptureSession>(displayName, configuration, std::move(output))) {}
 
 X11CaptureStream::~X11CaptureStream() {
+  session_->willStop();
   sampleQueue_->async([session = session_] { session->stop(); });
 }
 
@@ -20,6 +21,7 @@ void X11CaptureStream::startCapture(Completion completion) {
 }
 
 void X11CaptureStream::stopCapture(Completion completion) {
+  session_->willStop();
   sampleQueue_->async([session = session_, completion = std::move(completion)] {
     session->stop();
     if (completion) completion(std::nullopt);

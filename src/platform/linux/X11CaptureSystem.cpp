@@ -22,6 +22,7 @@ constexpr std::uint32_t longestEdidInWords = 256 * 128 / 4;  // a block that cou
 Result<std::vector<CapturableDisplay>> capturableDisplays(const std::string& displayName) {
   const auto connection = X11Connection::open(displayName);
   if (!connection) return tl::unexpected(captureError("The X server can't be reached"));
+  if (const auto refusal = captureRefusal(*connection)) return tl::unexpected(*refusal);
   const auto layout = RandrLayout::read(*connection);
   if (!layout) return tl::unexpected(captureError("The X server offers no RANDR 1.3"));
   std::vector<CapturableDisplay> displays;

@@ -39,6 +39,13 @@ bool X11Connection::offers(xcb_extension_t& extension) const {
   return reply && reply->present;
 }
 
+xcb_atom_t X11Connection::atom(std::string_view name) const {
+  const auto length = static_cast<std::uint16_t>(name.size());
+  const auto cookie = xcb_intern_atom(connection_, /*only_if_exists=*/0, length, name.data());
+  const auto reply = owned(xcb_intern_atom_reply(connection_, cookie, nullptr));
+  return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
 bool X11Connection::succeeded(xcb_void_cookie_t request) const {
   const auto error = owned(xcb_request_check(connection_, request));
   return !error && !isBroken();

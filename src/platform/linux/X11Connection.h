@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace tandemview {
 
@@ -40,6 +41,9 @@ class X11Connection {
 
   bool isBroken() const { return xcb_connection_has_error(connection_) != 0; }
   bool offers(xcb_extension_t& extension) const;
+
+  /// The number of a name; XCB_ATOM_NONE on a broken connection.
+  xcb_atom_t atom(std::string_view name) const;
 
   /// Waits for a checked request to be carried out. False if the server refused it.
   bool succeeded(xcb_void_cookie_t request) const;

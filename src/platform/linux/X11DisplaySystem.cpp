@@ -23,9 +23,23 @@ X11DisplaySystem::~X11DisplaySystem() {
 void X11DisplaySystem::watch(const std::shared_ptr<Queue>& queue, Work onConnectionLost) {
   if (!connection_ || !notices_) return queue->async(std::move(onConnectionLost));
   connectionLost_ = std::move(onConnectionLost);
-  connectionWatch_ = queue->watch(xcb_get_file_descriptor(connection_->get()));
-  noticesWatch_ = queue->watch(xcb_get_file_descriptor(notices_->get()));
+  watchNotices(queue);
+  auto watch = queue->watch(xcb_get_file_descriptor(connection_->get()));
+  if (!watch) return;  // its end then shows in the next thing that is asked of it
+  connectionWatch_ = std::move(*watch);
   waitForEnd();
+}
+
+void X11DisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, Work changed) {
+  arrangementChanged_ = std::move(changed);
+  if (notices_) watchNotices(queue);
+}
+
+void X11DisplaySystem::watchNotices(const std::shared_ptr<Queue>& queue) {
+  if (noticesWatch_) return;
+  auto watch = queue->watch(xcb_get_file_descriptor(notices_->get()));
+  if (!watch) return;
+  noticesWatch_ = std::move(*watch);
   waitForNotices();
 }
 
@@ -41,10 +55,15 @@ void X11DisplaySystem::waitForEnd() {
 
 void X11DisplaySystem::waitForNotices() {
   noticesWatch_->whenReadable([this] {
+    bool hasChanged = false;
     // The replies to a look at the arrangement may bring further notices.
-    while (owned(xcb_poll_for_event(notices_->get()))) screen_->arrangementChanged();
+    while (owned(xcb_poll_for_event(notices_->get()))) {
+      screen_->arrangementChanged();
+      hasChanged = true;
+    }
     if (notices_->isBroken()) return lose();
     waitForNotices();
+    if (hasChanged && arrangementChanged_) arrangementChanged_();
   });
 }
 

@@ -44,14 +44,20 @@ class X11DisplaySystem final : public DisplaySystem {
   std::vector<DisplayMode> allModes(DisplayID display) const override;
   ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
 
-  /// See RandrScreen::move() for coordinates that X can't express.
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
+
+  /// X has no negative coordinates.
+  double leftEdge() const override { return 0; }
+
+  /// On the queue that watch() has, if that was called.
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
   void pause(double seconds) override;
 
  private:
   bool hasVirtualDisplays() const;
   RandrLayout layout() const;
   ConfigurationOutcome outcome(bool isCompleted) const;
+  void watchNotices(const std::shared_ptr<Queue>& queue);
   void waitForEnd();
   void waitForNotices();
   void lose();
@@ -62,6 +68,7 @@ class X11DisplaySystem final : public DisplaySystem {
   std::unique_ptr<DescriptorWatch> connectionWatch_;
   std::unique_ptr<DescriptorWatch> noticesWatch_;
   Work connectionLost_;
+  Work arrangementChanged_;
 };
 
 }  // namespace tandemview

@@ -1,14 +1,11 @@
 #include "platform/linux/X11EventSystem.h"
 
-#include <linux/input-event-codes.h>
-#include <xkbcommon/xkbcommon-keysyms.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/RandrLayout.h"
 #include "platform/linux/X11EventInput.h"
@@ -18,28 +15,14 @@ namespace tandemview {
 
 namespace {
 
-/// X's names of the buttons.
-namespace Button {
-constexpr std::uint8_t left = 1;
-constexpr std::uint8_t middle = 2;
-constexpr std::uint8_t right = 3;
-constexpr std::uint8_t wheelUp = 4;
-constexpr std::uint8_t wheelDown = 5;
-constexpr std::uint8_t wheelLeft = 6;
-constexpr std::uint8_t wheelRight = 7;
-}  // namespace Button
-
 /// About how far GTK, Qt and the browsers scroll for a click of the wheel, so that the content stays with the finger.
 constexpr std::int64_t pixelsPerWheelClick = 50;
 
-/// Of one event: further than any page is high.
-constexpr std::int64_t mostWheelClicks = 200;
+/// Of a turn: what they take, a few milliseconds, keeps everything else of the queue waiting.
+constexpr int strokesPerTurn = 64;
 
-/// Far below a pixel, far above the rounding errors of "fraction of the display" times its size.
-constexpr double roundingSlack = 1e-6;
-
-/// Keys beyond these are dropped while others wait for a free key code.
-constexpr std::size_t mostWaitingSteps = 10'000;
+/// How often it is looked whether the server has answered at last.
+constexpr double answerInterval = 0.01;  // seconds
 
 /// For how long nothing may have been typed before the borrowed meanings are taken back.
 constexpr double typingPause = 5;  // seconds
@@ -49,45 +32,27 @@ constexpr std::u16string_view lineBreak = u"\r\n";
 
 constexpr std::string_view launcherPath = "/System/Applications/Apps.app";
 
-struct Launcher {
-  std::string_view desktop;  // as in XDG_CURRENT_DESKTOP
-  X11KeyChord chord;
-};
-
-/// Each desktop's default shortcut.
-constexpr Launcher launchers[] = {
-    {"GNOME", {X11Modifier::super, KEY_A, XKB_KEY_a}},
-    {"Unity", {X11Modifier::super, KEY_A, XKB_KEY_a}},
-    {"KDE", {X11Modifier::super}},
-    {"X-Cinnamon", {X11Modifier::super}},
-    {"Budgie", {X11Modifier::super}},
-    {"Pantheon", {X11Modifier::super}},
-    {"XFCE", {X11Modifier::alt, KEY_F1}},
-    {"MATE", {X11Modifier::alt, KEY_F1}},
-    {"LXQt", {X11Modifier::alt, KEY_F1}},
-};
-
-/// Of the first known name in a list such as "ubuntu:GNOME".
-const X11KeyChord* launcherChord() {
-  const char* const variable = std::getenv("XDG_CURRENT_DESKTOP");
-  std::string_view names = variable ? variable : "";
-  while (!names.empty()) {
-    const std::string_view name = names.substr(0, names.find(':'));
-    names.remove_prefix(std::min(name.size() + 1, names.size()));
-    const auto* const launcher = std::ranges::find(launchers, name, &Launcher::desktop);
-    if (launcher != std::end(launchers)) return &launcher->chord;
-  }
-  return nullptr;
-}
-
+/// Null without a server, or if it lacks XTEST.
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
   auto connection = X11Connection::open(displayName);
-  return connection && connection->offers(xcb_test_id) ? connection : nullptr;
+  if (!connection || !connection->offers(xcb_test_id)) return nullptr;
+  // A window manager or a tool may grab the server for seconds: this connection is served all the same.
+  xcb_test_grab_control(connection->get(), /*impervious=*/1);
+  return connection;
 }
 
-std::uint8_t buttonOf(MouseButton button) {
-  if (button == MouseButton::Left) return Button::left;
-  return button == MouseButton::Right ? Button::right : Button::middle;
+/// Whether no other copy of the program posts input to this server. A selection shows it: the server takes it from a
+/// copy that has ended, however it ended.
+bool isOnlyCopy(const X11Connection& connection) {
+  const xcb_atom_t selection = connection.atom("_TANDEMVIEW_INPUT");
+  const auto owner = owned(
+      xcb_get_selection_owner_reply(connection.get(), xcb_get_selection_owner(connection.get(), selection), nullptr));
+  if (!owner || owner->owner != XCB_NONE) return false;
+  const xcb_window_t window = xcb_generate_id(connection.get());
+  xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, connection.root(), 0, 0, 1, 1, /*border_width=*/0,
+                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, /*value_mask=*/0, nullptr);
+  xcb_set_selection_owner(connection.get(), window, selection, XCB_CURRENT_TIME);
+  return true;
 }
 
 /// Well-formed UTF-16, as takeCharacter() makes it.
@@ -101,32 +66,38 @@ std::u32string scalars(std::u16string_view units) {
   return result;
 }
 
-std::int16_t pixel(double coordinate) {
-  return static_cast<std::int16_t>(std::clamp(std::floor(coordinate + roundingSlack), -32768.0, 32767.0));
-}
-
 /// Takes whole clicks off the pixels; what is left keeps its sign.
 std::int64_t takeClicks(std::int64_t& pixels) {
   const std::int64_t clicks = pixels / pixelsPerWheelClick;
   pixels -= clicks * pixelsPerWheelClick;
-  return std::clamp(clicks, -mostWheelClicks, mostWheelClicks);
+  return std::clamp(clicks, -X11Wheel::mostClicks, X11Wheel::mostClicks);
 }
 
 }  // namespace
 
 X11EventSystem::X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock,
-                               std::string displayName)
+                               std::string displayName, double patience)
     : queue_(std::move(queue)),
       clock_(std::move(clock)),
       displayName_(std::move(displayName)),
       connection_(connectionWithXTest(displayName_)),
-      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_) : nullptr) {}
+      devices_(connection_ ? std::make_shared<X11InputDevices>(connection_) : nullptr),
+      keyboard_(connection_ ? std::make_unique<X11Keyboard>(connection_, devices_) : nullptr),
+      state_(connection_
+                 ? std::make_shared<X11InputState>(connection_, devices_->testPointer(), keyboard_->hasXkb(), patience)
+                 : nullptr),
+      pointer_(connection_ ? std::make_unique<X11Pointer>(connection_, state_) : nullptr) {
+  if (!connection_ || !isOnlyCopy(*connection_)) return;
+  devices_->releaseAll();
+  keyboard_->endLoansOfKilledRun();
+  xcb_flush(connection_->get());
+}
 
 X11EventSystem::~X11EventSystem() {
-  if (heldButtons_.empty() && !(keyboard_ && keyboard_->hasLoans())) return;
+  if (!connection_ || !(pointer_->hasPressed() || keyboard_->hasLoans())) return;
   const auto connection = isAlive() ? connection_ : connectionWithXTest(displayName_);
   if (!connection) return;
-  for (const std::uint8_t button : heldButtons_) postInput(*connection, XCB_BUTTON_RELEASE, button);
+  pointer_->releaseAll(*connection);
   keyboard_->endLoans(*connection);
   // Waits for an answer: what has not been read when the connection ends may be dropped.
   owned(xcb_get_input_focus_reply(connection->get(), xcb_get_input_focus(connection->get()), nullptr));
@@ -140,57 +111,48 @@ bool X11EventSystem::isTrusted(TrustPrompt prompt) {
 
 void X11EventSystem::postMouseEvent(const MouseEvent& event) {
   if (!isAlive() || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
-  take([this, event] {
-    keyboard_->holding(x11ModifiersOf(event.flags), [&] {
-      movePointer(event.location);
-      turnButton(event);
-    });
-    return 0.0;
-  });
+  if (isMovement(event) && !waiting_.holdsPointerInput() && state_->isServerAnswering()) {
+    pointer_->moveTo(event.location);
+    xcb_flush(connection_->get());
+  } else if (!waiting_.isEmpty() || !carryOutNow(event)) {
+    add(event);
+  }
 }
 
 void X11EventSystem::postScrollEvent(const ScrollEvent& event) {
   if (!isAlive()) return;
   verticalRemainder_ += event.vertical;
   horizontalRemainder_ += event.horizontal;
-  const std::int64_t vertical = takeClicks(verticalRemainder_);
-  const std::int64_t horizontal = takeClicks(horizontalRemainder_);
-  if (vertical == 0 && horizontal == 0) return;
-  take([this, vertical, horizontal, flags = event.flags] {
-    keyboard_->holding(x11ModifiersOf(flags), [&] {
-      turnWheel(vertical, Button::wheelUp, Button::wheelDown);
-      turnWheel(horizontal, Button::wheelLeft, Button::wheelRight);
-    });
-    return 0.0;
-  });
+  const X11Wheel wheel = {.vertical = takeClicks(verticalRemainder_),
+                          .horizontal = takeClicks(horizontalRemainder_),
+                          .modifiers = x11ModifiersOf(event.flags)};
+  if (wheel.vertical == 0 && wheel.horizontal == 0) return;
+  if (waiting_.holdsPointerInput() || !carryOutNow(wheel)) add(wheel);
 }
 
 void X11EventSystem::postKeyEvent(const KeyEvent& event) {
   if (!event.isDown || !isAlive()) return;
   const EventFlags flags = event.flags.value_or(EventFlag::none);
   if (event.text.empty()) {
-    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) {
-      takeKey([this, chord = *chord] {
-        keyboard_->press(chord);
-        return 0.0;
-      });
-    }
+    if (const auto chord = x11KeyChordFor(event.keyCode, flags)) add(*chord);
     return;
   }
-  const X11Modifiers modifiers = x11ModifiersOf(flags);
-  if (event.text == lineBreak) return takeKey([this, modifiers] { return type(U'\r', modifiers); });
-  for (const char32_t scalar : scalars(event.text)) {
-    const char32_t character = scalar == U'\n' ? U'\r' : scalar;
-    takeKey([this, character, modifiers] { return type(character, modifiers); });
-  }
+  X11Text text = {.characters = event.text == lineBreak ? U"\r" : scalars(event.text),
+                  .modifiers = x11ModifiersOf(flags)};
+  std::ranges::replace(text.characters, U'\n', U'\r');
+  add(std::move(text));
+}
+
+void X11EventSystem::discardWaitingEvents() {
+  for (const MouseButton button : waiting_.clear()) pointer_->release(button);
+  ++plannedTurn_;
+  if (isAlive()) xcb_flush(connection_->get());
 }
 
 std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   if (!isAlive()) return std::nullopt;
-  const auto place = owned(
-      xcb_query_pointer_reply(connection_->get(), xcb_query_pointer(connection_->get(), connection_->root()), nullptr));
-  if (!place || !place->same_screen) return std::nullopt;
-  return ScreenPoint{static_cast<double>(place->root_x), static_cast<double>(place->root_y)};
+  if (const auto place = waiting_.pointerPlace()) return place;
+  return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
 std::optional<std::uint32_t> X11EventSystem::activeDisplayCount() {
@@ -225,17 +187,14 @@ PixelSize X11EventSystem::displayPixelSize(std::uint32_t displayID) {
 }
 
 bool X11EventSystem::applicationExists(const std::string& path) {
-  return path == launcherPath && launcherChord();
+  return path == launcherPath && x11LauncherChord();
 }
 
 void X11EventSystem::openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) {
-  const X11KeyChord* const chord = path == launcherPath ? launcherChord() : nullptr;
+  const auto chord = path == launcherPath ? x11LauncherChord() : std::nullopt;
   if (!chord) return completion(posixError(ENOENT));
   if (!isAlive()) return completion(posixError(ENOTCONN));
-  takeKey([this, chord] {
-    keyboard_->press(*chord);
-    return 0.0;
-  });
+  add(*chord);
   completion(std::nullopt);
 }
 
@@ -243,41 +202,95 @@ void X11EventSystem::pause(double seconds) {
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
-void X11EventSystem::take(Step step) {
-  if (waiting_.empty()) {
-    const double seconds = step();
-    xcb_flush(connection_->get());
-    if (seconds <= 0) return;
-    takeWaitingAfter(seconds);
-  }
-  waiting_.push_back(std::move(step));
+void X11EventSystem::add(X11Input input) {
+  if (waiting_.isFlooded()) discardWaitingEvents();
+  const bool isFirst = waiting_.isEmpty();
+  waiting_.add(std::move(input), clock_->now());
+  if (isFirst) planTurn(0);
 }
 
-void X11EventSystem::takeKey(Step step) {
-  if (waiting_.size() < mostWaitingSteps) take(std::move(step));
+void X11EventSystem::planTurn(double seconds) {
+  auto turn = [weakSelf = weak_from_this(), number = ++plannedTurn_] {
+    const auto self = weakSelf.lock();
+    if (self && self->plannedTurn_ == number) self->takeTurn();
+  };
+  if (seconds > 0) return queue_->after(seconds, std::move(turn));
+  queue_->async(std::move(turn));
 }
 
-void X11EventSystem::takeWaitingAfter(double seconds) {
-  queue_->after(seconds, [weakSelf = weak_from_this()] {
-    if (const auto self = weakSelf.lock()) self->takeWaiting();
-  });
-}
-
-void X11EventSystem::takeWaiting() {
+void X11EventSystem::takeTurn() {
+  if (!isAlive()) return discardWaitingEvents();
+  if (!beginStrokes()) return planTurn(answerInterval);
+  const std::size_t dropped = waiting_.dropTextBeforeOthers(clock_->now());
+  if (dropped > 0)
+    Log::print("⚠️ {} characters were dropped: there are no free keys for them fast enough", dropped);
   double seconds = 0;
-  while (!waiting_.empty() && seconds <= 0) {
-    seconds = waiting_.front()();
-    if (seconds <= 0) waiting_.pop_front();
+  for (int strokes = 0; strokes < strokesPerTurn && !waiting_.isEmpty() && seconds <= 0; ++strokes) {
+    const X11Input& input = waiting_.front();
+    const bool isText = std::holds_alternative<X11Text>(input);
+    seconds = carryOut(input);
+    if (seconds > 0) break;
+    if (isText) {
+      waiting_.finishCharacter();
+    } else {
+      waiting_.finishFront();
+    }
   }
-  xcb_flush(connection_->get());
-  if (seconds > 0) takeWaitingAfter(seconds);
+  endStrokes();
+  if (!waiting_.isEmpty()) planTurn(seconds);
 }
 
-double X11EventSystem::type(char32_t character, X11Modifiers modifiers) {
+/// False if the server doesn't answer.
+bool X11EventSystem::carryOutNow(const X11Input& input) {
+  if (!beginStrokes()) return false;
+  carryOut(input);
+  endStrokes();
+  return true;
+}
+
+/// One stroke or click. Returns for how many seconds it has to wait before it is tried again; 0: it is done.
+double X11EventSystem::carryOut(const X11Input& input) {
+  if (const auto* const text = std::get_if<X11Text>(&input)) return type(*text);
+  if (const auto* const chord = std::get_if<X11KeyChord>(&input)) keyboard_->press(*chord);
+  if (const auto* const wheel = std::get_if<X11Wheel>(&input))
+    keyboard_->holding(wheel->modifiers, [&] { pointer_->turnWheel(wheel->vertical, wheel->horizontal); });
+  if (const auto* const event = std::get_if<MouseEvent>(&input)) {
+    keyboard_->holding(x11ModifiersOf(event->flags), [&] {
+      pointer_->moveTo(event->location);
+      if (isMovement(*event)) return;
+      if (isPress(*event)) {
+        pointer_->press(event->button);
+      } else {
+        pointer_->release(event->button);
+      }
+    });
+  }
+  return 0;
+}
+
+double X11EventSystem::type(const X11Text& text) {
   lastTyping_ = clock_->now();
-  const double seconds = keyboard_->type(character, modifiers, lastTyping_);
+  const double seconds = keyboard_->type(text.characters[text.typed], text.modifiers, lastTyping_);
   if (!endOfLoansIsPlanned_ && keyboard_->hasLoans()) endLoansAfter(typingPause);
   return seconds;
+}
+
+/// Finds out what the user holds and has locked, and does away with what he holds. False if the server doesn't answer.
+bool X11EventSystem::beginStrokes() {
+  if (!state_->update()) return false;
+  const auto& keyboard = state_->keyboard();
+  if (keyboard && keyboard->pressed != 0 && keyboard_->releaseHeldModifiers() && !state_->update()) {
+    keyboard_->restoreHeldModifiers();
+    return false;
+  }
+  keyboard_->begin(keyboard);
+  return true;
+}
+
+void X11EventSystem::endStrokes() {
+  keyboard_->end();
+  keyboard_->restoreHeldModifiers();
+  xcb_flush(connection_->get());
 }
 
 void X11EventSystem::endLoansAfter(double seconds) {
@@ -291,30 +304,6 @@ void X11EventSystem::endLoansAfter(double seconds) {
     self->keyboard_->endLoans(*self->connection_);
     xcb_flush(self->connection_->get());
   });
-}
-
-/// A point lies in the pixel whose edges surround it.
-void X11EventSystem::movePointer(const ScreenPoint& location) const {
-  postInput(*connection_, XCB_MOTION_NOTIFY, /*detail=*/0, pixel(location.x), pixel(location.y));
-}
-
-void X11EventSystem::turnButton(const MouseEvent& event) {
-  const std::uint8_t button = buttonOf(event.button);
-  if (event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    heldButtons_.insert(button);
-  } else if (event.type == MouseEventType::LeftUp || event.type == MouseEventType::RightUp) {
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
-    heldButtons_.erase(button);
-  }
-}
-
-void X11EventSystem::turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const {
-  const std::uint8_t button = clicks > 0 ? forwardButton : backButton;
-  for (std::int64_t click = std::abs(clicks); click > 0; --click) {
-    postInput(*connection_, XCB_BUTTON_PRESS, button);
-    postInput(*connection_, XCB_BUTTON_RELEASE, button);
-  }
 }
 
 }  // namespace tandemview

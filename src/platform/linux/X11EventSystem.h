@@ -1,14 +1,14 @@
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 
 #include "input/EventSystem.h"
-#include "platform/linux/X11KeyChord.h"
+#include "platform/linux/X11InputDevices.h"
+#include "platform/linux/X11InputQueue.h"
 #include "platform/linux/X11Keyboard.h"
+#include "platform/linux/X11Pointer.h"
 #include "runtime/MediaClock.h"
 #include "runtime/Queue.h"
 
@@ -17,13 +17,17 @@ namespace tandemview {
 /// Input events through an X server's XTEST extension. A display's ID is its RandR output's; points are pixels.
 ///
 /// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. Modifiers that the
-/// user holds on the real keyboard stay in force, which X11 gives no means to change; Caps Lock is lifted. A character
-/// that no key types borrows the meaning of an unused key; when all of those are in recent use, it and every event
-/// behind it wait until one is free.
+/// user holds on the real keyboard are let go of around clicks and keys, and Caps Lock is lifted; they stay in force
+/// for movements. A character that no key types borrows the meaning of an unused key; when all of those are in recent
+/// use, it and what is posted after it wait until one is free. Movements and the wheel alone don't wait for characters.
+/// Everything waits while the server doesn't answer.
 class X11EventSystem final : public EventSystem, public std::enable_shared_from_this<X11EventSystem> {
  public:
-  /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY.
-  X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {});
+  /// `queue`: the one that the system is called from. `displayName` such as ":77"; empty stands for $DISPLAY. What a
+  /// killed run has left behind is put right: buttons and keys that are down, borrowed meanings.
+  /// `patience`: for how many seconds a caller waits for a server that doesn't answer.
+  X11EventSystem(std::shared_ptr<Queue> queue, std::shared_ptr<const MediaClock> clock, std::string displayName = {},
+                 double patience = 0.02);
 
   /// Releases the buttons that are held and takes borrowed meanings back, even if the connection has broken meanwhile.
   ~X11EventSystem() override;
@@ -33,6 +37,7 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   void postMouseEvent(const MouseEvent& event) override;
   void postScrollEvent(const ScrollEvent& event) override;
   void postKeyEvent(const KeyEvent& event) override;
+  void discardWaitingEvents() override;
   std::optional<ScreenPoint> pointerLocation() override;
   std::optional<std::uint32_t> activeDisplayCount() override;
   std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
@@ -45,30 +50,30 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   void pause(double seconds) override;
 
  private:
-  /// One event. Returns for how many seconds it has to wait before it is tried again; 0: it is done with.
-  using Step = std::function<double()>;
-
-  void take(Step step);
-  void takeKey(Step step);
-  void takeWaitingAfter(double seconds);
-  void takeWaiting();
-  double type(char32_t character, X11Modifiers modifiers);
+  void add(X11Input input);
+  void planTurn(double seconds);
+  void takeTurn();
+  bool carryOutNow(const X11Input& input);
+  double carryOut(const X11Input& input);
+  double type(const X11Text& text);
+  bool beginStrokes();
+  void endStrokes();
   void endLoansAfter(double seconds);
-
-  void movePointer(const ScreenPoint& location) const;
-  void turnButton(const MouseEvent& event);
-  void turnWheel(std::int64_t clicks, std::uint8_t forwardButton, std::uint8_t backButton) const;
   bool isAlive() const { return connection_ && !connection_->isBroken(); }
 
   const std::shared_ptr<Queue> queue_;
   const std::shared_ptr<const MediaClock> clock_;
   const std::string displayName_;
   const std::shared_ptr<X11Connection> connection_;  // null without a server, or if it lacks XTEST
-  const std::unique_ptr<X11Keyboard> keyboard_;      // null without a connection
-  std::set<std::uint8_t> heldButtons_;
+  // Null without a connection.
+  const std::shared_ptr<X11InputDevices> devices_;
+  const std::unique_ptr<X11Keyboard> keyboard_;
+  const std::shared_ptr<X11InputState> state_;
+  const std::unique_ptr<X11Pointer> pointer_;
   std::int64_t verticalRemainder_ = 0;  // pixels that are not a click of the wheel yet
   std::int64_t horizontalRemainder_ = 0;
-  std::deque<Step> waiting_;
+  X11InputQueue waiting_;          // while it isn't empty, a turn is planned
+  std::uint64_t plannedTurn_ = 0;  // the number of the last one; those before it do nothing
   double lastTyping_ = 0;
   bool endOfLoansIsPlanned_ = false;
 };

@@ -4,6 +4,7 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
 
 #include "input/KeyCodes.h"
@@ -26,20 +27,26 @@ struct Twin {
   std::uint16_t virtualKeyCode;
   EventFlags flags;                  // all but Shift, which is kept
   std::optional<X11KeyChord> chord;  // absent: nothing stands for it
+  std::string_view desktop = {};     // on which alone it does; empty: on the others
 };
 
 constexpr X11Modifiers control = X11Modifier::control;
 constexpr X11Modifiers alt = X11Modifier::alt;
+constexpr X11Modifiers super = X11Modifier::super;
 
 // clang-format off
 constexpr Twin twins[] = {
     // The spaces are workspaces; Mission Control is the overview, App Exposé has nothing nearer than the workspace below.
+    {KeyCode::leftArrow, swipe, X11KeyChord{control | super, KEY_LEFT}, "KDE"},
+    {KeyCode::rightArrow, swipe, X11KeyChord{control | super, KEY_RIGHT}, "KDE"},
+    {KeyCode::upArrow, swipe, X11KeyChord{super, KEY_W, XKB_KEY_w}, "KDE"},
+    {KeyCode::downArrow, swipe, X11KeyChord{control | super, KEY_DOWN}, "KDE"},
     {KeyCode::leftArrow, swipe, X11KeyChord{control | alt, KEY_LEFT}},
     {KeyCode::rightArrow, swipe, X11KeyChord{control | alt, KEY_RIGHT}},
-    {KeyCode::upArrow, swipe, X11KeyChord{X11Modifier::super}},
+    {KeyCode::upArrow, swipe, X11KeyChord{super}},
     {KeyCode::downArrow, swipe, X11KeyChord{control | alt, KEY_DOWN}},
     // Show Desktop.
-    {KeyCode::f11, EventFlag::secondaryFunction, X11KeyChord{X11Modifier::super, KEY_D}},
+    {KeyCode::f11, EventFlag::secondaryFunction, X11KeyChord{super, KEY_D}},
     // Look Up. As Control+D it would end shells.
     {KeyCode::d, EventFlag::command | EventFlag::control, std::nullopt},
     // Zoom, with the keypad's keys: on many layouts plus and equals lie elsewhere, or on an accent.
@@ -47,7 +54,7 @@ constexpr Twin twins[] = {
     {KeyCode::minus, EventFlag::command, X11KeyChord{control, KEY_KPMINUS}},
     // The application switcher, and Spotlight.
     {tab, EventFlag::command, X11KeyChord{alt, KEY_TAB}},
-    {space, EventFlag::command, X11KeyChord{X11Modifier::super}},
+    {space, EventFlag::command, X11KeyChord{super}},
     // Moving by lines, documents and words.
     {KeyCode::leftArrow, EventFlag::command, X11KeyChord{X11Modifier::none, KEY_HOME}},
     {KeyCode::rightArrow, EventFlag::command, X11KeyChord{X11Modifier::none, KEY_END}},
@@ -58,6 +65,33 @@ constexpr Twin twins[] = {
     {backspace, EventFlag::option, X11KeyChord{control, KEY_BACKSPACE}},
 };
 // clang-format on
+
+/// Each desktop's default shortcut for its launcher.
+struct Launcher {
+  std::string_view desktop;
+  X11KeyChord chord;
+};
+constexpr Launcher launchers[] = {{"GNOME", {super, KEY_A, XKB_KEY_a}},
+                                  {"Unity", {super, KEY_A, XKB_KEY_a}},
+                                  {"KDE", {super}},
+                                  {"X-Cinnamon", {super}},
+                                  {"Budgie", {super}},
+                                  {"Pantheon", {super}},
+                                  {"XFCE", {alt, KEY_F1}},
+                                  {"MATE", {alt, KEY_F1}},
+                                  {"LXQt", {alt, KEY_F1}}};
+
+/// Whether this desktop is in the list of XDG_CURRENT_DESKTOP, such as "ubuntu:GNOME".
+bool runsOn(std::string_view desktop) {
+  const char* const variable = std::getenv("XDG_CURRENT_DESKTOP");
+  std::string_view names = variable ? variable : "";
+  while (!names.empty()) {
+    const std::string_view name = names.substr(0, names.find(':'));
+    if (name == desktop) return true;
+    names.remove_prefix(std::min(name.size() + 1, names.size()));
+  }
+  return false;
+}
 
 /// Keys whose codes depend on the server's input driver, beyond the typewriter's part of the keyboard.
 struct CursorKey {
@@ -101,6 +135,7 @@ std::optional<X11KeyChord> x11KeyChordFor(std::uint16_t virtualKeyCode, EventFla
   const EventFlags withoutShift = flags & ~EventFlag::shift;
   for (const Twin& twin : twins) {
     if (twin.virtualKeyCode != virtualKeyCode || twin.flags != withoutShift) continue;
+    if (!twin.desktop.empty() && !runsOn(twin.desktop)) continue;
     if (!twin.chord) return std::nullopt;
     X11KeyChord chord = withSymbol(*twin.chord);
     if (flags & EventFlag::shift) chord.modifiers |= X11Modifier::shift;
@@ -109,6 +144,13 @@ std::optional<X11KeyChord> x11KeyChordFor(std::uint16_t virtualKeyCode, EventFla
   const auto linuxKeyCode = linuxKeyCodeOf(virtualKeyCode);
   if (!linuxKeyCode) return std::nullopt;
   return withSymbol({.modifiers = x11ModifiersOf(flags), .linuxKeyCode = *linuxKeyCode});
+}
+
+std::optional<X11KeyChord> x11LauncherChord() {
+  for (const Launcher& launcher : launchers) {
+    if (runsOn(launcher.desktop)) return withSymbol(launcher.chord);
+  }
+  return std::nullopt;
 }
 
 }  // namespace tandemview

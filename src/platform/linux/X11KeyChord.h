@@ -32,7 +32,11 @@ struct X11KeyChord {
 /// Command acts as Control, Option as Alt, Control and Shift as themselves.
 X11Modifiers x11ModifiersOf(EventFlags flags);
 
-/// What a Linux user presses for a Mac's key press; absent for what a Linux desktop has no notion of.
+/// What a Linux user presses for a Mac's key press, on the desktop that XDG_CURRENT_DESKTOP names; absent for what a
+/// Linux desktop has no notion of.
 std::optional<X11KeyChord> x11KeyChordFor(std::uint16_t virtualKeyCode, EventFlags flags);
+
+/// What opens the desktop's application launcher; absent if that isn't known.
+std::optional<X11KeyChord> x11LauncherChord();
 
 }  // namespace tandemview

@@ -1,9 +1,13 @@
 #include "platform/linux/X11KeyLayout.h"
 
+#include <linux/input-event-codes.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <algorithm>
+#include <functional>
+
+#include "platform/linux/X11KeyCodes.h"
 
 namespace tandemview {
 
@@ -24,6 +28,13 @@ constexpr ModifierKey modifierSymbols[] = {{X11Modifier::shift, XKB_KEY_Shift_L}
 constexpr X11Modifiers typingModifiers[] = {X11Modifier::none, X11Modifier::shift, X11Modifier::levelThree,
                                             X11Modifier::shift | X11Modifier::levelThree};
 
+/// Keymaps have keys that hardly any keyboard has, such as one that types a parenthesis. Programs that go by a key's
+/// place don't know them.
+bool isOnEveryKeyboard(xcb_keycode_t key) {
+  const int linuxKeyCode = key - firstX11KeyCode;
+  return linuxKeyCode <= KEY_SPACE || linuxKeyCode == KEY_102ND || linuxKeyCode == KEY_RO || linuxKeyCode == KEY_YEN;
+}
+
 /// Programs give the keypad meanings of its own.
 bool isOfKeypad(xkb_keysym_t symbol) {
   return symbol >= XKB_KEY_KP_Space && symbol <= XKB_KEY_KP_Equal;
@@ -41,16 +52,14 @@ bool meansNothing(xkb_keymap* keymap, xkb_keycode_t key) {
 
 }  // namespace
 
-std::unique_ptr<X11KeyLayout> X11KeyLayout::read(const X11Connection& connection) {
+std::unique_ptr<X11KeyLayout> X11KeyLayout::read(const X11Connection& connection, std::int32_t device) {
   constexpr auto flags =
       static_cast<xkb_context_flags>(XKB_CONTEXT_NO_DEFAULT_INCLUDES | XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
   xkb_context* const context = xkb_context_new(flags);
   if (!context) return nullptr;
   xkb_context_set_log_level(context, XKB_LOG_LEVEL_CRITICAL);
-  const std::int32_t device = xkb_x11_get_core_keyboard_device_id(connection.get());
   xkb_keymap* const keymap =
-      device < 0 ? nullptr
-                 : xkb_x11_keymap_new_from_device(context, connection.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS);
+      xkb_x11_keymap_new_from_device(context, connection.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS);
   if (!keymap) {
     xkb_context_unref(context);
     return nullptr;
@@ -74,14 +83,33 @@ std::optional<std::vector<xcb_keycode_t>> X11KeyLayout::keysOf(X11Modifiers modi
   return keys;
 }
 
+bool X11KeyLayout::isModifier(xcb_keycode_t key) const {
+  xkb_state* const state = xkb_state_new(keymap_);
+  if (!state) return false;
+  xkb_state_update_key(state, key, XKB_KEY_DOWN);
+  const bool shifts = xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED) != 0;
+  const bool locks = xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED) != 0;
+  xkb_state_unref(state);
+  return shifts && !locks;
+}
+
+std::uint8_t X11KeyLayout::groupCount() const {
+  return static_cast<std::uint8_t>(xkb_keymap_num_layouts(keymap_));
+}
+
 std::optional<X11KeyStroke> X11KeyLayout::strokeFor(char32_t character, std::uint8_t group, std::uint8_t held) {
-  if (circumstances_ != Circumstances{group, held}) {
-    circumstances_ = {group, held};
+  if (held_ != held) {
+    held_ = held;
     collectStrokes();
   }
-  const auto found = strokes_.find(character);
-  if (found == strokes_.end()) return std::nullopt;
-  return found->second;
+  for (const std::vector<Strokes>& strokes : {std::cref(strokes_), std::cref(rareStrokes_)}) {
+    for (std::size_t count = 0; count < strokes.size(); ++count) {
+      const Strokes& ofGroup = strokes[(group + count) % strokes.size()];
+      const auto found = ofGroup.find(character);
+      if (found != ofGroup.end()) return found->second;
+    }
+  }
+  return std::nullopt;
 }
 
 std::vector<xcb_keycode_t> X11KeyLayout::unusedKeys() const {
@@ -99,25 +127,29 @@ xkb_keysym_t X11KeyLayout::symbolOf(xcb_keycode_t key, std::uint8_t group) const
 }
 
 void X11KeyLayout::collectStrokes() {
-  strokes_.clear();
+  strokes_.assign(groupCount(), {});
+  rareStrokes_.assign(groupCount(), {});
   xkb_state* const state = xkb_state_new(keymap_);
   if (!state) return;
-  for (const X11Modifiers modifiers : typingModifiers) {
-    const auto keys = keysOf(modifiers);
-    if (!keys) continue;
-    xkb_state_update_mask(state, circumstances_->held | maskOf(*keys), 0, 0, 0, 0, circumstances_->group);
-    collectStrokes(state, modifiers);
+  for (std::uint8_t group = 0; group < groupCount(); ++group) {
+    for (const X11Modifiers modifiers : typingModifiers) {
+      const auto keys = keysOf(modifiers);
+      if (!keys) continue;
+      xkb_state_update_mask(state, *held_ | maskOf(*keys), 0, 0, 0, 0, group);
+      collectStrokes(state, modifiers, group);
+    }
   }
   xkb_state_unref(state);
 }
 
-void X11KeyLayout::collectStrokes(xkb_state* state, X11Modifiers modifiers) {
+void X11KeyLayout::collectStrokes(xkb_state* state, X11Modifiers modifiers, std::uint8_t group) {
   for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap_); key <= xkb_keymap_max_keycode(keymap_); ++key) {
     const xkb_keysym_t symbol = xkb_state_key_get_one_sym(state, key);
     const char32_t character = isOfKeypad(symbol) ? 0 : xkb_keysym_to_utf32(symbol);
     const auto code = static_cast<xcb_keycode_t>(key);
     if (character == 0 || std::ranges::count(excluded_, code) > 0) continue;
-    strokes_.try_emplace(character, X11KeyStroke{.key = code, .modifiers = modifiers});
+    Strokes& strokes = isOnEveryKeyboard(code) ? strokes_[group] : rareStrokes_[group];
+    strokes.try_emplace(character, X11KeyStroke{.key = code, .modifiers = modifiers, .group = group});
   }
 }
 

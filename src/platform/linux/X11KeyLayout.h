@@ -14,17 +14,19 @@
 
 namespace tandemview {
 
-/// How a layout types a character: a key, and what must be held beside what is held already.
+/// How a layout types a character: a key, what must be held beside what is held already, and the group of the layout
+/// that must be active.
 struct X11KeyStroke {
   xcb_keycode_t key = 0;
   X11Modifiers modifiers = X11Modifier::none;  // Shift and AltGr only
+  std::uint8_t group = 0;
 };
 
-/// What the keys of the server's keyboard meant at one moment.
+/// What the keys of a keyboard meant at one moment.
 class X11KeyLayout {
  public:
   /// Null if the server is gone. xkb_x11_setup_xkb_extension() must have set the connection up.
-  static std::unique_ptr<X11KeyLayout> read(const X11Connection& connection);
+  static std::unique_ptr<X11KeyLayout> read(const X11Connection& connection, std::int32_t device);
 
   X11KeyLayout(const X11KeyLayout&) = delete;
   X11KeyLayout& operator=(const X11KeyLayout&) = delete;
@@ -36,8 +38,14 @@ class X11KeyLayout {
   /// Never answers with these keys when asked for a character's.
   void exclude(std::vector<xcb_keycode_t> keys) { excluded_ = std::move(keys); }
 
-  /// How `character` is typed in the layout's `group` while `held` (real modifiers, XCB_MOD_MASK_*) is in force; absent
-  /// if no key outside the keypad does it.
+  /// Whether the key changes what others mean for as long as it is held: Shift does, Caps Lock doesn't.
+  bool isModifier(xcb_keycode_t key) const;
+
+  /// How many layouts it consists of, between which the user switches.
+  std::uint8_t groupCount() const;
+
+  /// How `character` is typed while `held` (real modifiers, XCB_MOD_MASK_*) is in force: in the `group` that is active
+  /// if it has the character, or else in another one. Absent if no key outside the keypad does it.
   std::optional<X11KeyStroke> strokeFor(char32_t character, std::uint8_t group, std::uint8_t held);
 
   /// The key codes that mean nothing.
@@ -50,24 +58,21 @@ class X11KeyLayout {
   xkb_keysym_t symbolOf(xcb_keycode_t key, std::uint8_t group = 0) const;
 
  private:
-  struct Circumstances {
-    std::uint8_t group;
-    std::uint8_t held;
-
-    bool operator==(const Circumstances&) const = default;
-  };
+  /// Those of one group, by character.
+  using Strokes = std::unordered_map<char32_t, X11KeyStroke>;
 
   X11KeyLayout(xkb_context* context, xkb_keymap* keymap) : context_(context), keymap_(keymap) {}
 
   void collectStrokes();
-  void collectStrokes(xkb_state* state, X11Modifiers modifiers);
+  void collectStrokes(xkb_state* state, X11Modifiers modifiers, std::uint8_t group);
   xkb_mod_mask_t maskOf(const std::vector<xcb_keycode_t>& modifierKeys) const;
 
   xkb_context* const context_;
   xkb_keymap* const keymap_;
   std::vector<xcb_keycode_t> excluded_;
-  std::optional<Circumstances> circumstances_;  // of the strokes
-  std::unordered_map<char32_t, X11KeyStroke> strokes_;
+  std::optional<std::uint8_t> held_;  // under which the strokes are
+  std::vector<Strokes> strokes_;      // of each group, on the keys that every keyboard has
+  std::vector<Strokes> rareStrokes_;  // on the other keys
 };
 
 }  // namespace tandemview

@@ -12,7 +12,8 @@
 namespace tandemview {
 
 /// Key codes without a meaning, lent to symbols that no key of the layout types. Programs ask what a key means only
-/// when they come to its event, some while after it was pressed: a code keeps its symbol until that is long ago.
+/// when they come to its event, some while after it was pressed: a code keeps its symbol until that is long ago. What
+/// is lent stands in a property of the root window, where a later run finds it if this one is killed.
 class X11KeyLoans {
  public:
   struct Loan {
@@ -20,7 +21,10 @@ class X11KeyLoans {
     double secondsToWait = 0;  // until it is worth asking again; 0: it never is
   };
 
-  explicit X11KeyLoans(std::shared_ptr<X11Connection> connection) : connection_(std::move(connection)) {}
+  explicit X11KeyLoans(std::shared_ptr<X11Connection> connection);
+
+  /// Takes away what a run lent that was killed.
+  void endLoansOfKilledRun() const;
 
   /// The layout has changed: only loans that it still shows stand.
   void adopt(const X11KeyLayout& layout);
@@ -41,8 +45,11 @@ class X11KeyLoans {
     double lastUse = 0;
   };
 
+  void writeLedger() const;
+
   const std::shared_ptr<X11Connection> connection_;
-  std::vector<Key> keys_;  // the least recently used first, those never used in front
+  const xcb_atom_t ledger_;  // the property's name
+  std::vector<Key> keys_;    // the least recently used first, those never used in front
 };
 
 }  // namespace tandemview

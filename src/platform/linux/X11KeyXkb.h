@@ -4,3 +4,10 @@
 #define explicit explicitParts
 #include <xcb/xkb.h>
 #undef explicit
+
+namespace tandemview {
+
+/// The keyboard that the clients of the core protocol type on.
+inline constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
+
+}  // namespace tandemview

@@ -5,74 +5,103 @@
 #include <algorithm>
 
 #include "platform/linux/X11EventInput.h"
+#include "platform/linux/X11KeyCodes.h"
 #include "platform/linux/X11KeyXkb.h"
 
 namespace tandemview {
 
 namespace {
 
-constexpr xcb_xkb_device_spec_t coreKeyboard = XCB_XKB_ID_USE_CORE_KBD;
-
-/// Linux numbers its keys from 1, X from 8 more (the evdev rules of xkeyboard-config).
-constexpr int firstKeyCode = 8;
-
-/// What all XKB events begin with.
+/// What the XKB events begin with that are waited for here.
 struct XkbEvent {
   std::uint8_t response_type;
   std::uint8_t xkbType;
+  std::uint16_t sequence;
+  xcb_timestamp_t time;
+  std::uint8_t deviceID;
 };
 
 }  // namespace
 
-X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection)
-    : connection_(std::move(connection)), loans_(connection_) {
+X11Keyboard::X11Keyboard(std::shared_ptr<X11Connection> connection, std::shared_ptr<const X11InputDevices> devices)
+    : connection_(std::move(connection)), devices_(std::move(devices)), loans_(connection_) {
   hasXkb_ =
       xkb_x11_setup_xkb_extension(connection_->get(), XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                   XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &firstEvent_, nullptr) == 1;
   if (!hasXkb_) return;
+  device_ = devices_->testKeyboard();
+  if (device_ == 0) device_ = xkb_x11_get_core_keyboard_device_id(connection_->get());
   constexpr std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
   constexpr std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS |
                                      XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_VIRTUAL_MODS |
                                      XCB_XKB_MAP_PART_VIRTUAL_MOD_MAP;
-  xcb_xkb_select_events(connection_->get(), coreKeyboard, events, /*clear=*/0, /*selectAll=*/events, mapParts, mapParts,
-                        nullptr);
+  xcb_xkb_select_events(connection_->get(), static_cast<xcb_xkb_device_spec_t>(device_), events, /*clear=*/0,
+                        /*selectAll=*/events, mapParts, mapParts, nullptr);
+}
+
+bool X11Keyboard::releaseHeldModifiers() {
+  readEvents();
+  if (!update()) return false;
+  for (const X11InputDevices::Key& key : devices_->heldKeys()) {
+    if (!layout_->isModifier(key.code)) continue;
+    devices_->turn(key, false);
+    released_.push_back(key);
+  }
+  return !released_.empty();
+}
+
+void X11Keyboard::restoreHeldModifiers() {
+  for (const X11InputDevices::Key& key : released_) devices_->turn(key, true);
+  released_.clear();
+}
+
+void X11Keyboard::begin(const std::optional<X11InputState::Keyboard>& state) {
+  readEvents();
+  state_ = state;
+  if (state_) locks_ = {.group = state_->lockedGroup, .capsLock = state_->hasCapsLock};
+}
+
+void X11Keyboard::end() {
+  if (state_) lock({.group = state_->lockedGroup, .capsLock = state_->hasCapsLock});
+  state_.reset();
 }
 
 void X11Keyboard::press(const X11KeyChord& chord) {
-  if (!update()) return;
-  const auto state = readState();
-  if (!state) return;
-  xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstKeyCode);
+  if (!update() || !state_) return;
+  xcb_keycode_t key = chord.linuxKeyCode == 0 ? 0 : static_cast<xcb_keycode_t>(chord.linuxKeyCode + firstX11KeyCode);
   if (chord.symbol != XKB_KEY_NoSymbol) {
     const xcb_keycode_t keyOfFirstGroup = layout_->keyOf(chord.symbol).value_or(key);
-    key = layout_->keyOf(chord.symbol, state->group).value_or(keyOfFirstGroup);
+    key = layout_->keyOf(chord.symbol, state_->group).value_or(keyOfFirstGroup);
   }
-  stroke(key, chord.modifiers, *state);
+  stroke({.key = key, .modifiers = chord.modifiers, .group = state_->group});
 }
 
 double X11Keyboard::type(char32_t character, X11Modifiers modifiers, double now) {
-  if (!update()) return 0;
-  const auto state = readState();
-  if (!state) return 0;
-  if (const auto known = layout_->strokeFor(character, state->group, state->held)) {
-    stroke(known->key, known->modifiers | modifiers, *state);
+  if (!update() || !state_) return 0;
+  const auto held = static_cast<std::uint8_t>(state_->pressed | state_->others);
+  if (auto known = layout_->strokeFor(character, activeGroup(), held)) {
+    known->modifiers |= modifiers;
+    stroke(*known);
     return 0;
   }
   const xkb_keysym_t symbol = character < U' ' ? xkb_keysym_t{XKB_KEY_NoSymbol} : xkb_utf32_to_keysym(character);
   if (symbol == XKB_KEY_NoSymbol) return 0;
   const X11KeyLoans::Loan loan = loans_.lend(symbol, now);
-  if (loan.key != 0) stroke(loan.key, modifiers, *state);
+  if (loan.key != 0) stroke({.key = loan.key, .modifiers = modifiers, .group = activeGroup()});
   return loan.secondsToWait;
+}
+
+void X11Keyboard::readEvents() {
+  while (const auto event = owned(xcb_poll_for_event(connection_->get()))) {
+    if (concernsLayout(*event)) isStale_ = true;
+  }
 }
 
 /// Whether there is a layout, as it is now.
 bool X11Keyboard::update() {
   if (!hasXkb_) return false;
-  while (const auto event = owned(xcb_poll_for_event(connection_->get()))) {
-    if (concernsLayout(*event)) isStale_ = true;
-  }
   if (!isStale_) return !connection_->isBroken();
-  layout_ = X11KeyLayout::read(*connection_);
+  layout_ = X11KeyLayout::read(*connection_, device_);
   if (!layout_) return false;
   isStale_ = false;
   loans_.adopt(*layout_);
@@ -82,37 +111,41 @@ bool X11Keyboard::update() {
 
 /// Our own loans don't.
 bool X11Keyboard::concernsLayout(const xcb_generic_event_t& event) const {
-  if (event.response_type != firstEvent_) return false;
-  if (reinterpret_cast<const XkbEvent&>(event).xkbType != XCB_XKB_MAP_NOTIFY) return true;
+  const auto& xkb = reinterpret_cast<const XkbEvent&>(event);
+  if (xkb.response_type != firstEvent_ || xkb.deviceID != device_) return false;
+  if (xkb.xkbType != XCB_XKB_MAP_NOTIFY) return true;
   const auto& change = reinterpret_cast<const xcb_xkb_map_notify_event_t&>(event);
   return change.nKeySyms != 1 || !loans_.isLent(change.firstKeySym);
 }
 
-std::optional<X11Keyboard::State> X11Keyboard::readState() const {
-  const auto state =
-      owned(xcb_xkb_get_state_reply(connection_->get(), xcb_xkb_get_state(connection_->get(), coreKeyboard), nullptr));
-  if (!state) return std::nullopt;
-  const auto locked = static_cast<std::uint8_t>(state->lockedMods & ~XCB_MOD_MASK_LOCK);
-  return State{.group = state->group,
-               .held = static_cast<std::uint8_t>(state->baseMods | state->latchedMods | locked),
-               .hasCapsLock = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0};
-}
-
-/// `key`: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.
-void X11Keyboard::stroke(xcb_keycode_t key, X11Modifiers modifiers, const State& state) {
-  auto keys = layout_->keysOf(modifiers);
+/// Its key: 0 for the modifiers alone. Caps Lock is lifted: what is typed doesn't depend on it.
+void X11Keyboard::stroke(const X11KeyStroke& stroke) {
+  auto keys = layout_->keysOf(stroke.modifiers);
   if (!keys) return;
-  if (key != 0) keys->push_back(key);
-  if (state.hasCapsLock) setCapsLock(false);
+  if (stroke.key != 0) keys->push_back(stroke.key);
+  lock({.group = wrapped(stroke.group - state_->group + state_->lockedGroup), .capsLock = false});
   pressKeys(*keys);
   releaseKeys(*keys);
-  if (state.hasCapsLock) setCapsLock(true);
 }
 
-void X11Keyboard::setCapsLock(bool isOn) const {
-  xcb_xkb_latch_lock_state(connection_->get(), coreKeyboard, XCB_MOD_MASK_LOCK, isOn ? XCB_MOD_MASK_LOCK : 0,
-                           /*lockGroup=*/0, /*groupLock=*/0, /*affectModLatches=*/0, /*latchGroup=*/0,
-                           /*groupLatch=*/0);
+/// The active group is the locked one and what held or latched keys add to it, round and round.
+std::uint8_t X11Keyboard::activeGroup() const {
+  return wrapped(locks_.group + state_->group - state_->lockedGroup);
+}
+
+std::uint8_t X11Keyboard::wrapped(int group) const {
+  const int count = std::max<int>(layout_->groupCount(), 1);
+  return static_cast<std::uint8_t>((group % count + count) % count);
+}
+
+void X11Keyboard::lock(const Locks& locks) {
+  const bool changesGroup = locks.group != locks_.group;
+  const bool changesCapsLock = locks.capsLock != locks_.capsLock;
+  if (!changesGroup && !changesCapsLock) return;
+  xcb_xkb_latch_lock_state(connection_->get(), coreKeyboard, changesCapsLock ? XCB_MOD_MASK_LOCK : 0,
+                           locks.capsLock ? XCB_MOD_MASK_LOCK : 0, changesGroup, locks.group, /*affectModLatches=*/0,
+                           /*latchGroup=*/0, /*groupLatch=*/0);
+  locks_ = locks;
 }
 
 void X11Keyboard::pressKeys(const std::vector<xcb_keycode_t>& keys) const {

@@ -4,9 +4,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11InputDevices.h"
+#include "platform/linux/X11InputState.h"
 #include "platform/linux/X11KeyChord.h"
 #include "platform/linux/X11KeyLayout.h"
 #include "platform/linux/X11KeyLoans.h"
@@ -17,7 +20,19 @@ namespace tandemview {
 /// together. Nothing happens without XKB or on a broken connection. The connection's events are the keyboard's.
 class X11Keyboard {
  public:
-  explicit X11Keyboard(std::shared_ptr<X11Connection> connection);
+  X11Keyboard(std::shared_ptr<X11Connection> connection, std::shared_ptr<const X11InputDevices> devices);
+
+  /// Whether the server knows of layouts and of what is held.
+  bool hasXkb() const { return hasXkb_; }
+
+  /// Lets go of the modifiers that the user holds, on the keyboard where they are held. False: there were none.
+  bool releaseHeldModifiers();
+  /// Takes them up again.
+  void restoreHeldModifiers();
+
+  /// Around the presses of one turn, which go by this state.
+  void begin(const std::optional<X11InputState::Keyboard>& state);
+  void end();
 
   void press(const X11KeyChord& chord);
 
@@ -40,29 +55,38 @@ class X11Keyboard {
   /// Whether keys have a meaning that is only lent to them.
   bool hasLoans() const { return !loans_.lentKeys().empty(); }
 
+  /// Takes back what a run lent that was killed.
+  void endLoansOfKilledRun() const { loans_.endLoansOfKilledRun(); }
+
   /// Takes lent meanings back, through `connection`.
   void endLoans(const X11Connection& connection) { loans_.giveBack(connection); }
 
  private:
-  struct State {
+  struct Locks {
     std::uint8_t group = 0;
-    std::uint8_t held = 0;  // real modifiers that are in force, Caps Lock aside
-    bool hasCapsLock = false;
+    bool capsLock = false;
   };
 
   bool update();
   bool concernsLayout(const xcb_generic_event_t& event) const;
-  std::optional<State> readState() const;
-  void stroke(xcb_keycode_t key, X11Modifiers modifiers, const State& state);
-  void setCapsLock(bool isOn) const;
+  void readEvents();
+  void stroke(const X11KeyStroke& stroke);
+  std::uint8_t activeGroup() const;
+  std::uint8_t wrapped(int group) const;
+  void lock(const Locks& locks);
   void pressKeys(const std::vector<xcb_keycode_t>& keys) const;
   void releaseKeys(const std::vector<xcb_keycode_t>& keys) const;
 
   const std::shared_ptr<X11Connection> connection_;
+  const std::shared_ptr<const X11InputDevices> devices_;
   bool hasXkb_ = false;
+  std::int32_t device_ = 0;  // the keyboard that XTEST's keys are those of
   std::uint8_t firstEvent_ = 0;
   bool isStale_ = true;
   std::unique_ptr<X11KeyLayout> layout_;
+  std::optional<X11InputState::Keyboard> state_;  // between begin() and end(), if the server has told
+  Locks locks_;                                   // as they are now
+  std::vector<X11InputDevices::Key> released_;    // the modifiers that were let go of
   X11KeyLoans loans_;
 };
 

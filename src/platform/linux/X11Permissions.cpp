@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "platform/linux/ProgramSearch.h"
+#include "platform/linux/ScreenAccess.h"
 #include "platform/linux/X11Connection.h"
 #include "runtime/Log.h"
 
@@ -42,14 +43,6 @@ std::optional<std::string> settingsProgram() {
   return std::nullopt;
 }
 
-bool canReadScreen(const X11Connection& connection) {
-  const auto pixel = owned(xcb_get_image_reply(
-      connection.get(),
-      xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(), 0, 0, 1, 1, ~std::uint32_t(0)),
-      nullptr));
-  return pixel != nullptr;
-}
-
 }  // namespace
 
 X11Permissions::X11Permissions(std::shared_ptr<ApplicationSystem> application, std::string displayName)
@@ -60,7 +53,7 @@ bool X11Permissions::isGranted(Permission permission) {
   if (!connection) return false;
   switch (permission) {
     case Permission::ScreenRecording:
-      return canReadScreen(*connection);
+      return screenAccess(*connection) == ScreenAccess::Granted;
     case Permission::Accessibility:
       return connection->offers(xcb_test_id);
   }

@@ -6,7 +6,7 @@ namespace tandemview {
 
 std::optional<DisplayID> X11VirtualDisplay::displayID() const {
   const std::lock_guard lock(mutex_);
-  return shown_ ? std::optional<DisplayID>(shown_->output) : std::nullopt;
+  return shown_ && screen_->shows(*shown_) ? std::optional<DisplayID>(shown_->output) : std::nullopt;
 }
 
 ApplyOutcome X11VirtualDisplay::applySettings(const VirtualDisplaySettings& settings) {

@@ -68,13 +68,15 @@ void ZenityAlerts::show(const Alert& alert, std::function<void(int button)> answ
   if (!tool || ::pipe2(ends, O_CLOEXEC) != 0) return fallback_->show(alert, std::move(answer));
   Descriptor readEnd(ends[0]);
   const Descriptor writeEnd(ends[1]);
+  auto watch = mainQueue_->watch(readEnd.get());
+  if (!watch) return fallback_->show(alert, std::move(answer));
   const auto started = spawnProcess(*tool, argumentsFor(alert), writeEnd);
   if (!started) return fallback_->show(alert, std::move(answer));
   dialog_ = *started;
   pipe_ = std::move(readEnd);
   buttons_ = alert.buttons;
   answer_ = std::move(answer);
-  watch_ = mainQueue_->watch(pipe_.get());
+  watch_ = std::move(*watch);
   readLater();
 }
 

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <random>
@@ -27,6 +28,7 @@
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
 #include "platform/linux/X11Permissions.h"
+#include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
@@ -62,8 +64,20 @@ int main(int argc, char** argv) {
                succession.predecessor, longestFarewellSeconds);
   }
 
+  const X11Session session = X11Session::find();
+  const PlatformTexts texts = linuxTexts(session);
+  if (!session.hasServer) {
+    PrintedAlerts().show({.style = AlertStyle::Warning,
+                          .message = texts.unsupportedMessage,
+                          .informativeText = texts.unsupportedExplanation,
+                          .buttons = {"OK"}},
+                         [](int) {});
+    return EXIT_FAILURE;
+  }
+
   const auto mainQueue = std::make_shared<SerialQueue>("main");
   const auto backgroundQueue = SerialQueue::withThread("background");
+  const auto displayQueue = SerialQueue::withThread("display");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
   const auto wifiQueue = SerialQueue::withThread("com.app.wifisender");
   const auto clock = std::make_shared<SystemMediaClock>();
@@ -102,13 +116,15 @@ int main(int argc, char** argv) {
       .terminate = terminate});
   std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const auto alerts = std::make_shared<AlertQueue>(std::make_shared<NotificationAlerts>(
-      mainQueue, std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>())));
+  const auto dialogs = std::make_shared<AlertQueue>(
+      std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>()));
+  const auto alerts = std::make_shared<NotificationAlerts>(mainQueue, dialogs);
   std::shared_ptr<LogindSleepMonitor> sleepMonitor;
 
   delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
       .mainQueue = mainQueue,
       .backgroundQueue = backgroundQueue,
+      .displayQueue = displayQueue,
       .sampleQueue = sampleQueue,
       .wifiQueue = wifiQueue,
       .clock = clock,
@@ -116,7 +132,7 @@ int main(int argc, char** argv) {
       .randomBits = std::ref(randomDevice),
       .notificationCenter = notificationCenter,
       .program = program,
-      .texts = linuxTexts(),
+      .texts = texts,
       .application = application,
       .alerts = alerts,
       .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(executable)),
@@ -148,6 +164,7 @@ int main(int argc, char** argv) {
   // Nothing may still work in the background when the objects that it works on go.
   wifiQueue->stopAndJoin();
   sampleQueue->stopAndJoin();
+  displayQueue->stopAndJoin();
   backgroundQueue->stopAndJoin();
   return application->exitStatus();
 }

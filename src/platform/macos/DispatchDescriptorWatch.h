@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "runtime/Descriptor.h"
 #include "runtime/Queue.h"
 
 namespace tandemview {
@@ -11,7 +12,8 @@ namespace tandemview {
 /// A descriptor's readiness, from dispatch sources on a serial queue.
 class DispatchDescriptorWatch final : public DescriptorWatch {
  public:
-  DispatchDescriptorWatch(dispatch_queue_t queue, int descriptor) : queue_(queue), descriptor_(descriptor) {}
+  /// An error if there is no descriptor left for a duplicate: see `duplicate_`.
+  static Result<std::unique_ptr<DescriptorWatch>> of(int descriptor, dispatch_queue_t queue);
   ~DispatchDescriptorWatch() override;
 
   void whenReadable(Work work) override;
@@ -24,11 +26,15 @@ class DispatchDescriptorWatch final : public DescriptorWatch {
     Work work;
   };
 
+  DispatchDescriptorWatch(dispatch_queue_t queue, std::shared_ptr<const Descriptor> duplicate)
+      : queue_(queue), duplicate_(std::move(duplicate)) {}
   void wait(std::shared_ptr<Readiness>& readiness, dispatch_source_type_t type, Work work);
   std::shared_ptr<Readiness> makeReadiness(dispatch_source_type_t type) const;
 
   const dispatch_queue_t queue_;
-  const int descriptor_;
+  /// What the sources watch, and keep until their cancellation is through: the owner may close its own descriptor at
+  /// once, and the system may give the number to somebody else.
+  const std::shared_ptr<const Descriptor> duplicate_;
   std::shared_ptr<Readiness> readable_;  // made when first waited for
   std::shared_ptr<Readiness> writable_;
 };

@@ -1,11 +1,17 @@
 #import "platform/macos/DispatchDescriptorWatch.h"
 
 #include <fcntl.h>
-#include <unistd.h>
+#include <cerrno>
 
 #include "runtime/Assertion.h"
 
 namespace tandemview {
+
+Result<std::unique_ptr<DescriptorWatch>> DispatchDescriptorWatch::of(int descriptor, dispatch_queue_t queue) {
+  auto duplicate = std::make_shared<Descriptor>(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  if (!*duplicate) return tl::unexpected(posixError(errno));
+  return std::unique_ptr<DescriptorWatch>(new DispatchDescriptorWatch(queue, std::move(duplicate)));
+}
 
 DispatchDescriptorWatch::~DispatchDescriptorWatch() {
   for (const auto& readiness : {readable_, writable_}) {
@@ -32,13 +38,9 @@ void DispatchDescriptorWatch::wait(std::shared_ptr<Readiness>& readiness, dispat
   dispatch_resume(readiness->source);
 }
 
-/// The source watches a duplicate, which it keeps until its cancellation is through: the owner may close its own
-/// descriptor at once, and the system may give the number to somebody else.
 std::shared_ptr<DispatchDescriptorWatch::Readiness> DispatchDescriptorWatch::makeReadiness(
     dispatch_source_type_t type) const {
-  const int duplicate = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
-  require(duplicate >= 0, "a descriptor to watch");
-  const dispatch_source_t source = dispatch_source_create(type, static_cast<uintptr_t>(duplicate), 0, queue_);
+  const dispatch_source_t source = dispatch_source_create(type, static_cast<uintptr_t>(duplicate_->get()), 0, queue_);
   const auto readiness = std::make_shared<Readiness>(Readiness{source, nullptr});
   const std::weak_ptr<Readiness> weak = readiness;
   dispatch_source_set_event_handler(source, ^{
@@ -50,8 +52,9 @@ std::shared_ptr<DispatchDescriptorWatch::Readiness> DispatchDescriptorWatch::mak
       work();
     }
   });
+  __block std::shared_ptr<const Descriptor> kept = duplicate_;
   dispatch_source_set_cancel_handler(source, ^{
-    ::close(duplicate);
+    kept = nullptr;
   });
   return readiness;
 }

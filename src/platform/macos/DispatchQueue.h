@@ -21,9 +21,12 @@ class DispatchQueue final : public Queue {
   /// one that waits for the user's password doesn't hold up the others. Nothing can be watched on it.
   static std::shared_ptr<DispatchQueue> background();
 
+  /// A serial queue of that quality of service.
+  static std::shared_ptr<DispatchQueue> serialBackground(const char* label);
+
   void async(Work work) override;
   void after(double seconds, Work work) override;
-  std::unique_ptr<DescriptorWatch> watch(int descriptor) override;
+  Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
 
   /// The queue that `queue` stands for; it must be one of this class.
   static dispatch_queue_t underlying(const Queue& queue);

@@ -33,6 +33,11 @@ std::shared_ptr<DispatchQueue> DispatchQueue::background() {
       new DispatchQueue(dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, /*flags=*/0)));
 }
 
+std::shared_ptr<DispatchQueue> DispatchQueue::serialBackground(const char* label) {
+  return std::shared_ptr<DispatchQueue>(new DispatchQueue(
+      dispatch_queue_create_with_target(label, DISPATCH_QUEUE_SERIAL, background()->queue_)));
+}
+
 void DispatchQueue::async(Work work) {
   dispatch_async_f(queue_, new Work(std::move(work)), runAndDelete);
 }
@@ -42,8 +47,8 @@ void DispatchQueue::after(double seconds, Work work) {
   dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, nanoseconds), queue_, new Work(std::move(work)), runAndDelete);
 }
 
-std::unique_ptr<DescriptorWatch> DispatchQueue::watch(int descriptor) {
-  return std::make_unique<DispatchDescriptorWatch>(queue_, descriptor);
+Result<std::unique_ptr<DescriptorWatch>> DispatchQueue::watch(int descriptor) {
+  return DispatchDescriptorWatch::of(descriptor, queue_);
 }
 
 dispatch_queue_t DispatchQueue::underlying(const Queue& queue) {

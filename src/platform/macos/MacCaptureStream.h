@@ -2,6 +2,7 @@
 
 #import <ScreenCaptureKit/ScreenCaptureKit.h>
 
+#include <atomic>
 #include <memory>
 
 #include "capture/CaptureSystem.h"
@@ -19,12 +20,13 @@ class MacCaptureStream final : public CaptureStream {
   void stopCapture(Completion completion) override;
 
  private:
-  MacCaptureStream(SCStream* stream, id<SCStreamDelegate> delegate, std::shared_ptr<Queue> queue);
+  MacCaptureStream(SCStream* stream, id<SCStreamDelegate> delegate, std::shared_ptr<Queue> queue,
+                   std::shared_ptr<std::atomic<bool>> hasEnded);
 
   SCStream* const stream_;
   [[maybe_unused]] const id<SCStreamDelegate> delegate_;  // only kept alive: the stream holds it weakly
   const std::shared_ptr<Queue> queue_;
-  bool isStopped_ = false;
+  const std::shared_ptr<std::atomic<bool>> hasEnded_;  // by itself or because it was asked to
 };
 
 }  // namespace tandemview

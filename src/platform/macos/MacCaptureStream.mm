@@ -2,6 +2,7 @@
 
 #import <CoreMedia/CoreMedia.h>
 
+#include <atomic>
 #include <cmath>
 
 #import "platform/macos/CaptureError.h"
@@ -71,6 +72,10 @@ Result<std::shared_ptr<CaptureStream>> MacCaptureStream::make(SCDisplay* display
                                                               const CaptureConfiguration& configuration,
                                                               CaptureOutput output) {
   const auto queue = output.sampleQueue;
+  const auto hasEnded = std::make_shared<std::atomic<bool>>(false);
+  output.didStopWithError = [hasEnded, report = std::move(output.didStopWithError)](const Error& error) {
+    if (!hasEnded->exchange(true)) report(error);
+  };
   SCContentFilter* filter = [[SCContentFilter alloc] initWithDisplay:display excludingWindows:@[]];
   TandemviewStreamOutput* receiver = [[TandemviewStreamOutput alloc] initWithOutput:std::move(output)];
   SCStream* stream = [[SCStream alloc] initWithFilter:filter
@@ -83,23 +88,26 @@ Result<std::shared_ptr<CaptureStream>> MacCaptureStream::make(SCDisplay* display
                          error:&error]) {
     return tl::unexpected(captureErrorFrom(error));
   }
-  return std::shared_ptr<CaptureStream>(new MacCaptureStream(stream, receiver, queue));
+  return std::shared_ptr<CaptureStream>(new MacCaptureStream(stream, receiver, queue, hasEnded));
 }
 
-MacCaptureStream::MacCaptureStream(SCStream* stream, id<SCStreamDelegate> delegate, std::shared_ptr<Queue> queue)
-    : stream_(stream), delegate_(delegate), queue_(std::move(queue)) {}
+MacCaptureStream::MacCaptureStream(SCStream* stream, id<SCStreamDelegate> delegate, std::shared_ptr<Queue> queue,
+                                   std::shared_ptr<std::atomic<bool>> hasEnded)
+    : stream_(stream), delegate_(delegate), queue_(std::move(queue)), hasEnded_(std::move(hasEnded)) {}
 
 MacCaptureStream::~MacCaptureStream() {
-  if (!isStopped_) [stream_ stopCaptureWithCompletionHandler:nil];
+  if (!*hasEnded_) stopCapture([](const std::optional<Error>&) {});
 }
 
 void MacCaptureStream::startCapture(Completion completion) {
   [stream_ startCaptureWithCompletionHandler:completing(std::move(completion), queue_)];
 }
 
+/// A stream that has ended by itself must not be stopped again.
 void MacCaptureStream::stopCapture(Completion completion) {
-  isStopped_ = true;
-  [stream_ stopCaptureWithCompletionHandler:completing(std::move(completion), queue_)];
+  const CompletionHandler completed = completing(std::move(completion), queue_);
+  if (hasEnded_->exchange(true)) return completed(nil);
+  [stream_ stopCaptureWithCompletionHandler:completed];
 }
 
 }  // namespace tandemview

@@ -7,6 +7,9 @@ namespace tandemview {
 /// The displays of Core Graphics.
 class MacDisplaySystem final : public DisplaySystem {
  public:
+  MacDisplaySystem();
+  ~MacDisplaySystem() override;
+
   bool hasDescriptorClass() const override;
   bool hasDisplayClass() const override;
   bool hasSettingsClass() const override;
@@ -25,7 +28,14 @@ class MacDisplaySystem final : public DisplaySystem {
   ConfigurationOutcome configureMode(DisplayID display, const DisplayMode& mode) override;
   ConfigurationOutcome configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) override;
 
+  double leftEdge() const override;
+  void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override;
   void pause(double seconds) override;
+
+ private:
+  struct ArrangementObserver;
+
+  std::unique_ptr<ArrangementObserver> observer_;
 };
 
 }  // namespace tandemview

@@ -2,6 +2,8 @@
 
 #import <CoreGraphics/CoreGraphics.h>
 
+#include <limits>
+
 #import "platform/macos/ActiveDisplays.h"
 #import "platform/macos/CoreReference.h"
 #import "platform/macos/MacVirtualDisplay.h"
@@ -37,6 +39,23 @@ ConfigurationOutcome configure(Change change) {
 }
 
 }  // namespace
+
+struct MacDisplaySystem::ArrangementObserver {
+  std::shared_ptr<Queue> queue;
+  std::function<void()> changed;
+
+  static void displayWasReconfigured(CGDirectDisplayID, CGDisplayChangeSummaryFlags flags, void* context) {
+    if ((flags & kCGDisplayBeginConfigurationFlag) != 0) return;  // the change itself is still to come
+    const auto* observer = static_cast<const ArrangementObserver*>(context);
+    observer->queue->async(observer->changed);
+  }
+};
+
+MacDisplaySystem::MacDisplaySystem() = default;
+
+MacDisplaySystem::~MacDisplaySystem() {
+  if (observer_) CGDisplayRemoveReconfigurationCallback(ArrangementObserver::displayWasReconfigured, observer_.get());
+}
 
 bool MacDisplaySystem::hasDescriptorClass() const {
   return MacVirtualDisplay::descriptorClass() != nil;
@@ -107,6 +126,15 @@ ConfigurationOutcome MacDisplaySystem::configureMode(DisplayID display, const Di
 
 ConfigurationOutcome MacDisplaySystem::configureOrigin(DisplayID display, std::int32_t x, std::int32_t y) {
   return configure([&](CGDisplayConfigRef configuration) { CGConfigureDisplayOrigin(configuration, display, x, y); });
+}
+
+double MacDisplaySystem::leftEdge() const {
+  return -std::numeric_limits<double>::infinity();
+}
+
+void MacDisplaySystem::onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) {
+  observer_ = std::make_unique<ArrangementObserver>(ArrangementObserver{queue, std::move(changed)});
+  CGDisplayRegisterReconfigurationCallback(ArrangementObserver::displayWasReconfigured, observer_.get());
 }
 
 void MacDisplaySystem::pause(double seconds) {

@@ -12,6 +12,7 @@ class MacEventSystem final : public EventSystem {
   void postMouseEvent(const MouseEvent& event) override;
   void postScrollEvent(const ScrollEvent& event) override;
   void postKeyEvent(const KeyEvent& event) override;
+  void discardWaitingEvents() override {}  // nothing waits
   std::optional<ScreenPoint> pointerLocation() override;
   std::optional<std::uint32_t> activeDisplayCount() override;
   std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;

@@ -62,6 +62,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
   };
   return {.mainQueue = mainQueue,
           .backgroundQueue = DispatchQueue::background(),
+          .displayQueue = DispatchQueue::serialBackground("com.tandemview.display"),
           .sampleQueue = DispatchQueue::serial("com.tandemview.capture"),
           .wifiQueue = DispatchQueue::serial("com.app.wifisender"),
           .clock = std::make_shared<CoreAnimationClock>(),

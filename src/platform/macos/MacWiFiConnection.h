@@ -3,6 +3,7 @@
 #import <Network/Network.h>
 
 #include <atomic>
+#include <memory>
 
 #include "wifi/WiFiNetwork.h"
 
@@ -20,7 +21,9 @@ class MacWiFiConnection final : public WiFiConnection {
 
  private:
   const nw_connection_t connection_;
+  std::shared_ptr<Queue> queue_;  // of the output
   std::atomic<bool> isCancelled_ = false;
+  const std::shared_ptr<bool> streamHasEnded_ = std::make_shared<bool>(false);  // on the output's queue
 };
 
 }  // namespace tandemview

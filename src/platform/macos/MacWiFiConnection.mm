@@ -38,6 +38,7 @@ MacWiFiConnection::~MacWiFiConnection() {
 }
 
 void MacWiFiConnection::start(WiFiConnectionOutput output) {
+  queue_ = output.queue;
   nw_connection_set_queue(connection_, DispatchQueue::underlying(*output.queue));
   nw_connection_set_state_changed_handler(connection_, ^(nw_connection_state_t state, nw_error_t error) {
     if (state == nw_connection_state_ready) output.didBecomeReady();
@@ -47,12 +48,21 @@ void MacWiFiConnection::start(WiFiConnectionOutput output) {
   nw_connection_start(connection_);
 }
 
+/// The framework tells of the stream's end together with the last bytes, and every receive after that fails.
 void MacWiFiConnection::receive(std::size_t length, ReceiveCompletion completion) {
+  if (*streamHasEnded_) {
+    return queue_->async([completion = std::move(completion)] { completion({.streamEnded = true}); });
+  }
   const auto count = static_cast<std::uint32_t>(length);
+  const auto streamHasEnded = streamHasEnded_;
   nw_connection_receive(
       connection_, /*minimum=*/count, /*maximum=*/count,
       ^(dispatch_data_t content, nw_content_context_t, bool isComplete, nw_error_t error) {
-        completion({.bytes = dataFrom(content), .streamEnded = isComplete, .error = optionalErrorFrom(error)});
+        if (isComplete) *streamHasEnded = true;
+        Data bytes = dataFrom(content);
+        const bool isShort = bytes.size() < length;
+        completion(
+            {.bytes = std::move(bytes), .streamEnded = isComplete && isShort, .error = optionalErrorFrom(error)});
       });
 }
 

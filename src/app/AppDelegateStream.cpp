@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+#include "app/AppDelegate.h"
+#include "runtime/Assertion.h"
+#include "runtime/FloatingPointText.h"
+#include "runtime/Log.h"
+#include "runtime/Truncation.h"
+
+namespace tandemview {
+
+namespace {
+
+constexpr double touchCheckDelay = 1.5;
+
+/// Seconds before each attempt to bring back a stream that has ended by itself; the last one holds for all further
+/// attempts. A display that somebody rearranges comes back soon; a lasting fault must not keep the host busy.
+constexpr double recoveryDelays[] = {1, 2, 5, 10};
+
+}  // namespace
+
+void AppDelegate::startStreaming() {
+  if (!hasLink()) {
+    Log::line("⚠️ No active connection, skipping stream start");
+    return finishConfiguring();
+  }
+  require(streamWidth_ <= std::numeric_limits<std::int32_t>::max() &&
+              streamHeight_ <= std::numeric_limits<std::int32_t>::max(),
+          "a stream size that fits 32 bits");
+  encoder_ = std::make_shared<MJPEGEncoder>(surroundings_.makeImageEncoder(), surroundings_.clock);
+  encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
+  Log::print("{} — quality mode: {} (JPEG {})", hasWiFiLink() ? "📶 WiFi" : "🔌 USB", rawValue(qualityMode_),
+             floatingPointText(encoder_->jpegQuality));
+  distributor_ = makeDistributor();
+  encoder_->onEncodedData = encodedFrameHandler();
+
+  capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
+                                                                         .mainQueue = surroundings_.mainQueue,
+                                                                         .sampleQueue = surroundings_.sampleQueue});
+  capture_->targetDisplayID = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
+  capture_->targetDisplayName = virtualDisplayName;
+  capture_->captureWidth = streamWidth_;
+  capture_->captureHeight = streamHeight_;
+  capture_->onFrameCaptured = [weak = std::weak_ptr(encoder_)](const std::shared_ptr<PixelBuffer>& buffer) {
+    if (const auto encoder = weak.lock()) encoder->encode(buffer);
+  };
+  capture_->onError = [weak = weak_from_this()](const Error& error) {
+    if (const auto self = weak.lock()) self->streamEnded(error);
+  };
+  capture_->onStartFailed = [weak = weak_from_this()](const std::optional<Error>& error) {
+    if (const auto self = weak.lock()) self->streamEnded(error);
+  };
+  capture_->start();
+  Log::line("🎬 Streaming started!");
+  finishConfiguring();
+  continueAfter(touchCheckDelay, [](AppDelegate& self) { self.checkTouch(); });
+}
+
+/// The capture may have chosen another display than the one that touches were aimed at.
+void AppDelegate::checkTouch() {
+  if (!capture_) return;
+  if (!capture_->targetDisplayID) {
+    return Log::line("⚠️ ScreenCapture did not provide display ID - touch input may not work");
+  }
+  Log::print("🖱️ Configuring touch input for display {}", *capture_->targetDisplayID);
+  if (touchInjector_) touchInjector_->setDisplay(*capture_->targetDisplayID);
+}
+
+/// The capture has ended by itself, or its start has come to nothing: without this, a phone that describes itself again
+/// would be told that the stream goes on.
+void AppDelegate::streamEnded(const std::optional<Error>& error) {
+  dropCapture();
+  updateStatusTitle(false);
+  if (error && checkCapturePermission(*error)) return;  // trying again would change nothing before the user does
+  recoverLater();
+}
+
+void AppDelegate::recoverLater() {
+  const double delay = recoveryDelays[std::min(recoveries_, std::size(recoveryDelays) - 1)];
+  continueAfter(delay, [](AppDelegate& self) { self.recover(); });
+}
+
+void AppDelegate::recover() {
+  const auto info = newestDeviceInfo();
+  if (capture_ || !info || !hasLink()) return;
+  Log::print("🔄 The stream has ended by itself - bringing it back (attempt {})...", ++recoveries_);
+  handleDeviceInfo(*info);
+}
+
+/// Weak, because the frames' queue may let go of the distributor later than the main queue of the senders.
+std::shared_ptr<FrameDistributor> AppDelegate::makeDistributor() {
+  const auto link = [](const auto& sender) -> FrameDistributor::Link {
+    return [weak = std::weak_ptr(sender)](const Data& frame) {
+      const auto live = weak.lock();
+      return live && live->sendFrame(frame);
+    };
+  };
+  return std::make_shared<FrameDistributor>(surroundings_.sampleQueue, std::vector{link(sender_), link(wifiSender_)});
+}
+
+/// Runs on the sample queue: the frame goes straight to the links, the figures to the main queue.
+std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
+  return
+      [weak = weak_from_this(), weakEncoder = std::weak_ptr(encoder_), distributor = distributor_](const Data& frame) {
+        distributor->distribute(frame);
+        const auto self = weak.lock();
+        if (!self) return;
+        self->onMain([weakEncoder, now = self->surroundings_.clock->now()](AppDelegate& main) {
+          const auto encoder = weakEncoder.lock();
+          if (encoder && encoder == main.encoder_) main.updateStatistics(now);  // else the stream has been torn down
+        });
+      };
+}
+
+void AppDelegate::updateStatistics(double now) {
+  recoveries_ = 0;
+  currentLatency_ = (now - lastFrameTime_) * 1000;
+  lastFrameTime_ = now;
+  frameCount_ += 1;
+  const double elapsed = now - lastFPSUpdate_;
+  if (elapsed < 1.0) return;
+  currentFPS_ = truncated(static_cast<double>(frameCount_) / elapsed);
+  frameCount_ = 0;
+  lastFPSUpdate_ = now;
+  updateStatusTitle(true);
+  updateStatisticsLine();
+}
+
+void AppDelegate::dropCapture() {
+  if (capture_) capture_->stop();
+  capture_ = nullptr;
+  encoder_ = nullptr;
+  distributor_ = nullptr;
+}
+
+bool AppDelegate::hasUSBLink() const {
+  return sender_ && sender_->peerChannel();
+}
+
+bool AppDelegate::hasWiFiLink() const {
+  return wifiSender_ && wifiSender_->isLive();
+}
+
+}  // namespace tandemview

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "fakes/ManualQueue.h"
+#include "runtime/SerialQueue.h"
+
+namespace tandemview {
+
+/// A queue and who serves it, so that one test runs on the fake and on the program's own.
+class QueueDriver {
+ public:
+  virtual ~QueueDriver() = default;
+
+  virtual const std::shared_ptr<Queue>& queue() const = 0;
+
+  /// Runs `work` on the queue and returns when it is done.
+  virtual void perform(const Work& work) = 0;
+
+  /// Serves the queue until the condition, which is asked there, holds; for at most 5 real seconds.
+  virtual bool waitUntil(const std::function<bool()>& condition) = 0;
+};
+
+/// The test's own thread serves it.
+class ManualQueueDriver final : public QueueDriver {
+ public:
+  const std::shared_ptr<Queue>& queue() const override { return queue_; }
+  void perform(const Work& work) override { work(); }
+  bool waitUntil(const std::function<bool()>& condition) override { return manual_->drainUntil(condition); }
+
+ private:
+  const std::shared_ptr<ManualQueue> manual_ = ManualQueue::make();
+  const std::shared_ptr<Queue> queue_ = manual_;
+};
+
+/// A thread of its own serves it.
+class SerialQueueDriver final : public QueueDriver {
+ public:
+  ~SerialQueueDriver() override { serial_->stopAndJoin(); }
+
+  const std::shared_ptr<Queue>& queue() const override { return queue_; }
+
+  void perform(const Work& work) override {
+    std::promise<void> isDone;
+    serial_->async([&] {
+      work();
+      isDone.set_value();
+    });
+    isDone.get_future().wait();
+  }
+
+  bool waitUntil(const std::function<bool()>& condition) override {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    bool holds = false;
+    while (true) {
+      perform([&] { holds = condition(); });
+      if (holds || std::chrono::steady_clock::now() > deadline) return holds;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+ private:
+  const std::shared_ptr<SerialQueue> serial_ = SerialQueue::withThread("test");
+  const std::shared_ptr<Queue> queue_ = serial_;
+};
+
+/// The parameter of a test that runs on both.
+using MakeQueueDriver = std::shared_ptr<QueueDriver> (*)();
+
+template <typename Driver>
+std::shared_ptr<QueueDriver> makeQueueDriver() {
+  return std::make_shared<Driver>();
+}
+
+inline const auto bothQueues =
+    testing::Values(&makeQueueDriver<ManualQueueDriver>, &makeQueueDriver<SerialQueueDriver>);
+
+inline std::string nameOfQueue(const testing::TestParamInfo<MakeQueueDriver>& parameter) {
+  return parameter.param == &makeQueueDriver<ManualQueueDriver> ? "Manual" : "Serial";
+}
+
+}  // namespace tandemview
