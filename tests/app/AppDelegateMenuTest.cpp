@@ -27,6 +27,11 @@ TEST_F(AppDelegateMenuTest, HasTheseLinesInThisOrder) {
   EXPECT_EQ(
       menu->titles(menu->line("Display Quality").submenu),
       (Lines{"Smooth — Fastest", "Balanced (Recommended)", "Sharp — Best Image", "Full Resolution — Smallest Text"}));
+  Lines withoutMenus;  // what hosts without any offer
+  for (const auto& item : menu->item.menu) {
+    if (!item->shortTitle.empty()) withoutMenus.push_back(item->shortTitle);
+  }
+  EXPECT_EQ(withoutMenus, (Lines{"Quality…", "Quit"}));
   Lines checked;
   for (const auto& item : menu->line("Display Quality").submenu) {
     if (item->isChecked) checked.push_back(item->representedObject);
