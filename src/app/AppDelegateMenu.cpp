@@ -139,6 +139,7 @@ void AppDelegate::updateStatusTitle(bool connected) {
              {"circle.fill", stateSymbolSize});
   } else {
     showLine(*statusMenuItem_, "Waiting for iPhone…", {"circle", stateSymbolSize});
+    showLine(*statsMenuItem_, "", statsMenuItem_->symbol);  // the next phone has no figures yet
   }
   setHidden(*statsMenuItem_, !connected);
 }

@@ -200,6 +200,8 @@ TEST_F(StatusNotifierItemTest, TrayReadsTheItemAndItsMenu) {
             "10Quit +Control +q <application-exit-symbolic>; ");
   EXPECT_EQ(layout(0, 1, {"label"}), "01State; 2; 3; 4Section; 5Quality; 8At Login; 9; 10Quit; ");
   EXPECT_EQ(layout(5, 0), "5Quality [");
+  item_->menu[0]->title.clear();
+  EXPECT_EQ(layout(1, 0), "1 disabled hidden <tandemview-dot-symbolic>");
 
   item->uponSignal("NewIcon").onInterface("org.kde.StatusNotifierItem").call([&] { ++changes; });
   answered([&] { item->finishRegistration(); });
