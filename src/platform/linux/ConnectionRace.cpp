@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/Socket.h"
+
 namespace tandemview {
 
 namespace {
