@@ -146,7 +146,6 @@ void AppDelegate::updateStatusTitle(bool connected) {
 
 void AppDelegate::updateStatisticsLine() {
   showLine(*statsMenuItem_, fmt::format("{} FPS  •  {:.1f} ms", currentFPS_, currentLatency_), statsMenuItem_->symbol);
-  setHidden(*statsMenuItem_, false);
 }
 
 void AppDelegate::updateResourceLine() {
@@ -165,7 +164,6 @@ void AppDelegate::menuWillOpen() {
 }
 
 void AppDelegate::menuDidClose() {
-  if (resourceTimer_) resourceTimer_->invalidate();
   resourceTimer_ = nullptr;
 }
 

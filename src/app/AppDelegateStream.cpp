@@ -43,7 +43,7 @@ void AppDelegate::startStreaming() {
   capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
                                                                          .mainQueue = surroundings_.mainQueue,
                                                                          .sampleQueue = surroundings_.sampleQueue});
-  capture_->targetDisplayID = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
+  capture_->targetDisplayID = virtualDisplayManager_->displayID();
   capture_->targetDisplayName = virtualDisplayName;
   capture_->captureWidth = streamWidth_;
   capture_->captureHeight = streamHeight_;

@@ -39,6 +39,8 @@ TEST_F(AppDelegateMenuTest, HasTheseLinesInThisOrder) {
   EXPECT_EQ(checked, Lines{"sharp"});
   EXPECT_EQ(menu->titles(menu->line("Advanced").submenu), Lines{"Keep Awake When Lid Is Closed"});
   EXPECT_TRUE(menu->line("Launch at Login").isChecked);
+  EXPECT_EQ(menu->item.symbol, "laptopcomputer.and.iphone");
+  EXPECT_TRUE(menu->isAccessory);
   menu->choose("Quit Tandemview");
   EXPECT_EQ(application->calls.back(), "terminate");
 }
