@@ -22,7 +22,7 @@ constexpr double fallbackDelay = 0.3;
 /// Bounds are in points and the plan in pixels: true only for a display shown at 1:1.
 bool AppDelegate::displayHasSize(DisplayID display, std::int64_t width, std::int64_t height) const {
   const DisplayRectangle bounds = surroundings_.displays->bounds(display);
-  if (truncated(bounds.width) != width || truncated(bounds.height) != height || !virtualDisplayManager_) return false;
+  if (truncated(bounds.width) != width || truncated(bounds.height) != height) return false;
   return virtualDisplayManager_->currentModeSize() == VirtualDisplayManager::Size{width, height};
 }
 
@@ -32,7 +32,7 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
              orientation, floatingPointText(plan.zoomScale));
   Log::line(rule);
   dropCapture();
-  const auto display = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
+  const auto display = virtualDisplayManager_->displayID();
   if (!display || virtualDisplayManager_->envelope() < plan.width || virtualDisplayManager_->envelope() < plan.height ||
       !virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) {
     return relaunch();
@@ -50,14 +50,12 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
 void AppDelegate::displayReachedSize(DisplayID display, std::function<void(AppDelegate&)> next) {
   const DisplayRectangle bounds = surroundings_.displays->bounds(display);
   Log::print("📺 Display now {}x{} pt", truncated(bounds.width), truncated(bounds.height));
-  if (virtualDisplayManager_ && virtualDisplayManager_->fixOverlap()) {
-    return continueAfter(moveDelay, std::move(next));
-  }
+  if (virtualDisplayManager_->fixOverlap()) return continueAfter(moveDelay, std::move(next));
   next(*this);
 }
 
 void AppDelegate::reapply(DisplayID display, int attempts, const DisplayPlan& plan) {
-  if (attempts == 0 || !virtualDisplayManager_) return relaunch();
+  if (attempts == 0) return relaunch();
   if (!virtualDisplayManager_->selectMode(plan.width, plan.height) &&
       !virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) {
     return relaunch();
@@ -80,8 +78,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
   if (displayHasSize(display, width, height)) return displayReachedSize(display, std::move(next));
   if (attempts == 0) {
     const DisplayRectangle bounds = surroundings_.displays->bounds(display);
-    const auto mode = virtualDisplayManager_ ? virtualDisplayManager_->currentModeSize() : std::nullopt;
-    const VirtualDisplayManager::Size modeSize = mode.value_or(VirtualDisplayManager::Size());
+    const auto modeSize = virtualDisplayManager_->currentModeSize().value_or(VirtualDisplayManager::Size());
     Log::print("⚠️ Display still {}x{} pt (mode {}x{}), wanted {}x{}", truncated(bounds.width),
                truncated(bounds.height), modeSize.width, modeSize.height, width, height);
     return next(*this);
@@ -94,20 +91,7 @@ void AppDelegate::waitForSize(DisplayID display, std::int64_t width, std::int64_
 /// The display can't take the new size: a new process starts from scratch, with the same settings and arguments.
 void AppDelegate::relaunch() {
   Log::line("♻️  Display can't be resized in place - restarting app to apply the new size...");
-  isEnding_ = true;
-  dropCapture();
-  if (sender_) sender_->stop();
-  if (wifiSender_) wifiSender_->stop();
-  if (virtualDisplayManager_) {
-    virtualDisplayManager_->destroyDisplay();
-    Log::line("✅ Virtual display discarded");
-  }
-  displayedPlan_.reset();
-  {
-    const std::lock_guard lock(configurationLock_);
-    isConfiguring_ = false;
-    pendingDeviceInfo_.reset();
-  }
+  discard();
   onMainAfter(relaunchDelay, [](AppDelegate& self) { self.writeAndStartRelaunchScript(); });
 }
 

@@ -49,7 +49,7 @@ void AppDelegate::handleDeviceInfo(DeviceInfo info) {
   lastDeviceInfo_ = info;
   const DisplayPlan plan =
       makeDisplayPlan(info.width, info.height, info.idiom, qualityMode_ == StreamQuality::fullResolution);
-  if (displayedPlan_ && virtualDisplayManager_ && virtualDisplayManager_->displayID()) {
+  if (displayedPlan_ && virtualDisplayManager_->displayID()) {
     if (plan != *displayedPlan_) return changeDisplay(plan, info.orientation);
     if (capture_) {
       Log::print("📺 Display already {}x{} - keep streaming", plan.width, plan.height);
@@ -77,7 +77,6 @@ void AppDelegate::finishConfiguring() {
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;
-    if (!pendingDeviceInfo_) return;
   }
   onMain([](AppDelegate& self) {
     std::optional<DeviceInfo> next;
@@ -103,7 +102,6 @@ void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& in
              floatingPointText(info.scale), sizeName(qualityMode_));
   Log::print("📺 Display size: {} x {}", plan.width, plan.height);
   Log::line(rule);
-  if (!virtualDisplayManager_) return;
   virtualDisplayManager_->configureDisplay(
       plan.width, plan.height, std::max({plan.width, plan.height, smallestEnvelope}), plan,
       [weak = weak_from_this(), plan, configuration = configuration_](bool success) {
@@ -126,7 +124,7 @@ void AppDelegate::checkDisplayLater(const DisplayPlan& plan) {
 }
 
 void AppDelegate::checkDisplay(const DisplayPlan& plan) {
-  const auto display = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
+  const auto display = virtualDisplayManager_->displayID();
   if (!display) {
     if (touchInjector_) {
       touchInjector_->updateBounds({0, 0, static_cast<double>(plan.width), static_cast<double>(plan.height)});

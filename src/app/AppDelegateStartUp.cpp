@@ -119,10 +119,10 @@ void AppDelegate::showCodeContested() {
   surroundings_.alerts->show(
       {.style = AlertStyle::Warning,
        .message = "Two devices have your pairing code",
-       .informativeText =
-           "More than one device nearby answers to the code " + sessionPairingCode_ +
-           ". It may be chance, or somebody who wants to see your screen and control this computer. Tandemview connects "
-           "to none of them over Wi-Fi as long as this lasts.\n\nConnect your iPhone with the cable.",
+       .informativeText = "More than one device nearby answers to the code " + sessionPairingCode_ +
+                          ". It may be chance, or somebody who wants to see your screen and control this computer. "
+                          "Tandemview connects to none of them over Wi-Fi as long as this lasts.\n\nConnect your "
+                          "iPhone with the cable.",
        .buttons = {"OK"}},
       [](int) {});
 }
@@ -183,7 +183,7 @@ void AppDelegate::wifiConnected() {
   if (isWiFiConnected_) return;
   isWiFiConnected_ = true;
   Log::line("✅ iPhone connected via WiFi");
-  if (sender_) sender_->stopRetryTimer();
+  sender_->stopRetryTimer();
   updateStatusTitle(true);
 }
 
@@ -197,7 +197,6 @@ void AppDelegate::wifiDisconnected() {
     if (self.isEnding_) return;
     self.linkEnded();
     self.wifiSender_->start();
-    if (!self.sender_) return;
     self.sender_->retryConnection();
     self.sender_->startRetryTimer();
   });
@@ -215,7 +214,6 @@ void AppDelegate::tearDownStreaming() {
   dropCapture();
   if (touchInjector_) touchInjector_->releaseHeldButton();
   if (surroundings_.events) surroundings_.events->discardWaitingEvents();
-  currentFPS_ = 0;
   recoveries_ = 0;
   {
     const std::lock_guard lock(configurationLock_);

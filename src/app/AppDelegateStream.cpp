@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "app/AppDelegate.h"
 #include "runtime/Assertion.h"
@@ -17,6 +18,10 @@ constexpr double touchCheckDelay = 1.5;
 /// Seconds before each attempt to bring back a stream that has ended by itself; the last one holds for all further
 /// attempts. A display that somebody rearranges comes back soon; a lasting fault must not keep the host busy.
 constexpr double recoveryDelays[] = {1, 2, 5, 10};
+
+/// Seconds without a picture after which the desktop counts as having rested: what has passed until the next picture is
+/// no latency then, and no frame rate.
+constexpr double shortestRest = 9;
 
 }  // namespace
 
@@ -38,7 +43,7 @@ void AppDelegate::startStreaming() {
   capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
                                                                          .mainQueue = surroundings_.mainQueue,
                                                                          .sampleQueue = surroundings_.sampleQueue});
-  capture_->targetDisplayID = virtualDisplayManager_ ? virtualDisplayManager_->displayID() : std::nullopt;
+  capture_->targetDisplayID = virtualDisplayManager_->displayID();
   capture_->targetDisplayName = virtualDisplayName;
   capture_->captureWidth = streamWidth_;
   capture_->captureHeight = streamHeight_;
@@ -115,8 +120,9 @@ std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
 
 void AppDelegate::updateStatistics(double now) {
   recoveries_ = 0;
-  currentLatency_ = (now - lastFrameTime_) * 1000;
-  lastFrameTime_ = now;
+  const double gap = now - std::exchange(lastFrameTime_, now);
+  const bool followsRest = gap >= shortestRest;
+  if (!followsRest) currentLatency_ = gap * 1000;
   frameCount_ += 1;
   const double elapsed = now - lastFPSUpdate_;
   if (elapsed < 1.0) return;
@@ -124,7 +130,7 @@ void AppDelegate::updateStatistics(double now) {
   frameCount_ = 0;
   lastFPSUpdate_ = now;
   updateStatusTitle(true);
-  updateStatisticsLine();
+  if (!followsRest) updateStatisticsLine();
 }
 
 void AppDelegate::dropCapture() {

@@ -51,7 +51,6 @@ std::string_view Data::text() const {
 }
 
 bool operator==(const Data& left, const Data& right) {
-  if (left.size() != right.size()) return false;
   const Data leftBytes = left.contiguous();
   const Data rightBytes = right.contiguous();
   return std::ranges::equal(leftBytes.bytes(), rightBytes.bytes());

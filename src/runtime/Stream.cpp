@@ -26,8 +26,9 @@ void ignoreBrokenPipes() {
   [[maybe_unused]] static const auto previous = std::signal(SIGPIPE, SIG_IGN);
 }
 
-bool wouldBlock(int code) {
-  return code == EAGAIN || code == EWOULDBLOCK;
+/// Whether it may work when the socket is ready again.
+bool isTemporary(int code) {
+  return code == EAGAIN || code == EWOULDBLOCK || code == EINTR;
 }
 
 }  // namespace
@@ -74,8 +75,6 @@ void Stream::close() {
 void Stream::stop() {
   if (state_ == State::Closed) return;
   state_ = State::Closing;
-  keepAlive_ = shared_from_this();
-  watch_.reset();
   while (!writes_.empty()) completeWrite(posixError(ECANCELED));
   while (!reads_.empty()) {
     queue_->async([completion = std::move(reads_.front().completion)] { completion(posixError(ECANCELED), {}); });
@@ -96,7 +95,6 @@ void Stream::serveReads() {
   // A completion usually asks for the next read: the loop serves it without growing the stack.
   for (int turn = 0; turn < readsPerTurn && !reads_.empty(); ++turn) {
     if (advanceRead()) continue;
-    if (!watch_) break;
     watch_->whenReadable([weak = weak_from_this()] {
       if (const auto stream = weak.lock()) stream->serveReads();
     });
@@ -109,11 +107,10 @@ void Stream::serveReads() {
 /// One system call for the first read. False: nothing more to be had now.
 bool Stream::advanceRead() {
   const std::size_t length = reads_.front().length;
-  if (filled_ == capacity_ && filled_ < length) growReadBuffer();
+  if (filled_ == capacity_) growReadBuffer();
   const std::size_t wanted = std::min(length, capacity_) - filled_;
   const ssize_t count = wanted == 0 ? 0 : ::read(socket_.get(), buffer_.get() + filled_, wanted);
-  if (count < 0 && errno == EINTR) return true;
-  if (count < 0 && wouldBlock(errno)) return false;
+  if (count < 0 && isTemporary(errno)) return false;
   if (count < 0) {
     completeRead(posixError(errno));
     return true;
@@ -136,7 +133,6 @@ void Stream::completeRead(std::optional<Error> error) {
   longestRead_ = std::max(longestRead_, filled_);
   const std::span<const std::byte> bytes(buffer_.get(), filled_);
   Data data(std::move(buffer_), bytes);
-  buffer_ = nullptr;
   capacity_ = 0;
   filled_ = 0;
   const ReadCompletion completion = std::move(reads_.front().completion);
@@ -150,10 +146,10 @@ void Stream::serveWrites() {
     if (advanceWrite()) continue;
     waitsForWritable_ = true;
     watch_->whenWritable([weak = weak_from_this()] {
-      const auto stream = weak.lock();
-      if (!stream) return;
-      stream->waitsForWritable_ = false;
-      stream->serveWrites();
+      if (const auto stream = weak.lock()) {
+        stream->waitsForWritable_ = false;
+        stream->serveWrites();
+      }
     });
   }
 }
@@ -173,8 +169,7 @@ bool Stream::advanceWrite() {
     vectors[vectorCount++] = {const_cast<std::byte*>(rest.data()), rest.size()};
   }
   const ssize_t count = vectorCount == 0 ? 0 : ::writev(socket_.get(), vectors.data(), static_cast<int>(vectorCount));
-  if (count < 0 && errno == EINTR) return true;
-  if (count < 0 && wouldBlock(errno)) return false;
+  if (count < 0 && isTemporary(errno)) return false;
   if (count < 0) {
     completeWrite(posixError(errno));
     return true;

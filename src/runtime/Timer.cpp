@@ -11,17 +11,12 @@ std::shared_ptr<Timer> Timer::repeating(std::shared_ptr<Queue> queue, double int
 Timer::Timer(std::shared_ptr<Queue> queue, double interval, Work tick)
     : queue_(std::move(queue)), interval_(interval), tick_(std::move(tick)) {}
 
-void Timer::invalidate() {
-  tick_ = nullptr;
-}
-
 void Timer::schedule() {
   queue_->after(interval_, [weak = weak_from_this()] {
     const auto timer = weak.lock();
-    if (!timer || !timer->tick_) return;
-    const Work tick = timer->tick_;  // the tick may invalidate its own timer
-    tick();
-    if (timer->tick_) timer->schedule();
+    if (!timer) return;
+    timer->tick_();
+    timer->schedule();
   });
 }
 

@@ -6,14 +6,11 @@
 
 namespace tandemview {
 
-/// A repeating timer on a queue. It ends by invalidate() or when its last owner lets go of it.
+/// A repeating timer on a queue. It ends when its last owner lets go of it, also within a tick.
 class Timer : public std::enable_shared_from_this<Timer> {
  public:
   /// Calls `tick` on `queue` every `interval` seconds, the first time one interval from now.
   static std::shared_ptr<Timer> repeating(std::shared_ptr<Queue> queue, double interval, Work tick);
-
-  /// No tick comes after this. From the queue only.
-  void invalidate();
 
  private:
   Timer(std::shared_ptr<Queue> queue, double interval, Work tick);

@@ -64,14 +64,14 @@ void PTChannel::setDispatchChannel(std::shared_ptr<Stream> stream) {
   require(connState_ == kConnStateConnecting || connState_ == kConnStateConnected || connState_ == kConnStateNone,
           "connState_ == kConnStateConnecting || connState_ == kConnStateConnected || connState_ == kConnStateNone");
   dispatchObj_channel_ = std::move(stream);
-  if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
+  if (!dispatchObj_channel_) connState_ = kConnStateNone;
 }
 
 void PTChannel::setDispatchSource(std::shared_ptr<WatchedSocket> source) {
   require(connState_ == kConnStateListening || connState_ == kConnStateNone,
           "connState_ == kConnStateListening || connState_ == kConnStateNone");
   dispatchObj_source_ = std::move(source);
-  if (!dispatchObj_channel_ && !dispatchObj_source_) connState_ = kConnStateNone;
+  if (!dispatchObj_source_) connState_ = kConnStateNone;
 }
 
 void PTChannel::connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub>& overUSBHub, std::int64_t deviceID,
@@ -262,7 +262,6 @@ void PTChannel::handleFrame(const std::shared_ptr<Stream>& stream, std::optional
       stream != dispatchObj_channel_ || payloadSize > longestPayload ||
       (delegate && delegateWants_.acceptTest && !delegate->ioFrameChannel(*this, type, tag, payloadSize));
   if (isUnwanted) {
-    if (payloadSize == 0) return resume();
     PTProtocol::readAndDiscardDataOfSize(payloadSize, stream, [resume](const std::optional<Error>&, bool) {
       resume();  // what ended the stream shows in the next header
     });

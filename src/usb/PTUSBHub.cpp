@@ -41,7 +41,6 @@ void PTUSBHub::startListening() {
         if (!hub) return;
         if (error) return hub->listeningEnded(error);
         if (!hub->retryTimer_) return;
-        hub->retryTimer_->invalidate();
         hub->retryTimer_ = nullptr;
         Log::line("✅ PTUSBHub: The USB daemon is there - listening for devices");
       },

@@ -147,7 +147,6 @@ void USBSender::startRetryTimer() {
 }
 
 void USBSender::stopRetryTimer() {
-  if (retryTimer_) retryTimer_->invalidate();
   retryTimer_ = nullptr;
 }
 
@@ -198,10 +197,7 @@ void USBSender::frameDone(const std::weak_ptr<PTChannel>& channel) {
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
   pendingPongs_ = 0;
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) {
-    pendingSends_ = 0;
-    hasRefusedFrame_ = false;
-  }
+  if (channel) pendingSends_ = 0;
   peerChannel_ = std::move(channel);
 }
 

@@ -285,7 +285,6 @@ void WiFiSender::frameDone(std::uint64_t epoch) {
 void WiFiSender::forgetPendingSends() {
   const std::lock_guard lock(pendingSendsLock_);
   pendingSends_ = 0;
-  hasRefusedFrame_ = false;
   ++sendsEpoch_;
 }
 

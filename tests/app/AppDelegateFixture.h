@@ -37,9 +37,10 @@ class QualityImageEncoder final : public ImageEncoder {
 /// The whole program on fakes, with one phone that can be plugged in or found.
 class AppDelegateFixture : public testing::Test {
  protected:
-  /// `separate`: where the network reports and displays are made; without it, all that happens on the main queue.
-  explicit AppDelegateFixture(std::shared_ptr<ManualQueue> separate = nullptr)
-      : workQueue(separate ? std::move(separate) : queue) {
+  /// `separate`: where the network reports and displays are made; without it, all that happens on the main queue. A
+  /// bare host has neither input nor Wi-Fi.
+  explicit AppDelegateFixture(std::shared_ptr<ManualQueue> separate = nullptr, bool isBare = false)
+      : workQueue(separate ? std::move(separate) : queue), isBareHost(isBare) {
     defaults->setString("WiFiPairingCode", "47");
     defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
     events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
@@ -91,6 +92,7 @@ class AppDelegateFixture : public testing::Test {
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   std::shared_ptr<ManualQueue> workQueue;
+  const bool isBareHost;
   std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
   int encodedPictures = 0;
@@ -132,8 +134,8 @@ class AppDelegateFixture : public testing::Test {
             return std::make_unique<QualityImageEncoder>(encodedPictures);
           },
       .sharedHub = [this] { return phone->hub; },
-      .events = events,
-      .wifiNetwork = network});
+      .events = isBareHost ? nullptr : events,
+      .wifiNetwork = isBareHost ? nullptr : network});
 };
 
 }  // namespace tandemview

@@ -16,6 +16,7 @@ constexpr const char* rule = "━━━━━━━━━━━━━━━━�
 TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   application->environment.insert("XCTestConfigurationFilePath");
   launch();
+  delegate->applicationWillTerminate();
   EXPECT_TRUE(log.take().empty());
   application->environment.clear();
 
@@ -31,6 +32,8 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   ASSERT_EQ(application->alerts.size(), 1u);
   EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
   EXPECT_EQ(menu->item.menu.front()->title, "macOS 14 or later required");
+  menu->choose("Reconnect");
+  log.take();
   displays->hasClasses = true;
 
   launch();
@@ -242,6 +245,9 @@ TEST_F(AppDelegateTest, RotatesInPlace) {
                    "📺 Virtual display resized in place to 1398x644", "📺 Display now 1398x644 pt"}));
   EXPECT_TRUE(isStreaming()) << "at once";
   EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
+  EXPECT_EQ(captures->streams.back()->configuration.height, 644);
+  sendInfo(5760, 2000);  // all that the envelope holds
+  EXPECT_EQ(displays->calls.back(), "apply 2880x1000");
 }
 
 TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
@@ -258,29 +264,56 @@ TEST_F(AppDelegateTest, ReappliesASizeThatComesLateAndMovesOffOtherScreens) {
   EXPECT_FALSE(isStreaming()) << "the arrangement settles first";
   queue->advance(0.31);
   EXPECT_TRUE(isStreaming());
+
+  displays->modes.clear();
+  log.take();
+  sendInfo(1290, 2796);
+  queue->advance(3.05);
+  EXPECT_EQ(log.count("📺 Re-applying 644x1398"), 30);
+  EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 0);
+  queue->advance(0.1);
+  EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 1);
 }
 
 TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
+  const DisplayID display = RecordingDisplaySystem::virtualID;
+  const struct {
+    std::function<void()> meanwhile;
+    double wait;
+    Lines lines;
+  } cases[] = {
+      {[&] { displays->resize(display, 644, 1398); }, 0.1, {"📺 Display now 644x1398 pt", touchLine}},
+      {[] {}, 3.0, {"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398", touchLine}},
+  };
   launch();
+  for (const auto& each : cases) {
+    connect();
+    sendInfo(1290, 2796);
+    displays->resizesAtOnce = false;
+    displays->resize(display, 640, 480);
+    log.take();
+    queue->advance(2.05);
+    EXPECT_EQ(log.take(), (Lines{"📺 Display came up at 640x480 pt - applying 644x1398",
+                                 "📺 Virtual display resized in place to 644x1398"}));
+    each.meanwhile();
+    queue->advance(each.wait);
+    EXPECT_EQ(log.take(), each.lines);
+    queue->advance(1.0);
+    EXPECT_TRUE(isStreaming());
+    phone->daemon->detach(7);
+  }
   connect();
   sendInfo(1290, 2796);
-  displays->resizesAtOnce = false;
-  displays->resize(RecordingDisplaySystem::virtualID, 640, 480);
-  log.take();
-  queue->advance(2.05);
-  EXPECT_EQ(log.take(), (Lines{"📺 Display came up at 640x480 pt - applying 644x1398",
-                               "📺 Virtual display resized in place to 644x1398"}));
-  queue->advance(3.0);
-  EXPECT_EQ(log.take(), (Lines{"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398", touchLine}));
-  queue->advance(1.0);
-  EXPECT_TRUE(isStreaming());
+  displays->applyOutcome = ApplyOutcome::Refused;
+  queue->advance(3.1);
+  EXPECT_TRUE(isStreaming()) << "nothing to wait for";
 }
 
 TEST_F(AppDelegateTest, RelaunchesWhenTheDisplayCannotTakeTheSize) {
   stream();
   sendInfo(5800, 2000);  // a plan of 2900x1000, beyond the envelope
   EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 1);
-  EXPECT_FALSE(displays->isMain(77));
+  EXPECT_EQ(displays->calls.back(), "pause 0.5") << "the display is gone";
   EXPECT_TRUE(application->calls.empty());
   log.take();
   queue->advance(0.51);
@@ -332,14 +365,17 @@ TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
   EXPECT_EQ(log.take(), (Lines{"📱 USBSender: iOS device detached (ID: 7)", "⚠️ iPhone disconnected (USB)"}));
   EXPECT_EQ(captures->calls.back(), "stop 77");
   connect();
+  displays->screens.push_back({.id = 5, .bounds = {1300, 0, 1920, 1080}});
   sendInfo(1290, 2796);
   EXPECT_EQ(log.count("📺 Virtual display already configured at 644x1398 (ID: 77)"), 1);
   queue->advance(3.1);
   EXPECT_TRUE(isStreaming());
+  EXPECT_EQ(displays->calls.back(), "configureOrigin -644,0") << "off a screen that came meanwhile";
 
   phone->daemon->detach(7);
   connect();
   sendInfo(1290, 2796);
+  sendInfo(2796, 1290);
   phone->daemon->detach(7);  // while it configures
   queue->drain();
   log.take();
@@ -355,6 +391,26 @@ TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
   queue->advance(3.1);
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
+  EXPECT_EQ(log.count("🖱️ TouchInjector: Found display at (1280.0, 0.0, 644.0, 1398.0)"), 1);
+}
+
+class AppDelegateBareTest : public AppDelegateFixture {
+ protected:
+  AppDelegateBareTest() : AppDelegateFixture(nullptr, /*isBare=*/true) {}
+};
+
+TEST_F(AppDelegateBareTest, StreamsWhereTheHostHasNeitherInputNorWiFi) {
+  stream();
+  queue->advance(2);
+  EXPECT_TRUE(isStreaming());
+  displays->move(RecordingDisplaySystem::virtualID, 0, 800);
+  phone->send(MessageType::touchEvent, R"({"type":"tap","x":0.5,"y":0.5})");
+  phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
+  sendInfo(2796, 1290);
+  menu->choose("Reconnect");
+  phone->daemon->detach(7);
+  queue->advance(5);
+  EXPECT_FALSE(isStreaming());
 }
 
 TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
@@ -377,6 +433,10 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
   EXPECT_EQ(events->take().back(), "discard what waits");
+  events->displays.front().bounds.y = 0;
+  displays->move(RecordingDisplaySystem::virtualID, 1280, 0);
+  queue->drain();
+  EXPECT_TRUE(log.take().back().starts_with("⚠️ iPhone disconnected")) << "without a stream nobody touches";
 }
 
 TEST_F(AppDelegateTest, ADragEndsWithTheLinkThatItCameOverAndAtSleep) {
@@ -464,6 +524,9 @@ TEST_F(AppDelegateTest, AWiFiLinkThatIsBeingMadeIsNoLinkYet) {
   queue->drain();
   EXPECT_FALSE(isStreaming()) << "for whom?";
   EXPECT_EQ(menu->title(), "● Tandemview 47");
+  network->connections().back()->fail(posixError(ECONNRESET));
+  queue->drain();
+  EXPECT_EQ(log.count("⚠️ iPhone disconnected (WiFi)"), 0);
 }
 
 TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
@@ -574,6 +637,8 @@ TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
   menu->choose("Sharp — Best Image");
   EXPECT_EQ(log.take(), Lines{"🎚️ Quality changed to sharp (JPEG 0.7)"});
   EXPECT_EQ(defaults->string("displayQualityMode"), "sharp");
+  EXPECT_TRUE(menu->line("Sharp — Best Image").isChecked);
+  EXPECT_FALSE(menu->line("Balanced (Recommended)").isChecked);
   EXPECT_EQ(captures->streams.size(), 1u);
   menu->choose("Full Resolution — Smallest Text");
   queue->drain();
@@ -585,16 +650,35 @@ TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
   EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
 }
 
-TEST_F(AppDelegateTest, ReconnectsByHand) {
+TEST_F(AppDelegateTest, ReconnectsByHandAndWhenWiFiIsLost) {
+  const struct {
+    const char* line;
+    std::function<void()> reason;
+    int retries;
+  } cases[] = {
+      {"🔄 Manual reconnect triggered...", [&] { menu->choose("Reconnect"); }, 2},  // which ends Wi-Fi as well
+      {"⚠️ iPhone disconnected (WiFi)", [&] { network->connections().back()->fail(posixError(ECONNRESET)); }, 1}};
   launch();
-  phone->connectResult = 3;
-  connect();
-  phone->connectResult = 0;
-  log.take();
-  menu->choose("Reconnect");
-  queue->drain();
-  EXPECT_EQ(log.take().front(), "🔄 Manual reconnect triggered...");
-  EXPECT_TRUE(phone->channel);
+  for (const auto& [line, reason, retries] : cases) {
+    phone->connectResult = 3;
+    connect();
+    connectWiFi();
+    log.take();
+    queue->advance(2.1);
+    EXPECT_TRUE(log.take().empty()) << "one link is enough";
+    const std::size_t browsers = network->browsers().size();
+    reason();
+    queue->drain();
+    EXPECT_EQ(log.count(line), 1);
+    EXPECT_EQ(log.count("🔄 USBSender: Retrying connection to device 7..."), retries);
+    phone->connectResult = 0;
+    phone->channel = nullptr;
+    queue->advance(2.1);
+    EXPECT_EQ(network->browsers().size(), browsers + 1);
+    EXPECT_TRUE(phone->channel);
+    phone->daemon->detach(7);
+    queue->drain();
+  }
 }
 
 }  // namespace

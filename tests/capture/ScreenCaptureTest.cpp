@@ -142,6 +142,8 @@ TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
   EXPECT_FALSE(capture->isRunning());
   system->content = std::vector<CapturableDisplay>();
   start();
+  capture->stop();
+  EXPECT_EQ(system->calls, Lines{"start 7"}) << "nothing is left to stop";
   EXPECT_EQ(failedStarts, (std::vector<std::optional<Error>>{failure, failure, failure, std::nullopt}));
   EXPECT_TRUE(errors.empty());
 }

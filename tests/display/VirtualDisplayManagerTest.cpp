@@ -144,14 +144,28 @@ TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {
   EXPECT_EQ(manager->envelope(), 2560);
   EXPECT_EQ(manager->currentSize(), (VirtualDisplayManager::Size{2560, 1600}));
 
+  log.take();
+  displays->hasClasses = false;
+  EXPECT_FALSE(manager->resizeInPlace(100, 100));
+  displays->hasClasses = true;
+  EXPECT_FALSE(manager->resizeInPlace(-1, 100));
+  EXPECT_TRUE(log.take().empty());
   displays->applyOutcome = ApplyOutcome::Refused;
   EXPECT_FALSE(manager->resizeInPlace(100, 100));
   EXPECT_EQ(log.take(), Lines{"❌ Display refused 100x100"});
+
+  manager->configureDisplay(100, 100, {}, {}, nullptr);
+  manager = nullptr;
+  queue->drain();
+  EXPECT_EQ(displays->descriptors.size(), 2u) << "nobody wants it any more";
 }
 
 TEST_F(VirtualDisplayManagerTest, SelectsTheModeOfExactlyTheSize) {
   EXPECT_FALSE(manager->selectMode(644, 1398));
+  EXPECT_FALSE(manager->currentModeSize());
+  EXPECT_FALSE(manager->resizeInPlace(644, 1398));
   configure(644, 1398);
+  EXPECT_EQ(manager->currentModeSize(), (VirtualDisplayManager::Size{644, 1398}));
   displays->modes = {{322, 699, 1}, {644, 1398, 2}, {644, 1398, 3}};
   log.take();
   EXPECT_TRUE(manager->selectMode(644, 1398));
@@ -176,6 +190,9 @@ TEST_F(VirtualDisplayManagerTest, MovesOffAnOverlappedScreen) {
   displays->configurationOutcome = ConfigurationOutcome::NotCompleted;
   EXPECT_FALSE(manager->fixOverlap());
   EXPECT_TRUE(log.take().back().ends_with(": false"));
+  displays->configurationOutcome = ConfigurationOutcome::NotBegun;
+  EXPECT_FALSE(manager->fixOverlap());
+  EXPECT_TRUE(log.take().empty());
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace tandemview {
 /// that it was told of. Lines are read and chosen by the titles that they show.
 class RecordingStatusItemSystem final : public StatusItemSystem {
  public:
-  void becomeAccessory() override {}
+  void becomeAccessory() override { isAccessory = true; }
   void install(std::shared_ptr<const StatusItem> newItem, MenuHandlers newHandlers) override {
     model_ = std::move(newItem);
     handlers = std::move(newHandlers);
@@ -73,6 +73,7 @@ class RecordingStatusItemSystem final : public StatusItemSystem {
   StatusItem item;  // as drawn
   MenuHandlers handlers;
   int changes = 0;
+  bool isAccessory = false;
 
  private:
   std::vector<std::shared_ptr<MenuItem>> drawn(const std::vector<std::shared_ptr<MenuItem>>& menu) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "protocol/StreamQuality.h"
+#include "runtime/Truncation.h"
 
 namespace tandemview {
 namespace {
@@ -35,6 +36,7 @@ TEST(DisplayPlanTest, SizesEveryKindOfScreen) {
         << each.width << "x" << each.height;
   }
   EXPECT_DEATH(makeDisplayPlan(0, 0, {}, false), "fits an integer");
+  EXPECT_DEATH(truncated(9223372036854775808.0), "fits an integer");
 }
 
 TEST(StreamQualityTest, MigratesOlderSettings) {

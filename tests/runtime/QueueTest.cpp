@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <mutex>
 
 #include "fakes/ManualQueue.h"
@@ -37,6 +38,19 @@ TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   std::unique_lock lock(mutex);
   ASSERT_TRUE(done.wait_for(lock, std::chrono::seconds(10), [&] { return isDone; }));
   EXPECT_EQ(count, 4000);
+}
+
+TEST(SerialQueueTest, RunsOnTheCallersThreadUntilItIsStoppedAndTellsOfSignals) {
+  SerialQueue queue("main");
+  int signals = 0;
+  queue.onSignals({SIGUSR1}, [&](int signal) {
+    EXPECT_EQ(signal, SIGUSR1);
+    if (++signals == 2) return queue.stop();
+    std::raise(SIGUSR1);
+  });
+  queue.async([] { std::raise(SIGUSR1); });
+  queue.run();
+  EXPECT_EQ(signals, 2);
 }
 
 /// The contract of a queue's watches, which the tests' queue keeps as the program's does.
@@ -111,12 +125,12 @@ TEST_P(DescriptorWatchTest, NothingRunsAfterItHasGone) {
   }
 }
 
-TEST(TimerTest, RepeatsUntilInvalidatedEvenByItself) {
+TEST(TimerTest, RepeatsUntilItIsLetGoOfEvenByItself) {
   const auto queue = ManualQueue::make();
   int ticks = 0;
   std::shared_ptr<Timer> timer;
   timer = Timer::repeating(queue, 2.0, [&] {
-    if (++ticks == 3) timer->invalidate();
+    if (++ticks == 3) timer = nullptr;
   });
   queue->advance(1.9);
   EXPECT_EQ(ticks, 0);

@@ -72,8 +72,16 @@ TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
   for (std::size_t index = 0; index < text.size(); ++index) text[index] = static_cast<char>('a' + index % 23);
   const Data head = Data::copying(std::string_view(text).substr(0, 17));
   const Data tail = Data::copying(std::string_view(text).substr(17));
+  read(text.size());
+  std::thread writer([&] { pair.send(text); });
+  EXPECT_TRUE(queue->drainUntil([&] { return !results.empty(); }));
+  writer.join();
+  EXPECT_TRUE(results.front() == text);
+
   bool isWritten = false;
   stream->write(head.joinedWith(tail), [&](const std::optional<Error>& error) { isWritten = !error; });
+  stream->close();
+  const std::weak_ptr<Stream> closing = std::exchange(stream, nullptr);
   std::string received;
   std::thread reader([&] {
     std::string buffer(100'000, ' ');
@@ -83,15 +91,10 @@ TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
       received.append(buffer, 0, static_cast<std::size_t>(count));
     }
   });
-  EXPECT_TRUE(queue->drainUntil([&] { return isWritten; }));
+  EXPECT_TRUE(queue->drainUntil([&] { return isWritten && cleanups == 1; })) << "though its owner has let go";
   reader.join();
   EXPECT_TRUE(received == text);
-
-  read(text.size());
-  std::thread writer([&] { pair.send(text); });
-  EXPECT_TRUE(queue->drainUntil([&] { return !results.empty(); }));
-  writer.join();
-  EXPECT_TRUE(results.front() == text);
+  EXPECT_TRUE(closing.expired());
 }
 
 TEST_F(StreamTest, ManySmallReadsGrowNoStackAndLetOtherWorkHaveItsTurn) {
@@ -137,6 +140,32 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   queue->drain();
   EXPECT_EQ(cleanups, 2);
   EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECANCELED)});
+
+  pair = SocketPair();
+  open();
+  read(5);
+  stream->close();
+  pair.send("hello");
+  queue->drain();
+  EXPECT_EQ(cleanups, 3) << "at once when nothing is left to do";
+  EXPECT_EQ(results.back(), "hello");
+}
+
+TEST_F(StreamTest, TakesOverOnlyWhatTheQueueCanWatch) {
+  const auto watch = queue->watch(pair.ours.get());
+  const auto refused = Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error(), posixError(EEXIST));
+  queue->drain();
+  EXPECT_EQ(cleanups, 0);
+}
+
+TEST(SocketTest, APathThatFitsNoAddressIsAnError) {
+  const std::string path(200, 'x');
+  for (const auto& socket : {connectedUnixSocket(path), listeningUnixSocket(path)}) {
+    ASSERT_FALSE(socket);
+    EXPECT_EQ(socket.error(), posixError(ENAMETOOLONG));
+  }
 }
 
 TEST_F(StreamTest, AGonePeerIsAnErrorNotASignal) {

@@ -170,7 +170,8 @@ TEST_P(PTChannelTest, AFramingErrorEndsTheChannelAndIsNotTheNextOnes) {
   };
   endWith(fromHex("00000002 00000064 00000000 00000000"));
   endWith("");
-  EXPECT_EQ(clientDelegate->events, (std::vector<std::string>{"ended PTProtocolError", "ended"}));
+  endWith(fromHex("00000001 00000064 00000000 00000005") + "half");
+  EXPECT_EQ(clientDelegate->events, (std::vector<std::string>{"ended PTProtocolError", "ended", "ended"}));
 }
 
 TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
@@ -183,9 +184,11 @@ TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
     return codeOf([&](auto callback) { channel.sendFrameOfType(101, 0, Data::copying("x"), callback); });
   };
   EXPECT_EQ(send(*client), EPERM);
+  EXPECT_EQ(client->listeningPort(), 0);
   EXPECT_EQ(codeOf([&](auto callback) { listener->listenOnPort(0, loopback, callback); }), 0);
   EXPECT_EQ(send(*listener), EPERM);
   EXPECT_EQ(codeOf([&](auto callback) { listener->connectToPort(1, loopback, callback); }), EPERM);
+  EXPECT_EQ(codeOf([&](auto callback) { callback(listener->startReadingFromConnectedChannel(nullptr)); }), EPERM);
   EXPECT_EQ(codeOf([&](auto callback) {
               PTChannel::channelWithDelegate({}, client->protocol())
                   ->listenOnPort(listener->listeningPort(), loopback, callback);
@@ -241,8 +244,12 @@ TEST_P(PTChannelTest, AConnectUnderWayIsGivenUp) {
     EXPECT_EQ(outcomes, (std::vector<std::string>{givenUp, givenUp, "connected"}));
     on([&] {
       EXPECT_TRUE(client->isConnected());
+      connectNow();
+      client->listenOnPort(0, loopback, record);
       client->close();
     });
+    const std::string inUse = "NSPOSIXErrorDomain " + std::to_string(EPERM);
+    EXPECT_EQ(outcomes, (std::vector<std::string>{givenUp, givenUp, "connected", inUse, inUse}));
   }
 }
 
@@ -276,6 +283,10 @@ TEST_P(PTChannelTest, OnlyAFailureToAcceptIsReported) {
     EXPECT_FALSE(listener->acceptIncomingConnection(-1));
   });
   EXPECT_EQ(log.take(), std::vector<std::string>{"accept(): Bad file descriptor"});
+  on([&] { listener->setDelegate({}); });
+  connect();
+  EXPECT_TRUE(waitUntil([&] { return clientDelegate->events == std::vector<std::string>{"ended"}; }))
+      << "nobody wants to have it";
 }
 
 TEST_P(PTChannelTest, DescribesItself) {

@@ -21,6 +21,7 @@ class USBSenderTest : public testing::Test {
     };
     sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
+    sender->onRoomForFrames = [this] { calls.push_back("room"); };
     sender->start();
     queue->drain();
     log.take();
@@ -76,9 +77,11 @@ TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
   ASSERT_TRUE(queue->drainUntil([&] { return phone->frames.size() == 4; }));
   queue->drain();
   EXPECT_EQ(phone->frames.size(), 4u) << "Mac info and three frames; the others were dropped";
+  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "room"})) << "told once";
   sender->sendFrame(Data::copying("next"));
   ASSERT_TRUE(queue->drainUntil([&] { return phone->frames.size() == 5; }));
   EXPECT_EQ(phone->frames.back().payload.text(), "next");
+  EXPECT_EQ(calls.size(), 2u) << "no frame was refused";
 }
 
 TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
@@ -236,6 +239,8 @@ TEST_F(USBSenderAttemptsTest, ARetryEndsWithTheDeviceToo) {
   queue->advance(2.1);
   ASSERT_EQ(openConnections(), Connections{2});
   announce("Detached", 7);
+  sender->retryConnection();
+  queue->advance(2.1);
   EXPECT_EQ(openConnections(), Connections{});
 }
 
@@ -279,6 +284,14 @@ TEST_F(USBSenderTest, StopEndsEverything) {
   queue->advance(10);
   EXPECT_EQ(phone->connectedTo.size(), 1u);
   EXPECT_EQ(calls, std::vector<std::string>{"connected"});
+
+  phone->connectResult = 3;
+  sender->start();
+  attach(9);
+  sender->stop();
+  phone->connectResult = 0;
+  queue->advance(10);
+  EXPECT_EQ(phone->connectedTo.size(), 1u) << "no retry either";
 }
 
 }  // namespace

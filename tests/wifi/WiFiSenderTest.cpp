@@ -70,6 +70,7 @@ class WiFiSenderTest : public testing::Test {
     sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
     sender->onCodeContested = [this] { calls.push_back("contested"); };
+    sender->onRoomForFrames = [this] { calls.push_back("room"); };
   }
 
   RecordingWiFiNetwork::Browser& browser() const { return *network->browsers().back(); }
@@ -358,6 +359,9 @@ TEST_F(WiFiSenderTest, AtMostThreeFramesAndSomePongsAreUnderWay) {
   sendFrames(1, "next");
   say(ping);
   EXPECT_EQ(link().takeSent().size(), 2u);
+  link().completeSends();
+  queue->drain();
+  EXPECT_EQ(calls, Lines{"room"}) << "told once, when frames had been refused";
 }
 
 TEST_F(WiFiSenderTest, StopEndsTheSearchAndTheLink) {
