@@ -95,13 +95,19 @@ void AppDelegate::recover() {
 
 /// Weak, because the frames' queue may let go of the distributor later than the main queue of the senders.
 std::shared_ptr<FrameDistributor> AppDelegate::makeDistributor() {
-  const auto link = [](const auto& sender) -> FrameDistributor::Link {
-    return [weak = std::weak_ptr(sender)](const Data& frame) {
-      const auto live = weak.lock();
-      return live && live->sendFrame(frame);
-    };
+  const auto way = [](const auto& sender) {
+    return FrameDistributor::Way{.send =
+                                     [weak = std::weak_ptr(sender)](const Data& frame) {
+                                       const auto live = weak.lock();
+                                       return live ? live->sendFrame(frame) : std::nullopt;
+                                     },
+                                 .link =
+                                     [weak = std::weak_ptr(sender)] {
+                                       const auto live = weak.lock();
+                                       return live ? live->linkNumber() : std::nullopt;
+                                     }};
   };
-  return std::make_shared<FrameDistributor>(surroundings_.sampleQueue, std::vector{link(sender_), link(wifiSender_)});
+  return std::make_shared<FrameDistributor>(surroundings_.sampleQueue, std::vector{way(sender_), way(wifiSender_)});
 }
 
 /// Runs on the sample queue: the frame goes straight to the links, the figures to the main queue.

@@ -592,7 +592,13 @@ TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   connect();
   sendInfo(1290, 2796);
   EXPECT_EQ(log.count("📺 Display already 644x1398 - keep streaming"), 1);
+  queue->advance(0);
   EXPECT_EQ(phone->types().back(), MessageType::videoFrame) << "at once, though nothing changes";
+  const std::size_t shown = phone->frames.size();
+  sendInfo(1290, 2796);
+  queue->advance(1);
+  EXPECT_EQ(phone->frames.size(), shown) << "no link gets a frame twice";
+  EXPECT_TRUE(link->takeSent().empty());
 }
 
 TEST_F(AppDelegateTest, LooksAgainForAPhoneWhoseLinkEndedAtOnce) {
