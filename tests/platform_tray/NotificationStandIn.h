@@ -73,9 +73,12 @@ class NotificationStandIn {
   void close(std::uint32_t notification) {
     object_->emitSignal("NotificationClosed").onInterface(interface).withArguments(notification, std::uint32_t(2));
   }
+  /// Outside of the lock, which the bus's thread takes while it holds its own.
   void reply() {
-    const std::lock_guard lock(mutex_);
-    waiting_->returnResults(notifications_);
+    std::unique_lock lock(mutex_);
+    const Reply waiting = std::move(*waiting_);
+    lock.unlock();
+    waiting.returnResults(count());
   }
 
  private:

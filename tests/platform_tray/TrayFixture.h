@@ -15,6 +15,10 @@
 
 namespace tandemview {
 
+/// With the first of these the library makes an object that all threads share, guarded in a way that ThreadSanitizer
+/// can't see: so it is made before there are threads.
+inline const sdbus::Variant firstVariant;
+
 /// A connection that a thread serves, until the end of the bus at the latest.
 class ServedConnection {
  public:
