@@ -389,9 +389,12 @@ TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   connect();
   sendInfo(1290, 2796);
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
+  captures->content = std::vector<CapturableDisplay>{{5, 644, 1398}};
+  captures->names = {{5, "iPhone Display"}};
   queue->advance(3.1);
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
   EXPECT_EQ(log.count("🖱️ TouchInjector: Found display at (1280.0, 0.0, 644.0, 1398.0)"), 1);
+  EXPECT_EQ(log.count("📺 Found display by name: 'iPhone Display'"), 1);
 }
 
 class AppDelegateBareTest : public AppDelegateFixture {

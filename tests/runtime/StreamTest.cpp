@@ -124,6 +124,7 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->write(Data::copying("bye"), record);
   stream->close();
   stream->write(Data::copying("too late"), record);
+  read(1);
   queue->drain();
   EXPECT_EQ(outcomes, (std::vector<std::string>{"written", std::to_string(ECANCELED)}));
   EXPECT_EQ(cleanups, 1);
@@ -139,7 +140,7 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->stop();
   queue->drain();
   EXPECT_EQ(cleanups, 2);
-  EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECANCELED)});
+  EXPECT_EQ(results, std::vector<std::string>(2, "error " + std::to_string(ECANCELED)));
 
   pair = SocketPair();
   open();

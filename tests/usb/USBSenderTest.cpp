@@ -242,6 +242,12 @@ TEST_F(USBSenderAttemptsTest, ARetryEndsWithTheDeviceToo) {
   sender->retryConnection();
   queue->advance(2.1);
   EXPECT_EQ(openConnections(), Connections{});
+
+  announce("Attached", 7);
+  ASSERT_EQ(openConnections(), Connections{3});
+  sender = nullptr;
+  queue->drain();
+  EXPECT_EQ(openConnections(), Connections{}) << "nor does one outlive its sender";
 }
 
 TEST_F(USBSenderAttemptsTest, AnswersToPingsDoNotPileUp) {
