@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [capture] [stream] [touch] [wifi] [menu] [rotation] [soak]
+# The measurements: ./dev bench [encode] [channel] [capture] [stream] [touch] [input] [wifi] [menu] [rotation] [soak]
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel capture stream touch wifi menu rotation soak)
+[ ${#names[@]} -eq 0 ] && names=(encode channel capture stream touch input wifi menu rotation soak)
 for name in "${names[@]}"; do
   case "$name" in
     encode)
@@ -34,7 +34,7 @@ for name in "${names[@]}"; do
       stop "$xorg_pid"
       rm -r "$directory"
       ;;
-    stream | touch | menu | rotation | soak) "bench/$name.py" ;;
+    stream | touch | input | menu | rotation | soak) "bench/$name.py" ;;
     *) echo "bench: no measurement is called '$name'"; exit 2 ;;
   esac
 done

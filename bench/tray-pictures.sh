@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Pictures of the status item and its menu in two trays that others wrote, into out/: xfce4-panel on a private X server
-# and waybar in a sway that shows itself on one, each with the menu closed and open, without and with a phone.
+# and waybar in a sway that shows itself on one, each with the menu closed and open, without and with a phone. And of
+# what stands for the menu where there is no tray: the notification and the choice of the quality, by xfce4-notifyd.
 #   bench/tray-pictures.sh [DIRECTORY WITH THE PROGRAMS]
-# Needs, besides what the demo needs: xfce4-panel xfconf xdotool imagemagick waybar sway
+# Needs, besides what the demo needs: xfce4-panel xfce4-notifyd xfconf xdotool imagemagick waybar sway
 # adwaita-icon-theme librsvg2-common.
 set -uo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 . bench/private-xorg.sh
 programs=${1:-build/release}
-for tool in dbus-daemon xfce4-panel xdotool import sway waybar; do
+notifyd=/usr/lib/x86_64-linux-gnu/xfce4/notifyd/xfce4-notifyd
+for tool in dbus-daemon xfce4-panel $notifyd xdotool import sway waybar; do
   command -v "$tool" >/dev/null || { echo "tray-pictures: $tool is missing"; exit 1; }
 done
 
@@ -156,7 +158,30 @@ under_waybar() {
   pictures waybar
 }
 
+# A notification fills the upper right corner; its first button is where the widths of these texts put it.
+without_tray() {
+  start_session || return 1
+  $notifyd >"$directory/panel.log" 2>&1 &
+  tray_pid=$!
+  start_program
+  until_true 5 grep -q "The menu is not shown" "$directory/program.log" || return 1
+  take_corner "out/tray-none-before.png"
+  sleep 13 # a tray may be late for ten seconds, and the notification fades in
+  take_corner "out/tray-none-notification.png"
+  xdotool mousemove 1023 156
+  sleep 1
+  xdotool click 1
+  sleep 2
+  take_corner "out/tray-none-quality.png"
+  differ out/tray-none-before.png out/tray-none-notification.png 400x180+300+10 1000 &&
+    differ out/tray-none-notification.png out/tray-none-quality.png 400x180+300+10 1000
+}
+
+take_corner() { import -window root -crop 720x200+560+0 +repage "$1"; }
+
 status=0
+without_tray || status=1
+stop_all
 under_xfce || status=1
 stop_all
 under_waybar || status=1

@@ -78,6 +78,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   using DeviceInfo = MacProtocol::DeviceInfo;
   using DisplayPlan = MacProtocol::DisplayPlan;
 
+  enum class Link { USB, WiFi };
+
   // Start-up and links: AppDelegateStartUp.cpp.
   bool anotherCopyRuns();
   bool offersVirtualDisplays() const;
@@ -89,9 +91,11 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void showCodeContested();
   template <typename... Arguments>
   std::function<void(Arguments...)> fromLink(void (AppDelegate::*handler)(Arguments...));
-  template <typename Sender>
+  template <Link link, typename Sender>
   void installCallbacks(Sender& sender);
+  template <Link link>
   void handleTouchEvent(Data payload);
+  void releaseButtonHeldOver(Link link);
   void handleKeyEvent(Data payload);
   void linkHasRoom();
   void usbConnected();
@@ -222,6 +226,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   bool hasShownCapturePermissionAlert_ = false;
   bool isWiFiConnected_ = false;
   bool isUSBConnected_ = false;
+  Link touchLink_ = Link::USB;  // over which the last touch has come
   std::string sessionPairingCode_;
 
   std::mutex configurationLock_;  // guards the two below

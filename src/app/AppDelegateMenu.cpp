@@ -83,7 +83,10 @@ void AppDelegate::buildStatusMenu() {
       line({.title = "Pairing Code: " + sessionPairingCode_,
             .symbol = {"wifi"},
             .toolTip = "Enter this code on your iPhone to connect via WiFi."}),
-      line({.title = "Display Quality", .symbol = {"dial.medium"}, .submenu = qualityMenuItems_}),
+      line({.title = "Display Quality",
+            .shortTitle = "Quality…",
+            .symbol = {"dial.medium"},
+            .submenu = qualityMenuItems_}),
       line({.title = "Reconnect",
             .symbol = {"arrow.clockwise.circle.fill"},
             .keyEquivalent = "r",
@@ -101,6 +104,7 @@ void AppDelegate::buildStatusMenu() {
       launchAtLoginMenuItem_,
       line({.kind = MenuItem::Kind::Separator}),
       line({.title = "Quit Tandemview",
+            .shortTitle = "Quit",
             .symbol = {"power"},
             .keyEquivalent = "q",
             .action = action([](AppDelegate& self, const MenuItem&) { self.surroundings_.application->terminate(); })}),
@@ -135,6 +139,7 @@ void AppDelegate::updateStatusTitle(bool connected) {
              {"circle.fill", stateSymbolSize});
   } else {
     showLine(*statusMenuItem_, "Waiting for iPhone…", {"circle", stateSymbolSize});
+    showLine(*statsMenuItem_, "", statsMenuItem_->symbol);  // the next phone has no figures yet
   }
   setHidden(*statsMenuItem_, !connected);
 }

@@ -53,7 +53,7 @@ void AppDelegate::handleDeviceInfo(DeviceInfo info) {
     if (plan != *displayedPlan_) return changeDisplay(plan, info.orientation);
     if (capture_) {
       Log::print("📺 Display already {}x{} - keep streaming", plan.width, plan.height);
-      distributor_->showAgain();
+      distributor_->phoneLooks();
       return finishConfiguring();
     }
   }
@@ -152,6 +152,7 @@ void AppDelegate::targetTouch(DisplayID display) {
 void AppDelegate::handleSleep() {
   Log::line("😴 Mac going to sleep - stopping capture...");
   dropCapture();
+  if (touchInjector_) touchInjector_->releaseHeldButton();
   updateStatusTitle(false);
 }
 

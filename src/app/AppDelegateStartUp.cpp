@@ -94,7 +94,7 @@ void AppDelegate::startUSB() {
                                                                 .sharedHub = surroundings_.sharedHub});
   sender_->onClientConnected = fromLink(&AppDelegate::usbConnected);
   sender_->onClientDisconnected = fromLink(&AppDelegate::usbDisconnected);
-  installCallbacks(*sender_);
+  installCallbacks<Link::USB>(*sender_);
   sender_->start();
 }
 
@@ -110,7 +110,7 @@ void AppDelegate::startWiFi() {
   wifiSender_->onClientConnected = fromLink(&AppDelegate::wifiConnected);
   wifiSender_->onClientDisconnected = fromLink(&AppDelegate::wifiDisconnected);
   wifiSender_->onCodeContested = fromLink(&AppDelegate::showCodeContested);
-  installCallbacks(*wifiSender_);
+  installCallbacks<Link::WiFi>(*wifiSender_);
   wifiSender_->start();
   Log::line("📶 WiFi sender started - looking for iPhone...");
 }
@@ -137,20 +137,27 @@ std::function<void(Arguments...)> AppDelegate::fromLink(void (AppDelegate::*hand
 }
 
 /// What a phone says is handled alike, whichever link it comes over.
-template <typename Sender>
+template <AppDelegate::Link link, typename Sender>
 void AppDelegate::installCallbacks(Sender& sender) {
   sender.onDeviceInfo = fromLink(&AppDelegate::handleDeviceInfo);
-  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent);
+  sender.onTouchEvent = fromLink(&AppDelegate::handleTouchEvent<link>);
   sender.onKeyEvent = fromLink(&AppDelegate::handleKeyEvent);
   sender.onRoomForFrames = fromLink(&AppDelegate::linkHasRoom);
 }
 
+template <AppDelegate::Link link>
 void AppDelegate::handleTouchEvent(Data payload) {
+  touchLink_ = link;
   if (touchInjector_) touchInjector_->handleTouchEvent(payload);
 }
 
 void AppDelegate::handleKeyEvent(Data payload) {
   if (keyboardInjector_) keyboardInjector_->handleKeyEvent(payload);
+}
+
+/// A drag that came over a link which has ended: its end won't come.
+void AppDelegate::releaseButtonHeldOver(Link link) {
+  if (touchInjector_ && touchLink_ == link) touchInjector_->releaseHeldButton();
 }
 
 void AppDelegate::linkHasRoom() {
@@ -168,6 +175,7 @@ void AppDelegate::usbDisconnected() {
   if (!isUSBConnected_) return;
   isUSBConnected_ = false;
   Log::line("⚠️ iPhone disconnected (USB)");
+  releaseButtonHeldOver(Link::USB);
   onMain([](AppDelegate& self) { self.linkEnded(); });
 }
 
@@ -184,6 +192,7 @@ void AppDelegate::wifiDisconnected() {
   if (!isWiFiConnected_) return;
   isWiFiConnected_ = false;
   Log::line("⚠️ iPhone disconnected (WiFi)");
+  releaseButtonHeldOver(Link::WiFi);
   onMain([](AppDelegate& self) {
     if (self.isEnding_) return;
     self.linkEnded();

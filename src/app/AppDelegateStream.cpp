@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "app/AppDelegate.h"
 #include "runtime/Assertion.h"
@@ -17,6 +18,10 @@ constexpr double touchCheckDelay = 1.5;
 /// Seconds before each attempt to bring back a stream that has ended by itself; the last one holds for all further
 /// attempts. A display that somebody rearranges comes back soon; a lasting fault must not keep the host busy.
 constexpr double recoveryDelays[] = {1, 2, 5, 10};
+
+/// Seconds without a picture after which the desktop counts as having rested: what has passed until the next picture is
+/// no latency then, and no frame rate.
+constexpr double shortestRest = 9;
 
 }  // namespace
 
@@ -90,13 +95,19 @@ void AppDelegate::recover() {
 
 /// Weak, because the frames' queue may let go of the distributor later than the main queue of the senders.
 std::shared_ptr<FrameDistributor> AppDelegate::makeDistributor() {
-  const auto link = [](const auto& sender) -> FrameDistributor::Link {
-    return [weak = std::weak_ptr(sender)](const Data& frame) {
-      const auto live = weak.lock();
-      return live && live->sendFrame(frame);
-    };
+  const auto way = [](const auto& sender) {
+    return FrameDistributor::Way{.send =
+                                     [weak = std::weak_ptr(sender)](const Data& frame) {
+                                       const auto live = weak.lock();
+                                       return live ? live->sendFrame(frame) : std::nullopt;
+                                     },
+                                 .link =
+                                     [weak = std::weak_ptr(sender)] {
+                                       const auto live = weak.lock();
+                                       return live ? live->linkNumber() : std::nullopt;
+                                     }};
   };
-  return std::make_shared<FrameDistributor>(surroundings_.sampleQueue, std::vector{link(sender_), link(wifiSender_)});
+  return std::make_shared<FrameDistributor>(surroundings_.sampleQueue, std::vector{way(sender_), way(wifiSender_)});
 }
 
 /// Runs on the sample queue: the frame goes straight to the links, the figures to the main queue.
@@ -115,8 +126,9 @@ std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
 
 void AppDelegate::updateStatistics(double now) {
   recoveries_ = 0;
-  currentLatency_ = (now - lastFrameTime_) * 1000;
-  lastFrameTime_ = now;
+  const double gap = now - std::exchange(lastFrameTime_, now);
+  const bool followsRest = gap >= shortestRest;
+  if (!followsRest) currentLatency_ = gap * 1000;
   frameCount_ += 1;
   const double elapsed = now - lastFPSUpdate_;
   if (elapsed < 1.0) return;
@@ -124,7 +136,7 @@ void AppDelegate::updateStatistics(double now) {
   frameCount_ = 0;
   lastFPSUpdate_ = now;
   updateStatusTitle(true);
-  updateStatisticsLine();
+  if (!followsRest) updateStatisticsLine();
 }
 
 void AppDelegate::dropCapture() {

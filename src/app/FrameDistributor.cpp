@@ -11,38 +11,37 @@ constexpr double restDelay = 0.05;
 
 }  // namespace
 
-FrameDistributor::FrameDistributor(const std::shared_ptr<Queue>& queue, std::vector<Link> links) : queue_(queue) {
-  for (Link& link : links) receivers_.push_back({std::move(link)});
+FrameDistributor::FrameDistributor(const std::shared_ptr<Queue>& queue, std::vector<Way> ways) : queue_(queue) {
+  for (Way& way : ways) receivers_.push_back({.way = std::move(way), .hasLast = std::nullopt});
 }
 
 void FrameDistributor::distribute(const Data& frame) {
   last_ = frame;
-  for (Receiver& receiver : receivers_) receiver.hasLast = receiver.link(frame);
+  for (Receiver& receiver : receivers_) receiver.hasLast = receiver.way.send(frame);
 }
 
 void FrameDistributor::linkHasRoom() {
+  deliverLastAfter(restDelay);
+}
+
+void FrameDistributor::phoneLooks() {
+  deliverLastAfter(0);
+}
+
+void FrameDistributor::deliverLastAfter(double delay) {
   const auto queue = queue_.lock();
   if (!queue) return;
-  queue->after(restDelay, [weak = weak_from_this()] {
+  queue->after(delay, [weak = weak_from_this()] {
     if (const auto distributor = weak.lock()) distributor->deliverLast();
   });
 }
 
-void FrameDistributor::showAgain() {
-  const auto queue = queue_.lock();
-  if (!queue) return;
-  queue->async([weak = weak_from_this()] {
-    const auto distributor = weak.lock();
-    if (!distributor) return;
-    for (Receiver& receiver : distributor->receivers_) receiver.hasLast = false;
-    distributor->deliverLast();
-  });
-}
-
+/// No link gets a frame twice: the phone may rely on timestamps that grow.
 void FrameDistributor::deliverLast() {
   if (last_.empty()) return;
   for (Receiver& receiver : receivers_) {
-    if (!receiver.hasLast) receiver.hasLast = receiver.link(last_);
+    const auto link = receiver.way.link();
+    if (link && link != receiver.hasLast) receiver.hasLast = receiver.way.send(last_);
   }
 }
 

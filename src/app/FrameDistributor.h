@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "runtime/Data.h"
@@ -14,10 +16,15 @@ namespace tandemview {
 /// Works on the queue on which the frames are made, so that no earlier frame ever follows a later one.
 class FrameDistributor : public std::enable_shared_from_this<FrameDistributor> {
  public:
-  /// Offers a frame to one link, on the frames' queue; whether the link has taken it.
-  using Link = std::function<bool(const Data& frame)>;
+  /// One way to the phone, over which one link follows another. Used on the frames' queue.
+  struct Way {
+    /// Offers a frame; the number of the link that has taken it.
+    std::function<std::optional<std::uint64_t>(const Data& frame)> send;
+    /// The number of the link that stands now.
+    std::function<std::optional<std::uint64_t>()> link;
+  };
 
-  FrameDistributor(const std::shared_ptr<Queue>& queue, std::vector<Link> links);
+  FrameDistributor(const std::shared_ptr<Queue>& queue, std::vector<Way> ways);
 
   /// On the frames' queue.
   void distribute(const Data& frame);
@@ -26,15 +33,16 @@ class FrameDistributor : public std::enable_shared_from_this<FrameDistributor> {
   /// the picture moves, the next frame serves it sooner. From any thread.
   void linkHasRoom();
 
-  /// There is a phone that may have seen nothing yet: every link gets the last frame. From any thread.
-  void showAgain();
+  /// A phone looks at a picture that may be at rest: a link that lacks the last frame gets it. From any thread.
+  void phoneLooks();
 
  private:
   struct Receiver {
-    Link link;
-    bool hasLast = false;
+    Way way;
+    std::optional<std::uint64_t> hasLast;  // the link that has taken the last frame
   };
 
+  void deliverLastAfter(double delay);
   void deliverLast();
 
   const std::weak_ptr<Queue> queue_;  // its last owner must not be on its own thread

@@ -24,6 +24,7 @@ struct MenuItem {
 
   Kind kind = Kind::Entry;
   std::string title;
+  std::string shortTitle;  // of the few entries that a host without menus offers as buttons
   MenuSymbol symbol;
   std::string toolTip;
   std::string keyEquivalent;  // a letter, pressed together with the host's menu key

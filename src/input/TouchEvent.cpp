@@ -1,7 +1,5 @@
 #include "input/TouchEvent.h"
 
-#include <cmath>
-#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "input/StringMember.h"
@@ -13,14 +11,10 @@ namespace {
 
 using nlohmann::json;
 
-/// Numbers are turned into pixels: what doesn't fit a wheel's integer is refused.
-std::optional<double> sensibleNumber(const json& object, const char* key) {
-  constexpr double limit = std::numeric_limits<std::int32_t>::max();
+std::optional<double> number(const json& object, const char* key) {
   const auto found = object.find(key);
   if (found == object.end() || !found->is_number()) return std::nullopt;
-  const auto number = found->get<double>();
-  if (!(std::abs(number) <= limit)) return std::nullopt;
-  return number;
+  return found->get<double>();
 }
 
 DragPhase dragPhase(const std::string* name) {
@@ -37,8 +31,8 @@ std::optional<TouchEvent> TouchEvent::fromPayload(const Data& payload) {
   const std::optional<json> object = MacProtocol::jsonObject(payload);
   if (!object) return std::nullopt;
   const std::string* type = stringMember(*object, "type");
-  const auto x = sensibleNumber(*object, "x");
-  const auto y = sensibleNumber(*object, "y");
+  const auto x = number(*object, "x");
+  const auto y = number(*object, "y");
   const std::string* mode = stringMember(*object, "mode");
   if (!type || !x || !y || !mode) return std::nullopt;
 

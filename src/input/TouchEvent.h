@@ -23,7 +23,7 @@ struct TouchEvent {
   DragPhase phase = DragPhase::Other;
   std::string direction;  // of a swipe; the name of a gesture; empty if missing
 
-  /// Absent if `payload` (contiguous) is malformed or a number is beyond all sense.
+  /// Absent if `payload` (contiguous) is malformed. The numbers are finite, and may be beyond all sense.
   static std::optional<TouchEvent> fromPayload(const Data& payload);
 };
 

@@ -17,11 +17,7 @@ bool isAbout(std::int64_t actual, std::int64_t wanted) {
   return wanted >= actual - sizeTolerance && wanted <= actual + sizeTolerance;
 }
 
-/// Whether the point can be turned into integers.
-bool isOnAnyScreen(const ScreenPoint& point) {
-  constexpr double limit = 9223372036854775808.0;  // 2^63
-  return std::abs(point.x) < limit && std::abs(point.y) < limit;
-}
+constexpr const char* invalidLine = "⚠️ TouchInjector: Invalid touch event data";
 
 }  // namespace
 
@@ -96,32 +92,45 @@ void TouchInjector::handleTouchEvent(const Data& payload) {
   if (!isEnabled_) return Log::line("⚠️ TouchInjector: Accessibility permissions not granted");
 
   const auto event = TouchEvent::fromPayload(payload);
-  if (!event) return Log::line("⚠️ TouchInjector: Invalid touch event data");
+  if (!event) return Log::line(invalidLine);
   if (event->mode == TouchMode::Trackpad) return handleTrackpad(*event);
   handleDirect(*event);
 }
 
 void TouchInjector::handleDirect(const TouchEvent& event) {
-  const ScreenPoint location = {virtualDisplayBounds_.x + event.x * virtualDisplayBounds_.width,
-                                virtualDisplayBounds_.y + event.y * virtualDisplayBounds_.height};
-  if (!isOnAnyScreen(location)) return Log::line("⚠️ TouchInjector: Invalid touch event data");
-
-  if (event.type == "tap") return tap(location, "👆 Tap");
-  if (event.type == "move") return postMove(location);
-  if (event.type == "drag") return dragDirect(event.phase, location);
-  Log::print("⚠️ TouchInjector: Unknown touch type: {}", event.type);
+  if (event.type == "drag") return dragDirect(event);
+  const bool isTap = event.type == "tap";
+  if (!isTap && event.type != "move") return Log::print("⚠️ TouchInjector: Unknown touch type: {}", event.type);
+  const auto location = touchedPoint(event);
+  if (!location) return Log::line(invalidLine);
+  if (isTap) return tap(*location, "👆 Tap");
+  postMove(*location);
 }
 
-void TouchInjector::dragDirect(DragPhase phase, const ScreenPoint& location) {
-  if (phase == DragPhase::Began) {
-    pressForDrag(location);
-    Log::print("👇 Drag began at {}", pointText(location));
-  } else if (phase == DragPhase::Moved && isDragging_) {
-    dragTo(location);
-  } else if (phase == DragPhase::Ended && isDragging_) {
-    endDrag(location);
-    Log::print("👆 Drag ended at {}", pointText(location));
+void TouchInjector::dragDirect(const TouchEvent& event) {
+  const auto location = touchedPoint(event);
+  if (event.phase == DragPhase::Began) {
+    if (!location) return Log::line(invalidLine);
+    pressForDrag(*location);
+    Log::print("👇 Drag began at {}", pointText(*location));
+  } else if (event.phase == DragPhase::Moved && isDragging_) {
+    if (!location) return Log::line(invalidLine);
+    dragTo(*location);
+  } else if (event.phase == DragPhase::Ended && isDragging_) {
+    // Not knowing where the finger is must not leave the button down.
+    const ScreenPoint end = location.value_or(dragLocation_);
+    endDrag(end);
+    Log::print("👆 Drag ended at {}", pointText(end));
   }
+}
+
+/// Absent if it can't be turned into integers.
+std::optional<ScreenPoint> TouchInjector::touchedPoint(const TouchEvent& event) const {
+  constexpr double limit = 9223372036854775808.0;  // 2^63
+  const ScreenPoint point = {virtualDisplayBounds_.x + event.x * virtualDisplayBounds_.width,
+                             virtualDisplayBounds_.y + event.y * virtualDisplayBounds_.height};
+  if (!(std::abs(point.x) < limit) || !(std::abs(point.y) < limit)) return std::nullopt;
+  return point;
 }
 
 void TouchInjector::tap(const ScreenPoint& location, const char* logWord) {

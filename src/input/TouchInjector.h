@@ -53,7 +53,8 @@ class TouchInjector {
 
  private:
   void handleDirect(const TouchEvent& event);
-  void dragDirect(DragPhase phase, const ScreenPoint& location);
+  void dragDirect(const TouchEvent& event);
+  std::optional<ScreenPoint> touchedPoint(const TouchEvent& event) const;
   void tap(const ScreenPoint& location, const char* logWord);
   void pressForDrag(const ScreenPoint& location);
   void dragTo(const ScreenPoint& location);

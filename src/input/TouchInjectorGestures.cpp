@@ -1,4 +1,5 @@
 #include <cmath>
+#include <limits>
 
 #include "input/KeyCodes.h"
 #include "input/KeyPress.h"
@@ -11,6 +12,11 @@ namespace {
 
 /// The application launcher: its newer name, then its older one.
 constexpr const char* launcherPaths[] = {"/System/Applications/Apps.app", "/System/Applications/Launchpad.app"};
+
+/// Wheels count in 32 bits.
+bool fitsWheel(double pixels) {
+  return pixels >= std::numeric_limits<std::int32_t>::min() && pixels <= std::numeric_limits<std::int32_t>::max();
+}
 
 /// The arrow whose shortcut switches spaces. Crossed: a swipe pushes the page away to show the one beside it.
 std::optional<std::uint16_t> arrowFor(const std::string& direction) {
@@ -29,6 +35,7 @@ void TouchInjector::scroll(double x, double y) {
   const double totalY = scrollRemainderY_ - y;
   const double wheelX = std::trunc(totalX);
   const double wheelY = std::trunc(totalY);
+  if (!fitsWheel(wheelX) || !fitsWheel(wheelY)) return Log::line("⚠️ TouchInjector: Invalid touch event data");
   scrollRemainderX_ = totalX - wheelX;
   scrollRemainderY_ = totalY - wheelY;
   if (wheelX == 0 && wheelY == 0) return;

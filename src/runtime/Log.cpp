@@ -1,20 +1,35 @@
 #include "runtime/Log.h"
 
-#include <cstdio>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <mutex>
 #include <string>
 
+#include "runtime/LineWriter.h"
 #include "runtime/PrintableText.h"
 
 namespace tandemview {
 
 namespace {
 
+/// How long the end of the program waits for a reader of its last lines.
+constexpr double farewellSeconds = 1;
+
 std::mutex mutex;
 
 Log::Sink& sinkInUse() {
   static Log::Sink sink;
   return sink;
+}
+
+/// Lives as long as the process: whatever runs at its end may still print.
+LineWriter& standardOutput() {
+  static LineWriter& writer = *[] {
+    std::atexit([] { standardOutput().finish(farewellSeconds); });
+    return new LineWriter(STDOUT_FILENO);
+  }();
+  return writer;
 }
 
 }  // namespace
@@ -24,9 +39,7 @@ void Log::line(std::string_view text) {
   std::string line = printableText(text);
   const std::lock_guard lock(mutex);
   if (sinkInUse()) return sinkInUse()(line);
-  line += '\n';
-  std::fwrite(line.data(), 1, line.size(), stdout);
-  std::fflush(stdout);  // a reader behind a pipe sees each line as it is printed
+  standardOutput().add(std::move(line));
 }
 
 void Log::setSink(Sink sink) {

@@ -12,7 +12,8 @@ class Log {
  public:
   using Sink = std::function<void(std::string_view line)>;
 
-  /// Prints one line and flushes it. What `text` holds beyond printable text becomes blanks: see printableText().
+  /// Prints one line, without waiting for whoever reads it: see LineWriter. What `text` holds beyond printable text
+  /// becomes blanks: see printableText().
   static void line(std::string_view text);
 
   template <typename... Arguments>

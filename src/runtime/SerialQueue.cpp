@@ -62,6 +62,8 @@ void waitForSignal(const std::shared_ptr<asio::signal_set>& signals, std::functi
 struct SerialQueue::Loop {
   asio::io_context context{1};
   asio::executor_work_guard<asio::io_context::executor_type> keepRunning{context.get_executor()};
+  /// Makes the loop open its own descriptors now, and not when there may be none left.
+  asio::steady_timer reactor{context};
 };
 
 std::shared_ptr<SerialQueue> SerialQueue::withThread(std::string label) {

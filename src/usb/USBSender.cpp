@@ -157,16 +157,18 @@ void USBSender::retryTimerFired() {
   connectToDevice(*lastAttachedDeviceID_);
 }
 
-bool USBSender::sendFrame(const Data& data) {
+std::optional<std::uint64_t> USBSender::sendFrame(const Data& data) {
   std::shared_ptr<PTChannel> channel;
+  std::uint64_t link = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!peerChannel_) return false;
+    if (!peerChannel_) return std::nullopt;
     if (pendingSends_ >= maxPendingSends) {
       hasRefusedFrame_ = true;
-      return false;
+      return std::nullopt;
     }
     ++pendingSends_;
+    link = linkNumber_;
     channel = peerChannel_;
   }
   surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
@@ -175,7 +177,12 @@ bool USBSender::sendFrame(const Data& data) {
                                if (const auto sender = weak.lock()) sender->frameDone(weakChannel);
                              });
   });
-  return true;
+  return link;
+}
+
+std::optional<std::uint64_t> USBSender::linkNumber() const {
+  const std::lock_guard lock(pendingSendsLock_);
+  return peerChannel_ ? std::optional(linkNumber_) : std::nullopt;
 }
 
 /// What an earlier link still had in flight doesn't count for this one.
@@ -197,7 +204,10 @@ void USBSender::frameDone(const std::weak_ptr<PTChannel>& channel) {
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
   pendingPongs_ = 0;
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) pendingSends_ = 0;
+  if (channel) {
+    ++linkNumber_;
+    pendingSends_ = 0;
+  }
   peerChannel_ = std::move(channel);
 }
 

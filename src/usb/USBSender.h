@@ -47,9 +47,12 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when there is no link or three frames are on their way already; whether it was
-  /// sent. From any thread; never blocks.
-  bool sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when no link stands or three frames are on their way already. The number of the
+  /// link that has taken it; no two links of a sender have the same. From any thread; never blocks.
+  std::optional<std::uint64_t> sendFrame(const Data& data);
+
+  /// Of the link that stands. From any thread.
+  std::optional<std::uint64_t> linkNumber() const;
 
   void retryConnection();
   void startRetryTimer();
@@ -99,8 +102,9 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   std::shared_ptr<Timer> retryTimer_;
   int pendingPongs_ = 0;  // of peerChannel_, as pendingSends_
   int pendingSends_ = 0;
+  std::uint64_t linkNumber_ = 0;  // counts the links
   bool hasRefusedFrame_ = false;  // since there was room last
-  std::mutex pendingSendsLock_;
+  mutable std::mutex pendingSendsLock_;
 };
 
 }  // namespace tandemview

@@ -109,8 +109,8 @@ class WiFiNetwork {
   virtual std::shared_ptr<WiFiBrowser> makeBrowser(const std::string& serviceType) = 0;
 
   /// A TCP connection to an endpoint that a browser of this network has found, over a link on which it was announced:
-  /// never to an address beyond that link, and to this very host only where its loopback interface is the link. It does
-  /// nothing until it is started. From any thread.
+  /// never to an address beyond that link, and to a loopback address only where the loopback interface is the link. It
+  /// does nothing until it is started. From any thread.
   virtual std::shared_ptr<WiFiConnection> makeConnection(const std::shared_ptr<const WiFiEndpoint>& endpoint) = 0;
 };
 

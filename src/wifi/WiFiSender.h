@@ -65,9 +65,12 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   void start();
   void stop();
 
-  /// Sends one video frame, or drops it when no link stands or three frames are on their way already; whether it was
-  /// sent. From any thread; never blocks.
-  bool sendFrame(const Data& data);
+  /// Sends one video frame, or drops it when no link stands or three frames are on their way already. The number of the
+  /// link that has taken it; no two links of a sender have the same. From any thread; never blocks.
+  std::optional<std::uint64_t> sendFrame(const Data& data);
+
+  /// Of the link that stands. From any thread.
+  std::optional<std::uint64_t> linkNumber() const;
 
   /// The link to the phone, also while it is being made. From any thread.
   std::shared_ptr<WiFiConnection> connection() const;
@@ -153,8 +156,8 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   int pendingSends_ = 0;
   std::int64_t droppedFrames_ = 0;
   bool hasRefusedFrame_ = false;  // since there was room last
-  std::uint64_t sendsEpoch_ = 0;  // a send that completes in a later epoch doesn't count any more
-  std::mutex pendingSendsLock_;
+  std::uint64_t sendsEpoch_ = 0;  // a new one with each link: what an earlier one sent doesn't count any more
+  mutable std::mutex pendingSendsLock_;
 };
 
 }  // namespace tandemview

@@ -248,9 +248,9 @@ void WiFiSender::answerPing(const LinkPointer& link, const Data& ping) {
                          });
 }
 
-bool WiFiSender::sendFrame(const Data& data) {
+std::optional<std::uint64_t> WiFiSender::sendFrame(const Data& data) {
   const LinkPointer link = this->link();
-  if (!link || !link->isLive) return false;
+  if (!link || !link->isLive) return std::nullopt;
   std::uint64_t epoch = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
@@ -260,7 +260,7 @@ bool WiFiSender::sendFrame(const Data& data) {
                    droppedFrames_);
       }
       hasRefusedFrame_ = true;
-      return false;
+      return std::nullopt;
     }
     ++pendingSends_;
     epoch = sendsEpoch_;
@@ -268,7 +268,13 @@ bool WiFiSender::sendFrame(const Data& data) {
   link->connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
     if (const auto sender = weak.lock()) sender->frameDone(epoch);
   });
-  return true;
+  return epoch;
+}
+
+std::optional<std::uint64_t> WiFiSender::linkNumber() const {
+  if (!isLive()) return std::nullopt;
+  const std::lock_guard lock(pendingSendsLock_);
+  return sendsEpoch_;
 }
 
 void WiFiSender::frameDone(std::uint64_t epoch) {

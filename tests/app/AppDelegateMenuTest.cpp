@@ -27,6 +27,11 @@ TEST_F(AppDelegateMenuTest, HasTheseLinesInThisOrder) {
   EXPECT_EQ(
       menu->titles(menu->line("Display Quality").submenu),
       (Lines{"Smooth — Fastest", "Balanced (Recommended)", "Sharp — Best Image", "Full Resolution — Smallest Text"}));
+  Lines withoutMenus;  // what hosts without any offer
+  for (const auto& item : menu->item.menu) {
+    if (!item->shortTitle.empty()) withoutMenus.push_back(item->shortTitle);
+  }
+  EXPECT_EQ(withoutMenus, (Lines{"Quality…", "Quit"}));
   Lines checked;
   for (const auto& item : menu->line("Display Quality").submenu) {
     if (item->isChecked) checked.push_back(item->representedObject);
@@ -71,6 +76,30 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel);
   EXPECT_EQ(menu->item.toolTip, "Tandemview — enter code 47 on your iPhone to connect via WiFi");
   EXPECT_TRUE(statistics.isHidden);
+  EXPECT_EQ(statistics.title, "");
+}
+
+TEST_F(AppDelegateMenuTest, FiguresAreThoseOfPicturesThatMove) {
+  queue->advance(100);
+  stream();
+  const MenuItem& statistics = *menu->item.menu.at(1);
+  deliverFrame();
+  EXPECT_EQ(statistics.title, "") << "so much has passed since the start of the program";
+  for (int frame = 0; frame < 31; frame += 1) {
+    queue->advance(0.05);
+    deliverFrame();
+  }
+  const std::string moving = statistics.title;
+  EXPECT_TRUE(moving.ends_with(" FPS  •  50.0 ms")) << moving;
+  for (const double rest : {10.0, 86400.0}) {
+    queue->advance(rest);
+    deliverFrame();
+    EXPECT_EQ(statistics.title, moving);
+    EXPECT_EQ(firstLine().title, "Connected · USB");
+  }
+  queue->advance(8);
+  deliverFrame();
+  EXPECT_EQ(statistics.title, "0 FPS  •  8000.0 ms");
 }
 
 TEST_F(AppDelegateMenuTest, LooksAtItsResourcesOnlyWhileOpen) {

@@ -442,6 +442,47 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   EXPECT_TRUE(log.take().back().starts_with("⚠️ iPhone disconnected")) << "without a stream nobody touches";
 }
 
+TEST_F(AppDelegateTest, ADragEndsWithTheLinkThatItCameOverAndAtSleep) {
+  const std::string began = R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})";
+  const auto drag = [&](bool overWiFi) {
+    if (overWiFi) {
+      network->connections().back()->deliver(std::string("\0\0\0", 3) + static_cast<char>(began.size()) + began);
+    } else {
+      phone->send(MessageType::touchEvent, began);
+    }
+    queue->drain();
+    EXPECT_FALSE(events->heldButtons().empty());
+  };
+  const auto end = [&](bool wifi) {
+    if (wifi) {
+      network->connections().back()->fail(posixError(ECONNRESET));
+    } else {
+      phone->daemon->detach(7);
+    }
+    queue->drain();
+  };
+  launch();
+  for (const bool overWiFi : {false, true}) {
+    for (const bool wifiEnds : {false, true}) {
+      connectWiFi();
+      connect();
+      sendInfo(1290, 2796);
+      queue->advance(3.1);
+      drag(overWiFi);
+      end(wifiEnds);
+      EXPECT_TRUE(isStreaming()) << "over the other link";
+      EXPECT_EQ(events->heldButtons().empty(), overWiFi == wifiEnds);
+      end(!wifiEnds);
+      EXPECT_TRUE(events->heldButtons().empty());
+    }
+  }
+  connect();
+  drag(false);
+  phone->center->post(workspaceWillSleepNotification, application.get(), {});
+  queue->drain();
+  EXPECT_TRUE(events->heldButtons().empty());
+}
+
 TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   launch();
   connectWiFi();
@@ -554,7 +595,13 @@ TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   connect();
   sendInfo(1290, 2796);
   EXPECT_EQ(log.count("📺 Display already 644x1398 - keep streaming"), 1);
+  queue->advance(0);
   EXPECT_EQ(phone->types().back(), MessageType::videoFrame) << "at once, though nothing changes";
+  const std::size_t shown = phone->frames.size();
+  sendInfo(1290, 2796);
+  queue->advance(1);
+  EXPECT_EQ(phone->frames.size(), shown) << "no link gets a frame twice";
+  EXPECT_TRUE(link->takeSent().empty());
 }
 
 TEST_F(AppDelegateTest, LooksAgainForAPhoneWhoseLinkEndedAtOnce) {

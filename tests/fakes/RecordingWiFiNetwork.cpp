@@ -1,9 +1,9 @@
 #include "fakes/RecordingWiFiNetwork.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <utility>
+
+#include "runtime/Assertion.h"
 
 namespace tandemview {
 
@@ -18,14 +18,14 @@ struct NamedEndpoint final : WiFiEndpoint {
 
 void RecordingWiFiNetwork::Browser::start(WiFiBrowserOutput output) {
   const std::lock_guard lock(mutex_);
-  EXPECT_FALSE(output_.queue) << "a browser is started once";
+  require(!output_.queue, "a browser is started once");
   if (!isCancelled_) output_ = std::move(output);
 }
 
 void RecordingWiFiNetwork::Browser::findHosts(const std::vector<std::shared_ptr<const WiFiEndpoint>>& services,
                                               double seconds, HostsCompletion completion) {
   const std::lock_guard lock(mutex_);
-  EXPECT_FALSE(std::exchange(isFindingHosts_, true)) << "one question at a time";
+  require(!std::exchange(isFindingHosts_, true), "one question at a time");
   output_.queue->after(seconds, [weak = weak_from_this(), services, completion = std::move(completion)] {
     const auto browser = weak.lock();
     if (!browser) return;
@@ -80,15 +80,15 @@ void RecordingWiFiNetwork::Browser::find(const std::vector<std::string>& names) 
 
 void RecordingWiFiNetwork::Connection::start(WiFiConnectionOutput output) {
   const std::lock_guard lock(mutex_);
-  EXPECT_FALSE(output_.queue) << "a connection is started once";
+  require(!output_.queue, "a connection is started once");
   output_ = std::move(output);
   if (state_ == State::Idle) state_ = State::Connecting;
 }
 
 void RecordingWiFiNetwork::Connection::receive(std::size_t length, ReceiveCompletion completion) {
   const std::lock_guard lock(mutex_);
-  EXPECT_TRUE(output_.queue) << "a connection is started before anything is received";
-  EXPECT_FALSE(receiveCompletion_) << "one receive at a time";
+  require(output_.queue != nullptr, "a connection is started before anything is received");
+  require(!receiveCompletion_, "one receive at a time");
   awaitedLength_ = length;
   receiveCompletion_ = std::move(completion);
   if (state_ == State::Ended) return completeReceive({.error = posixError(ECANCELED)});
@@ -97,7 +97,7 @@ void RecordingWiFiNetwork::Connection::receive(std::size_t length, ReceiveComple
 
 void RecordingWiFiNetwork::Connection::send(Data data, SendCompletion completion) {
   const std::lock_guard lock(mutex_);
-  EXPECT_TRUE(output_.queue) << "a connection is started before anything is sent";
+  require(output_.queue != nullptr, "a connection is started before anything is sent");
   sent_.emplace_back(data.contiguous().text());
   sendCompletions_.push_back(std::move(completion));
   if (state_ == State::Ended) return completeSends(posixError(ECANCELED));
@@ -146,7 +146,7 @@ void RecordingWiFiNetwork::Connection::failReceive(const Error& error) {
 
 void RecordingWiFiNetwork::Connection::completeSends(const std::optional<Error>& error) {
   const std::lock_guard lock(mutex_);
-  EXPECT_NE(state_, State::Connecting) << "sends wait until the connection is ready";
+  require(state_ != State::Connecting, "sends wait until the connection is ready");
   for (SendCompletion& completion : std::exchange(sendCompletions_, {})) {
     report([completion = std::move(completion), error] { completion(error); });
   }

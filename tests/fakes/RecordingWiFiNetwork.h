@@ -12,7 +12,7 @@
 namespace tandemview {
 
 /// A network in memory: it records what is asked of it, and the test plays the phone and the system. What the ports
-/// forbid fails the test; what they say of order and time holds here too. Everything may be called from any thread.
+/// forbid ends the program; what they say of order and time holds here too. Everything may be called from any thread.
 class RecordingWiFiNetwork final : public WiFiNetwork {
  public:
   class Browser final : public WiFiBrowser, public std::enable_shared_from_this<Browser> {

@@ -22,6 +22,10 @@ TEST_F(TouchInjectorGesturesTest, ScrollsWholePixelsAndKeepsTheRest) {
       {-3, 0, {"scroll 0 3 continuous flags 0x0"}},
       {0.5, 0.5, {}},
       {2147483647, -2147483647, {"scroll 2147483646 -2147483647 continuous flags 0x0"}},
+      {-0.25, 0.25, {}},
+      {2147483649.5, 0, {}},  // more than a wheel counts: nothing, and the rest stays
+      {0, -1e300, {}},
+      {0.75, 0.25, {"scroll 0 -1 continuous flags 0x0"}},
   };
   for (const auto& each : cases) {
     trackpad("scroll", each.x, each.y);
@@ -38,6 +42,14 @@ TEST_F(TouchInjectorGesturesTest, ZoomsOneStepPerMessage) {
   trackpad("zoom", -0.01, 1);
   EXPECT_EQ(events->take(), chord(27, "0x100000"));
   EXPECT_EQ(log.take(), Lines{"🔍 Zoom out (Cmd+-)"});
+  for (const double unused : {1e300, -2147483649.0}) {
+    trackpad("zoom", 0.1, unused);
+    EXPECT_EQ(events->take(), chord(24, "0x100000"));
+    log.take();
+  }
+  trackpad("zoom", -1e300, 0);
+  EXPECT_EQ(events->take(), chord(27, "0x100000"));
+  log.take();
   trackpad("zoom", 0, 1);
   trackpad("zoom", -0.0, 1);
   EXPECT_EQ(events->take(), Lines{});

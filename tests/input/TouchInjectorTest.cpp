@@ -222,6 +222,24 @@ TEST_F(TouchInjectorTest, TellsUnknownTypesApartByMode) {
   EXPECT_EQ(events->take(), Lines{});
 }
 
+TEST_F(TouchInjectorTest, APlaceBeyondAllSenseStopsNothingThatDoesNotUseIt) {
+  trackpad("tap", 1e300, -1e300);
+  EXPECT_EQ(events->take(), click("(200.0, 300.0)", 1));
+  trackpad("move", 1e300, -1e300);
+  trackpad("drag", -1e308, 1e308, "moved");
+  EXPECT_EQ(events->take(),
+            (Lines{"Moved (1099.0, 50.0) button 2 flags 0x0", "Moved (100.0, 2049.0) button 2 flags 0x0"}));
+  log.take();
+  direct("scroll", 1e300, 0);
+  EXPECT_EQ(log.take(), Lines{"⚠️ TouchInjector: Unknown touch type: scroll"});
+  direct("drag", 1e300, 0, "moved");
+  direct("drag", 1e300, 0, "resting");
+  EXPECT_EQ(log.take(), Lines{});
+  direct("drag", 0.1, 0.1, "began");
+  direct("drag", 1e300, 0, "ended");
+  EXPECT_EQ(events->take().back(), "LeftUp (200.0, 250.0) button 0 flags 0x0 click 1");
+}
+
 TEST_F(TouchInjectorTest, DropsWhatItCannotRead) {
   direct("drag", 0, 0, "began");
   log.take();
@@ -234,6 +252,8 @@ TEST_F(TouchInjectorTest, DropsWhatItCannotRead) {
         std::string(R"({"type":"tap","x":true,"y":0.5,"mode":""})"), std::string(R"({"type":"tap","x":1,"mode":""})"),
         std::string(R"({"type":"tap","x":0,"y":1e300,"mode":""})"),
         std::string(R"({"type":"tap","x":1e999,"y":0,"mode":""})"),
+        std::string(R"({"type":"move","x":-1e300,"y":0,"mode":""})"),
+        std::string(R"({"type":"drag","phase":"moved","x":0,"y":1e300,"mode":""})"),
         std::string(R"({"type":"scroll","x":2147483649,"y":0,"mode":"trackpad"})"),
         std::string(R"({"type":"scroll","x":0,"y":-18446744073709551616,"mode":"trackpad"})"),
         std::string("{\"type\":\"\xff\",\"x\":0,\"y\":0,\"mode\":\"\"}"),

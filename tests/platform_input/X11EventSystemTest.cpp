@@ -213,7 +213,7 @@ TEST_F(X11EventSystemTest, NobodyWaitsForAServerThatDoesNotAnswer) {
     return std::chrono::steady_clock::now() - start;
   };
   server.suspend();
-  EXPECT_LT(useAll(), std::chrono::seconds(2));
+  EXPECT_LT(useAll(), std::chrono::seconds(10));
   server.resume();
   ASSERT_TRUE(waitUntil([&] {
     time->advance(1);

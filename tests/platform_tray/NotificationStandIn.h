@@ -55,6 +55,7 @@ class NotificationStandIn {
   /// What was shown last.
   std::string shown() { return guarded(shown_); }
   std::string desktopEntry() { return guarded(desktopEntry_); }
+  std::uint32_t count() { return guarded(notifications_); }
   std::vector<std::uint32_t> withdrawn() { return guarded(withdrawn_); }
 
   /// Returns when all that it has said has been passed on by the bus.

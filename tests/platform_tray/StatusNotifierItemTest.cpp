@@ -5,7 +5,9 @@
 #include <mutex>
 #include <optional>
 
+#include "platform/linux/NotificationAlerts.h"
 #include "platform_bus/Stranger.h"
+#include "platform_tray/NotificationStandIn.h"
 #include "platform_tray/TrayFixture.h"
 
 namespace tandemview {
@@ -19,17 +21,30 @@ using Event = sdbus::Struct<Identifier, std::string, sdbus::Variant, std::uint32
 /// The desktop's side: a tray that takes items, on a connection of its own.
 class Tray {
  public:
-  explicit Tray(std::unique_ptr<ServedConnection> bus) : bus_(std::move(bus)) {
+  explicit Tray(std::unique_ptr<ServedConnection> bus, bool hasHost = true) : bus_(std::move(bus)), hasHost_(hasHost) {
     watcher_ = sdbus::createObject(**bus_, "/StatusNotifierWatcher");
     watcher_->registerMethod("RegisterStatusNotifierItem")
-        .onInterface("org.kde.StatusNotifierWatcher")
+        .onInterface(interface)
         .implementedAs([this](const std::string& path) {
           owner_ = watcher_->getCurrentlyProcessedMessage()->getSender();
           path_ = path;
           ++registrations_;
         });
+    watcher_->registerProperty("IsStatusNotifierHostRegistered").onInterface(interface).withGetter([this] {
+      return hasHost_.load();
+    });
+    for (const char* signal : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"}) {
+      watcher_->registerSignal(signal).onInterface(interface);
+    }
     watcher_->finishRegistration();
-    (**bus_).requestName("org.kde.StatusNotifierWatcher");
+    (**bus_).requestName(interface);
+  }
+
+  /// Whether somebody draws the items.
+  void setHost(bool isThere) {
+    hasHost_ = isThere;
+    watcher_->emitSignal(isThere ? "StatusNotifierHostRegistered" : "StatusNotifierHostUnregistered")
+        .onInterface(interface);
   }
 
   std::string name() { return (**bus_).getUniqueName(); }
@@ -44,7 +59,10 @@ class Tray {
   }
 
  private:
+  static constexpr const char* interface = "org.kde.StatusNotifierWatcher";
+
   std::unique_ptr<ServedConnection> bus_;
+  std::atomic<bool> hasHost_;
   std::unique_ptr<sdbus::IObject> watcher_;
   std::string owner_, path_;
   std::atomic<int> registrations_ = 0;
@@ -85,6 +103,13 @@ std::string textOf(const MenuTree::Layout& layout) {
   return text + (properties.empty() ? "" : " unexpected properties");
 }
 
+/// Alerts that nobody sees.
+class Nowhere final : public AlertSystem {
+  void show(const Alert& alert, std::function<void(int button)> answer) override {
+    answer(static_cast<int>(alert.buttons.size()) - 1);
+  }
+};
+
 class StatusNotifierItemTest : public TrayFixture {
  protected:
   StatusNotifierItemTest() {
@@ -99,16 +124,21 @@ class StatusNotifierItemTest : public TrayFixture {
     for (const MenuItem& line :
          {MenuItem{.title = "State", .symbol = {"circle"}}, MenuItem{.isHidden = true, .action = note},
           MenuItem{.kind = MenuItem::Kind::SectionHeader, .title = "Section"},
-          MenuItem{.title = "Quality", .submenu = {choice("low_1", false), choice("high", true)}},
+          MenuItem{
+              .title = "Quality", .shortTitle = "Quality…", .submenu = {choice("low_1", false), choice("high", true)}},
           MenuItem{.title = "At Login", .mark = MenuItem::Mark::Switch, .action = note},
           MenuItem{.kind = MenuItem::Kind::Separator},
-          MenuItem{.title = "Quit", .symbol = {"power"}, .keyEquivalent = "q", .action = note}}) {
+          MenuItem{.title = "Quit", .shortTitle = "Quit", .symbol = {"power"}, .keyEquivalent = "q", .action = note}}) {
       item_->menu.push_back(std::make_shared<MenuItem>(line));
     }
   }
 
   void install() {
-    system_ = std::make_shared<StatusNotifierItem>(queue_, "/icons");
+    const auto makeAlerts = [this] {
+      return std::make_shared<NotificationAlerts>(queue_, std::make_shared<Nowhere>());
+    };
+    system_ = std::make_shared<StatusNotifierItem>(queue_, "/icons",
+                                                   std::make_shared<StatusNotification>(queue_, makeAlerts));
     system_->install(item_, {.willOpen =
                                  [this] {
                                    events_.push_back("opens");
@@ -170,6 +200,8 @@ TEST_F(StatusNotifierItemTest, TrayReadsTheItemAndItsMenu) {
             "10Quit +Control +q <application-exit-symbolic>; ");
   EXPECT_EQ(layout(0, 1, {"label"}), "01State; 2; 3; 4Section; 5Quality; 8At Login; 9; 10Quit; ");
   EXPECT_EQ(layout(5, 0), "5Quality [");
+  item_->menu[0]->title.clear();
+  EXPECT_EQ(layout(1, 0), "1 disabled hidden <tandemview-dot-symbolic>");
 
   item->uponSignal("NewIcon").onInterface("org.kde.StatusNotifierItem").call([&] { ++changes; });
   answered([&] { item->finishRegistration(); });
@@ -283,6 +315,54 @@ TEST_F(StatusNotifierItemTest, NonsenseFromTheBusIsRefused) {
   EXPECT_EQ(events({click(99), click(8), click(-3)}), (Identifiers{99, -3}));
   EXPECT_TRUE(eventsBecome({"chose At Login"}));
   EXPECT_EQ(log_.take(), std::vector<std::string>());
+}
+
+TEST_F(StatusNotifierItemTest, WithoutATrayANotificationTakesItsPlace) {
+  bus_.start();
+  NotificationStandIn notifications(connect(), {"actions"});
+  const auto notifies = [&](const std::string& text) {
+    if (!becomes([&] { return notifications.shown().starts_with(text); })) return false;
+    answered([&] { notifications.settle(); });
+    return true;
+  };
+  const std::string standing = "Tandemview is running|the tip\n\nThis desktop shows no menu for it.";
+  const std::string missing =
+      "⚠️ The menu is not shown before the desktop has a tray for it: nothing draws what is registered";
+  tray_.emplace(connect(), /*hasHost=*/false);
+  install();
+  ASSERT_TRUE(becomes([&] { return log_.count(missing) == 1; }));
+  queue_->advance(9);
+  EXPECT_EQ(notifications.shown(), "") << "one that starts later";
+  queue_->advance(1);
+  ASSERT_TRUE(notifies(standing));
+  EXPECT_TRUE(notifications.shown().ends_with("|0|Quality…|1|Quit|2|Close"));
+  notifications.choose(1, "0");
+  ASSERT_TRUE(notifies("Quality|Now: high|0|low_1|1|Cancel"));
+  notifications.choose(2, "0");
+  ASSERT_TRUE(eventsBecome({"chose low_1"}));
+
+  tray_->setHost(true);
+  ASSERT_TRUE(becomes([&] { return log_.count("✅ The menu is shown") == 1; }));
+  tray_->setHost(false);
+  ASSERT_TRUE(becomes([&] { return log_.count(missing) == 2; }));
+  queue_->advance(10);
+  ASSERT_TRUE(notifies(standing));
+  notifications.close(3);
+  answered([&] { notifications.settle(); });
+  system_->showAgain();
+  ASSERT_TRUE(becomes([&] { return notifications.count() == 4; }));
+  answered([&] { notifications.settle(); });
+  notifications.choose(4, "1");
+  EXPECT_TRUE(eventsBecome({"chose low_1", "chose Quit"}));
+
+  system_->showAgain();
+  ASSERT_TRUE(becomes([&] { return notifications.count() == 5; }));
+  answered([&] { notifications.settle(); });
+  tray_->setHost(true);
+  EXPECT_TRUE(becomes([&] { return notifications.withdrawn() == std::vector{5U}; }));
+  system_->showAgain();
+  queue_->advance(100);
+  EXPECT_EQ(notifications.count(), 5U) << "there is a menu";
 }
 
 TEST_F(StatusNotifierItemTest, BusAndTrayMayComeAndGo) {

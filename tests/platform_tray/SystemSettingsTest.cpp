@@ -44,6 +44,19 @@ TEST(LogindLidInhibitorTest, LogindKeepsTheLock) {
   }
   EXPECT_EQ(log.take(), std::vector<std::string>());
 
+  // A desktop that acts on the lid itself.
+  Program manager({"/usr/bin/systemd-inhibit", "--what=sleep:handle-lid-switch", "--who=PowerDevil", "--mode=block",
+                   "/bin/sleep", "60"},
+                  {});
+  ASSERT_TRUE(Program::within30Seconds([&] {
+    lid.setPrevented(true);
+    return log.count(
+               "⚠️ PowerDevil has the lid, too: if closing it still sends the computer to sleep, choose in the "
+               "desktop's power settings that it does nothing") == 1;
+  }));
+  manager.end(SIGTERM);
+  log.take();
+
   // One that has hung costs a line and a few seconds.
   ::kill(logind.process(), SIGSTOP);
   const auto begin = std::chrono::steady_clock::now();

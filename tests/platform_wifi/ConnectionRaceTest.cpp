@@ -205,9 +205,9 @@ TEST_F(ConnectionRaceTest, KeepsToTheLinkOfTheInterface) {
         {"the router, on the link", "fd09::1:2", "link0", router.process(), true},
         {"beyond the router", "10.9.2.2", "link0", far.process(), false},
         {"beyond the router", "fd09::2:2", "link0", far.process(), false},
-        {"this host, found on its loopback interface", "127.0.0.1", "lo", 0, true},
-        {"this host, claimed on the link", "127.0.0.1", "link0", 0, false},
-        {"this host, claimed on the link", "::1", "link0", 0, false},
+        {"a loopback address, found there", "127.0.0.1", "lo", 0, true},
+        {"a loopback address, claimed on the link", "127.0.0.1", "link0", 0, false},
+        {"a loopback address, claimed on the link", "::1", "link0", 0, false},
         {"another interface's address, claimed on the loopback interface", "10.9.1.1", "lo", 0, false},
         {"no interface", "127.0.0.1", "", 0, false}}) {
     SCOPED_TRACE(each.name);

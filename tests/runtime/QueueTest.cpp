@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <condition_variable>
@@ -6,6 +7,7 @@
 #include <mutex>
 
 #include "fakes/ManualQueue.h"
+#include "runtime/Descriptor.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/Timer.h"
@@ -38,6 +40,20 @@ TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   std::unique_lock lock(mutex);
   ASSERT_TRUE(done.wait_for(lock, std::chrono::seconds(10), [&] { return isDone; }));
   EXPECT_EQ(count, 4000);
+}
+
+TEST(SerialQueueTest, NeedsNoFurtherDescriptor) {
+  const auto queue = std::make_shared<SerialQueue>("test");
+  std::vector<Descriptor> all;
+  while (Descriptor next = Descriptor(::dup(STDIN_FILENO))) all.push_back(std::move(next));
+  ASSERT_EQ(errno, EMFILE);
+  bool hasRun = false;
+  queue->after(0.001, [&] {
+    hasRun = true;
+    queue->stop();
+  });
+  queue->run();
+  EXPECT_TRUE(hasRun);
 }
 
 TEST(SerialQueueTest, RunsOnTheCallersThreadUntilItIsStoppedAndTellsOfSignals) {

@@ -17,6 +17,7 @@ namespace tandemview {
 namespace {
 
 constexpr int startMilliseconds = 20'000;
+constexpr int mostAttempts = 5;
 
 [[noreturn]] void failToStart(const char* what) {
   std::perror(what);
@@ -43,6 +44,12 @@ PrivateXServer::PrivateXServer(const std::string& devices) {
   const std::string configurationPath = directory_.path() + "/xorg.conf";
   std::ofstream(configurationPath) << std::ifstream(PRIVATE_XORG_CONFIGURATION).rdbuf() << devices;
 
+  // Of two servers that choose the same number at the same moment, one ends.
+  for (int attempt = 0; attempt < mostAttempts && displayName_.empty(); ++attempt) start(configurationPath, logPath);
+  if (displayName_.empty()) failToStart("Xorg (packages xserver-xorg-core and xserver-xorg-video-dummy)");
+}
+
+void PrivateXServer::start(const std::string& configurationPath, const std::string& logPath) {
   std::array<int, 2> numberPipe{};
   if (::pipe2(numberPipe.data(), O_CLOEXEC) != 0) failToStart("pipe2");
   const std::string numberDescriptor = std::to_string(numberPipe[1]);
@@ -73,8 +80,8 @@ PrivateXServer::PrivateXServer(const std::string& devices) {
   ::close(numberPipe[1]);
   const std::string number = readDisplayNumber(numberPipe[0]);
   ::close(numberPipe[0]);
-  displayName_.append(":").append(number);
-  if (number.empty()) failToStart("Xorg (packages xserver-xorg-core and xserver-xorg-video-dummy)");
+  if (number.empty()) return kill();
+  displayName_ = ":" + number;
 }
 
 PrivateXServer::~PrivateXServer() {

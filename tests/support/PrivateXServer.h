@@ -30,6 +30,7 @@ class PrivateXServer {
   void kill();
 
  private:
+  void start(const std::string& configurationPath, const std::string& logPath);
   void waitForEnd();
 
   TemporaryDirectory directory_;

@@ -1,5 +1,6 @@
 #include "platform/linux/AvahiHostInquiry.h"
 
+#include <fmt/core.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <algorithm>
@@ -65,7 +66,7 @@ void AvahiHostInquiry::ask(const std::vector<std::shared_ptr<const WiFiEndpoint>
   for (std::size_t index = 0; index < services.size(); ++index) {
     if (!daemon_->isRunning() || index == mostQuestions) return;
     const auto& [name, type, domain] = static_cast<const AvahiEndpoint&>(*services[index]).service;
-    const std::string fullName = escaped(name) + "." + type + "." + domain;
+    const std::string fullName = fmt::format("{}.{}.{}", escaped(name), type, domain);
     browsers_.push_back(daemon_->make(AvahiNames::recordBrowser, "RecordBrowserNew",
                                       [&](sdbus::Message& call) {
                                         call << AvahiNames::anyInterface << AvahiNames::anyProtocol << fullName

@@ -24,9 +24,9 @@ bool setOption(const Descriptor& socket, int level, int option, int value) {
   return ::setsockopt(socket.get(), level, option, &value, sizeof(value)) == 0;
 }
 
-/// Whoever announces a service may name any address, that of a router's other side or one of our own host's: what is
-/// sent leaves by this interface alone, and no router passes it on. The loopback addresses are reached by the loopback
-/// interface only.
+/// Whoever announces a service may name any address, such as one in another network or a loopback one: what is sent
+/// leaves by this interface alone, and no router passes it on. The loopback addresses lie behind the loopback
+/// interface.
 bool keepToLink(const Descriptor& socket, const SocketAddress& address) {
   constexpr int noRouter = 1;
   const bool isIPv6 = address.family() == AF_INET6;

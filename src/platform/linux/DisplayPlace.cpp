@@ -49,10 +49,10 @@ Position positionOf(const AxisRange& own, const AxisRange& neighbour) {
   const auto position = [](Alignment alignment, std::int64_t offset) {
     return Position{alignment, static_cast<std::int32_t>(offset)};
   };
-  return std::ranges::min(
+  return std::min(
       {position(Alignment::Start, own.start - neighbour.start), position(Alignment::End, own.end() - neighbour.end()),
        position(Alignment::Center, own.start - centered(own.length, neighbour))},
-      {}, [](const Position& each) { return std::abs(each.offset); });
+      [](const Position& left, const Position& right) { return std::abs(left.offset) < std::abs(right.offset); });
 }
 
 std::int32_t startOf(const Position& position, std::int64_t length, const AxisRange& neighbour) {
@@ -92,9 +92,9 @@ std::optional<DisplayPlace> DisplayPlace::of(const RandrLayout& layout, xcb_rand
   // A common edge is nearer than a common corner.
   const auto distance = [&](const RandrLayout::Output* other) {
     const RandrLayout::Crtc& crtc = *layout.activeCrtc(other->id);
-    const std::int64_t x = gap(across(*own), across(crtc));
-    const std::int64_t y = gap(down(*own), down(crtc));
-    return std::tuple(std::max({x, y}), x >= 0 && y >= 0, other != main);
+    const std::int64_t gapAcross = gap(across(*own), across(crtc));
+    const std::int64_t gapDown = gap(down(*own), down(crtc));
+    return std::tuple(std::max(gapAcross, gapDown), gapAcross >= 0 && gapDown >= 0, other != main);
   };
   const RandrLayout::Output* const nearest = *std::ranges::min_element(others, {}, distance);
   if (std::get<0>(distance(nearest)) < 0) return std::nullopt;

@@ -57,7 +57,9 @@ PlatformTexts linuxTexts(const X11Session& session) {
       .accessibilityToolTip =
           "Required for touch and mouse input from your iPhone/iPad. Holds when the X server offers XTEST.",
       .lidSleepToolTip =
-          "Prevents the computer from sleeping when the lid closes, so you can keep controlling it from your iPhone.",
+          "Prevents the computer from sleeping when the lid closes, so you can keep controlling it from your iPhone. "
+          "Desktops that act on the lid themselves (KDE, XFCE, MATE, LXQt, Cinnamon) want the same choice in their "
+          "power settings.",
       .lidSleepQuestion = "Keep Computer Awake with Lid Closed?",
       .lidSleepExplanation =
           "⚠️ Even with its lid closed (e.g. in a backpack) the computer will stay fully awake, controllable from "
@@ -65,6 +67,8 @@ PlatformTexts linuxTexts(const X11Session& session) {
           "iPhone:\n"
           "• It generates heat — avoid enclosed spaces without airflow for long sessions.\n"
           "• Battery will drain as if it were in use.\n"
+          "• KDE, XFCE, MATE, LXQt and Cinnamon act on the lid themselves: choose in their power settings, too, that "
+          "closing it does nothing.\n"
           "• This holds until you turn it off here or quit Tandemview.",
       .permissionsExplanation =
           "• Screen Recording is missing: start Tandemview as the user who owns the session, with that session's "

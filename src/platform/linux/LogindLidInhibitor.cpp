@@ -23,9 +23,46 @@ constexpr const char* lockMode = "block";
 /// What (a list with colons), who, why, mode, user ID, process ID.
 using Inhibitor = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
 
-bool isOurs(const Inhibitor& inhibitor) {
+bool keepsLid(const Inhibitor& inhibitor) {
   return (":" + inhibitor.get<0>() + ":").find(std::string(":") + lidSwitch + ":") != std::string::npos &&
-         inhibitor.get<3>() == lockMode && inhibitor.get<5>() == static_cast<std::uint32_t>(::getpid());
+         inhibitor.get<3>() == lockMode;
+}
+
+bool isOurs(const Inhibitor& inhibitor) {
+  return inhibitor.get<5>() == static_cast<std::uint32_t>(::getpid());
+}
+
+/// All that keep the lid from logind; none, with a line, if logind can't be asked.
+std::vector<Inhibitor> lidInhibitors() {
+  const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
+  std::vector<Inhibitor> inhibitors;
+  if (!bus) {
+    Log::print("⚠️ Could not read the lid's inhibitors: {}", bus.error().localizedDescription());
+    return inhibitors;
+  }
+  try {
+    sdbus::createProxy(**bus, logindName, logindPath)
+        ->callMethod("ListInhibitors")
+        .onInterface(logindInterface)
+        .storeResultsTo(inhibitors);
+  } catch (const sdbus::Error& error) {
+    Log::print("⚠️ Could not read the lid's inhibitors: {}", error.getMessage());
+  }
+  std::erase_if(inhibitors, [](const Inhibitor& inhibitor) { return !keepsLid(inhibitor); });
+  return inhibitors;
+}
+
+/// The power managers of KDE, XFCE, MATE, LXQt and Cinnamon keep the lid from logind, to act on it themselves. None
+/// asks anybody when it closes; see docs/linux.md.
+void tellOfOthers() {
+  for (const Inhibitor& inhibitor : lidInhibitors()) {
+    if (isOurs(inhibitor)) continue;
+    Log::print(
+        "⚠️ {} has the lid, too: if closing it still sends the computer to sleep, choose in the desktop's power "
+        "settings "
+        "that it does nothing",
+        inhibitor.get<1>());
+  }
 }
 
 }  // namespace
@@ -43,7 +80,8 @@ void LogindLidInhibitor::setPrevented(bool prevented) {
   const std::lock_guard guard(mutex_);
   lock_ = prevented ? takenLock() : Descriptor();
   inherited_ = Descriptor();
-  if (!prevented) waitForRelease();
+  if (!prevented) return waitForRelease();
+  if (lock_) tellOfOthers();
 }
 
 Descriptor LogindLidInhibitor::copyLock() const {
@@ -52,22 +90,8 @@ Descriptor LogindLidInhibitor::copyLock() const {
 }
 
 bool LogindLidInhibitor::isListed() const {
-  const BusConnection::Opened bus = BusConnection::open(BusConnection::Bus::System);
-  if (!bus) {
-    Log::print("⚠️ Could not read the lid's inhibitors: {}", bus.error().localizedDescription());
-    return false;
-  }
-  try {
-    std::vector<Inhibitor> inhibitors;
-    sdbus::createProxy(**bus, logindName, logindPath)
-        ->callMethod("ListInhibitors")
-        .onInterface(logindInterface)
-        .storeResultsTo(inhibitors);
-    return std::any_of(inhibitors.begin(), inhibitors.end(), isOurs);
-  } catch (const sdbus::Error& error) {
-    Log::print("⚠️ Could not read the lid's inhibitors: {}", error.getMessage());
-    return false;
-  }
+  const std::vector<Inhibitor> inhibitors = lidInhibitors();
+  return std::any_of(inhibitors.begin(), inhibitors.end(), isOurs);
 }
 
 /// A lock of this process's own; empty, with a line, if it is not granted.

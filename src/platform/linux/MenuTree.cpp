@@ -22,7 +22,8 @@ MenuTree::Properties entryProperties(const MenuItem& item) {
   const bool isHeader = item.kind == MenuItem::Kind::SectionHeader;
   MenuTree::Properties properties = {{"label", sdbus::Variant(label(item.title))},
                                      {"enabled", sdbus::Variant(!isHeader && (item.action || !item.submenu.empty()))},
-                                     {"visible", sdbus::Variant(!item.isHidden)}};
+                                     // A line that has nothing to say yet would be an empty one.
+                                     {"visible", sdbus::Variant(!item.isHidden && !item.title.empty())}};
   if (const std::string icon = iconForSymbol(item.symbol.name); !icon.empty()) {
     properties.emplace("icon-name", sdbus::Variant(icon));
   }

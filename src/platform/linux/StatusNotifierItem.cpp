@@ -15,6 +15,9 @@ namespace {
 
 constexpr double retrySeconds = 10;
 
+/// How long a tray may be missing: at login it starts side by side with us, and a panel may start anew.
+constexpr double trayPatienceSeconds = 10;
+
 constexpr const char* itemPath = "/StatusNotifierItem";
 constexpr const char* menuPath = "/StatusNotifierItem/Menu";
 constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
@@ -36,8 +39,11 @@ bool isMissing(const sdbus::Error& error) {
 
 }  // namespace
 
-StatusNotifierItem::StatusNotifierItem(std::shared_ptr<Queue> mainQueue, std::string iconDirectory)
-    : mainQueue_(std::move(mainQueue)), iconDirectory_(std::move(iconDirectory)) {}
+StatusNotifierItem::StatusNotifierItem(std::shared_ptr<Queue> mainQueue, std::string iconDirectory,
+                                       std::shared_ptr<StatusNotification> notification)
+    : mainQueue_(std::move(mainQueue)),
+      iconDirectory_(std::move(iconDirectory)),
+      notification_(std::move(notification)) {}
 
 StatusNotifierItem::~StatusNotifierItem() = default;
 
@@ -75,6 +81,11 @@ void StatusNotifierItem::connected(BusConnection::Opened opened) {
       if (!isThere) return self->trayIsGone("the desktop's tray has ended");
       self->registerWithTray();
     });
+    for (const char* signal : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"}) {
+      watcher_->uponSignal(signal, [weak](sdbus::Message&) {
+        if (const auto self = weak.lock()) self->askForHost();
+      });
+    }
     registerWithTray();
   } catch (const sdbus::Error& error) {
     connectLater(error.getMessage());
@@ -136,7 +147,7 @@ void StatusNotifierItem::registerWithTray() {
           const auto self = weak.lock();
           if (!self) return;
           if (error) return self->trayIsGone(isMissing(*error) ? "none is running" : error->getMessage());
-          if (std::exchange(self->wasMissing_, false)) Log::line("✅ The menu is shown");
+          self->askForHost();
         });
     connection_->update();
   } catch (const sdbus::Error& error) {
@@ -144,9 +155,47 @@ void StatusNotifierItem::registerWithTray() {
   }
 }
 
+/// The watcher only keeps the list of items: whether anybody draws them is another question. One that doesn't know it
+/// is a simple tray's own.
+void StatusNotifierItem::askForHost() {
+  try {
+    watcher_->object()
+        .callMethodAsync("Get")
+        .onInterface("org.freedesktop.DBus.Properties")
+        .withTimeout(std::chrono::seconds(BusConnection::timeoutSeconds))
+        .withArguments(std::string(watcherPlace.interface), std::string("IsStatusNotifierHostRegistered"))
+        .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, const sdbus::Variant& answer) {
+          const auto self = weak.lock();
+          if (!self) return;
+          const bool isRefused = !error && answer.containsValueOfType<bool>() && !answer.get<bool>();
+          if (isRefused) return self->trayIsGone("nothing draws what is registered");
+          self->trayIsThere();
+        });
+    connection_->update();
+  } catch (const sdbus::Error& error) {
+    trayIsGone(error.getMessage());
+  }
+}
+
+void StatusNotifierItem::trayIsThere() {
+  if (std::exchange(isMissing_, false)) Log::line("✅ The menu is shown");
+  isNotified_ = false;
+  notification_->withdraw();
+}
+
 void StatusNotifierItem::trayIsGone(const std::string& reason) {
-  if (std::exchange(wasMissing_, true)) return;
-  Log::print("⚠️ The menu is not shown before the desktop has a tray for it: {}", reason);
+  if (!std::exchange(isMissing_, true)) {
+    Log::print("⚠️ The menu is not shown before the desktop has a tray for it: {}", reason);
+  }
+  if (!connection_ || std::exchange(isNotified_, true)) return;
+  mainQueue_->after(trayPatienceSeconds, [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self && self->connection_) self->showAgain();
+  });
+}
+
+void StatusNotifierItem::showAgain() {
+  if (item_ && isMissing_) notification_->show(*item_);
 }
 
 void StatusNotifierItem::itemChanged() {

@@ -6,6 +6,7 @@
 #include "app/StatusItemSystem.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/DBusMenu.h"
+#include "platform/linux/StatusNotification.h"
 
 namespace sdbus {
 class IObject;
@@ -15,12 +16,14 @@ namespace tandemview {
 
 class BusService;
 
-/// The status item as an org.kde.StatusNotifierItem on the session bus, which the desktop's tray draws. Without a bus
-/// or a tray nothing is shown until they are there. Lives on the main queue.
+/// The status item as an org.kde.StatusNotifierItem on the session bus, which the desktop's tray draws. A desktop
+/// without a tray shows a notification instead, as soon as that is certain. Without a bus nothing is shown until it is
+/// there. Lives on the main queue.
 class StatusNotifierItem final : public StatusItemSystem, public std::enable_shared_from_this<StatusNotifierItem> {
  public:
   /// `iconDirectory`: the one above "hicolor" with the program's own icons.
-  StatusNotifierItem(std::shared_ptr<Queue> mainQueue, std::string iconDirectory);
+  StatusNotifierItem(std::shared_ptr<Queue> mainQueue, std::string iconDirectory,
+                     std::shared_ptr<StatusNotification> notification);
   ~StatusNotifierItem() override;
 
   /// Every program is one here.
@@ -30,12 +33,17 @@ class StatusNotifierItem final : public StatusItemSystem, public std::enable_sha
   void itemChanged() override;
   void lineChanged(const MenuItem& line) override;
 
+  /// The user has started the program again, looking for it: without a tray the notification is shown again.
+  void showAgain();
+
  private:
   void connect();
   void connected(BusConnection::Opened opened);
   void connectLater(const std::string& reason);
   void registerObject();
   void registerWithTray();
+  void askForHost();
+  void trayIsThere();
   void trayIsGone(const std::string& reason);
   void tellChanges();
   std::string iconName() const;
@@ -43,6 +51,7 @@ class StatusNotifierItem final : public StatusItemSystem, public std::enable_sha
 
   const std::shared_ptr<Queue> mainQueue_;
   const std::string iconDirectory_;
+  const std::shared_ptr<StatusNotification> notification_;
   std::shared_ptr<const StatusItem> item_;  // null until it is installed
   MenuHandlers handlers_;
   std::shared_ptr<BusConnection> connection_;
@@ -50,7 +59,8 @@ class StatusNotifierItem final : public StatusItemSystem, public std::enable_sha
   std::shared_ptr<DBusMenu> menu_;
   std::unique_ptr<BusService> watcher_;
   bool hasChanged_ = false;
-  bool wasMissing_ = false;  // the tray, and that has been said
+  bool isMissing_ = false;   // the tray, and that has been said
+  bool isNotified_ = false;  // or will be, unless there is a tray by then
 };
 
 }  // namespace tandemview

@@ -16,7 +16,7 @@ namespace tandemview {
 
 namespace {
 
-constexpr const char* variable = "TANDEMVIEW_SUCCESSION";
+constexpr const char* environmentVariable = "TANDEMVIEW_SUCCESSION";
 
 /// Empty if there is no such descriptor.
 Descriptor inherited(int number) {
@@ -27,7 +27,7 @@ Descriptor inherited(int number) {
 }  // namespace
 
 Succession Succession::take() {
-  const char* const announced = std::getenv(variable);
+  const char* const announced = std::getenv(environmentVariable);
   if (!announced) return {};
   Succession succession;
   int end = -1;
@@ -35,7 +35,7 @@ Succession Succession::take() {
   std::sscanf(announced, "%d:%d:%d", &succession.predecessor, &end, &lock);
   succession.predecessorEnd = inherited(end);
   succession.lidLock = inherited(lock);
-  ::unsetenv(variable);
+  ::unsetenv(environmentVariable);
   return succession;
 }
 
@@ -46,7 +46,7 @@ Succession Succession::ofThisProcess(Descriptor lidLock) {
 }
 
 std::string Succession::announcement() const {
-  return fmt::format("{}={}:{}:{}", variable, predecessor, predecessorEnd.get(), lidLock.get());
+  return fmt::format("{}={}:{}:{}", environmentVariable, predecessor, predecessorEnd.get(), lidLock.get());
 }
 
 bool Succession::waitForPredecessor(int seconds) const {

@@ -151,8 +151,9 @@ std::optional<Error> X11CaptureSession::selectEvents() {
 }
 
 std::optional<Error> X11CaptureSession::makeBuffers() {
-  const auto width = static_cast<std::int32_t>(configuration_.width);
-  const auto height = static_cast<std::int32_t>(configuration_.height);
+  // More pixels than the display has would show nothing more.
+  const auto width = static_cast<std::int32_t>(std::min<std::int64_t>(configuration_.width, display_.width));
+  const auto height = static_cast<std::int32_t>(std::min<std::int64_t>(configuration_.height, display_.height));
   const bool isScaled = width != display_.width || height != display_.height;
   if (isScaled) {
     auto unscaled = makeScreenPixels();

@@ -103,22 +103,28 @@ int main(int argc, char** argv) {
     return hub;
   };
 
+  const auto makeAlerts = [mainQueue] {
+    const auto dialogs = std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>());
+    return std::make_shared<NotificationAlerts>(mainQueue, std::make_shared<AlertQueue>(dialogs));
+  };
+  const auto statusItem = std::make_shared<StatusNotifierItem>(
+      mainQueue, iconDirectory(executable), std::make_shared<StatusNotification>(mainQueue, makeAlerts));
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const auto lidSleep = std::make_shared<LogindLidInhibitor>(std::move(succession.lidLock));
   const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
       .mainQueue = mainQueue,
       .executablePath = executable,
       .arguments = arguments,
-      .singleInstance = std::make_unique<SingleInstance>(
-          mainQueue, succession.predecessor,
-          [] { Log::line("👋 Tandemview is already running: a second start has ended"); }),
+      .singleInstance =
+          std::make_unique<SingleInstance>(mainQueue, succession.predecessor,
+                                           [statusItem] {
+                                             Log::line("👋 Tandemview is already running: a second start has ended");
+                                             statusItem->showAgain();
+                                           }),
       .copyLidLock = [lidSleep] { return lidSleep->copyLock(); },
       .terminate = terminate});
   std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const auto dialogs = std::make_shared<AlertQueue>(
-      std::make_shared<ZenityAlerts>(mainQueue, std::make_shared<PrintedAlerts>()));
-  const auto alerts = std::make_shared<NotificationAlerts>(mainQueue, dialogs);
   std::shared_ptr<LogindSleepMonitor> sleepMonitor;
 
   delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
@@ -134,8 +140,8 @@ int main(int argc, char** argv) {
       .program = program,
       .texts = texts,
       .application = application,
-      .alerts = alerts,
-      .statusItems = std::make_shared<StatusNotifierItem>(mainQueue, iconDirectory(executable)),
+      .alerts = makeAlerts(),  // apart from what stands for the menu, perhaps for hours: it must not replace that
+      .statusItems = statusItem,
       .lidSleep = lidSleep,
       .loginItem = std::make_shared<AutostartEntry>(AutostartEntry::defaultPath(), command),
       .permissions = std::make_shared<X11Permissions>(application),

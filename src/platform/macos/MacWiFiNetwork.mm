@@ -8,8 +8,8 @@ namespace tandemview {
 
 namespace {
 
-/// Whoever announces a service may name any address, that of a router's other side or one of our own host's: no router
-/// passes on what is sent, and our own host is reached only if it was found there. Of several links on which a service
+/// Whoever announces a service may name any address, such as one in another network or a loopback one: no router passes
+/// on what is sent, and a loopback address is reached only if the service was found there. Of several links on which it
 /// was seen the framework chooses.
 void keepToLink(nw_parameters_t parameters, const MacWiFiEndpoint& endpoint) {
   constexpr std::uint8_t noRouter = 1;

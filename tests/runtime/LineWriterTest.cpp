@@ -1,0 +1,81 @@
+#include "runtime/LineWriter.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace tandemview {
+namespace {
+
+class LineWriterTest : public testing::Test {
+ protected:
+  LineWriterTest() { EXPECT_EQ(::pipe2(ends_.data(), O_CLOEXEC), 0); }
+  ~LineWriterTest() override {
+    stopReading();
+    ::close(ends_[1]);
+  }
+
+  void stopReading() {
+    ::close(ends_[0]);
+    ends_[0] = -1;
+  }
+
+  /// Reads until what was read ends so. The test ends if that does not happen.
+  std::string readTo(const std::string& end) {
+    std::string text;
+    std::array<char, 4096> buffer;
+    while (!text.ends_with(end)) {
+      const ssize_t count = ::read(ends_[0], buffer.data(), buffer.size());
+      if (count <= 0) return text + " - and then the end";
+      text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+  std::array<int, 2> ends_;
+};
+
+TEST_F(LineWriterTest, AReaderThatStopsStopsNobodyAndHearsWhatItHasMissed) {
+  const std::string line(99, 'x');
+  LineWriter writer(ends_[1]);
+  constexpr std::size_t count = 10'000;  // a megabyte
+  const auto start = std::chrono::steady_clock::now();
+  for (std::size_t number = 0; number < count; ++number) writer.add(line);
+  writer.finish(0.1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+
+  const std::string text = readTo("before\n");
+  const std::size_t notice = text.find("⚠️ ");
+  ASSERT_NE(notice, std::string::npos);
+  const std::size_t written = notice / (line.size() + 1);
+  EXPECT_GE(written * (line.size() + 1), LineWriter::mostWaitingBytes - line.size());
+  EXPECT_EQ(text.substr(notice), "⚠️ " + std::to_string(count - written) +
+                                     " lines are missing here: nobody has read what came before\n");
+  writer.add("then");
+  EXPECT_EQ(readTo("\n"), "then\n");
+}
+
+TEST_F(LineWriterTest, WhatIsPrintedLastIsWaitedFor) {
+  LineWriter writer(ends_[1]);
+  ::fcntl(ends_[1], F_SETFL, O_NONBLOCK);
+  const std::string longLine(LineWriter::mostWaitingBytes * 2, 'x');
+  std::string read;
+  std::thread reader([&] { read = readTo("last\n"); });
+  writer.add(longLine);
+  writer.add("last");
+  writer.finish(10);
+  reader.join();
+  EXPECT_EQ(read.size(), longLine.size() + 6);
+
+  stopReading();
+  writer.add("to nobody");
+  writer.finish(10);
+}
+
+}  // namespace
+}  // namespace tandemview
