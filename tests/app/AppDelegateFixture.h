@@ -45,7 +45,11 @@ class AppDelegateFixture : public testing::Test {
     defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
     events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
   }
-  ~AppDelegateFixture() override { delegate->applicationWillTerminate(); }
+  ~AppDelegateFixture() override {
+    delegate->applicationWillTerminate();
+    workQueue->drain();  // what waits there holds what holds the queue
+    queue->drain();
+  }
 
   void launch() {
     delegate->applicationDidFinishLaunching();

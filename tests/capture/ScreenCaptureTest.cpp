@@ -22,6 +22,8 @@ class ScreenCaptureTest : public testing::Test {
     capture->onError = [this](const Error& error) { errors.push_back(error); };
     capture->onStartFailed = [this](const std::optional<Error>& error) { failedStarts.push_back(error); };
   }
+  ~ScreenCaptureTest() override { queue->drain(); }  // what waits there holds what holds the queue
+
   void start() {
     capture->start();
     queue->drain();

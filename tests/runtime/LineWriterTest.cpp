@@ -63,7 +63,7 @@ TEST_F(LineWriterTest, AReaderThatStopsStopsNobodyAndHearsWhatItHasMissed) {
 TEST_F(LineWriterTest, WhatIsPrintedLastIsWaitedFor) {
   LineWriter writer(ends_[1]);
   ::fcntl(ends_[1], F_SETFL, O_NONBLOCK);
-  const std::string longLine(LineWriter::mostWaitingBytes * 2, 'x');
+  const std::string longLine(LineWriter::mostWaitingBytes - 100, 'x');
   std::string read;
   std::thread reader([&] { read = readTo("last\n"); });
   writer.add(longLine);
