@@ -320,12 +320,13 @@ TEST_F(WiFiSenderTest, TheEndOfTheStreamIsToldAndReceiveErrorsWaitForTheHeartbea
   EXPECT_EQ(calls, (Lines{"touch " + touch(1), "disconnected"}));
 
   for (const auto& [begun, line] : {std::pair{""s, "❌ WiFiSender: Receive error: broken"},
-                                    {prefix(100) + "half", "❌ WiFiSender: Data receive error: broken"}}) {
+                                    {prefix(100) + ping, "❌ WiFiSender: Data receive error: broken"}}) {
     connect();
     link().deliver(begun);
     link().endStream();
     queue->drain();
     EXPECT_EQ(calls, Lines{"disconnected"});
+    EXPECT_TRUE(link().takeSent().empty()) << "half a message is none";
     EXPECT_TRUE(log.take().empty());
 
     connect();
