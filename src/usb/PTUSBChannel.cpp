@@ -33,6 +33,11 @@ Error hubError(std::int64_t code, const char* description) {
   return {ptUSBHubErrorDomain, code, description};
 }
 
+/// Why fewer bytes came than were asked for.
+Error reasonOf(const std::optional<Error>& readError) {
+  return readError.value_or(posixError(ECONNRESET));
+}
+
 /// The result codes of the daemon's replies.
 const char* resultDescription(std::int64_t number) {
   switch (number) {
@@ -139,8 +144,7 @@ void PTUSBChannel::scheduleReadPacketWithCallback(PacketCallback callback) {
              [weak = weak_from_this(), callback = std::move(callback)](std::optional<Error> error, const Data& field) {
                const auto channel = weak.lock();
                if (!channel) return;
-               if (error) return channel->endWithError(*error, callback);
-               if (field.size() < sizeFieldLength) return channel->endWithError(posixError(ECONNRESET), callback);
+               if (field.size() < sizeFieldLength) return channel->endWithError(reasonOf(error), callback);
                std::uint32_t size = 0;
                std::memcpy(&size, field.bytes().data(), sizeof(size));
                if (size < packetHeaderSize)
@@ -158,8 +162,7 @@ void PTUSBChannel::readPacketBody(std::uint32_t size, PacketCallback callback) {
                                                                                        const Data& body) {
     const auto channel = weak.lock();
     if (!channel) return;
-    if (error) return channel->endWithError(*error, callback);
-    if (body.size() < length) return channel->endWithError(posixError(ECONNRESET), callback);
+    if (body.size() < length) return channel->endWithError(reasonOf(error), callback);
 
     PacketHeader header{};
     std::memcpy(&header.protocol, body.bytes().data(), packetHeaderSize - sizeFieldLength);

@@ -182,7 +182,6 @@ void WiFiSender::receivedHeader(const LinkPointer& link, WiFiConnection::Receive
   }
   if (!isCurrent(link)) return;
   if (received.streamEnded) return streamEnded(link);
-  if (received.bytes.size() != prefixSize) return receiveHeader(link);
   const std::uint32_t length = lengthIn(received.bytes.bytes());
   if (length < 1 || length > MacProtocol::longestMessage) {
     Log::print("⚠️ WiFiSender: Invalid message length {} - dropping connection", length);

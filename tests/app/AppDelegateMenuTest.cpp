@@ -203,8 +203,10 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
   EXPECT_EQ(runs(script), 0);
 
   application->chosenButton = 0;
+  settings->granted = {Permission::Accessibility};
   menu->choose("Fix Permissions After Update…");
   queue->drain();
+  EXPECT_EQ(menu->line("Accessibility — Enabled").symbol.name, "checkmark.circle.fill");
   EXPECT_EQ(runs("/bin/sh -c /usr/bin/tccutil reset ScreenCapture com.tandemview.macos"), 1);
   EXPECT_EQ(runs(script), 1);
   EXPECT_EQ(application->alerts.back().message, "Permissions reset");

@@ -16,7 +16,6 @@ constexpr const char* rule = "━━━━━━━━━━━━━━━━�
 TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   application->environment.insert("XCTestConfigurationFilePath");
   launch();
-  delegate->applicationWillTerminate();
   EXPECT_TRUE(log.take().empty());
   application->environment.clear();
 
@@ -33,7 +32,8 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   EXPECT_EQ(application->alerts.front().message, "macOS 14+ Required");
   EXPECT_EQ(menu->item.menu.front()->title, "macOS 14 or later required");
   menu->choose("Reconnect");
-  log.take();
+  delegate->applicationWillTerminate();
+  EXPECT_EQ(log.take(), Lines{"🔄 Manual reconnect triggered..."});
   displays->hasClasses = true;
 
   launch();
@@ -389,9 +389,12 @@ TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   connect();
   sendInfo(1290, 2796);
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
+  captures->content = std::vector<CapturableDisplay>{{5, 644, 1398}};
+  captures->names = {{5, "iPhone Display"}};
   queue->advance(3.1);
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
   EXPECT_EQ(log.count("🖱️ TouchInjector: Found display at (1280.0, 0.0, 644.0, 1398.0)"), 1);
+  EXPECT_EQ(log.count("📺 Found display by name: 'iPhone Display'"), 1);
 }
 
 class AppDelegateBareTest : public AppDelegateFixture {
@@ -665,6 +668,11 @@ TEST_F(AppDelegateTest, ReconnectsByHandAndWhenWiFiIsLost) {
       {"🔄 Manual reconnect triggered...", [&] { menu->choose("Reconnect"); }, 2},  // which ends Wi-Fi as well
       {"⚠️ iPhone disconnected (WiFi)", [&] { network->connections().back()->fail(posixError(ECONNRESET)); }, 1}};
   launch();
+  phone->connectResult = 3;
+  connect();
+  phone->daemon->detach(7);
+  queue->drain();
+  EXPECT_EQ(log.count("⚠️ iPhone disconnected (USB)"), 0) << "it never was";
   for (const auto& [line, reason, retries] : cases) {
     phone->connectResult = 3;
     connect();

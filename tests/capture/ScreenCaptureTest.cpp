@@ -165,6 +165,11 @@ TEST_F(ScreenCaptureTest, OnlyTheCurrentStreamsErrorCounts) {
   EXPECT_FALSE(capture->isRunning());
   EXPECT_EQ(errors, std::vector<Error>{failure});
   EXPECT_EQ(log.take(), (Lines{"❌ Stream error: it broke", "❌ Stream error: it broke"}));
+  start();
+  capture = nullptr;
+  system->streams.at(2)->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  queue->drain();
+  EXPECT_EQ(frames, 0) << "nobody is there to take it";
 }
 
 class FixedImageEncoder final : public ImageEncoder {

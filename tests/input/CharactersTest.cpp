@@ -16,6 +16,7 @@ TEST(CharactersTest, AreCutWhereAReaderSeesThem) {
       {"h\u00e9", {u"h", u"\u00e9"}},
       {"e\u0301x", {u"e\u0301", u"x"}},                     // combining mark
       {"\U0001F44Da", {u"\xD83D\xDC4D", u"a"}},             // surrogate pair
+      {"\uFFFD\U00010000", {u"\uFFFD", u"\xD800\xDC00"}},   // the first one
       {"\U0001F44D\U0001F3FD", {u"\U0001F44D\U0001F3FD"}},  // skin tone
       {"\U0001F468\u200D\U0001F469\u200D\U0001F467!", {u"\U0001F468\u200D\U0001F469\u200D\U0001F467", u"!"}},
       {"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", {u"\U0001F1E9\U0001F1EA", u"\U0001F1EB\U0001F1F7"}},  // two flags

@@ -194,7 +194,8 @@ TEST_F(TouchInjectorTest, AlwaysLetsGoOfTheButton) {
   trackpad("drag", 0, 0, "cancelled");
   EXPECT_EQ(events->take(), Lines{place});
 
-  direct("drag", 0.1, 0.1, "began");
+  direct("drag", 0, 0, "began");
+  direct("drag", 0.1, 0.1, "moved");
   events->take();
   injector.releaseHeldButton();
   injector.releaseHeldButton();

@@ -51,6 +51,7 @@ TEST(ClassifierTest, TellsMessagesApartByContent) {
       {R"({"kind":"key","type":"t","x":1,"y":2})", MessageKind::keyEvent},
       {R"({"kind":"keys","type":null,"x":"","y":[]})", MessageKind::touchEvent},
       {R"({"type":"began","x":1,"z":2})", MessageKind::unrecognized},
+      {R"({"width":1,"depth":2,"scale":3})", MessageKind::unrecognized},
       {R"(["width","height"])", MessageKind::unrecognized},
       {std::string(500'000, '['), MessageKind::unrecognized},
       {R"({"type":1,"x":1,"y":")" + std::string(longestMessage, 'y') + "\"}", MessageKind::unrecognized},

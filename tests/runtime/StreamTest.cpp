@@ -8,6 +8,7 @@
 
 #include "fakes/ManualQueue.h"
 #include "support/SocketPair.h"
+#include "support/TemporaryDirectory.h"
 
 namespace tandemview {
 namespace {
@@ -124,6 +125,7 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->write(Data::copying("bye"), record);
   stream->close();
   stream->write(Data::copying("too late"), record);
+  read(1);
   queue->drain();
   EXPECT_EQ(outcomes, (std::vector<std::string>{"written", std::to_string(ECANCELED)}));
   EXPECT_EQ(cleanups, 1);
@@ -139,7 +141,7 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->stop();
   queue->drain();
   EXPECT_EQ(cleanups, 2);
-  EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECANCELED)});
+  EXPECT_EQ(results, std::vector<std::string>(2, "error " + std::to_string(ECANCELED)));
 
   pair = SocketPair();
   open();
@@ -160,17 +162,24 @@ TEST_F(StreamTest, TakesOverOnlyWhatTheQueueCanWatch) {
   EXPECT_EQ(cleanups, 0);
 }
 
-TEST(SocketTest, APathThatFitsNoAddressIsAnError) {
+TEST(SocketTest, ListensAtAPathThatFitsAnAddress) {
   const std::string path(200, 'x');
   for (const auto& socket : {connectedUnixSocket(path), listeningUnixSocket(path)}) {
     ASSERT_FALSE(socket);
     EXPECT_EQ(socket.error(), posixError(ENAMETOOLONG));
   }
+  const TemporaryDirectory directory;
+  EXPECT_TRUE(listeningUnixSocket(directory.path() + "/socket"));
+  EXPECT_TRUE(std::filesystem::is_socket(directory.path() + "/socket"));
 }
 
 TEST_F(StreamTest, AGonePeerIsAnErrorNotASignal) {
   open();
+  stream->write(Data::copying("unread"), nullptr);
+  read(1);
   pair.hangUp();
+  queue->drain();
+  EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECONNRESET)});
   std::optional<Error> failure;
   stream->write(Data::copying("hello"), [&](const std::optional<Error>& error) { failure = error; });
   queue->drain();

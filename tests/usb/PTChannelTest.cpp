@@ -156,13 +156,14 @@ TEST_P(PTChannelTest, CarriesFramesBothWaysAndTellsTheEnd) {
 }
 
 TEST_P(PTChannelTest, AFramingErrorEndsTheChannelAndIsNotTheNextOnes) {
-  const auto endWith = [&](const std::string& bytes) {
+  const auto endWith = [&](const std::string& bytes, bool leavesUnread = false) {
     SocketPair pair;
     const std::size_t before = clientDelegate->events.size();
     on([&] {
       const auto stream =
           Stream::adopting(std::move(pair.ours), driver->queue(), [channel = client] { channel->streamDidEnd(); });
       EXPECT_FALSE(client->startReadingFromConnectedChannel(*stream));
+      if (leavesUnread) client->sendFrameOfType(101, 0, std::nullopt, nullptr);
     });
     pair.send(bytes);
     pair.hangUp();
@@ -171,7 +172,9 @@ TEST_P(PTChannelTest, AFramingErrorEndsTheChannelAndIsNotTheNextOnes) {
   endWith(fromHex("00000002 00000064 00000000 00000000"));
   endWith("");
   endWith(fromHex("00000001 00000064 00000000 00000005") + "half");
-  EXPECT_EQ(clientDelegate->events, (std::vector<std::string>{"ended PTProtocolError", "ended", "ended"}));
+  endWith("", /*leavesUnread=*/true);
+  EXPECT_EQ(clientDelegate->events,
+            (std::vector<std::string>{"ended PTProtocolError", "ended", "ended", "ended NSPOSIXErrorDomain"}));
 }
 
 TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
@@ -283,10 +286,15 @@ TEST_P(PTChannelTest, OnlyAFailureToAcceptIsReported) {
     EXPECT_FALSE(listener->acceptIncomingConnection(-1));
   });
   EXPECT_EQ(log.take(), std::vector<std::string>{"accept(): Bad file descriptor"});
+  listenerDelegate->whenAccepted = [&](PTChannel&) { listenerDelegate->accepted.back()->close(); };
+  connect();
+  EXPECT_TRUE(waitUntil([&] { return clientDelegate->events == std::vector<std::string>{"ended"}; }));
+  EXPECT_FALSE(listenerDelegate->accepted.back()->isConnected());
   on([&] { listener->setDelegate({}); });
   connect();
-  EXPECT_TRUE(waitUntil([&] { return clientDelegate->events == std::vector<std::string>{"ended"}; }))
-      << "nobody wants to have it";
+  EXPECT_TRUE(waitUntil([&] {
+    return clientDelegate->events == std::vector<std::string>{"ended", "ended"};
+  })) << "nobody wants to have it";
 }
 
 TEST_P(PTChannelTest, DescribesItself) {

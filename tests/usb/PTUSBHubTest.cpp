@@ -150,6 +150,7 @@ TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
   listen();
   log.take();
   daemon.send(0, StandInDaemon::packet(99, {{"Number", 0}}));
+  daemon.send(0, StandInDaemon::packet(1, 8, 99, ""));
   daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Paired"}}));
   daemon.send(0, StandInDaemon::packet(0, 1, 0, "old"));
   daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}, {"DeviceID", 1}}));
@@ -157,6 +158,7 @@ TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
   EXPECT_EQ(log.take(),
             (std::vector<std::string>{
                 "Warning: Ignoring reply packet for which there is no registered callback. Packet => {\"Number\":0}",
+                "Warning: Ignoring reply packet for which there is no registered callback. Packet => {}",
                 "Warning: Unhandled broadcast message: {\"MessageType\":\"Paired\"}"}));
   EXPECT_EQ(notifications.size(), 1u);
 }

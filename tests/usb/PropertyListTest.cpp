@@ -11,9 +11,10 @@ namespace {
 
 /// The writing is a library's: what it makes of a list is read here by other code.
 TEST(PropertyListTest, EveryTypeSurvivesBothFormats) {
-  const PropertyList dictionary = {{"text", "Grüße <&>\"' 𝄞"},
+  const PropertyList dictionary = {{"text", "Grüße <&>\"' \u0080\u0800€𝄞"},
                                    {"number", 10505},
                                    {"large", 5'000'000'000},
+                                   {"largest", 18446744073709551615u},
                                    {"negative", -1},
                                    {"yes", true},
                                    {"no", false},
@@ -22,7 +23,7 @@ TEST(PropertyListTest, EveryTypeSurvivesBothFormats) {
                                    {"list", {1, "two", PropertyList::object()}},
                                    {"nested", {{"key", "value"}}},
                                    {"long", std::string(70'000, 'x')},
-                                   {"bytes", PropertyList::binary({0, 255, 1, 2})}};
+                                   {"bytes", PropertyList::binary({0, 255, 1})}};
   const auto xml = xmlPropertyList(dictionary);
   ASSERT_TRUE(xml);
   EXPECT_TRUE(xml->text().starts_with("<?xml"));
@@ -139,6 +140,8 @@ TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
       std::string(binaryList({"\xd1\x01\x05", "\x51k"}).text()),
       std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x5f\x13\xff\xff\xff\xff\xff\xff\xff\xff"}).text()),
       std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x61\xd8\x01"}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", std::string("\x62\xdc\0\xdc\0", 5)}).text()),
+      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x6f\x10\x28"}).text()),
       std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x14"}).text()),
       std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x70"}).text()),
   };
@@ -149,6 +152,7 @@ TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(whole.substr(0, length)))) << length;
   }
+  EXPECT_FALSE(xmlPropertyList({{"list", PropertyList::array({nullptr})}}));
   LogRecorder log;
   EXPECT_FALSE(createReferencingDispatchData({{"null", nullptr}}));
   EXPECT_EQ(log.take(), std::vector<std::string>{"Failed to serialize property list: Error Domain=PropertyList Code=0 "

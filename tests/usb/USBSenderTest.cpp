@@ -66,6 +66,11 @@ TEST_F(USBSenderTest, ConnectsGreetsAndHandsOnWhatThePhoneSays) {
   EXPECT_EQ(phone->frames.at(2).payload.text(), fromHex("0102030405060708 000000000000f83f"));
   EXPECT_EQ(log.take(), std::vector<std::string>{"📱 USBSender: Received device info - 393x852, scale: 3.0, mode: "
                                                  "medium, orientation: Portrait"});
+
+  sender->onTouchEvent = [this](const Data&) { sender = nullptr; };
+  for (int touch = 0; touch < 2; ++touch) phone->send(MessageType::touchEvent, "{touch}");
+  queue->drain();
+  EXPECT_FALSE(sender);
 }
 
 TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
@@ -82,6 +87,11 @@ TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
   ASSERT_TRUE(queue->drainUntil([&] { return phone->frames.size() == 5; }));
   EXPECT_EQ(phone->frames.back().payload.text(), "next");
   EXPECT_EQ(calls.size(), 2u) << "no frame was refused";
+
+  for (int frame = 0; frame < 3; ++frame) EXPECT_TRUE(sender->sendFrame(Data::copying(picture)));
+  phone->daemon->detach(7);
+  attach(7);
+  EXPECT_TRUE(sender->sendFrame(Data::copying("next"))) << "what was in flight ended with its link";
 }
 
 TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
@@ -239,9 +249,16 @@ TEST_F(USBSenderAttemptsTest, ARetryEndsWithTheDeviceToo) {
   queue->advance(2.1);
   ASSERT_EQ(openConnections(), Connections{2});
   announce("Detached", 7);
+  EXPECT_FALSE(sender->isRetrying());
   sender->retryConnection();
   queue->advance(2.1);
   EXPECT_EQ(openConnections(), Connections{});
+
+  announce("Attached", 7);
+  ASSERT_EQ(openConnections(), Connections{3});
+  sender = nullptr;
+  queue->drain();
+  EXPECT_EQ(openConnections(), Connections{}) << "nor does one outlive its sender";
 }
 
 TEST_F(USBSenderAttemptsTest, AnswersToPingsDoNotPileUp) {

@@ -140,12 +140,13 @@ TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
   queue->advance(0.01);
   EXPECT_EQ(browser().serviceType, "_scrstream._tcp");
   browser().becomeReady();
-  find({"ScrRcv-12", "", "scrrcv-47", "ScrRcv- 47", "ScrRcv-47", "ScrRcv-99"});
+  find({"ScrRcv-12", "", "scrrcv-47", "ScrRcv- 47", "TV", "ScrRcv-47", "ScrRcv-99"});
   EXPECT_EQ(log.take(), (Lines{"📶 WiFiSender: Starting P2P browser...", "🛑 WiFiSender: Stopping...",
                                "✅ WiFiSender: Browser ready, looking for iPhone (P2P enabled)...",
                                "📱 WiFiSender: Ignoring device with different pairing code: ScrRcv-12",
                                "📱 WiFiSender: Ignoring device with different pairing code: scrrcv-47",
                                "📱 WiFiSender: Ignoring device with different pairing code: ScrRcv- 47",
+                               "📱 WiFiSender: Ignoring device with different pairing code: TV",
                                "📱 WiFiSender: Found matching device (ScrRcv-47), connecting..."}));
   EXPECT_EQ(link().endpointName, "ScrRcv-47");
   EXPECT_TRUE(sender->connection());
@@ -319,12 +320,13 @@ TEST_F(WiFiSenderTest, TheEndOfTheStreamIsToldAndReceiveErrorsWaitForTheHeartbea
   EXPECT_EQ(calls, (Lines{"touch " + touch(1), "disconnected"}));
 
   for (const auto& [begun, line] : {std::pair{""s, "❌ WiFiSender: Receive error: broken"},
-                                    {prefix(100) + "half", "❌ WiFiSender: Data receive error: broken"}}) {
+                                    {prefix(100) + ping, "❌ WiFiSender: Data receive error: broken"}}) {
     connect();
     link().deliver(begun);
     link().endStream();
     queue->drain();
     EXPECT_EQ(calls, Lines{"disconnected"});
+    EXPECT_TRUE(link().takeSent().empty()) << "half a message is none";
     EXPECT_TRUE(log.take().empty());
 
     connect();
@@ -507,10 +509,15 @@ TEST_F(WiFiSenderTest, ASearchThatEndsWhileItAsksDoesNotBlockTheNext) {
 
 TEST_F(WiFiSenderTest, ASenderThatIsGoneDoesNothing) {
   connect();
+  mainQueue->isBusy = true;
+  say(touch(1));
+  link().endStream();
+  queue->drain();
   sender->start();
   const std::weak_ptr<WiFiSender> gone = sender;
   sender = nullptr;
   EXPECT_TRUE(gone.expired());
+  mainQueue->goOn();
   log.take();
   link().deliver(envelope(ping));
   queue->advance(20);
