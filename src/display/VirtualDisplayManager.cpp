@@ -12,6 +12,7 @@
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -159,13 +160,11 @@ void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t he
   currentSize_ = {width, height};
   const std::int64_t envelope = std::max({requestedEnvelope.value_or(0), width, height});
   surroundings_.displayQueue->async(
-      [weak = weak_from_this(), width, height, envelope, completion = std::move(completion)] {
-        const auto manager = weak.lock();
-        if (!manager) return;
-        manager->destroyDisplay();
-        const bool success = manager->createDisplay(width, height, envelope);
-        manager->surroundings_.mainQueue->async([completion, success] { completion(success); });
-      });
+      weakly(this, [width, height, envelope, completion = std::move(completion)](VirtualDisplayManager& manager) {
+        manager.destroyDisplay();
+        const bool success = manager.createDisplay(width, height, envelope);
+        manager.surroundings_.mainQueue->async([completion, success] { completion(success); });
+      }));
 }
 
 bool VirtualDisplayManager::resizeInPlace(std::int64_t width, std::int64_t height) {

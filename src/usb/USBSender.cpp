@@ -8,6 +8,7 @@
 #include "protocol/MessageType.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 #include "usb/PTProtocol.h"
 
 namespace tandemview {
@@ -35,9 +36,9 @@ void USBSender::start() {
   Log::print("🔌 USBSender: Starting USB monitoring on port {}...", portNumber_);
   const auto observe = [this](const char* name, void (USBSender::*handler)(const PropertyList&)) {
     notificationObservers_.push_back(surroundings_.notificationCenter->addObserver(
-        name, surroundings_.sharedHub().get(), [weak = weak_from_this(), handler](const std::any& userInfo) {
-          if (const auto sender = weak.lock()) (sender.get()->*handler)(std::any_cast<const PropertyList&>(userInfo));
-        }));
+        name, surroundings_.sharedHub().get(), weakly(this, [handler](USBSender& sender, const std::any& userInfo) {
+          (sender.*handler)(std::any_cast<const PropertyList&>(userInfo));
+        })));
   };
   observe(ptUSBDeviceDidAttachNotification, &USBSender::deviceAttached);
   observe(ptUSBDeviceDidDetachNotification, &USBSender::deviceDetached);
@@ -93,9 +94,9 @@ void USBSender::connectToDevice(std::int64_t deviceID) {
   attempts_.push_back({channel, deviceID});
   channel->connectToPort(
       portNumber_, surroundings_.sharedHub(), deviceID,
-      [weak = weak_from_this(), weakChannel = std::weak_ptr(channel)](const std::optional<Error>& error) {
-        if (const auto sender = weak.lock()) sender->attemptEnded(weakChannel.lock(), error);
-      });
+      weakly(this, [weakChannel = std::weak_ptr(channel)](USBSender& sender, const std::optional<Error>& error) {
+        sender.attemptEnded(weakChannel.lock(), error);
+      }));
 }
 
 void USBSender::attemptEnded(const std::shared_ptr<PTChannel>& channel, const std::optional<Error>& error) {
@@ -141,9 +142,8 @@ void USBSender::retryConnection() {
 
 void USBSender::startRetryTimer() {
   if (retryTimer_) return;
-  retryTimer_ = Timer::repeating(surroundings_.mainQueue, connectRetryInterval, [weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->retryTimerFired();
-  });
+  retryTimer_ =
+      Timer::repeating(surroundings_.mainQueue, connectRetryInterval, weakly(this, &USBSender::retryTimerFired));
 }
 
 void USBSender::stopRetryTimer() {
@@ -172,10 +172,11 @@ std::optional<std::uint64_t> USBSender::sendFrame(const Data& data) {
     channel = peerChannel_;
   }
   surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
-    channel->sendFrameOfType(MessageType::videoFrame, 0, data,
-                             [weak, weakChannel = std::weak_ptr(channel)](const std::optional<Error>&) {
-                               if (const auto sender = weak.lock()) sender->frameDone(weakChannel);
-                             });
+    channel->sendFrameOfType(
+        MessageType::videoFrame, 0, data,
+        weakly(weak, [weakChannel = std::weak_ptr(channel)](USBSender& sender, const std::optional<Error>&) {
+          sender.frameDone(weakChannel);
+        }));
   });
   return link;
 }
@@ -245,10 +246,9 @@ void USBSender::answerPing(const Data& ping) {
   if (ping.size() != MacProtocol::pingSize || !peerChannel_ || pendingPongs_ >= maxPendingPongs) return;
   ++pendingPongs_;
   peerChannel_->sendFrameOfType(MessageType::pong, 0, MacProtocol::pong(ping, surroundings_.clock->now()),
-                                [weak = weak_from_this(), channel = std::weak_ptr(peerChannel_)](const auto&) {
-                                  const auto sender = weak.lock();
-                                  if (sender && sender->isPeer(channel)) --sender->pendingPongs_;
-                                });
+                                weakly(this, [channel = std::weak_ptr(peerChannel_)](USBSender& sender, const auto&) {
+                                  if (sender.isPeer(channel)) --sender.pendingPongs_;
+                                }));
 }
 
 void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& didEndWithError) {
@@ -262,19 +262,11 @@ void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& d
   if (lastAttachedDeviceID_) startRetryTimer();
 }
 
-void USBSender::notify(const std::function<void()> USBSender::*callback) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)();
-  });
-}
-
-template <typename Argument>
-void USBSender::notify(const std::function<void(Argument)> USBSender::*callback, Argument argument) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, argument = std::move(argument)] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)(argument);
-  });
+template <typename... Arguments>
+void USBSender::notify(const std::function<void(Arguments...)> USBSender::*callback, Arguments... arguments) {
+  surroundings_.mainQueue->async(weakly(this, [callback, ... arguments = std::move(arguments)](USBSender& sender) {
+    if (sender.*callback) (sender.*callback)(arguments...);
+  }));
 }
 
 }  // namespace tandemview

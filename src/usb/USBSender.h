@@ -87,9 +87,8 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   void setPeerChannel(std::shared_ptr<PTChannel> channel);
   bool isPeer(const std::weak_ptr<PTChannel>& channel) const;
   void frameDone(const std::weak_ptr<PTChannel>& channel);
-  void notify(const std::function<void()> USBSender::*callback);
-  template <typename Argument>
-  void notify(const std::function<void(Argument)> USBSender::*callback, Argument argument);
+  template <typename... Arguments>
+  void notify(const std::function<void(Arguments...)> USBSender::*callback, Arguments... arguments);
 
   const Surroundings surroundings_;
   std::shared_ptr<PTChannel> peerChannel_;  // written under the lock, for sendFrame()

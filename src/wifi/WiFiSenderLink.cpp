@@ -5,6 +5,7 @@
 #include "protocol/Message.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 #include "wifi/WiFiSender.h"
 
 namespace tandemview {
@@ -46,17 +47,16 @@ std::uint32_t lengthIn(std::span<const std::byte> prefix) {
 /// A handler that passes a report about `link` on to `handler` while the sender exists.
 template <typename... Arguments>
 auto WiFiSender::reportOf(const LinkPointer& link, void (WiFiSender::*handler)(const LinkPointer&, Arguments...)) {
-  return [weak = weak_from_this(), weakLink = std::weak_ptr(link), handler](Arguments... arguments) {
-    if (const auto sender = weak.lock()) (sender.get()->*handler)(weakLink.lock(), std::move(arguments)...);
-  };
+  return weakly(this, [weakLink = std::weak_ptr(link), handler](WiFiSender& sender, Arguments... arguments) {
+    (sender.*handler)(weakLink.lock(), std::move(arguments)...);
+  });
 }
 
 template <typename... Arguments>
 void WiFiSender::notify(const std::function<void(Arguments...)> WiFiSender::*callback, Arguments... arguments) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, ... arguments = std::move(arguments)] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)(arguments...);
-  });
+  surroundings_.mainQueue->async(weakly(this, [callback, ... arguments = std::move(arguments)](WiFiSender& sender) {
+    if (sender.*callback) (sender.*callback)(arguments...);
+  }));
 }
 
 /// The same for a message of the phone, which counts until the main queue has taken it.
@@ -64,13 +64,11 @@ template <typename Message>
 void WiFiSender::handOver(const LinkPointer& link, const std::function<void(Message)> WiFiSender::*callback,
                           Message message) {
   ++link->waitingMessages;
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, message = std::move(message),
-                                  taken = reportOf(link, &WiFiSender::messageTaken)] {
-    const auto sender = weak.lock();
-    if (!sender) return;
-    if (sender.get()->*callback) (sender.get()->*callback)(message);
-    sender->surroundings_.queue->async(taken);
-  });
+  surroundings_.mainQueue->async(weakly(this, [callback, message = std::move(message),
+                                               taken = reportOf(link, &WiFiSender::messageTaken)](WiFiSender& sender) {
+    if (sender.*callback) (sender.*callback)(message);
+    sender.surroundings_.queue->async(taken);
+  }));
 }
 
 WiFiSender::LinkPointer WiFiSender::link() const {
@@ -242,9 +240,7 @@ void WiFiSender::answerPing(const LinkPointer& link, const Data& ping) {
   if (pendingPongs_ >= maxPendingPongs) return;
   ++pendingPongs_;
   link->connection->send(envelope(MacProtocol::pong(ping, surroundings_.clock->now())),
-                         [weak = weak_from_this()](const std::optional<Error>&) {
-                           if (const auto sender = weak.lock()) --sender->pendingPongs_;
-                         });
+                         weakly(this, [](WiFiSender& sender, const std::optional<Error>&) { --sender.pendingPongs_; }));
 }
 
 std::optional<std::uint64_t> WiFiSender::sendFrame(const Data& data) {
@@ -264,9 +260,9 @@ std::optional<std::uint64_t> WiFiSender::sendFrame(const Data& data) {
     ++pendingSends_;
     epoch = sendsEpoch_;
   }
-  link->connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
-    if (const auto sender = weak.lock()) sender->frameDone(epoch);
-  });
+  link->connection->send(envelope(data), weakly(this, [epoch](WiFiSender& sender, const std::optional<Error>&) {
+                           sender.frameDone(epoch);
+                         }));
   return epoch;
 }
 
@@ -295,15 +291,12 @@ void WiFiSender::forgetPendingSends() {
 
 void WiFiSender::startHeartbeat(const LinkPointer& link) {
   if (!isCurrent(link)) return;
-  heartbeatTimer_ = Timer::repeating(surroundings_.mainQueue, heartbeatInterval, [weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->checkHeartbeat();
-  });
+  heartbeatTimer_ =
+      Timer::repeating(surroundings_.mainQueue, heartbeatInterval, weakly(this, &WiFiSender::checkHeartbeat));
 }
 
 void WiFiSender::stopHeartbeat() {
-  surroundings_.mainQueue->async([weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->heartbeatTimer_ = nullptr;
-  });
+  surroundings_.mainQueue->async(weakly(this, [](WiFiSender& sender) { sender.heartbeatTimer_ = nullptr; }));
 }
 
 void WiFiSender::checkHeartbeat() {
