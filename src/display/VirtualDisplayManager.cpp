@@ -142,8 +142,7 @@ void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t he
                                              std::optional<std::int64_t> requestedEnvelope,
                                              const MacProtocol::DisplayPlan& plan, Completion completion) {
   if (const auto id = displayID()) {
-    const DisplayRectangle bounds = surroundings_.displays->bounds(*id);
-    const Size shown = {truncated(bounds.width), truncated(bounds.height)};
+    const Size shown = shownSize();
     const bool fits = shown == Size{width, height};
     if (fits) {
       Log::print("📺 Virtual display already configured at {}x{} (ID: {})", width, height, *id);
@@ -231,6 +230,17 @@ std::optional<VirtualDisplayManager::Size> VirtualDisplayManager::currentModeSiz
   const auto mode = surroundings_.displays->currentMode(*id);
   if (!mode) return std::nullopt;
   return Size{mode->width, mode->height};
+}
+
+VirtualDisplayManager::Size VirtualDisplayManager::shownSize() const {
+  const auto id = displayID();
+  if (!id) return {};
+  const DisplayRectangle bounds = surroundings_.displays->bounds(*id);
+  return {truncated(bounds.width), truncated(bounds.height)};
+}
+
+bool VirtualDisplayManager::isShownAt(const Size& size) const {
+  return shownSize() == size && currentModeSize() == size;
 }
 
 std::int64_t VirtualDisplayManager::envelope() const {

@@ -60,6 +60,12 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
   std::optional<DisplayID> displayID() const;
   std::optional<Size> currentModeSize() const;
 
+  /// The size in points that the system shows the display at; 0 while it shows none.
+  Size shownSize() const;
+
+  /// Whether that is `size` and so is its mode, in pixels: only a display shown at 1:1 is.
+  bool isShownAt(const Size& size) const;
+
   /// The size last configured; 0 at first.
   Size currentSize() const { return currentSize_; }
 

@@ -122,6 +122,17 @@ TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
   EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "apply 1398x644"}));
   EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
+
+  displays->resizesAtOnce = false;
+  sendInfo(1290, 2796);
+  queue->advance(0.5);
+  phone->daemon->detach(7);
+  queue->advance(0.1);
+  EXPECT_EQ(log.count("📺 Re-applying 644x1398"), 6) << "until the next configuration begins";
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(1.5);
+  EXPECT_EQ(log.count("📺 Re-applying 644x1398"), 6);
 }
 
 class AppDelegateQueuesTest : public AppDelegateFixture {
