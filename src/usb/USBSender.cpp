@@ -15,12 +15,6 @@ namespace tandemview {
 
 namespace {
 
-/// More frames in flight would only be older when they arrive.
-constexpr int maxPendingSends = 3;
-
-/// A phone that pings but never reads must not fill our memory with answers.
-constexpr int maxPendingPongs = 64;
-
 constexpr double connectRetryInterval = 2.0;
 
 }  // namespace
@@ -82,7 +76,7 @@ void USBSender::deviceDetached(const PropertyList& userInfo) {
   connectingToDeviceID_.reset();
   if (peerChannel_) peerChannel_->close();
   setPeerChannel(nullptr);
-  notify(&USBSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
 }
 
 void USBSender::connectToDevice(std::int64_t deviceID) {
@@ -122,7 +116,7 @@ void USBSender::connected(const Attempt& attempt) {
   setPeerChannel(attempt.channel);
   stopRetryTimer();
   attempt.channel->sendFrameOfType(MessageType::macInfo, 0, MacProtocol::macInfo(surroundings_.program), nullptr);
-  notify(&USBSender::onClientConnected);
+  notify(&PhoneCallbacks::onClientConnected);
 }
 
 void USBSender::giveUpAttempts(const std::function<bool(const Attempt&)>& isMeant) {
@@ -162,28 +156,20 @@ std::optional<std::uint64_t> USBSender::sendFrame(const Data& data) {
   std::uint64_t link = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!peerChannel_) return std::nullopt;
-    if (pendingSends_ >= maxPendingSends) {
-      hasRefusedFrame_ = true;
-      return std::nullopt;
-    }
-    ++pendingSends_;
-    link = linkNumber_;
+    if (!peerChannel_ || !pendingSends_.add()) return std::nullopt;
+    link = pendingSends_.link();
     channel = peerChannel_;
   }
-  surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
-    channel->sendFrameOfType(
-        MessageType::videoFrame, 0, data,
-        weakly(weak, [weakChannel = std::weak_ptr(channel)](USBSender& sender, const std::optional<Error>&) {
-          sender.frameDone(weakChannel);
-        }));
+  surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data, link] {
+    channel->sendFrameOfType(MessageType::videoFrame, 0, data,
+                             weakly(weak, [link](USBSender& sender, const auto&) { sender.frameDone(link); }));
   });
   return link;
 }
 
 std::optional<std::uint64_t> USBSender::linkNumber() const {
   const std::lock_guard lock(pendingSendsLock_);
-  return peerChannel_ ? std::optional(linkNumber_) : std::nullopt;
+  return peerChannel_ ? std::optional(pendingSends_.link()) : std::nullopt;
 }
 
 /// What an earlier link still had in flight doesn't count for this one.
@@ -191,24 +177,19 @@ bool USBSender::isPeer(const std::weak_ptr<PTChannel>& channel) const {
   return peerChannel_ && channel.lock() == peerChannel_;
 }
 
-void USBSender::frameDone(const std::weak_ptr<PTChannel>& channel) {
-  bool hasRefusedFrame = false;
+void USBSender::frameDone(std::uint64_t link) {
+  bool hasRoomAgain = false;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!isPeer(channel)) return;
-    pendingSends_ = std::max(pendingSends_ - 1, 0);
-    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+    hasRoomAgain = pendingSends_.remove(link);
   }
-  if (hasRefusedFrame) notify(&USBSender::onRoomForFrames);
+  if (hasRoomAgain) notify(&PhoneCallbacks::onRoomForFrames);
 }
 
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
   pendingPongs_ = 0;
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) {
-    ++linkNumber_;
-    pendingSends_ = 0;
-  }
+  pendingSends_.startAnew();
   peerChannel_ = std::move(channel);
 }
 
@@ -225,9 +206,9 @@ void USBSender::ioFrameChannel(PTChannel&, std::uint32_t didReceiveFrameOfType, 
     case MessageType::ping:
       return answerPing(*payload);
     case MessageType::touchEvent:
-      return notify(&USBSender::onTouchEvent, *payload);
+      return notify(&PhoneCallbacks::onTouchEvent, *payload);
     case MessageType::keyEvent:
-      return notify(&USBSender::onKeyEvent, *payload);
+      return notify(&PhoneCallbacks::onKeyEvent, *payload);
     default:
       return;
   }
@@ -238,7 +219,7 @@ void USBSender::receivedDeviceInfo(const Data& payload) {
   if (!info) return;
   Log::print("📱 USBSender: Received device info - {}x{}, scale: {}, mode: {}, orientation: {}", info->width,
              info->height, floatingPointText(info->scale), info->quality, info->orientation);
-  notify(&USBSender::onDeviceInfo, *info);
+  notify(&PhoneCallbacks::onDeviceInfo, *info);
 }
 
 /// Directly, not behind the callbacks that wait on the main queue: the phone measures its delay by it.
@@ -258,12 +239,12 @@ void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& d
   setPeerChannel(nullptr);
   connectedDeviceID_.reset();
   connectingToDeviceID_.reset();
-  notify(&USBSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
   if (lastAttachedDeviceID_) startRetryTimer();
 }
 
 template <typename... Arguments>
-void USBSender::notify(const std::function<void(Arguments...)> USBSender::*callback, Arguments... arguments) {
+void USBSender::notify(const std::function<void(Arguments...)> PhoneCallbacks::*callback, Arguments... arguments) {
   surroundings_.mainQueue->async(weakly(this, [callback, ... arguments = std::move(arguments)](USBSender& sender) {
     if (sender.*callback) (sender.*callback)(arguments...);
   }));

@@ -224,7 +224,11 @@ void WiFiSender::hostsFound(const std::weak_ptr<WiFiBrowser>& browser, const std
   WiFiBrowser::HostNames announcers;
   for (const auto& names : std::span(hosts).first(ourCount)) announcers.insert(names.begin(), names.end());
   if (announcers.size() > 1) {
-    if (!std::exchange(hasToldOfContest_, true)) notify(&WiFiSender::onCodeContested);
+    if (!std::exchange(hasToldOfContest_, true)) {
+      surroundings_.mainQueue->async(weakly(this, [](WiFiSender& sender) {
+        if (sender.onCodeContested) sender.onCodeContested();
+      }));
+    }
     return refuse(browser,
                   fmt::format("⚠️ WiFiSender: {} devices announce our pairing code ({}, {}...) - connecting to "
                               "none of them: one may be somebody else",
