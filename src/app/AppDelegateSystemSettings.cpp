@@ -63,8 +63,9 @@ void AppDelegate::showLidSleep(bool isPrevented) {
 void AppDelegate::toggleLaunchAtLogin() {
   const bool enabled = !menu_->showsLaunchAtLogin();
   LoginItemSystem& loginItem = *surroundings_.loginItem;
-  if (const auto error = enabled ? loginItem.registerApplication() : loginItem.unregisterApplication()) {
-    return Log::print("❌ Failed to update launch at login: {}", error->localizedDescription());
+  const auto changed = enabled ? loginItem.registerApplication() : loginItem.unregisterApplication();
+  if (!changed) {
+    return Log::print("❌ Failed to update launch at login: {}", changed.error().localizedDescription());
   }
   menu_->showLaunchAtLogin(enabled);
   surroundings_.userDefaults->setBoolean(launchAtLoginKey, enabled);

@@ -8,10 +8,13 @@ Result<ProcessIdentifier> startRelaunchScript(ApplicationSystem& application) {
   // The pause lets this process end before the new one looks for running copies.
   const std::string script = fmt::format("#!/bin/bash\nsleep 1.5\n{}", application.relaunchCommand());
   const std::string path = fmt::format("/tmp/tandemview_relaunch_{}.sh", application.processIdentifier());
-  if (const auto error = application.writeFile(path, script)) return tl::unexpected(*error);
-  const auto marked = application.run("/bin/chmod", {"+x", path});
-  if (!marked) return tl::unexpected(marked.error());
-  return application.start("/usr/bin/nohup", {"/bin/bash", path});
+  return application.writeFile(path, script)
+      .and_then([&] {
+        return application.run("/bin/chmod", {"+x", path});
+      })
+      .and_then([&](const ToolOutcome&) {
+        return application.start("/usr/bin/nohup", {"/bin/bash", path});
+      });
 }
 
 }  // namespace tandemview

@@ -358,7 +358,7 @@ TEST_F(AppDelegateTest, AProcessThatRelaunchesTakesNoNewLink) {
 
 TEST_F(AppDelegateTest, RelaunchesWithoutAScriptIfItMust) {
   stream();
-  application->writeError = posixError(ENOSPC);
+  application->written = tl::unexpected(posixError(ENOSPC));
   application->openError = posixError(ENOENT);
   displays->applyOutcome = ApplyOutcome::Refused;
   sendInfo(2796, 1290);
