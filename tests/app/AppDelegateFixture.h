@@ -14,6 +14,7 @@
 #include "fakes/RecordingStatusItemSystem.h"
 #include "fakes/RecordingWiFiNetwork.h"
 #include "fakes/ScriptedSystemSettings.h"
+#include "platform/macos/MacTexts.h"
 #include "protocol/MessageType.h"
 #include "support/PhoneStandIn.h"
 
@@ -120,6 +121,7 @@ class AppDelegateFixture : public testing::Test {
       .randomBits = [] { return 0u; },
       .notificationCenter = phone->center,
       .program = {.name = "Tandemview"},
+      .texts = macTexts(),
       .application = application,
       .alerts = application,
       .statusItems = menu,

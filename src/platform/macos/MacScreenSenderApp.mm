@@ -19,6 +19,7 @@
 #import "platform/macos/MacPermissions.h"
 #import "platform/macos/MacProcessResources.h"
 #import "platform/macos/MacStatusItems.h"
+#import "platform/macos/MacTexts.h"
 #import "platform/macos/MacUserDefaults.h"
 #import "platform/macos/MacWiFiNetwork.h"
 #import "platform/macos/MacWorkspaceMonitor.h"
@@ -70,6 +71,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
           .randomBits = [] { return arc4random(); },
           .notificationCenter = notificationCenter,
           .program = program,
+          .texts = macTexts(),
           .application = application,
           .alerts = std::make_shared<MacAlerts>(),
           .statusItems = std::make_shared<MacStatusItems>(),

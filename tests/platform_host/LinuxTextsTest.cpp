@@ -1,0 +1,21 @@
+#include <gtest/gtest.h>
+
+#include "platform/linux/LinuxTexts.h"
+
+namespace tandemview {
+
+TEST(LinuxTextsTest, EverySessionGetsAllTextsAndNoneOfAMac) {
+  for (const X11Session& session : {X11Session{}, X11Session{.isWayland = true}, X11Session{.hasServer = true},
+                                    X11Session{.hasServer = true, .isTrusted = true}}) {
+    const auto [message, explanation, status, capture, input, lid, question, answer, permissions, denied] =
+        linuxTexts(session);
+    for (const std::string& text :
+         {message, explanation, status, capture, input, lid, question, answer, permissions, denied}) {
+      EXPECT_NE(text, "");
+      EXPECT_EQ(text.find("Mac"), std::string::npos) << text;
+      EXPECT_EQ(text.find("System Settings"), std::string::npos) << text;
+    }
+  }
+}
+
+}  // namespace tandemview
