@@ -25,8 +25,7 @@ struct CapturableDisplay {
   std::int64_t height = 0;
 };
 
-/// What a stream captures. The picture is the whole display with every window, scaled to `width` × `height` pixels,
-/// as 32-bit BGRA.
+/// What a stream captures. The picture is the whole display with every window, scaled to `width` × `height` pixels.
 struct CaptureConfiguration {
   std::uint32_t displayID = 0;
   std::int64_t width = 0;

@@ -255,7 +255,7 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
 
 TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
   const auto display = litDisplay(644, 1398);
-  const auto queue = std::make_shared<SerialQueue>("main");
+  const auto queue = std::make_shared<SerialQueue>();
   RandrScreen other(server_.displayName(), X11Connection::open(server_.displayName()));
   int changes = 0;
   system_->onArrangementChange(queue, [&] {
@@ -295,7 +295,7 @@ TEST_F(X11DisplaySystemTest, ACopyInAContainerLeavesItAlone) {
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
   const auto display = litDisplay(644, 1398);
   const DisplayID id = display->displayID().value();
-  const auto queue = std::make_shared<SerialQueue>("main");
+  const auto queue = std::make_shared<SerialQueue>();
   system_->watch(queue, [&queue] { queue->stop(); });
   queue->async([this] { server_.kill(); });
   queue->run();

@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
 
-  const auto mainQueue = std::make_shared<SerialQueue>("main");
+  const auto mainQueue = std::make_shared<SerialQueue>();
   const auto backgroundQueue = SerialQueue::withThread("background");
   const auto displayQueue = SerialQueue::withThread("display");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
