@@ -24,6 +24,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   Log::line("🚀 Mac Screen Sender Starting...");
   virtualDisplayManager_ = std::make_shared<VirtualDisplayManager>(
       virtualDisplayName, VirtualDisplayManager::Surroundings{.displays = surroundings_.displays,
+                                                              .screens = surroundings_.screens,
                                                               .mainQueue = surroundings_.mainQueue,
                                                               .displayQueue = surroundings_.displayQueue});
   virtualDisplayManager_->onConfiguredInPlace = weakly(this, &AppDelegate::displayConfigured);
@@ -69,7 +70,8 @@ void AppDelegate::createInjectors() {
   if (!events) return;
   constexpr ScreenRectangle expectedBounds = {0, 0, 1290, 2796};
   touchInjector_ = std::make_unique<TouchInjector>(
-      expectedBounds, TouchInjector::Surroundings{.events = events, .clock = surroundings_.clock});
+      expectedBounds,
+      TouchInjector::Surroundings{.events = events, .screens = surroundings_.screens, .clock = surroundings_.clock});
   keyboardInjector_ = std::make_unique<KeyboardInjector>(events->makeEventSource(), events);
 }
 

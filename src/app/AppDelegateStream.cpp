@@ -42,6 +42,7 @@ void AppDelegate::startStreaming() {
   encoder_->onEncodedData = encodedFrameHandler();
 
   capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
+                                                                         .screens = surroundings_.screens,
                                                                          .mainQueue = surroundings_.mainQueue,
                                                                          .sampleQueue = surroundings_.sampleQueue});
   capture_->targetDisplayID = virtualDisplayManager_->displayID();

@@ -23,6 +23,7 @@
 #include "runtime/Queue.h"
 #include "runtime/UserDefaults.h"
 #include "runtime/WallClock.h"
+#include "screens/Screens.h"
 #include "usb/PTUSBHub.h"
 #include "wifi/WiFiNetwork.h"
 #include "wifi/WiFiSender.h"
@@ -51,6 +52,7 @@ struct AppSurroundings {
   std::optional<PermissionReset> permissionReset;  // absent where the host keeps no record of permissions
   std::shared_ptr<ProcessResources> resources;
   std::shared_ptr<UserDefaults> userDefaults;
+  std::shared_ptr<Screens> screens;
   std::shared_ptr<DisplaySystem> displays;
   std::shared_ptr<CaptureSystem> captures;
   std::function<std::unique_ptr<ImageEncoder>()> makeImageEncoder;

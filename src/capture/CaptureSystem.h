@@ -70,8 +70,6 @@ class CaptureSystem {
   virtual void shareableContent(bool excludingDesktopWindows, bool onScreenWindowsOnly,
                                 ContentCompletion completion) = 0;
 
-  virtual bool isMain(std::uint32_t displayID) const = 0;
-
   /// The name that the display gives itself; absent if it gives none.
   virtual std::optional<std::string> productName(std::uint32_t displayID) const = 0;
 

@@ -123,7 +123,7 @@ std::optional<CapturableDisplay> ScreenCapture::matchingDisplay(const std::vecto
   }
   if (displays.size() >= 2) {
     const auto secondary = std::ranges::find_if(
-        displays, [this](const CapturableDisplay& each) { return !surroundings_.system->isMain(each.displayID); });
+        displays, [this](const CapturableDisplay& each) { return !surroundings_.screens->isMain(each.displayID); });
     if (secondary != displays.end()) {
       Log::print("📺 Using secondary display: {}", secondary->displayID);
       return *secondary;

@@ -15,6 +15,7 @@
 #include "input/TouchInjector.h"
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
+#include "platform/linux/X11Screens.h"
 #include "support/PrivateXServer.h"
 
 namespace tandemview {
@@ -104,7 +105,7 @@ struct X11InputFixture : testing::Test {
   std::shared_ptr<MediaClock> clock = std::make_shared<ManualClock>(time);
   std::shared_ptr<X11EventSystem> events =
       std::make_shared<X11EventSystem>(time, clock, server.displayName(), patience);
-  TouchInjector touches{{}, {events, clock}};
+  TouchInjector touches{{}, {events, std::make_shared<X11Screens>(server.displayName()), clock}};
   KeyboardInjector keys{nullptr, events};
 };
 

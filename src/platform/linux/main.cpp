@@ -28,6 +28,7 @@
 #include "platform/linux/X11DisplaySystem.h"
 #include "platform/linux/X11EventSystem.h"
 #include "platform/linux/X11Permissions.h"
+#include "platform/linux/X11Screens.h"
 #include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
 #include "runtime/Log.h"
@@ -147,6 +148,7 @@ int main(int argc, char** argv) {
       .permissions = std::make_shared<X11Permissions>(application),
       .resources = std::make_shared<ProcfsResources>(clock),
       .userDefaults = userDefaults,
+      .screens = std::make_shared<X11Screens>(),
       .displays = displays,
       .captures = captures,
       .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },

@@ -18,6 +18,7 @@
 #import "platform/macos/MacLoginItem.h"
 #import "platform/macos/MacPermissions.h"
 #import "platform/macos/MacProcessResources.h"
+#import "platform/macos/MacScreens.h"
 #import "platform/macos/MacStatusItems.h"
 #import "platform/macos/MacTexts.h"
 #import "platform/macos/MacUserDefaults.h"
@@ -82,6 +83,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
                                              .copyToPasteboard = copyToPasteboard},
           .resources = std::make_shared<MacProcessResources>(),
           .userDefaults = std::make_shared<MacUserDefaults>(),
+          .screens = std::make_shared<MacScreens>(),
           .displays = std::make_shared<MacDisplaySystem>(),
           .captures = std::make_shared<MacCaptureSystem>(mainQueue),
           .makeImageEncoder = [] { return std::make_unique<CoreImageEncoder>(); },
