@@ -2,11 +2,11 @@
 
 #include <fmt/core.h>
 
-#include <array>
 #include <nlohmann/json.hpp>
 
 #include "protocol/Message.h"
 #include "protocol/MessageType.h"
+#include "runtime/BigEndian.h"
 #include "usb/PTChannel.h"
 
 namespace tandemview {
@@ -15,10 +15,8 @@ namespace {
 
 constexpr std::size_t prefixSize = 4;
 
-/// The length as it travels: 4 bytes, big-endian.
 Data prefix(std::uint32_t length) {
-  const std::array bytes{std::byte(length >> 24), std::byte(length >> 16), std::byte(length >> 8), std::byte(length)};
-  return Data::copying(bytes);
+  return Data::copying(bigEndianBytes(length));
 }
 
 std::uint32_t typeOf(const Data& message) {
@@ -41,8 +39,7 @@ void WiFiLink::readNext() {
 }
 
 void WiFiLink::receivedPrefix(const Data& prefix) {
-  std::uint32_t length = 0;
-  for (const std::byte byte : prefix.bytes()) length = length << 8 | std::to_integer<std::uint32_t>(byte);
+  const std::uint64_t length = bigEndianNumber(prefix.bytes());
   if (length == 0 || length > longestPayload) {
     fault(fmt::format("a message announces {} bytes", length));
     return end("no message is that long");

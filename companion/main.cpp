@@ -105,7 +105,7 @@ int run(CommandLine line) {
   }
   if (!loadScript(line)) return usageError;
 
-  const auto queue = std::make_shared<SerialQueue>("main");
+  const auto queue = std::make_shared<SerialQueue>();
   Companion companion(queue, std::move(line.options));
   queue->onSignals({SIGINT, SIGTERM}, [&](int signal) { companion.end(signal == SIGINT ? "SIGINT" : "SIGTERM"); });
   if (!companion.start()) return EXIT_FAILURE;

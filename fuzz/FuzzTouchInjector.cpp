@@ -1,6 +1,7 @@
 #include "LengthPrefixedMessages.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/RecordingEventSystem.h"
+#include "fakes/ScriptedScreens.h"
 #include "input/TouchInjector.h"
 #include "runtime/Assertion.h"
 #include "runtime/Log.h"
@@ -16,7 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 
   const auto events = std::make_shared<RecordingEventSystem>();
   events->pointer = pointers[0];
-  TouchInjector injector({0, 0, 644, 1398}, {events, std::make_shared<ManualClock>(ManualQueue::make())});
+  TouchInjector injector({0, 0, 644, 1398}, {events, std::make_shared<ScriptedScreens>(),
+                                             std::make_shared<ManualClock>(ManualQueue::make())});
   forEachMessage(bytes, size, [&](std::string_view message) {
     if (message.empty()) events->pointer = pointers[++pointer % std::size(pointers)];
     injector.handleTouchEvent(Data::copying(message));

@@ -7,30 +7,16 @@
 #include <optional>
 #include <string>
 
-#include "app/AlertSystem.h"
-#include "app/ApplicationSystem.h"
+#include "app/AppSurroundings.h"
 #include "app/FrameDistributor.h"
-#include "app/LidSleepControl.h"
-#include "app/LoginItemSystem.h"
-#include "app/PermissionReset.h"
-#include "app/PermissionSystem.h"
-#include "app/PlatformTexts.h"
-#include "app/ProcessResources.h"
-#include "app/StatusItemSystem.h"
+#include "app/StatusMenu.h"
 #include "capture/MJPEGEncoder.h"
 #include "capture/ScreenCapture.h"
+#include "display/DisplayResize.h"
 #include "display/VirtualDisplayManager.h"
 #include "input/KeyboardInjector.h"
 #include "input/TouchInjector.h"
-#include "protocol/DeviceInfo.h"
-#include "protocol/DisplayPlan.h"
-#include "protocol/StreamQuality.h"
-#include "runtime/MediaClock.h"
-#include "runtime/NotificationCenter.h"
-#include "runtime/Queue.h"
 #include "runtime/Timer.h"
-#include "runtime/UserDefaults.h"
-#include "runtime/WallClock.h"
 #include "usb/USBSender.h"
 #include "wifi/WiFiSender.h"
 
@@ -40,34 +26,7 @@ namespace tandemview {
 /// changes, the menu. Lives on the main queue; only the frame handlers run on the capture's sample queue.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
  public:
-  struct Surroundings {
-    std::shared_ptr<Queue> mainQueue;
-    std::shared_ptr<Queue> backgroundQueue;  // for what waits for the system or the user; works may run side by side
-    std::shared_ptr<Queue> displayQueue;     // where the virtual display is made and removed, one work at a time
-    std::shared_ptr<Queue> sampleQueue;
-    std::shared_ptr<Queue> wifiQueue;
-    std::shared_ptr<const MediaClock> clock;
-    std::shared_ptr<const WallClock> wallClock;
-    WiFiSender::RandomBits randomBits;
-    std::shared_ptr<NotificationCenter> notificationCenter;
-    ProgramInfo program;
-    PlatformTexts texts;
-    std::shared_ptr<ApplicationSystem> application;
-    std::shared_ptr<AlertSystem> alerts;
-    std::shared_ptr<StatusItemSystem> statusItems;
-    std::shared_ptr<LidSleepControl> lidSleep;
-    std::shared_ptr<LoginItemSystem> loginItem;
-    std::shared_ptr<PermissionSystem> permissions;
-    std::optional<PermissionReset> permissionReset;  // absent where the host keeps no record of permissions
-    std::shared_ptr<ProcessResources> resources;
-    std::shared_ptr<UserDefaults> userDefaults;
-    std::shared_ptr<DisplaySystem> displays;
-    std::shared_ptr<CaptureSystem> captures;
-    std::function<std::unique_ptr<ImageEncoder>()> makeImageEncoder;
-    std::function<std::shared_ptr<PTUSBHub>()> sharedHub;
-    std::shared_ptr<EventSystem> events;       // absent where the host takes no input from programs
-    std::shared_ptr<WiFiNetwork> wifiNetwork;  // absent where the host has no Wi-Fi discovery
-  };
+  using Surroundings = AppSurroundings;
 
   explicit AppDelegate(Surroundings surroundings);
 
@@ -80,23 +39,25 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   enum class Link { USB, WiFi };
 
-  // Start-up and links: AppDelegateStartUp.cpp.
+  // Start-up: AppDelegateStartUp.cpp.
   bool anotherCopyRuns();
   bool offersVirtualDisplays() const;
   void showUnsupportedPlatform();
   void createInjectors();
   void observeDisplays();
+  void observePower();
+
+  // The links to the phone: AppDelegateLinks.cpp.
   void startUSB();
   void startWiFi();
-  void showCodeContested();
   template <typename... Arguments>
   std::function<void(Arguments...)> fromLink(void (AppDelegate::*handler)(Arguments...));
   template <Link link, typename Sender>
   void installCallbacks(Sender& sender);
   template <Link link>
   void handleTouchEvent(Data payload);
-  void releaseButtonHeldOver(Link link);
   void handleKeyEvent(Data payload);
+  void releaseButtonHeldOver(Link link);
   void linkHasRoom();
   void usbConnected();
   void usbDisconnected();
@@ -104,28 +65,24 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void wifiDisconnected();
   void linkEnded();
   void tearDownStreaming();
-  void observePower();
+  void showCodeContested();
 
   // The status item and its menu: AppDelegateMenu.cpp.
   void buildStatusMenu();
-  std::function<void(const MenuItem&)> action(std::function<void(AppDelegate&, const MenuItem&)> work);
   void updateStatusTitle(bool connected);
-  void updateStatisticsLine();
   void updateResourceLine();
   void menuWillOpen();
   void menuDidClose();
-  void showLine(MenuItem& item, const std::string& title, const MenuSymbol& symbol);
-  void setHidden(MenuItem& item, bool hidden);
-  void setChecked(MenuItem& item, bool checked);
+  void quit();
 
   // The host's settings behind the menu: AppDelegateSystemSettings.cpp.
-  std::function<void(int button)> onAnswer(std::function<void(AppDelegate&, int button)> work);
   void toggleLidSleepPrevention();
   void setLidSleepPrevented(bool prevented);
   void readLidSleep();
   void showLidSleep(bool isPrevented);
   void toggleLaunchAtLogin();
   void refreshPermissions();
+  void openSettings(Permission permission);
   void showPermissionTroubleshooter();
   void resetPermissions();
   void permissionsWereReset(bool isReset, const std::string& identifier);
@@ -162,15 +119,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void updateStatistics(double now);
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
-  bool displayHasSize(DisplayID display, std::int64_t width, std::int64_t height) const;
   void changeDisplay(const DisplayPlan& plan, const std::string& orientation);
-  void displayReachedSize(DisplayID display, std::function<void(AppDelegate&)> next);
-  void reapply(DisplayID display, int attempts, const DisplayPlan& plan);
-  void waitForSize(DisplayID display, std::int64_t width, std::int64_t height, int attempts,
-                   std::function<void(AppDelegate&)> next);
-  void displayIsChanged(DisplayID display);
+  void followResize(const DisplayPlan& plan, std::function<void(AppDelegate&, DisplayResize::Outcome)> next);
   void relaunch();
-  void writeAndStartRelaunchScript();
+  void relaunchByScript();
   void relaunchWithoutScript(const Error& error);
 
   /// Work for the main queue that does nothing once the delegate is gone.
@@ -181,15 +133,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void continueAfter(double seconds, std::function<void(AppDelegate&)> work);
 
   static constexpr const char* virtualDisplayName = "iPhone Display";
-  static constexpr std::uint16_t usbPort = 2345;  // of the companion app, on the device
-  static constexpr double stateSymbolSize = 11;   // points, of the menu's first line
   static constexpr const char* launchAtLoginKey = "launchAtLogin";
-  static constexpr const char* lidSleepKey = "preventLidSleep";
   static constexpr const char* qualityModeKey = "displayQualityMode";
-  static constexpr const char* oldQualityModeKey = "streamQualityMode";  // older versions' keys, read for migration
-  static constexpr const char* oldDisplaySizeKey = "displaySizeMode";
   static constexpr const char* rule = "━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━━";
-  static constexpr int sizeAttempts = 30;  // how often a display is looked at, every 0.1 s, until it has its new size
 
   const Surroundings surroundings_;
 
@@ -202,15 +148,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::unique_ptr<TouchInjector> touchInjector_;
   std::unique_ptr<KeyboardInjector> keyboardInjector_;
 
-  std::shared_ptr<StatusItem> statusItem_;
-  std::shared_ptr<MenuItem> statusMenuItem_;  // the first line: who is connected
-  std::shared_ptr<MenuItem> statsMenuItem_;
-  std::shared_ptr<MenuItem> resourcesMenuItem_;
-  std::vector<std::shared_ptr<MenuItem>> qualityMenuItems_;  // in the order of StreamQuality
-  std::shared_ptr<MenuItem> lidSleepMenuItem_;
-  std::shared_ptr<MenuItem> launchAtLoginMenuItem_;
-  std::shared_ptr<MenuItem> screenRecordingMenuItem_;
-  std::shared_ptr<MenuItem> accessibilityMenuItem_;
+  std::unique_ptr<StatusMenu> menu_;
   std::shared_ptr<Timer> resourceTimer_;  // only while the menu is open
 
   StreamQuality qualityMode_ = StreamQuality::balanced;
@@ -229,13 +167,15 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   Link touchLink_ = Link::USB;  // over which the last touch has come
   std::string sessionPairingCode_;
 
-  std::mutex configurationLock_;  // guards the two below
+  // Guards the two below. Only the main queue comes here today; a link that reported elsewhere would find them guarded.
+  std::mutex configurationLock_;
   bool isConfiguring_ = false;
   std::optional<DeviceInfo> pendingDeviceInfo_;
 
-  std::uint64_t configuration_ = 0;  // counts the configurations that have begun
-  std::size_t recoveries_ = 0;       // how often the stream has been brought back since a picture came
-  bool isEnding_ = false;            // this process takes no new link and no description
+  std::uint64_t configuration_ = 0;        // counts the configurations that have begun
+  std::shared_ptr<DisplayResize> resize_;  // of this configuration
+  std::size_t recoveries_ = 0;             // how often the stream has been brought back since a picture came
+  bool isEnding_ = false;                  // this process takes no new link and no description
 
   std::optional<DisplayPlan> displayedPlan_;
   std::optional<DeviceInfo> lastDeviceInfo_;

@@ -3,7 +3,7 @@
 #include "app/AppDelegate.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
-#include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -46,6 +46,7 @@ void AppDelegate::handleDeviceInfo(DeviceInfo info) {
     pendingDeviceInfo_.reset();  // an older one
   }
   ++configuration_;
+  resize_ = nullptr;
   lastDeviceInfo_ = info;
   const DisplayPlan plan =
       makeDisplayPlan(info.width, info.height, info.idiom, qualityMode_ == StreamQuality::fullResolution);
@@ -104,13 +105,12 @@ void AppDelegate::configureDisplay(const DisplayPlan& plan, const DeviceInfo& in
   Log::line(rule);
   virtualDisplayManager_->configureDisplay(
       plan.width, plan.height, std::max({plan.width, plan.height, smallestEnvelope}), plan,
-      [weak = weak_from_this(), plan, configuration = configuration_](bool success) {
-        const auto self = weak.lock();
-        if (!self || self->configuration_ != configuration) return;
-        if (success) return self->displayConfigured(plan);
+      weakly(this, [plan, configuration = configuration_](AppDelegate& self, bool success) {
+        if (self.configuration_ != configuration) return;
+        if (success) return self.displayConfigured(plan);
         Log::line("⚠️ Virtual display may have failed - trying anyway...");
-        self->checkDisplayLater(plan);
-      });
+        self.checkDisplayLater(plan);
+      }));
 }
 
 void AppDelegate::displayConfigured(const DisplayPlan& plan) {
@@ -132,16 +132,15 @@ void AppDelegate::checkDisplay(const DisplayPlan& plan) {
     continueAfter(streamStartDelay, [](AppDelegate& self) { self.startStreaming(); });
     return;
   }
-  if (displayHasSize(*display, plan.width, plan.height)) {
+  if (virtualDisplayManager_->isShownAt({plan.width, plan.height})) {
     virtualDisplayManager_->fixOverlap();
     return targetTouch(*display);
   }
-  const DisplayRectangle bounds = surroundings_.displays->bounds(*display);
-  Log::print("📺 Display came up at {}x{} pt - applying {}x{}", truncated(bounds.width), truncated(bounds.height),
-             plan.width, plan.height);
+  const auto shown = virtualDisplayManager_->shownSize();
+  Log::print("📺 Display came up at {}x{} pt - applying {}x{}", shown.width, shown.height, plan.width, plan.height);
   if (!virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) return targetTouch(*display);
-  waitForSize(*display, plan.width, plan.height, sizeAttempts,
-              [display](AppDelegate& self) { self.targetTouch(*display); });
+  followResize(plan, [display](AppDelegate& self, DisplayResize::Outcome) { self.targetTouch(*display); });
+  resize_->wait();
 }
 
 void AppDelegate::targetTouch(DisplayID display) {
@@ -179,7 +178,7 @@ void AppDelegate::selectQuality(const MenuItem& item) {
   const bool changesSize = (*mode == StreamQuality::fullResolution) != (qualityMode_ == StreamQuality::fullResolution);
   qualityMode_ = *mode;
   surroundings_.userDefaults->setString(qualityModeKey, item.representedObject);
-  for (const auto& entry : qualityMenuItems_) setChecked(*entry, entry.get() == &item);
+  menu_->showQuality(qualityMode_);
   if (encoder_) {
     encoder_->jpegQuality = jpegQualityFor(qualityMode_, hasWiFiLink());
     Log::print("🎚️ Quality changed to {} (JPEG {})", rawValue(qualityMode_),

@@ -8,6 +8,7 @@
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -41,21 +42,16 @@ void AppDelegate::startStreaming() {
   encoder_->onEncodedData = encodedFrameHandler();
 
   capture_ = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{.system = surroundings_.captures,
+                                                                         .screens = surroundings_.screens,
                                                                          .mainQueue = surroundings_.mainQueue,
                                                                          .sampleQueue = surroundings_.sampleQueue});
   capture_->targetDisplayID = virtualDisplayManager_->displayID();
   capture_->targetDisplayName = virtualDisplayName;
   capture_->captureWidth = streamWidth_;
   capture_->captureHeight = streamHeight_;
-  capture_->onFrameCaptured = [weak = std::weak_ptr(encoder_)](const std::shared_ptr<PixelBuffer>& buffer) {
-    if (const auto encoder = weak.lock()) encoder->encode(buffer);
-  };
-  capture_->onError = [weak = weak_from_this()](const Error& error) {
-    if (const auto self = weak.lock()) self->streamEnded(error);
-  };
-  capture_->onStartFailed = [weak = weak_from_this()](const std::optional<Error>& error) {
-    if (const auto self = weak.lock()) self->streamEnded(error);
-  };
+  capture_->onFrameCaptured = weakly(std::weak_ptr(encoder_), &MJPEGEncoder::encode);
+  capture_->onError = weakly(this, &AppDelegate::streamEnded);
+  capture_->onStartFailed = weakly(this, &AppDelegate::streamEnded);
   capture_->start();
   Log::line("🎬 Streaming started!");
   finishConfiguring();
@@ -112,16 +108,14 @@ std::shared_ptr<FrameDistributor> AppDelegate::makeDistributor() {
 
 /// Runs on the sample queue: the frame goes straight to the links, the figures to the main queue.
 std::function<void(const Data&)> AppDelegate::encodedFrameHandler() {
-  return
-      [weak = weak_from_this(), weakEncoder = std::weak_ptr(encoder_), distributor = distributor_](const Data& frame) {
-        distributor->distribute(frame);
-        const auto self = weak.lock();
-        if (!self) return;
-        self->onMain([weakEncoder, now = self->surroundings_.clock->now()](AppDelegate& main) {
-          const auto encoder = weakEncoder.lock();
-          if (encoder && encoder == main.encoder_) main.updateStatistics(now);  // else the stream has been torn down
-        });
-      };
+  return [weak = weak_from_this(), weakEncoder = std::weak_ptr(encoder_), distributor = distributor_,
+          mainQueue = surroundings_.mainQueue, clock = surroundings_.clock](const Data& frame) {
+    distributor->distribute(frame);
+    mainQueue->async(weakly(weak, [weakEncoder, now = clock->now()](AppDelegate& self) {
+      const auto encoder = weakEncoder.lock();
+      if (encoder && encoder == self.encoder_) self.updateStatistics(now);  // else the stream has been torn down
+    }));
+  };
 }
 
 void AppDelegate::updateStatistics(double now) {
@@ -136,7 +130,7 @@ void AppDelegate::updateStatistics(double now) {
   frameCount_ = 0;
   lastFPSUpdate_ = now;
   updateStatusTitle(true);
-  if (!followsRest) updateStatisticsLine();
+  if (!followsRest) menu_->showStatistics(currentFPS_, currentLatency_);
 }
 
 void AppDelegate::dropCapture() {

@@ -45,7 +45,7 @@ class ApplicationSystem {
   virtual void openApplication(const std::string& bundlePath, std::function<void(std::optional<Error>)> completion) = 0;
 
   /// Writes a file of ours that nobody else can have prepared: replaces a file of that name, follows no link.
-  virtual std::optional<Error> writeFile(const std::string& path, const std::string& text) = 0;
+  virtual Result<void> writeFile(const std::string& path, const std::string& text) = 0;
 
   /// Runs a tool, its errors sent to the null device, and waits until it has ended. From any thread.
   virtual Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) = 0;

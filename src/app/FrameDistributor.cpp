@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "runtime/Weakly.h"
+
 namespace tandemview {
 
 namespace {
@@ -31,9 +33,7 @@ void FrameDistributor::phoneLooks() {
 void FrameDistributor::deliverLastAfter(double delay) {
   const auto queue = queue_.lock();
   if (!queue) return;
-  queue->after(delay, [weak = weak_from_this()] {
-    if (const auto distributor = weak.lock()) distributor->deliverLast();
-  });
+  queue->after(delay, weakly(this, &FrameDistributor::deliverLast));
 }
 
 /// No link gets a frame twice: the phone may rely on timestamps that grow.

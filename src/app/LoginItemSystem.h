@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "runtime/Error.h"
 
 namespace tandemview {
@@ -11,8 +9,8 @@ class LoginItemSystem {
  public:
   virtual ~LoginItemSystem() = default;
 
-  virtual std::optional<Error> registerApplication() = 0;
-  virtual std::optional<Error> unregisterApplication() = 0;
+  virtual Result<void> registerApplication() = 0;
+  virtual Result<void> unregisterApplication() = 0;
 };
 
 }  // namespace tandemview

@@ -25,8 +25,7 @@ struct CapturableDisplay {
   std::int64_t height = 0;
 };
 
-/// What a stream captures. The picture is the whole display with every window, scaled to `width` × `height` pixels,
-/// as 32-bit BGRA.
+/// What a stream captures. The picture is the whole display with every window, scaled to `width` × `height` pixels.
 struct CaptureConfiguration {
   std::uint32_t displayID = 0;
   std::int64_t width = 0;
@@ -70,8 +69,6 @@ class CaptureSystem {
   using ContentCompletion = std::function<void(Result<std::vector<CapturableDisplay>>)>;
   virtual void shareableContent(bool excludingDesktopWindows, bool onScreenWindowsOnly,
                                 ContentCompletion completion) = 0;
-
-  virtual bool isMain(std::uint32_t displayID) const = 0;
 
   /// The name that the display gives itself; absent if it gives none.
   virtual std::optional<std::string> productName(std::uint32_t displayID) const = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -12,9 +13,7 @@ void ScreenCapture::start() {
   if (isRunning_) return;
   isRunning_ = true;
   stopRequested_ = false;
-  surroundings_.mainQueue->async([weak = weak_from_this()] {
-    if (const auto capture = weak.lock()) capture->begin();
-  });
+  surroundings_.mainQueue->async(weakly(this, &ScreenCapture::begin));
 }
 
 void ScreenCapture::stop() {
@@ -27,11 +26,8 @@ void ScreenCapture::stop() {
 }
 
 void ScreenCapture::begin() {
-  surroundings_.system->shareableContent(
-      /*excludingDesktopWindows=*/false, /*onScreenWindowsOnly=*/true,
-      [weak = weak_from_this()](const Result<std::vector<CapturableDisplay>>& content) {
-        if (const auto capture = weak.lock()) capture->contentArrived(content);
-      });
+  surroundings_.system->shareableContent(/*excludingDesktopWindows=*/false, /*onScreenWindowsOnly=*/true,
+                                         weakly(this, &ScreenCapture::contentArrived));
 }
 
 void ScreenCapture::contentArrived(const Result<std::vector<CapturableDisplay>>& content) {
@@ -49,28 +45,25 @@ void ScreenCapture::contentArrived(const Result<std::vector<CapturableDisplay>>&
   const auto streamReference = std::make_shared<std::weak_ptr<CaptureStream>>();
   const CaptureOutput output = {
       .sampleQueue = surroundings_.sampleQueue,
-      .didOutputSample =
-          [weak = weak_from_this()](SampleType type, std::shared_ptr<PixelBuffer> buffer) {
-            if (type != SampleType::Screen || !buffer) return;
-            const auto capture = weak.lock();
-            if (capture && capture->onFrameCaptured) capture->onFrameCaptured(std::move(buffer));
-          },
-      .didStopWithError =
-          [weak = weak_from_this(), mainQueue = surroundings_.mainQueue, streamReference](const Error& error) {
-            Log::print("❌ Stream error: {}", error.localizedDescription());
-            mainQueue->async([weak, streamReference, error] {
-              if (const auto capture = weak.lock()) capture->streamStopped(*streamReference, error);
-            });
-          }};
+      .didOutputSample = weakly(this,
+                                [](ScreenCapture& capture, SampleType type, std::shared_ptr<PixelBuffer> buffer) {
+                                  if (type != SampleType::Screen || !buffer || !capture.onFrameCaptured) return;
+                                  capture.onFrameCaptured(std::move(buffer));
+                                }),
+      .didStopWithError = [weak = weak_from_this(), mainQueue = surroundings_.mainQueue,
+                           streamReference](const Error& error) {
+        Log::print("❌ Stream error: {}", error.localizedDescription());
+        mainQueue->async(weakly(weak, [streamReference, error](ScreenCapture& capture) {
+          capture.streamStopped(*streamReference, error);
+        }));
+      }};
   const auto stream = surroundings_.system->makeStream(configuration, output);
   if (!stream) return failed(stream.error());
   *streamReference = *stream;
   stream_ = *stream;
   stream_->startCapture([weak = weak_from_this(), mainQueue = surroundings_.mainQueue,
                          started = *stream](const std::optional<Error>& error) {
-    mainQueue->async([weak, started, error] {
-      if (const auto capture = weak.lock()) capture->streamStarted(started, error);
-    });
+    mainQueue->async(weakly(weak, [started, error](ScreenCapture& capture) { capture.streamStarted(started, error); }));
   });
 }
 
@@ -130,7 +123,7 @@ std::optional<CapturableDisplay> ScreenCapture::matchingDisplay(const std::vecto
   }
   if (displays.size() >= 2) {
     const auto secondary = std::ranges::find_if(
-        displays, [this](const CapturableDisplay& each) { return !surroundings_.system->isMain(each.displayID); });
+        displays, [this](const CapturableDisplay& each) { return !surroundings_.screens->isMain(each.displayID); });
     if (secondary != displays.end()) {
       Log::print("📺 Using secondary display: {}", secondary->displayID);
       return *secondary;

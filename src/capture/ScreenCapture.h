@@ -9,6 +9,7 @@
 
 #include "capture/CaptureSystem.h"
 #include "runtime/Queue.h"
+#include "screens/Screens.h"
 
 namespace tandemview {
 
@@ -17,6 +18,7 @@ class ScreenCapture : public std::enable_shared_from_this<ScreenCapture> {
  public:
   struct Surroundings {
     std::shared_ptr<CaptureSystem> system;
+    std::shared_ptr<Screens> screens;
     std::shared_ptr<Queue> mainQueue;
     std::shared_ptr<Queue> sampleQueue;
   };

@@ -8,24 +8,9 @@
 #include <vector>
 
 #include "runtime/Queue.h"
+#include "screens/Screens.h"
 
 namespace tandemview {
-
-/// The system's number of a display. Stable for as long as the display exists.
-using DisplayID = std::uint32_t;
-
-/// A rectangle in the global screen space: points, y downwards, origin at the main screen's upper left corner.
-struct DisplayRectangle {
-  double x = 0;
-  double y = 0;
-  double width = 0;
-  double height = 0;
-
-  double maxX() const { return x + width; }
-  double maxY() const { return y + height; }
-  double midX() const { return x + width / 2; }
-  bool operator==(const DisplayRectangle&) const = default;
-};
 
 /// What a virtual display claims to be.
 struct VirtualDisplayDescriptor {
@@ -92,7 +77,7 @@ struct VirtualDisplayCreation {
 
 /// A mode that the system offers for a display.
 struct DisplayMode {
-  std::int64_t width = 0;  // in the units of DisplayRectangle
+  std::int64_t width = 0;  // in the units of ScreenRectangle
   std::int64_t height = 0;
   std::uint64_t handle = 0;  // the adapter's own name for it, valid until the display's modes change
 };
@@ -121,12 +106,6 @@ class DisplaySystem {
   virtual std::optional<VirtualDisplayMode> makeDisplayMode(std::uint32_t width, std::uint32_t height,
                                                             double refreshRate) = 0;
 
-  /// The displays that show a picture, in the system's order.
-  virtual std::vector<DisplayID> activeDisplays() const = 0;
-
-  /// An empty rectangle for a display that is not active.
-  virtual DisplayRectangle bounds(DisplayID display) const = 0;
-  virtual bool isMain(DisplayID display) const = 0;
   virtual bool isBuiltIn(DisplayID display) const = 0;
   virtual std::optional<DisplayMode> currentMode(DisplayID display) const = 0;
 

@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
 
 #include "display/DisplayArrangement.h"
 #include "runtime/Assertion.h"
-#include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
+#include "screens/ScreenText.h"
 
 namespace tandemview {
 
@@ -35,11 +35,6 @@ std::int32_t screenCoordinate(double value) {
   return static_cast<std::int32_t>(value);
 }
 
-std::string describe(const DisplayRectangle& rectangle) {
-  return fmt::format("({}, {}, {}, {})", floatingPointText(rectangle.x), floatingPointText(rectangle.y),
-                     floatingPointText(rectangle.width), floatingPointText(rectangle.height));
-}
-
 }  // namespace
 
 VirtualDisplayManager::VirtualDisplayManager(std::string displayName, Surroundings surroundings)
@@ -54,7 +49,7 @@ VirtualDisplayManager::~VirtualDisplayManager() {
 bool VirtualDisplayManager::createDisplay(std::int64_t width, std::int64_t height, std::int64_t envelope) {
   DisplaySystem& displays = *surroundings_.displays;
   if (const auto existing = findExistingDisplay()) {
-    const DisplayRectangle bounds = displays.bounds(*existing);
+    const ScreenRectangle bounds = surroundings_.screens->bounds(*existing);
     Log::print("📺 Found existing display ID {}: {}x{}", *existing, truncated(bounds.width), truncated(bounds.height));
     if (!virtualDisplay()) Log::print("⚠️ Will use existing display {} for capture", *existing);
   }
@@ -141,8 +136,7 @@ void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t he
                                              std::optional<std::int64_t> requestedEnvelope,
                                              const MacProtocol::DisplayPlan& plan, Completion completion) {
   if (const auto id = displayID()) {
-    const DisplayRectangle bounds = surroundings_.displays->bounds(*id);
-    const Size shown = {truncated(bounds.width), truncated(bounds.height)};
+    const Size shown = shownSize();
     const bool fits = shown == Size{width, height};
     if (fits) {
       Log::print("📺 Virtual display already configured at {}x{} (ID: {})", width, height, *id);
@@ -159,13 +153,11 @@ void VirtualDisplayManager::configureDisplay(std::int64_t width, std::int64_t he
   currentSize_ = {width, height};
   const std::int64_t envelope = std::max({requestedEnvelope.value_or(0), width, height});
   surroundings_.displayQueue->async(
-      [weak = weak_from_this(), width, height, envelope, completion = std::move(completion)] {
-        const auto manager = weak.lock();
-        if (!manager) return;
-        manager->destroyDisplay();
-        const bool success = manager->createDisplay(width, height, envelope);
-        manager->surroundings_.mainQueue->async([completion, success] { completion(success); });
-      });
+      weakly(this, [width, height, envelope, completion = std::move(completion)](VirtualDisplayManager& manager) {
+        manager.destroyDisplay();
+        const bool success = manager.createDisplay(width, height, envelope);
+        manager.surroundings_.mainQueue->async([completion, success] { completion(success); });
+      }));
 }
 
 bool VirtualDisplayManager::resizeInPlace(std::int64_t width, std::int64_t height) {
@@ -206,18 +198,18 @@ bool VirtualDisplayManager::selectMode(std::int64_t width, std::int64_t height) 
 bool VirtualDisplayManager::fixOverlap() {
   const auto id = displayID();
   if (!id) return false;
-  std::vector<DisplayRectangle> others;
-  for (const DisplayID other : surroundings_.displays->activeDisplays()) {
-    if (other != *id) others.push_back(surroundings_.displays->bounds(other));
+  std::vector<ScreenRectangle> others;
+  for (const DisplayID other : activeDisplays()) {
+    if (other != *id) others.push_back(surroundings_.screens->bounds(other));
   }
-  const DisplayRectangle own = surroundings_.displays->bounds(*id);
+  const ScreenRectangle own = surroundings_.screens->bounds(*id);
   const auto origin = clearOrigin(own, others, surroundings_.displays->leftEdge());
   if (!origin) return false;
   const std::int32_t x = screenCoordinate(origin->x);
   const ConfigurationOutcome outcome = surroundings_.displays->configureOrigin(*id, x, screenCoordinate(origin->y));
   if (outcome == ConfigurationOutcome::NotBegun) return false;
   const bool moved = outcome == ConfigurationOutcome::Completed;
-  Log::print("📺 Display overlapped another screen at {} - moved to x {}: {}", describe(own), x, moved);
+  Log::print("📺 Display overlapped another screen at {} - moved to x {}: {}", rectangleText(own), x, moved);
   return moved;
 }
 
@@ -234,6 +226,17 @@ std::optional<VirtualDisplayManager::Size> VirtualDisplayManager::currentModeSiz
   return Size{mode->width, mode->height};
 }
 
+VirtualDisplayManager::Size VirtualDisplayManager::shownSize() const {
+  const auto id = displayID();
+  if (!id) return {};
+  const ScreenRectangle bounds = surroundings_.screens->bounds(*id);
+  return {truncated(bounds.width), truncated(bounds.height)};
+}
+
+bool VirtualDisplayManager::isShownAt(const Size& size) const {
+  return shownSize() == size && currentModeSize() == size;
+}
+
 std::int64_t VirtualDisplayManager::envelope() const {
   const std::lock_guard lock(mutex_);
   return envelope_;
@@ -244,12 +247,19 @@ std::shared_ptr<VirtualDisplay> VirtualDisplayManager::virtualDisplay() const {
   return virtualDisplay_;
 }
 
+/// None if the system doesn't tell.
+std::vector<DisplayID> VirtualDisplayManager::activeDisplays() const {
+  const auto count = surroundings_.screens->activeDisplayCount();
+  if (!count) return {};
+  return surroundings_.screens->activeDisplays(*count).value_or(std::vector<DisplayID>());
+}
+
 /// A small secondary screen, which may well be a virtual display that an earlier run left behind.
 std::optional<DisplayID> VirtualDisplayManager::findExistingDisplay() const {
-  const DisplaySystem& displays = *surroundings_.displays;
-  for (const DisplayID id : displays.activeDisplays()) {
-    const DisplayRectangle bounds = displays.bounds(id);
-    if (!displays.isMain(id) && !displays.isBuiltIn(id) && bounds.width < 1000.0 && bounds.height < 2000.0) return id;
+  for (const DisplayID id : activeDisplays()) {
+    const ScreenRectangle bounds = surroundings_.screens->bounds(id);
+    const bool isSmall = bounds.width < 1000.0 && bounds.height < 2000.0;
+    if (!surroundings_.screens->isMain(id) && !surroundings_.displays->isBuiltIn(id) && isSmall) return id;
   }
   return std::nullopt;
 }

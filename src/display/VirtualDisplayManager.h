@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "display/DisplaySystem.h"
 #include "protocol/DisplayPlan.h"
@@ -20,6 +21,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
  public:
   struct Surroundings {
     std::shared_ptr<DisplaySystem> displays;
+    std::shared_ptr<Screens> screens;
     std::shared_ptr<Queue> mainQueue;
     std::shared_ptr<Queue> displayQueue;  // where displays are replaced
   };
@@ -60,6 +62,12 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
   std::optional<DisplayID> displayID() const;
   std::optional<Size> currentModeSize() const;
 
+  /// The size in points that the system shows the display at; 0 while it shows none.
+  Size shownSize() const;
+
+  /// Whether that is `size` and so is its mode, in pixels: only a display shown at 1:1 is.
+  bool isShownAt(const Size& size) const;
+
   /// The size last configured; 0 at first.
   Size currentSize() const { return currentSize_; }
 
@@ -69,6 +77,7 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
  private:
   std::shared_ptr<VirtualDisplay> virtualDisplay() const;
   void removeDisplay();
+  std::vector<DisplayID> activeDisplays() const;
   std::optional<DisplayID> findExistingDisplay() const;
   std::shared_ptr<VirtualDisplay> makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) const;
   std::optional<VirtualDisplayMode> makeDisplayMode(std::int64_t width, std::int64_t height) const;

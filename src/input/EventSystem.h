@@ -8,37 +8,9 @@
 #include <vector>
 
 #include "runtime/Error.h"
+#include "screens/ScreenRectangle.h"
 
 namespace tandemview {
-
-/// A place in the global screen space: points, y downwards, origin at the main screen's upper left corner.
-struct ScreenPoint {
-  double x = 0;
-  double y = 0;
-
-  bool operator==(const ScreenPoint&) const = default;
-};
-
-/// A rectangle in the global screen space. Its right and lower edges are outside.
-struct ScreenRectangle {
-  double x = 0;
-  double y = 0;
-  double width = 0;
-  double height = 0;
-
-  double maxX() const { return x + width; }
-  double maxY() const { return y + height; }
-  ScreenPoint center() const { return {x + width / 2, y + height / 2}; }
-  bool contains(const ScreenPoint& point) const {
-    return point.x >= x && point.x < maxX() && point.y >= y && point.y < maxY();
-  }
-  bool operator==(const ScreenRectangle&) const = default;
-};
-
-struct PixelSize {
-  std::int64_t width = 0;
-  std::int64_t height = 0;
-};
 
 /// Modifiers that an event says are held, as a bit mask. The bits are those of IOKit's NX_*MASK (IOLLEvent.h).
 using EventFlags = std::uint64_t;
@@ -96,7 +68,7 @@ struct KeyEvent {
 
 enum class TrustPrompt { Allowed, Suppressed };
 
-/// What the program needs of the system's input events and of what they are aimed at. Called from the main queue.
+/// What the program needs of the system's input events. Called from the main queue.
 class EventSystem {
  public:
   virtual ~EventSystem() = default;
@@ -122,14 +94,6 @@ class EventSystem {
   /// Where the pointer is after all that has been posted; absent if the system doesn't tell. Where it was put between
   /// two pixels, it is there: small movements add up.
   virtual std::optional<ScreenPoint> pointerLocation() = 0;
-
-  /// How many displays show a picture, and which, in the system's order, at most `limit` of them. Absent on failure.
-  virtual std::optional<std::uint32_t> activeDisplayCount() = 0;
-  virtual std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) = 0;
-
-  /// Of a display that is active; an empty rectangle and size for any other.
-  virtual ScreenRectangle displayBounds(std::uint32_t displayID) = 0;
-  virtual PixelSize displayPixelSize(std::uint32_t displayID) = 0;
 
   virtual bool applicationExists(const std::string& path) = 0;
 

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "input/ScreenText.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "screens/ScreenText.h"
 
 namespace tandemview {
 
@@ -39,13 +39,13 @@ void TouchInjector::checkAccessibility() {
 
 void TouchInjector::setDisplay(std::uint32_t displayID) {
   virtualDisplayID_ = displayID;
-  virtualDisplayBounds_ = surroundings_.events->displayBounds(displayID);
+  virtualDisplayBounds_ = surroundings_.screens->bounds(displayID);
   Log::print("🖱️ TouchInjector: Using display {} at {}", displayID, rectangleText(virtualDisplayBounds_));
 }
 
 void TouchInjector::followDisplay() {
   if (!virtualDisplayID_) return;
-  const ScreenRectangle bounds = surroundings_.events->displayBounds(*virtualDisplayID_);
+  const ScreenRectangle bounds = surroundings_.screens->bounds(*virtualDisplayID_);
   if (bounds.width > 0 && bounds != virtualDisplayBounds_) setDisplay(*virtualDisplayID_);
 }
 
@@ -53,7 +53,7 @@ void TouchInjector::updateBounds(const ScreenRectangle& bounds) {
   virtualDisplayBounds_ = bounds;
   if (const auto displayID = findDisplay(truncated(bounds.width), truncated(bounds.height))) {
     virtualDisplayID_ = displayID;
-    virtualDisplayBounds_ = surroundings_.events->displayBounds(*displayID);
+    virtualDisplayBounds_ = surroundings_.screens->bounds(*displayID);
     Log::print("🖱️ TouchInjector: Found display at {}", rectangleText(virtualDisplayBounds_));
   } else {
     Log::print("⚠️ TouchInjector: Could not find display, using bounds: {}", rectangleText(bounds));
@@ -61,23 +61,23 @@ void TouchInjector::updateBounds(const ScreenRectangle& bounds) {
 }
 
 std::optional<std::uint32_t> TouchInjector::findDisplay(std::int64_t width, std::int64_t height) const {
-  EventSystem& events = *surroundings_.events;
+  const Screens& screens = *surroundings_.screens;
   Log::print("🔍 Looking for display with size {}x{}", width, height);
-  const auto count = events.activeDisplayCount();
+  const auto count = screens.activeDisplayCount();
   if (!count) {
     Log::line("❌ Failed to get display count");
     return std::nullopt;
   }
-  const auto displays = events.activeDisplays(*count);
+  const auto displays = screens.activeDisplays(*count);
   if (!displays) {
     Log::line("❌ Failed to get display list");
     return std::nullopt;
   }
   Log::print("📺 Scanning {} displays...", displays->size());
   for (const std::uint32_t displayID : *displays) {
-    const PixelSize size = events.displayPixelSize(displayID);
+    const PixelSize size = screens.pixelSize(displayID);
     Log::print("   Display {}: {}x{} at {}", displayID, size.width, size.height,
-               rectangleText(events.displayBounds(displayID)));
+               rectangleText(screens.bounds(displayID)));
     if (isAbout(size.width, width) && isAbout(size.height, height)) {
       Log::print("✅ Found matching display ID {}: {}x{}", displayID, size.width, size.height);
       return displayID;

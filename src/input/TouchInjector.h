@@ -9,6 +9,7 @@
 #include "input/TouchEvent.h"
 #include "runtime/Data.h"
 #include "runtime/MediaClock.h"
+#include "screens/Screens.h"
 
 namespace tandemview {
 
@@ -18,6 +19,7 @@ class TouchInjector {
  public:
   struct Surroundings {
     std::shared_ptr<EventSystem> events;
+    std::shared_ptr<Screens> screens;
     std::shared_ptr<const MediaClock> clock;
   };
 

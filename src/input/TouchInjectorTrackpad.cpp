@@ -1,8 +1,8 @@
 #include <algorithm>
 
-#include "input/ScreenText.h"
 #include "input/TouchInjector.h"
 #include "runtime/Log.h"
+#include "screens/ScreenText.h"
 
 namespace tandemview {
 

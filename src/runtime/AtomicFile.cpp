@@ -26,16 +26,16 @@ bool writeAll(int descriptor, std::string_view text) {
 
 }  // namespace
 
-std::optional<Error> writeFileAtomically(const std::string& path, const std::string& text) {
+Result<void> writeFileAtomically(const std::string& path, const std::string& text) {
   std::string temporary = path + ".XXXXXX";
   const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-  if (!file) return posixError(errno);
+  if (!file) return tl::unexpected(posixError(errno));
   if (writeAll(file.get(), text) && ::fsync(file.get()) == 0 && std::rename(temporary.c_str(), path.c_str()) == 0) {
-    return std::nullopt;
+    return {};
   }
   const Error error = posixError(errno);
   ::unlink(temporary.c_str());
-  return error;
+  return tl::unexpected(error);
 }
 
 }  // namespace tandemview

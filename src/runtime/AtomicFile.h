@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "runtime/Error.h"
@@ -9,6 +8,6 @@ namespace tandemview {
 
 /// Writes a file that is either the old or the new one for every reader, private to the user. It is made under a name
 /// that nobody can guess and then renamed: a link that somebody laid at `path` is replaced, never followed.
-std::optional<Error> writeFileAtomically(const std::string& path, const std::string& text);
+Result<void> writeFileAtomically(const std::string& path, const std::string& text);
 
 }  // namespace tandemview

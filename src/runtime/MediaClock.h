@@ -2,7 +2,7 @@
 
 namespace tandemview {
 
-/// The host's monotonic clock. Injected wherever time matters, never read from a global.
+/// The host's monotonic clock. Handed to whatever decides by it or puts it on the wire.
 class MediaClock {
  public:
   virtual ~MediaClock() = default;

@@ -26,8 +26,9 @@ class DescriptorWatch {
   virtual void whenWritable(Work work) = 0;
 };
 
-/// A serial queue: works run one at a time, in the order in which they were queued, never within the call that
-/// queued them. async() and after() may be called from any thread; everything else from the queue's own.
+/// Runs works one at a time, in the order in which they were queued, never within the call that queued them. A host may
+/// hand out one exception, for what waits in the background: that queue's works may run side by side. async() and
+/// after() may be called from any thread; everything else from the queue's own.
 class Queue : public std::enable_shared_from_this<Queue> {
  public:
   Queue() = default;

@@ -1,5 +1,7 @@
 #include "runtime/SerialQueue.h"
 
+#include <pthread.h>
+
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/posix/stream_descriptor.hpp>
@@ -7,6 +9,7 @@
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
+#include <string>
 
 #include "runtime/Assertion.h"
 
@@ -66,13 +69,16 @@ struct SerialQueue::Loop {
   asio::steady_timer reactor{context};
 };
 
-std::shared_ptr<SerialQueue> SerialQueue::withThread(std::string label) {
-  auto queue = std::make_shared<SerialQueue>(std::move(label));
+std::shared_ptr<SerialQueue> SerialQueue::withThread(std::string_view label) {
+  constexpr std::size_t longestName = 15;  // that Linux keeps
+  const std::string_view lastPart = label.substr(label.rfind('.') + 1);
+  auto queue = std::make_shared<SerialQueue>();
   queue->thread_ = std::thread([loop = queue->loop_.get()] { loop->context.run(); });
+  ::pthread_setname_np(queue->thread_.native_handle(), std::string(lastPart.substr(0, longestName)).c_str());
   return queue;
 }
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), loop_(std::make_unique<Loop>()) {}
+SerialQueue::SerialQueue() : loop_(std::make_unique<Loop>()) {}
 
 SerialQueue::~SerialQueue() {
   stopAndJoin();

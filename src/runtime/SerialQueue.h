@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <string_view>
 #include <thread>
 
 #include "runtime/Queue.h"
@@ -10,14 +10,13 @@ namespace tandemview {
 /// A queue on an event loop of its own, run by a thread that it starts or, for the main queue, by the main thread.
 class SerialQueue final : public Queue {
  public:
-  /// A queue that a thread of its own serves. It must not be destroyed on that thread: see stopAndJoin().
-  static std::shared_ptr<SerialQueue> withThread(std::string label);
+  /// A queue that a thread of its own serves, which debuggers show by the label's last part ("capture" of
+  /// "com.tandemview.capture"). It must not be destroyed on that thread: see stopAndJoin().
+  static std::shared_ptr<SerialQueue> withThread(std::string_view label);
 
   /// A queue that is served by whoever calls run().
-  explicit SerialQueue(std::string label);
+  SerialQueue();
   ~SerialQueue() override;
-
-  const std::string& label() const { return label_; }
 
   void async(Work work) override;
   void after(double seconds, Work work) override;
@@ -37,7 +36,6 @@ class SerialQueue final : public Queue {
 
  private:
   struct Loop;
-  const std::string label_;
   std::unique_ptr<Loop> loop_;
   std::thread thread_;
 };

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <csignal>
 
+#include "runtime/Weakly.h"
+
 namespace tandemview {
 
 namespace {
@@ -66,9 +68,7 @@ void Stream::close() {
   if (state_ != State::Open) return;
   state_ = State::Closing;
   keepAlive_ = shared_from_this();
-  queue_->after(lingerSeconds, [weak = weak_from_this()] {
-    if (const auto stream = weak.lock()) stream->stop();
-  });
+  queue_->after(lingerSeconds, weakly(this, &Stream::stop));
   finishIfIdle();
 }
 
@@ -86,19 +86,14 @@ void Stream::stop() {
 void Stream::scheduleReads() {
   if (readsAreScheduled_) return;
   readsAreScheduled_ = true;
-  queue_->async([weak = weak_from_this()] {
-    if (const auto stream = weak.lock()) stream->serveReads();
-  });
+  queue_->async(weakly(this, &Stream::serveReads));
 }
 
 void Stream::serveReads() {
   // A completion usually asks for the next read: the loop serves it without growing the stack.
   for (int turn = 0; turn < readsPerTurn && !reads_.empty(); ++turn) {
     if (advanceRead()) continue;
-    watch_->whenReadable([weak = weak_from_this()] {
-      if (const auto stream = weak.lock()) stream->serveReads();
-    });
-    return;
+    return watch_->whenReadable(weakly(this, &Stream::serveReads));
   }
   readsAreScheduled_ = false;
   if (!reads_.empty()) scheduleReads();
@@ -145,12 +140,10 @@ void Stream::serveWrites() {
   while (!writes_.empty() && !waitsForWritable_) {
     if (advanceWrite()) continue;
     waitsForWritable_ = true;
-    watch_->whenWritable([weak = weak_from_this()] {
-      if (const auto stream = weak.lock()) {
-        stream->waitsForWritable_ = false;
-        stream->serveWrites();
-      }
-    });
+    watch_->whenWritable(weakly(this, [](Stream& stream) {
+      stream.waitsForWritable_ = false;
+      stream.serveWrites();
+    }));
   }
 }
 

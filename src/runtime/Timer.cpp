@@ -1,5 +1,7 @@
 #include "runtime/Timer.h"
 
+#include "runtime/Weakly.h"
+
 namespace tandemview {
 
 std::shared_ptr<Timer> Timer::repeating(std::shared_ptr<Queue> queue, double interval, Work tick) {
@@ -12,12 +14,10 @@ Timer::Timer(std::shared_ptr<Queue> queue, double interval, Work tick)
     : queue_(std::move(queue)), interval_(interval), tick_(std::move(tick)) {}
 
 void Timer::schedule() {
-  queue_->after(interval_, [weak = weak_from_this()] {
-    const auto timer = weak.lock();
-    if (!timer) return;
-    timer->tick_();
-    timer->schedule();
-  });
+  queue_->after(interval_, weakly(this, [](Timer& timer) {
+                  timer.tick_();
+                  timer.schedule();
+                }));
 }
 
 }  // namespace tandemview

@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "runtime/BigEndian.h"
+
 namespace tandemview {
 
 namespace {
@@ -81,9 +83,7 @@ class BinaryReader {
   std::optional<std::uint64_t> integerAt(std::uint64_t start, std::uint64_t size) const {
     const auto bytes = bytesAt(start, size);
     if (!bytes || size > 8) return std::nullopt;
-    std::uint64_t result = 0;
-    for (const std::byte byte : *bytes) result = result << 8 | std::to_integer<std::uint64_t>(byte);
-    return result;
+    return bigEndianNumber(*bytes);
   }
 
   std::optional<std::span<const std::byte>> bytesAt(std::uint64_t start, std::uint64_t size) const {

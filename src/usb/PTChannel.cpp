@@ -11,6 +11,7 @@
 #include "runtime/Assertion.h"
 #include "runtime/Log.h"
 #include "runtime/Socket.h"
+#include "runtime/Weakly.h"
 #include "usb/PTUSBChannel.h"
 #include "usb/PTUSBHub.h"
 
@@ -86,12 +87,10 @@ void PTChannel::connectToPort(std::uint16_t port, const std::shared_ptr<PTUSBHub
         if (error) return channel->endAttempt(weakAttempt, tl::unexpected(std::move(*error)));
         channel->endAttempt(weakAttempt, std::move(stream));
       },
-      [weak = weak_from_this()](const std::optional<Error>& error) {
-        const auto channel = weak.lock();
-        if (!channel) return;
-        if (error) channel->endError_ = error;
-        channel->streamDidEnd();
-      });
+      weakly(this, [](PTChannel& channel, const std::optional<Error>& error) {
+        if (error) channel.endError_ = error;
+        channel.streamDidEnd();
+      }));
 }
 
 void PTChannel::connectToPort(std::uint16_t port, std::uint32_t IPv4Address, Callback callback) {
@@ -125,9 +124,8 @@ Result<std::shared_ptr<Stream>> PTChannel::finishIPv4Connect(WatchedSocket conne
   socklen_t length = sizeof(code);
   if (::getsockopt(connecting.socket.get(), SOL_SOCKET, SO_ERROR, &code, &length) != 0) code = errno;
   if (code != 0) return tl::unexpected(posixError(code));
-  auto stream = Stream::adopting(std::move(connecting.socket), protocol_->queue(), [weak = weak_from_this()] {
-    if (const auto channel = weak.lock()) channel->streamDidEnd();
-  });
+  auto stream =
+      Stream::adopting(std::move(connecting.socket), protocol_->queue(), weakly(this, &PTChannel::streamDidEnd));
   if (!stream) return tl::unexpected(Error{ptErrorDomain, 0, ""});
   return stream;
 }
@@ -187,20 +185,19 @@ std::uint16_t PTChannel::listeningPort() const {
 }
 
 void PTChannel::acceptPendingConnections(const std::shared_ptr<WatchedSocket>& source) {
-  source->watch->whenReadable([weak = weak_from_this(), weakSource = std::weak_ptr(source)] {
-    const auto channel = weak.lock();
+  source->watch->whenReadable(weakly(this, [weakSource = std::weak_ptr(source)](PTChannel& channel) {
     const auto listening = weakSource.lock();
-    if (!channel || !listening) return;
-    const bool accepted = channel->acceptIncomingConnection(listening->socket.get());
+    if (!listening) return;
+    const bool accepted = channel.acceptIncomingConnection(listening->socket.get());
     // The notice may have ended the listening, and begun another.
-    if (listening != channel->dispatchObj_source_) return;
-    if (accepted) return channel->acceptPendingConnections(listening);
-    channel->protocol_->queue()->after(acceptRetryDelay, [weak, weakSource] {
-      const auto listener = weak.lock();
-      const auto rested = weakSource.lock();
-      if (listener && rested) listener->acceptPendingConnections(rested);
-    });
-  });
+    if (listening != channel.dispatchObj_source_) return;
+    if (accepted) return channel.acceptPendingConnections(listening);
+    channel.protocol_->queue()->after(acceptRetryDelay, weakly(&channel, [weakSource](PTChannel& listener) {
+                                        if (const auto rested = weakSource.lock()) {
+                                          listener.acceptPendingConnections(rested);
+                                        }
+                                      }));
+  }));
 }
 
 bool PTChannel::acceptIncomingConnection(int socket) {
@@ -219,9 +216,8 @@ bool PTChannel::acceptIncomingConnection(int socket) {
   if (!delegate || !delegateWants_.acceptedConnections) return true;
 
   const auto channel = channelWithDelegate({}, protocol_);
-  const auto stream = Stream::adopting(std::move(accepted), protocol_->queue(), [weak = std::weak_ptr(channel)] {
-    if (const auto ended = weak.lock()) ended->streamDidEnd();
-  });
+  const auto stream = Stream::adopting(std::move(accepted), protocol_->queue(),
+                                       weakly(std::weak_ptr(channel), &PTChannel::streamDidEnd));
   if (!stream) {
     Log::print("accept(): {}", stream.error().description);
     return false;
@@ -243,13 +239,13 @@ std::optional<Error> PTChannel::startReadingFromConnectedChannel(std::shared_ptr
     setDispatchChannel(stream);
   }
   connState_ = kConnStateConnected;
-  PTProtocol::readFramesOverChannel(stream, [weak = weak_from_this(), weakStream = std::weak_ptr(stream)](
-                                                std::optional<Error> error, std::uint32_t type, std::uint32_t tag,
-                                                std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
-    const auto channel = weak.lock();
-    const auto source = weakStream.lock();
-    if (channel && source) channel->handleFrame(source, std::move(error), type, tag, payloadSize, resume);
-  });
+  PTProtocol::readFramesOverChannel(
+      stream, weakly(this, [weakStream = std::weak_ptr(stream)](
+                               PTChannel& channel, std::optional<Error> error, std::uint32_t type, std::uint32_t tag,
+                               std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
+        const auto source = weakStream.lock();
+        if (source) channel.handleFrame(source, std::move(error), type, tag, payloadSize, resume);
+      }));
   return std::nullopt;
 }
 
@@ -273,17 +269,16 @@ void PTChannel::handleFrame(const std::shared_ptr<Stream>& stream, std::optional
   }
   PTProtocol::readPayloadOfSize(
       payloadSize, *stream,
-      [weak = weak_from_this(), weakStream = std::weak_ptr(stream), type, tag, payloadSize, resume](
-          const std::optional<Error>& payloadError, std::optional<Data> payload) {
-        const auto channel = weak.lock();
+      weakly(this, [weakStream = std::weak_ptr(stream), type, tag, payloadSize, resume](
+                       PTChannel& channel, const std::optional<Error>& payloadError, std::optional<Data> payload) {
         const auto source = weakStream.lock();
-        if (!channel || !source) return;
-        if (channel->endsWith(source, payloadError, !payload || payload->size() < payloadSize)) return;
-        if (const auto receiver = channel->delegate_.lock()) {
-          receiver->ioFrameChannel(*channel, type, tag, std::move(payload));
+        if (!source) return;
+        if (channel.endsWith(source, payloadError, !payload || payload->size() < payloadSize)) return;
+        if (const auto receiver = channel.delegate_.lock()) {
+          receiver->ioFrameChannel(channel, type, tag, std::move(payload));
         }
         resume();
-      });
+      }));
 }
 
 /// The end test: true when the stream has failed or ended, which then ends the channel if the stream is still its.
@@ -328,9 +323,7 @@ void PTChannel::end(void (Stream::*endStream)()) {
 void PTChannel::closeListening() {
   *dispatchObj_source_ = {};  // at once, even if an accept under way still holds it: the port may be taken again
   setDispatchSource(nullptr);
-  protocol_->queue()->async([weak = weak_from_this()] {
-    if (const auto channel = weak.lock()) channel->streamDidEnd();
-  });
+  protocol_->queue()->async(weakly(this, &PTChannel::streamDidEnd));
 }
 
 void PTChannel::streamDidEnd() {

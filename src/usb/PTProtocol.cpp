@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "runtime/Assertion.h"
+#include "runtime/BigEndian.h"
 
 namespace tandemview {
 
@@ -14,16 +15,6 @@ constexpr char sharedProtocolKey = 0;
 
 /// How much of a payload that nobody wants is read at a time.
 constexpr std::size_t discardedAtOnce = 64 * 1024;
-
-void storeBigEndian(std::byte* destination, std::uint32_t value) {
-  for (int index = 0; index < 4; ++index) destination[index] = static_cast<std::byte>(value >> (24 - 8 * index));
-}
-
-std::uint32_t loadBigEndian(const std::byte* source) {
-  std::uint32_t value = 0;
-  for (int index = 0; index < 4; ++index) value = value << 8 | std::to_integer<std::uint32_t>(source[index]);
-  return value;
-}
 
 Error protocolError() {
   return {ptProtocolErrorDomain, 0, ""};
@@ -50,10 +41,10 @@ Data PTProtocol::createDispatchDataWithFrameOfType(std::uint32_t type, std::uint
   const std::size_t payloadSize = payload ? payload->size() : 0;
   require(payloadSize <= std::numeric_limits<std::uint32_t>::max(), "payloadSize <= UINT32_MAX");
   std::array<std::byte, headerSize> header;
-  storeBigEndian(&header[0], version);
-  storeBigEndian(&header[4], type);
-  storeBigEndian(&header[8], frameTag);
-  storeBigEndian(&header[12], static_cast<std::uint32_t>(payloadSize));
+  auto end = header.begin();
+  for (const std::uint32_t field : {version, type, frameTag, static_cast<std::uint32_t>(payloadSize)}) {
+    end = std::ranges::copy(bigEndianBytes(field), end).out;
+  }
   const Data frame = Data::copying(header);
   return payload ? frame.joinedWith(*payload) : frame;
 }
@@ -67,9 +58,12 @@ void PTProtocol::readFrameOverChannel(Stream& channel, FrameCallback callback) {
   channel.read(headerSize, [callback = std::move(callback)](std::optional<Error> error, Data header) {
     if (error) return callback(std::move(error), 0, 0, 0);
     if (header.empty()) return callback(std::nullopt, endOfStreamType, 0, 0);
-    const std::byte* fields = header.bytes().data();
-    if (header.size() < headerSize || loadBigEndian(fields) != version) return callback(protocolError(), 0, 0, 0);
-    callback(std::nullopt, loadBigEndian(fields + 4), loadBigEndian(fields + 8), loadBigEndian(fields + 12));
+    if (header.size() < headerSize) return callback(protocolError(), 0, 0, 0);
+    const auto field = [fields = header.bytes()](std::size_t index) {
+      return bigEndianNumber(fields.subspan(4 * index).first<4>());
+    };
+    if (field(0) != version) return callback(protocolError(), 0, 0, 0);
+    callback(std::nullopt, field(1), field(2), field(3));
   });
 }
 

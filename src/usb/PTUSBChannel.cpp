@@ -9,6 +9,7 @@
 #include "runtime/Assertion.h"
 #include "runtime/Log.h"
 #include "runtime/Socket.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -101,10 +102,9 @@ void PTUSBChannel::sendRequest(const PropertyList& packet, ReplyCallback callbac
   const std::uint32_t tag = nextPacketTag();
   // Registered before the write: a reply may come in before the write's completion does.
   repliesByTag_[tag] = std::move(callback);
-  sendPacket(packet, tag, [weak = weak_from_this(), tag](const std::optional<Error>& error) {
-    const auto channel = weak.lock();
-    if (channel && error && channel->repliesByTag_.contains(tag)) channel->dispatchPacket(error, {}, tag, nullptr);
-  });
+  sendPacket(packet, tag, weakly(this, [tag](PTUSBChannel& channel, const std::optional<Error>& error) {
+               if (error && channel.repliesByTag_.contains(tag)) channel.dispatchPacket(error, {}, tag, nullptr);
+             }));
   setNeedsReadingPacket();
 }
 
@@ -141,44 +141,41 @@ void PTUSBChannel::scheduleReadPacketWithCallback(PacketCallback callback) {
   require(!isReadingPackets_, "isReadingPackets_ == NO");
   isReadingPackets_ = true;
   readLength(sizeFieldLength,
-             [weak = weak_from_this(), callback = std::move(callback)](std::optional<Error> error, const Data& field) {
-               const auto channel = weak.lock();
-               if (!channel) return;
-               if (field.size() < sizeFieldLength) return channel->endWithError(reasonOf(error), callback);
+             weakly(this, [callback = std::move(callback)](PTUSBChannel& channel, const std::optional<Error>& error,
+                                                           const Data& field) {
+               if (field.size() < sizeFieldLength) return channel.endWithError(reasonOf(error), callback);
                std::uint32_t size = 0;
                std::memcpy(&size, field.bytes().data(), sizeof(size));
                if (size < packetHeaderSize)
-                 return channel->endWithError(hubError(0, "Unexpected package size"), callback);
+                 return channel.endWithError(hubError(0, "Unexpected package size"), callback);
                if (size > longestPacket) {
-                 return channel->endWithError(hubError(1, "Received a packet that is too large"), callback);
+                 return channel.endWithError(hubError(1, "Received a packet that is too large"), callback);
                }
-               channel->readPacketBody(size, callback);
-             });
+               channel.readPacketBody(size, callback);
+             }));
 }
 
 void PTUSBChannel::readPacketBody(std::uint32_t size, PacketCallback callback) {
   const std::size_t length = size - sizeFieldLength;
-  readLength(length, [weak = weak_from_this(), length, callback = std::move(callback)](std::optional<Error> error,
-                                                                                       const Data& body) {
-    const auto channel = weak.lock();
-    if (!channel) return;
-    if (body.size() < length) return channel->endWithError(reasonOf(error), callback);
+  readLength(length, weakly(this, [length, callback = std::move(callback)](
+                                      PTUSBChannel& channel, const std::optional<Error>& error, const Data& body) {
+               if (body.size() < length) return channel.endWithError(reasonOf(error), callback);
 
-    PacketHeader header{};
-    std::memcpy(&header.protocol, body.bytes().data(), packetHeaderSize - sizeFieldLength);
-    if (header.protocol != packetProtocolPlist) {
-      return channel->finishPacket(hubError(0, "Unexpected package protocol"), {}, header.tag, callback);
-    }
-    if (header.type != packetTypePlist) {
-      return channel->finishPacket(hubError(0, "Unexpected package type"), {}, header.tag, callback);
-    }
-    const auto payload = body.bytes().subspan(packetHeaderSize - sizeFieldLength);
-    const auto packet = dictionaryWithContentsOfData(Data(body.segments().front().owner, payload));
-    if (!packet && !payload.empty()) {
-      return channel->finishPacket(hubError(0, "Unreadable property list"), {}, header.tag, callback);
-    }
-    channel->finishPacket(std::nullopt, packet.value_or(PropertyList::object()), header.tag, callback);
-  });
+               PacketHeader header{};
+               std::memcpy(&header.protocol, body.bytes().data(), packetHeaderSize - sizeFieldLength);
+               if (header.protocol != packetProtocolPlist) {
+                 return channel.finishPacket(hubError(0, "Unexpected package protocol"), {}, header.tag, callback);
+               }
+               if (header.type != packetTypePlist) {
+                 return channel.finishPacket(hubError(0, "Unexpected package type"), {}, header.tag, callback);
+               }
+               const auto payload = body.bytes().subspan(packetHeaderSize - sizeFieldLength);
+               const auto packet = dictionaryWithContentsOfData(Data(body.segments().front().owner, payload));
+               if (!packet && !payload.empty()) {
+                 return channel.finishPacket(hubError(0, "Unreadable property list"), {}, header.tag, callback);
+               }
+               channel.finishPacket(std::nullopt, packet.value_or(PropertyList::object()), header.tag, callback);
+             }));
 }
 
 void PTUSBChannel::finishPacket(std::optional<Error> error, const PropertyList& packet, std::uint32_t tag,
@@ -201,16 +198,15 @@ void PTUSBChannel::failRequests(const Error& error) {
 }
 
 void PTUSBChannel::scheduleReadPacketWithBroadcastHandler(BroadcastHandler broadcastHandler) {
-  scheduleReadPacketWithCallback([weak = weak_from_this(), broadcastHandler](
-                                     std::optional<Error> error, const PropertyList& packet, std::uint32_t tag) {
-    const auto channel = weak.lock();
-    if (!channel) return;
-    if (!channel->hasEnded_) channel->dispatchPacket(error, packet, tag, broadcastHandler);
-    const bool isAwaited = channel->keepsReading_ || !channel->repliesByTag_.empty();
-    if (isAwaited && !channel->hasEnded_ && !channel->isReadingPackets_) {
-      channel->scheduleReadPacketWithBroadcastHandler(broadcastHandler);
-    }
-  });
+  scheduleReadPacketWithCallback(
+      weakly(this, [broadcastHandler](PTUSBChannel& channel, const std::optional<Error>& error,
+                                      const PropertyList& packet, std::uint32_t tag) {
+        if (!channel.hasEnded_) channel.dispatchPacket(error, packet, tag, broadcastHandler);
+        const bool isAwaited = channel.keepsReading_ || !channel.repliesByTag_.empty();
+        if (isAwaited && !channel.hasEnded_ && !channel.isReadingPackets_) {
+          channel.scheduleReadPacketWithBroadcastHandler(broadcastHandler);
+        }
+      }));
 }
 
 void PTUSBChannel::dispatchPacket(const std::optional<Error>& error, const PropertyList& packet, std::uint32_t tag,

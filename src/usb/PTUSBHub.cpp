@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -34,19 +35,15 @@ std::shared_ptr<PTUSBHub> PTUSBHub::listeningHub(Settings settings) {
 PTUSBHub::PTUSBHub(Settings settings) : settings_(std::move(settings)) {}
 
 void PTUSBHub::startListening() {
-  listenOnQueue(
-      settings_.queue,
-      [weak = weak_from_this()](const std::optional<Error>& error) {
-        const auto hub = weak.lock();
-        if (!hub) return;
-        if (error) return hub->listeningEnded(error);
-        if (!hub->retryTimer_) return;
-        hub->retryTimer_ = nullptr;
-        Log::line("✅ PTUSBHub: The USB daemon is there - listening for devices");
-      },
-      [weak = weak_from_this()](const std::optional<Error>& error) {
-        if (const auto hub = weak.lock()) hub->listeningEnded(error);
-      });
+  listenOnQueue(settings_.queue,
+                weakly(this,
+                       [](PTUSBHub& hub, const std::optional<Error>& error) {
+                         if (error) return hub.listeningEnded(error);
+                         if (!hub.retryTimer_) return;
+                         hub.retryTimer_ = nullptr;
+                         Log::line("✅ PTUSBHub: The USB daemon is there - listening for devices");
+                       }),
+                weakly(this, &PTUSBHub::listeningEnded));
 }
 
 /// The daemon is away, or refuses to be listened to: one line, then quiet attempts until it is back.
@@ -62,10 +59,9 @@ void PTUSBHub::listeningEnded(const std::optional<Error>& error) {
   } else {
     Log::line("⚠️ PTUSBHub: The USB daemon went away - trying again every 2 seconds");
   }
-  retryTimer_ = Timer::repeating(settings_.queue, listenRetryInterval, [weak = weak_from_this()] {
-    const auto hub = weak.lock();
-    if (hub && !hub->channel_) hub->startListening();
-  });
+  retryTimer_ = Timer::repeating(settings_.queue, listenRetryInterval, weakly(this, [](PTUSBHub& hub) {
+                                   if (!hub.channel_) hub.startListening();
+                                 }));
 }
 
 void PTUSBHub::forgetDevices() {
@@ -89,13 +85,10 @@ void PTUSBHub::listenOnQueue(const std::shared_ptr<Queue>& queue, Callback onSta
     return onStart(error);
   }
   channel_ = channel;
-  channel->listenWithBroadcastHandler(
-      [weak = weak_from_this()](const PropertyList& packet) {
-        if (const auto hub = weak.lock()) hub->handleBroadcastPacket(packet);
-      },
-      [isCurrent, onStart = std::move(onStart)](std::optional<Error> error) {
-        if (isCurrent()) onStart(std::move(error));
-      });
+  channel->listenWithBroadcastHandler(weakly(this, &PTUSBHub::handleBroadcastPacket),
+                                      [isCurrent, onStart = std::move(onStart)](std::optional<Error> error) {
+                                        if (isCurrent()) onStart(std::move(error));
+                                      });
 }
 
 std::weak_ptr<PTUSBChannel> PTUSBHub::connectToDevice(std::int64_t deviceID, std::uint16_t port,
@@ -114,9 +107,9 @@ std::weak_ptr<PTUSBChannel> PTUSBHub::connectToDevice(std::int64_t deviceID, std
                          channel->stop();
                          onStart(std::move(error), nullptr);
                        });
-  settings_.queue->after(connectTimeout, [weak = std::weak_ptr(channel)] {
-    if (const auto waiting = weak.lock()) waiting->failRequests(posixError(ETIMEDOUT));
-  });
+  settings_.queue->after(connectTimeout, weakly(std::weak_ptr(channel), [](PTUSBChannel& waiting) {
+                           waiting.failRequests(posixError(ETIMEDOUT));
+                         }));
   return channel;
 }
 

@@ -8,17 +8,12 @@
 #include "protocol/MessageType.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 #include "usb/PTProtocol.h"
 
 namespace tandemview {
 
 namespace {
-
-/// More frames in flight would only be older when they arrive.
-constexpr int maxPendingSends = 3;
-
-/// A phone that pings but never reads must not fill our memory with answers.
-constexpr int maxPendingPongs = 64;
 
 constexpr double connectRetryInterval = 2.0;
 
@@ -35,9 +30,9 @@ void USBSender::start() {
   Log::print("🔌 USBSender: Starting USB monitoring on port {}...", portNumber_);
   const auto observe = [this](const char* name, void (USBSender::*handler)(const PropertyList&)) {
     notificationObservers_.push_back(surroundings_.notificationCenter->addObserver(
-        name, surroundings_.sharedHub().get(), [weak = weak_from_this(), handler](const std::any& userInfo) {
-          if (const auto sender = weak.lock()) (sender.get()->*handler)(std::any_cast<const PropertyList&>(userInfo));
-        }));
+        name, surroundings_.sharedHub().get(), weakly(this, [handler](USBSender& sender, const std::any& userInfo) {
+          (sender.*handler)(std::any_cast<const PropertyList&>(userInfo));
+        })));
   };
   observe(ptUSBDeviceDidAttachNotification, &USBSender::deviceAttached);
   observe(ptUSBDeviceDidDetachNotification, &USBSender::deviceDetached);
@@ -81,7 +76,7 @@ void USBSender::deviceDetached(const PropertyList& userInfo) {
   connectingToDeviceID_.reset();
   if (peerChannel_) peerChannel_->close();
   setPeerChannel(nullptr);
-  notify(&USBSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
 }
 
 void USBSender::connectToDevice(std::int64_t deviceID) {
@@ -93,9 +88,9 @@ void USBSender::connectToDevice(std::int64_t deviceID) {
   attempts_.push_back({channel, deviceID});
   channel->connectToPort(
       portNumber_, surroundings_.sharedHub(), deviceID,
-      [weak = weak_from_this(), weakChannel = std::weak_ptr(channel)](const std::optional<Error>& error) {
-        if (const auto sender = weak.lock()) sender->attemptEnded(weakChannel.lock(), error);
-      });
+      weakly(this, [weakChannel = std::weak_ptr(channel)](USBSender& sender, const std::optional<Error>& error) {
+        sender.attemptEnded(weakChannel.lock(), error);
+      }));
 }
 
 void USBSender::attemptEnded(const std::shared_ptr<PTChannel>& channel, const std::optional<Error>& error) {
@@ -121,7 +116,7 @@ void USBSender::connected(const Attempt& attempt) {
   setPeerChannel(attempt.channel);
   stopRetryTimer();
   attempt.channel->sendFrameOfType(MessageType::macInfo, 0, MacProtocol::macInfo(surroundings_.program), nullptr);
-  notify(&USBSender::onClientConnected);
+  notify(&PhoneCallbacks::onClientConnected);
 }
 
 void USBSender::giveUpAttempts(const std::function<bool(const Attempt&)>& isMeant) {
@@ -141,9 +136,8 @@ void USBSender::retryConnection() {
 
 void USBSender::startRetryTimer() {
   if (retryTimer_) return;
-  retryTimer_ = Timer::repeating(surroundings_.mainQueue, connectRetryInterval, [weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->retryTimerFired();
-  });
+  retryTimer_ =
+      Timer::repeating(surroundings_.mainQueue, connectRetryInterval, weakly(this, &USBSender::retryTimerFired));
 }
 
 void USBSender::stopRetryTimer() {
@@ -162,27 +156,20 @@ std::optional<std::uint64_t> USBSender::sendFrame(const Data& data) {
   std::uint64_t link = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!peerChannel_) return std::nullopt;
-    if (pendingSends_ >= maxPendingSends) {
-      hasRefusedFrame_ = true;
-      return std::nullopt;
-    }
-    ++pendingSends_;
-    link = linkNumber_;
+    if (!peerChannel_ || !pendingSends_.add()) return std::nullopt;
+    link = pendingSends_.link();
     channel = peerChannel_;
   }
-  surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data] {
+  surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data, link] {
     channel->sendFrameOfType(MessageType::videoFrame, 0, data,
-                             [weak, weakChannel = std::weak_ptr(channel)](const std::optional<Error>&) {
-                               if (const auto sender = weak.lock()) sender->frameDone(weakChannel);
-                             });
+                             weakly(weak, [link](USBSender& sender, const auto&) { sender.frameDone(link); }));
   });
   return link;
 }
 
 std::optional<std::uint64_t> USBSender::linkNumber() const {
   const std::lock_guard lock(pendingSendsLock_);
-  return peerChannel_ ? std::optional(linkNumber_) : std::nullopt;
+  return peerChannel_ ? std::optional(pendingSends_.link()) : std::nullopt;
 }
 
 /// What an earlier link still had in flight doesn't count for this one.
@@ -190,24 +177,19 @@ bool USBSender::isPeer(const std::weak_ptr<PTChannel>& channel) const {
   return peerChannel_ && channel.lock() == peerChannel_;
 }
 
-void USBSender::frameDone(const std::weak_ptr<PTChannel>& channel) {
-  bool hasRefusedFrame = false;
+void USBSender::frameDone(std::uint64_t link) {
+  bool hasRoomAgain = false;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (!isPeer(channel)) return;
-    pendingSends_ = std::max(pendingSends_ - 1, 0);
-    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+    hasRoomAgain = pendingSends_.remove(link);
   }
-  if (hasRefusedFrame) notify(&USBSender::onRoomForFrames);
+  if (hasRoomAgain) notify(&PhoneCallbacks::onRoomForFrames);
 }
 
 void USBSender::setPeerChannel(std::shared_ptr<PTChannel> channel) {
   pendingPongs_ = 0;
   const std::lock_guard lock(pendingSendsLock_);
-  if (channel) {
-    ++linkNumber_;
-    pendingSends_ = 0;
-  }
+  pendingSends_.startAnew();
   peerChannel_ = std::move(channel);
 }
 
@@ -224,9 +206,9 @@ void USBSender::ioFrameChannel(PTChannel&, std::uint32_t didReceiveFrameOfType, 
     case MessageType::ping:
       return answerPing(*payload);
     case MessageType::touchEvent:
-      return notify(&USBSender::onTouchEvent, *payload);
+      return notify(&PhoneCallbacks::onTouchEvent, *payload);
     case MessageType::keyEvent:
-      return notify(&USBSender::onKeyEvent, *payload);
+      return notify(&PhoneCallbacks::onKeyEvent, *payload);
     default:
       return;
   }
@@ -237,7 +219,7 @@ void USBSender::receivedDeviceInfo(const Data& payload) {
   if (!info) return;
   Log::print("📱 USBSender: Received device info - {}x{}, scale: {}, mode: {}, orientation: {}", info->width,
              info->height, floatingPointText(info->scale), info->quality, info->orientation);
-  notify(&USBSender::onDeviceInfo, *info);
+  notify(&PhoneCallbacks::onDeviceInfo, *info);
 }
 
 /// Directly, not behind the callbacks that wait on the main queue: the phone measures its delay by it.
@@ -245,10 +227,9 @@ void USBSender::answerPing(const Data& ping) {
   if (ping.size() != MacProtocol::pingSize || !peerChannel_ || pendingPongs_ >= maxPendingPongs) return;
   ++pendingPongs_;
   peerChannel_->sendFrameOfType(MessageType::pong, 0, MacProtocol::pong(ping, surroundings_.clock->now()),
-                                [weak = weak_from_this(), channel = std::weak_ptr(peerChannel_)](const auto&) {
-                                  const auto sender = weak.lock();
-                                  if (sender && sender->isPeer(channel)) --sender->pendingPongs_;
-                                });
+                                weakly(this, [channel = std::weak_ptr(peerChannel_)](USBSender& sender, const auto&) {
+                                  if (sender.isPeer(channel)) --sender.pendingPongs_;
+                                }));
 }
 
 void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& didEndWithError) {
@@ -258,23 +239,15 @@ void USBSender::ioFrameChannel(PTChannel& channel, const std::optional<Error>& d
   setPeerChannel(nullptr);
   connectedDeviceID_.reset();
   connectingToDeviceID_.reset();
-  notify(&USBSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
   if (lastAttachedDeviceID_) startRetryTimer();
 }
 
-void USBSender::notify(const std::function<void()> USBSender::*callback) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)();
-  });
-}
-
-template <typename Argument>
-void USBSender::notify(const std::function<void(Argument)> USBSender::*callback, Argument argument) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, argument = std::move(argument)] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)(argument);
-  });
+template <typename... Arguments>
+void USBSender::notify(const std::function<void(Arguments...)> PhoneCallbacks::*callback, Arguments... arguments) {
+  surroundings_.mainQueue->async(weakly(this, [callback, ... arguments = std::move(arguments)](USBSender& sender) {
+    if (sender.*callback) (sender.*callback)(arguments...);
+  }));
 }
 
 }  // namespace tandemview

@@ -7,7 +7,8 @@
 #include <optional>
 #include <vector>
 
-#include "protocol/DeviceInfo.h"
+#include "protocol/PendingSends.h"
+#include "protocol/PhoneCallbacks.h"
 #include "protocol/ProgramInfo.h"
 #include "runtime/Data.h"
 #include "runtime/MediaClock.h"
@@ -20,8 +21,10 @@
 namespace tandemview {
 
 /// The link to the companion app over the cable: finds the phone, connects, retries, sends frames and hands on what
-/// the phone says. Everything but sendFrame() is called on the main queue, where all callbacks arrive too.
-class USBSender final : public PTChannelDelegate, public std::enable_shared_from_this<USBSender> {
+/// the phone says. Called on the main queue, but for sendFrame() and linkNumber().
+class USBSender final : public PhoneCallbacks,
+                        public PTChannelDelegate,
+                        public std::enable_shared_from_this<USBSender> {
  public:
   struct Surroundings {
     std::shared_ptr<Queue> mainQueue;
@@ -35,14 +38,6 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   /// `port`: the companion app's TCP port on the device. Starts nothing.
   USBSender(std::uint16_t port, Surroundings surroundings);
   ~USBSender() override;
-
-  std::function<void()> onClientConnected;
-  std::function<void()> onClientDisconnected;
-  std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
-  std::function<void(Data)> onTouchEvent;
-  std::function<void(Data)> onKeyEvent;
-  /// There is room for frames again after one was refused.
-  std::function<void()> onRoomForFrames;
 
   void start();
   void stop();
@@ -86,10 +81,9 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   void answerPing(const Data& ping);
   void setPeerChannel(std::shared_ptr<PTChannel> channel);
   bool isPeer(const std::weak_ptr<PTChannel>& channel) const;
-  void frameDone(const std::weak_ptr<PTChannel>& channel);
-  void notify(const std::function<void()> USBSender::*callback);
-  template <typename Argument>
-  void notify(const std::function<void(Argument)> USBSender::*callback, Argument argument);
+  void frameDone(std::uint64_t link);
+  template <typename... Arguments>
+  void notify(const std::function<void(Arguments...)> PhoneCallbacks::*callback, Arguments... arguments);
 
   const Surroundings surroundings_;
   std::shared_ptr<PTChannel> peerChannel_;  // written under the lock, for sendFrame()
@@ -100,10 +94,8 @@ class USBSender final : public PTChannelDelegate, public std::enable_shared_from
   std::vector<NotificationCenter::Token> notificationObservers_;
   std::optional<std::int64_t> lastAttachedDeviceID_;
   std::shared_ptr<Timer> retryTimer_;
-  int pendingPongs_ = 0;  // of peerChannel_, as pendingSends_
-  int pendingSends_ = 0;
-  std::uint64_t linkNumber_ = 0;  // counts the links
-  bool hasRefusedFrame_ = false;  // since there was room last
+  int pendingPongs_ = 0;       // of peerChannel_
+  PendingSends pendingSends_;  // of peerChannel_, under the lock
   mutable std::mutex pendingSendsLock_;
 };
 

@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "protocol/DeviceInfo.h"
+#include "protocol/PendingSends.h"
+#include "protocol/PhoneCallbacks.h"
 #include "protocol/ProgramInfo.h"
 #include "runtime/Data.h"
 #include "runtime/MediaClock.h"
@@ -23,9 +24,9 @@
 namespace tandemview {
 
 /// The link to the companion app over Wi-Fi: finds the phone by the pairing code, connects, notices when the link has
-/// died, sends frames and hands on what the phone says. Everything but sendFrame() is called on the main queue, where
-/// all callbacks arrive too. A sender that is let go of ends its search and its link.
-class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
+/// died, sends frames and hands on what the phone says. Called on the main queue, but for what may come from any
+/// thread. A sender that is let go of ends its search and its link, on whichever thread that is.
+class WiFiSender final : public PhoneCallbacks, public std::enable_shared_from_this<WiFiSender> {
  public:
   struct Surroundings {
     std::shared_ptr<Queue> mainQueue;
@@ -50,13 +51,6 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   /// Starts nothing.
   explicit WiFiSender(Surroundings surroundings);
 
-  std::function<void()> onClientConnected;
-  std::function<void()> onClientDisconnected;
-  std::function<void(MacProtocol::DeviceInfo)> onDeviceInfo;
-  std::function<void(Data)> onTouchEvent;
-  std::function<void(Data)> onKeyEvent;
-  /// There is room for frames again after one was refused.
-  std::function<void()> onRoomForFrames;
   /// Several hosts announce our pairing code, and no connection is made to any of them. Once in the sender's life, so
   /// that nobody on the network can bring up one alert after the other.
   std::function<void()> onCodeContested;
@@ -122,15 +116,15 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   void stopHeartbeat();
   void checkHeartbeat();
   void dropStaleLink(const LinkPointer& link);
-  void frameDone(std::uint64_t epoch);
+  void frameDone(std::uint64_t link);
   void forgetPendingSends();
   bool isCurrent(const LinkPointer& link) const;
   template <typename... Arguments>
   auto reportOf(const LinkPointer& link, void (WiFiSender::*handler)(const LinkPointer&, Arguments...));
   template <typename... Arguments>
-  void notify(const std::function<void(Arguments...)> WiFiSender::*callback, Arguments... arguments);
+  void notify(const std::function<void(Arguments...)> PhoneCallbacks::*callback, Arguments... arguments);
   template <typename Message>
-  void handOver(const LinkPointer& link, const std::function<void(Message)> WiFiSender::*callback, Message message);
+  void handOver(const LinkPointer& link, const std::function<void(Message)> PhoneCallbacks::*callback, Message message);
 
   const Surroundings surroundings_;
 
@@ -153,10 +147,8 @@ class WiFiSender final : public std::enable_shared_from_this<WiFiSender> {
   bool hasToldOfContest_ = false;
 
   // Guarded by pendingSendsLock_.
-  int pendingSends_ = 0;
+  PendingSends pendingSends_;
   std::int64_t droppedFrames_ = 0;
-  bool hasRefusedFrame_ = false;  // since there was room last
-  std::uint64_t sendsEpoch_ = 0;  // a new one with each link: what an earlier one sent doesn't count any more
   mutable std::mutex pendingSendsLock_;
 };
 

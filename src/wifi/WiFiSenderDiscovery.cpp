@@ -5,6 +5,7 @@
 
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 #include "wifi/WiFiSender.h"
 
 namespace tandemview {
@@ -103,10 +104,9 @@ void WiFiSender::stop() {
 }
 
 void WiFiSender::startBrowserAfter(double delay) {
-  surroundings_.mainQueue->after(delay, [weak = weak_from_this(), run = run_.load()] {
-    const auto sender = weak.lock();
-    if (sender && sender->run_ == run) sender->startBrowser();
-  });
+  surroundings_.mainQueue->after(delay, weakly(this, [run = run_.load()](WiFiSender& sender) {
+                                   if (sender.run_ == run) sender.startBrowser();
+                                 }));
 }
 
 /// Stopped meanwhile, nothing is to be found; connected meanwhile, a search would only cost the link air time.
@@ -122,13 +122,12 @@ void WiFiSender::startBrowser() {
       {.queue = surroundings_.queue,
        .didBecomeReady = [] { Log::line("✅ WiFiSender: Browser ready, looking for iPhone (P2P enabled)..."); },
        .didFail =
-           [weak = weak_from_this(), weakBrowser = std::weak_ptr(browser)](const Error& error) {
-             if (const auto sender = weak.lock()) sender->browserFailed(weakBrowser, error);
-           },
+           weakly(this, [weakBrowser = std::weak_ptr(browser)](
+                            WiFiSender& sender, const Error& error) { sender.browserFailed(weakBrowser, error); }),
        .didChangeResults =
-           [weak = weak_from_this(), weakBrowser = std::weak_ptr(browser)](const auto& results) {
-             if (const auto sender = weak.lock()) sender->resultsChanged(weakBrowser, results);
-           }});
+           weakly(this, [weakBrowser = std::weak_ptr(browser)](WiFiSender& sender, const auto& results) {
+             sender.resultsChanged(weakBrowser, results);
+           })});
 }
 
 void WiFiSender::restartBrowser() {
@@ -210,9 +209,9 @@ void WiFiSender::examineResults(const std::weak_ptr<WiFiBrowser>& weakBrowser) {
   ++examination_;
   browser->findHosts(
       services, announcersDelay,
-      [weak = weak_from_this(), weakBrowser, phone = ours.front(), count = ours.size()](const auto& hosts) {
-        if (const auto sender = weak.lock()) sender->hostsFound(weakBrowser, phone, count, hosts);
-      });
+      weakly(this, [weakBrowser, phone = ours.front(), count = ours.size()](WiFiSender& sender, const auto& hosts) {
+        sender.hostsFound(weakBrowser, phone, count, hosts);
+      }));
 }
 
 /// `hosts`: of the services that bear our code, which are `ourCount`, and then of those with others.
@@ -225,7 +224,11 @@ void WiFiSender::hostsFound(const std::weak_ptr<WiFiBrowser>& browser, const std
   WiFiBrowser::HostNames announcers;
   for (const auto& names : std::span(hosts).first(ourCount)) announcers.insert(names.begin(), names.end());
   if (announcers.size() > 1) {
-    if (!std::exchange(hasToldOfContest_, true)) notify(&WiFiSender::onCodeContested);
+    if (!std::exchange(hasToldOfContest_, true)) {
+      surroundings_.mainQueue->async(weakly(this, [](WiFiSender& sender) {
+        if (sender.onCodeContested) sender.onCodeContested();
+      }));
+    }
     return refuse(browser,
                   fmt::format("⚠️ WiFiSender: {} devices announce our pairing code ({}, {}...) - connecting to "
                               "none of them: one may be somebody else",
@@ -250,10 +253,9 @@ void WiFiSender::refuse(const std::weak_ptr<WiFiBrowser>& browser, const std::st
     isConnecting_ = false;
   }
   if (std::exchange(refusal_, line) != line) Log::line(line);
-  surroundings_.queue->after(refusalDelay, [weak = weak_from_this(), browser, examination = examination_] {
-    const auto sender = weak.lock();
-    if (sender && sender->examination_ == examination) sender->examineResults(browser);
-  });
+  surroundings_.queue->after(refusalDelay, weakly(this, [browser, examination = examination_](WiFiSender& sender) {
+                               if (sender.examination_ == examination) sender.examineResults(browser);
+                             }));
 }
 
 }  // namespace tandemview

@@ -1,10 +1,10 @@
-#include <array>
-#include <span>
 #include <utility>
 
 #include "protocol/Message.h"
+#include "runtime/BigEndian.h"
 #include "runtime/Log.h"
 #include "runtime/Truncation.h"
+#include "runtime/Weakly.h"
 #include "wifi/WiFiSender.h"
 
 namespace tandemview {
@@ -13,12 +13,7 @@ namespace {
 
 constexpr std::size_t prefixSize = 4;
 
-/// More frames in flight would only be older when they arrive.
-constexpr int maxPendingSends = 3;
 constexpr std::int64_t dropsPerLogLine = 120;
-
-/// A phone that pings but never reads must not fill our memory with answers.
-constexpr int maxPendingPongs = 64;
 
 /// A tap keeps the main queue for 10 ms: what waits there is done within two tenths of a second, and the menu, the
 /// cable and the signal that ends the program wait no longer than that. Beyond it the phone is held up, by TCP.
@@ -30,15 +25,7 @@ constexpr double heartbeatTimeout = 10.0;
 
 /// The message behind its length, 4 bytes big-endian.
 Data envelope(const Data& message) {
-  const auto length = static_cast<std::uint32_t>(message.size());
-  const std::array prefix{std::byte(length >> 24), std::byte(length >> 16), std::byte(length >> 8), std::byte(length)};
-  return Data::copying(prefix).joinedWith(message);
-}
-
-std::uint32_t lengthIn(std::span<const std::byte> prefix) {
-  std::uint32_t length = 0;
-  for (const std::byte byte : prefix) length = length << 8 | std::to_integer<std::uint32_t>(byte);
-  return length;
+  return Data::copying(bigEndianBytes(static_cast<std::uint32_t>(message.size()))).joinedWith(message);
 }
 
 }  // namespace
@@ -46,31 +33,28 @@ std::uint32_t lengthIn(std::span<const std::byte> prefix) {
 /// A handler that passes a report about `link` on to `handler` while the sender exists.
 template <typename... Arguments>
 auto WiFiSender::reportOf(const LinkPointer& link, void (WiFiSender::*handler)(const LinkPointer&, Arguments...)) {
-  return [weak = weak_from_this(), weakLink = std::weak_ptr(link), handler](Arguments... arguments) {
-    if (const auto sender = weak.lock()) (sender.get()->*handler)(weakLink.lock(), std::move(arguments)...);
-  };
+  return weakly(this, [weakLink = std::weak_ptr(link), handler](WiFiSender& sender, Arguments... arguments) {
+    (sender.*handler)(weakLink.lock(), std::move(arguments)...);
+  });
 }
 
 template <typename... Arguments>
-void WiFiSender::notify(const std::function<void(Arguments...)> WiFiSender::*callback, Arguments... arguments) {
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, ... arguments = std::move(arguments)] {
-    const auto sender = weak.lock();
-    if (sender && sender.get()->*callback) (sender.get()->*callback)(arguments...);
-  });
+void WiFiSender::notify(const std::function<void(Arguments...)> PhoneCallbacks::*callback, Arguments... arguments) {
+  surroundings_.mainQueue->async(weakly(this, [callback, ... arguments = std::move(arguments)](WiFiSender& sender) {
+    if (sender.*callback) (sender.*callback)(arguments...);
+  }));
 }
 
 /// The same for a message of the phone, which counts until the main queue has taken it.
 template <typename Message>
-void WiFiSender::handOver(const LinkPointer& link, const std::function<void(Message)> WiFiSender::*callback,
+void WiFiSender::handOver(const LinkPointer& link, const std::function<void(Message)> PhoneCallbacks::*callback,
                           Message message) {
   ++link->waitingMessages;
-  surroundings_.mainQueue->async([weak = weak_from_this(), callback, message = std::move(message),
-                                  taken = reportOf(link, &WiFiSender::messageTaken)] {
-    const auto sender = weak.lock();
-    if (!sender) return;
-    if (sender.get()->*callback) (sender.get()->*callback)(message);
-    sender->surroundings_.queue->async(taken);
-  });
+  surroundings_.mainQueue->async(weakly(this, [callback, message = std::move(message),
+                                               taken = reportOf(link, &WiFiSender::messageTaken)](WiFiSender& sender) {
+    if (sender.*callback) (sender.*callback)(message);
+    sender.surroundings_.queue->async(taken);
+  }));
 }
 
 WiFiSender::LinkPointer WiFiSender::link() const {
@@ -148,7 +132,7 @@ void WiFiSender::connectionFailed(const LinkPointer& link, Error error) {
   }
   Log::print("❌ WiFiSender: Connection failed: {}", error.localizedDescription());
   stopHeartbeat();
-  notify(&WiFiSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
   restartBrowser();
 }
 
@@ -160,7 +144,7 @@ void WiFiSender::connectionCancelled(const LinkPointer& link) {
     link_ = nullptr;
   }
   stopHeartbeat();
-  notify(&WiFiSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
 }
 
 /// A link that has ended by now did so before its owner knew of it, and only the owner starts a new search: it hears of
@@ -182,7 +166,7 @@ void WiFiSender::receivedHeader(const LinkPointer& link, WiFiConnection::Receive
   }
   if (!isCurrent(link)) return;
   if (received.streamEnded) return streamEnded(link);
-  const std::uint32_t length = lengthIn(received.bytes.bytes());
+  const std::uint64_t length = bigEndianNumber(received.bytes.bytes());
   if (length < 1 || length > MacProtocol::longestMessage) {
     Log::print("⚠️ WiFiSender: Invalid message length {} - dropping connection", length);
     return dropStaleLink(link);
@@ -205,7 +189,7 @@ void WiFiSender::receivedBody(const LinkPointer& link, WiFiConnection::Received 
 
 void WiFiSender::streamEnded(const LinkPointer& link) {
   link->isLive = false;
-  notify(&WiFiSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
 }
 
 void WiFiSender::handleMessage(const LinkPointer& link, const Data& message) {
@@ -215,11 +199,11 @@ void WiFiSender::handleMessage(const LinkPointer& link, const Data& message) {
     case MessageKind::ping:
       return answerPing(link, message);
     case MessageKind::deviceInfo:
-      return handOver(link, &WiFiSender::onDeviceInfo, *classified.deviceInfo);
+      return handOver(link, &PhoneCallbacks::onDeviceInfo, *classified.deviceInfo);
     case MessageKind::keyEvent:
-      return handOver(link, &WiFiSender::onKeyEvent, message);
+      return handOver(link, &PhoneCallbacks::onKeyEvent, message);
     case MessageKind::touchEvent:
-      return handOver(link, &WiFiSender::onTouchEvent, message);
+      return handOver(link, &PhoneCallbacks::onTouchEvent, message);
     case MessageKind::pong:
     case MessageKind::invalidDeviceInfo:
     case MessageKind::unrecognized:
@@ -242,68 +226,58 @@ void WiFiSender::answerPing(const LinkPointer& link, const Data& ping) {
   if (pendingPongs_ >= maxPendingPongs) return;
   ++pendingPongs_;
   link->connection->send(envelope(MacProtocol::pong(ping, surroundings_.clock->now())),
-                         [weak = weak_from_this()](const std::optional<Error>&) {
-                           if (const auto sender = weak.lock()) --sender->pendingPongs_;
-                         });
+                         weakly(this, [](WiFiSender& sender, const std::optional<Error>&) { --sender.pendingPongs_; }));
 }
 
 std::optional<std::uint64_t> WiFiSender::sendFrame(const Data& data) {
   const LinkPointer link = this->link();
   if (!link || !link->isLive) return std::nullopt;
-  std::uint64_t epoch = 0;
+  std::uint64_t number = 0;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (pendingSends_ >= maxPendingSends) {
+    if (!pendingSends_.add()) {
       if (++droppedFrames_ % dropsPerLogLine == 1) {
         Log::print("⚠️ WiFiSender: link congested — dropping frames to keep connection alive ({} dropped so far)",
                    droppedFrames_);
       }
-      hasRefusedFrame_ = true;
       return std::nullopt;
     }
-    ++pendingSends_;
-    epoch = sendsEpoch_;
+    number = pendingSends_.link();
   }
-  link->connection->send(envelope(data), [weak = weak_from_this(), epoch](const std::optional<Error>&) {
-    if (const auto sender = weak.lock()) sender->frameDone(epoch);
-  });
-  return epoch;
+  link->connection->send(envelope(data), weakly(this, [number](WiFiSender& sender, const std::optional<Error>&) {
+                           sender.frameDone(number);
+                         }));
+  return number;
 }
 
 std::optional<std::uint64_t> WiFiSender::linkNumber() const {
   if (!isLive()) return std::nullopt;
   const std::lock_guard lock(pendingSendsLock_);
-  return sendsEpoch_;
+  return pendingSends_.link();
 }
 
-void WiFiSender::frameDone(std::uint64_t epoch) {
-  bool hasRefusedFrame = false;
+void WiFiSender::frameDone(std::uint64_t link) {
+  bool hasRoomAgain = false;
   {
     const std::lock_guard lock(pendingSendsLock_);
-    if (sendsEpoch_ != epoch) return;
-    --pendingSends_;
-    hasRefusedFrame = std::exchange(hasRefusedFrame_, false);
+    hasRoomAgain = pendingSends_.remove(link);
   }
-  if (hasRefusedFrame) notify(&WiFiSender::onRoomForFrames);
+  if (hasRoomAgain) notify(&PhoneCallbacks::onRoomForFrames);
 }
 
 void WiFiSender::forgetPendingSends() {
   const std::lock_guard lock(pendingSendsLock_);
-  pendingSends_ = 0;
-  ++sendsEpoch_;
+  pendingSends_.startAnew();
 }
 
 void WiFiSender::startHeartbeat(const LinkPointer& link) {
   if (!isCurrent(link)) return;
-  heartbeatTimer_ = Timer::repeating(surroundings_.mainQueue, heartbeatInterval, [weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->checkHeartbeat();
-  });
+  heartbeatTimer_ =
+      Timer::repeating(surroundings_.mainQueue, heartbeatInterval, weakly(this, &WiFiSender::checkHeartbeat));
 }
 
 void WiFiSender::stopHeartbeat() {
-  surroundings_.mainQueue->async([weak = weak_from_this()] {
-    if (const auto sender = weak.lock()) sender->heartbeatTimer_ = nullptr;
-  });
+  surroundings_.mainQueue->async(weakly(this, [](WiFiSender& sender) { sender.heartbeatTimer_ = nullptr; }));
 }
 
 void WiFiSender::checkHeartbeat() {
@@ -326,7 +300,7 @@ void WiFiSender::dropStaleLink(const LinkPointer& link) {
   link->connection->cancel();
   forgetPendingSends();
   Log::line("🔄 WiFiSender: Stale WiFi connection dropped — resuming browsing");
-  notify(&WiFiSender::onClientDisconnected);
+  notify(&PhoneCallbacks::onClientDisconnected);
 }
 
 }  // namespace tandemview

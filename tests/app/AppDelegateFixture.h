@@ -14,6 +14,7 @@
 #include "fakes/RecordingStatusItemSystem.h"
 #include "fakes/RecordingWiFiNetwork.h"
 #include "fakes/ScriptedSystemSettings.h"
+#include "platform/macos/MacTexts.h"
 #include "protocol/MessageType.h"
 #include "support/PhoneStandIn.h"
 
@@ -43,7 +44,6 @@ class AppDelegateFixture : public testing::Test {
       : workQueue(separate ? std::move(separate) : queue), isBareHost(isBare) {
     defaults->setString("WiFiPairingCode", "47");
     defaults->setDate("WiFiPairingCodeTimestamp", 1'700'000'000);
-    events->displays = {{RecordingDisplaySystem::virtualID, {644, 1398}, {1280, 0, 644, 1398}}};
   }
   ~AppDelegateFixture() override {
     delegate->applicationWillTerminate();
@@ -120,6 +120,7 @@ class AppDelegateFixture : public testing::Test {
       .randomBits = [] { return 0u; },
       .notificationCenter = phone->center,
       .program = {.name = "Tandemview"},
+      .texts = macTexts(),
       .application = application,
       .alerts = application,
       .statusItems = menu,
@@ -130,6 +131,7 @@ class AppDelegateFixture : public testing::Test {
                                          .copyToPasteboard = [this](const std::string& text) { pasteboard = text; }},
       .resources = settings,
       .userDefaults = defaults,
+      .screens = displays,
       .displays = displays,
       .captures = captures,
       .makeImageEncoder =

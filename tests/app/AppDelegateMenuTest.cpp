@@ -169,7 +169,7 @@ TEST_F(AppDelegateMenuTest, StartsAtLoginOnlyIfTheSystemAgrees) {
   menu->choose("Launch at Login");
   EXPECT_TRUE(menu->line("Launch at Login").isChecked);
   EXPECT_EQ(defaults->boolean("launchAtLogin"), true);
-  settings->loginItemError = posixError(13);
+  settings->loginItemChange = tl::unexpected(posixError(13));
   menu->choose("Launch at Login");
   EXPECT_TRUE(menu->line("Launch at Login").isChecked);
   EXPECT_EQ(log.take(), (Lines{"✅ Launch at login enabled", "❌ Failed to update launch at login: Permission denied"}));

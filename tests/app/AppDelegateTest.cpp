@@ -122,6 +122,17 @@ TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
   EXPECT_EQ(log.count("🎬 Streaming started!"), 1);
   EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "apply 1398x644"}));
   EXPECT_EQ(captures->streams.back()->configuration.width, 1398);
+
+  displays->resizesAtOnce = false;
+  sendInfo(1290, 2796);
+  queue->advance(0.5);
+  phone->daemon->detach(7);
+  queue->advance(0.1);
+  EXPECT_EQ(log.count("📺 Re-applying 644x1398"), 6) << "until the next configuration begins";
+  connect();
+  sendInfo(1290, 2796);
+  queue->advance(1.5);
+  EXPECT_EQ(log.count("📺 Re-applying 644x1398"), 6);
 }
 
 class AppDelegateQueuesTest : public AppDelegateFixture {
@@ -283,7 +294,10 @@ TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
     Lines lines;
   } cases[] = {
       {[&] { displays->resize(display, 644, 1398); }, 0.1, {"📺 Display now 644x1398 pt", touchLine}},
-      {[] {}, 3.0, {"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398", touchLine}},
+      {[] {},
+       3.0,
+       {"⚠️ Display still 640x480 pt (mode 640x480), wanted 644x1398",
+        "🖱️ TouchInjector: Using display 77 at (1280.0, 0.0, 640.0, 480.0)"}},
   };
   launch();
   for (const auto& each : cases) {
@@ -347,7 +361,7 @@ TEST_F(AppDelegateTest, AProcessThatRelaunchesTakesNoNewLink) {
 
 TEST_F(AppDelegateTest, RelaunchesWithoutAScriptIfItMust) {
   stream();
-  application->writeError = posixError(ENOSPC);
+  application->written = tl::unexpected(posixError(ENOSPC));
   application->openError = posixError(ENOENT);
   displays->applyOutcome = ApplyOutcome::Refused;
   sendInfo(2796, 1290);
@@ -380,7 +394,8 @@ TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
   queue->drain();
   log.take();
   queue->advance(4);
-  EXPECT_EQ(log.take(), (Lines{touchLine, "⚠️ No active connection, skipping stream start"}));
+  EXPECT_EQ(log.take(), (Lines{"🖱️ TouchInjector: Using display 77 at (-644.0, 0.0, 644.0, 1398.0)",
+                               "⚠️ No active connection, skipping stream start"}));
 }
 
 TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
@@ -389,6 +404,7 @@ TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   connect();
   sendInfo(1290, 2796);
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
+  displays->screens.push_back({.id = 5, .bounds = {1280, 0, 644, 1398}});
   captures->content = std::vector<CapturableDisplay>{{5, 644, 1398}};
   captures->names = {{5, "iPhone Display"}};
   queue->advance(3.1);
@@ -421,7 +437,6 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   queue->advance(1.5);
   EXPECT_EQ(log.count("🖱️ Configuring touch input for display 77"), 1);
   for (const double y : {800.0, 800.0}) {  // dragged there in the desktop's settings; told of twice
-    events->displays.front().bounds.y = y;
     displays->move(RecordingDisplaySystem::virtualID, 1280, y);
     queue->drain();
   }
@@ -436,7 +451,6 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   queue->drain();
   EXPECT_TRUE(events->heldButtons().empty());
   EXPECT_EQ(events->take().back(), "discard what waits");
-  events->displays.front().bounds.y = 0;
   displays->move(RecordingDisplaySystem::virtualID, 1280, 0);
   queue->drain();
   EXPECT_TRUE(log.take().back().starts_with("⚠️ iPhone disconnected")) << "without a stream nobody touches";

@@ -7,6 +7,7 @@
 #include "capture/MJPEGEncoder.h"
 #include "fakes/LogRecorder.h"
 #include "fakes/RecordingCaptureSystem.h"
+#include "fakes/ScriptedScreens.h"
 
 namespace tandemview {
 namespace {
@@ -32,8 +33,8 @@ class ScreenCaptureTest : public testing::Test {
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   std::shared_ptr<RecordingCaptureSystem> system = std::make_shared<RecordingCaptureSystem>(queue);
-  std::shared_ptr<ScreenCapture> capture = std::make_shared<ScreenCapture>(
-      ScreenCapture::Surroundings{.system = system, .mainQueue = queue, .sampleQueue = queue});
+  std::shared_ptr<ScreenCapture> capture = std::make_shared<ScreenCapture>(ScreenCapture::Surroundings{
+      .system = system, .screens = std::make_shared<ScriptedScreens>(), .mainQueue = queue, .sampleQueue = queue});
   int frames = 0;
   std::vector<Error> errors;
   std::vector<std::optional<Error>> failedStarts;

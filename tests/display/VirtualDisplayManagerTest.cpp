@@ -12,31 +12,30 @@ namespace {
 using Lines = std::vector<std::string>;
 
 TEST(DisplayArrangementTest, MovesBesideTheFirstOverlappedScreenAndOnUntilItIsClear) {
-  const DisplayRectangle own = {0, 0, 100, 100};
+  const ScreenRectangle own = {0, 0, 100, 100};
   const struct {
-    std::vector<DisplayRectangle> others;
-    std::optional<DisplayPoint> first;  // beside the first one
-    std::optional<DisplayPoint> clear;  // of all
+    std::vector<ScreenRectangle> others;
+    std::optional<ScreenPoint> first;  // beside the first one
+    std::optional<ScreenPoint> clear;  // of all
   } cases[] = {
       {{}, {}, {}},
       {{{100, 0, 100, 100}, {0, 100, 100, 100}}, {}, {}},
-      {{{50, 0, 100, 100}}, DisplayPoint{-50, 0}, DisplayPoint{-50, 0}},
-      {{{-50, 30, 100, 100}}, DisplayPoint{50, 0}, DisplayPoint{50, 0}},
-      {{{0, 0, 100, 100}}, DisplayPoint{100, 0}, DisplayPoint{100, 0}},
-      {{{500, 0, 10, 10}, {-10, -10, 20, 20}, {50, 0, 100, 100}}, DisplayPoint{10, 0}, DisplayPoint{150, 0}},
+      {{{50, 0, 100, 100}}, ScreenPoint{-50, 0}, ScreenPoint{-50, 0}},
+      {{{-50, 30, 100, 100}}, ScreenPoint{50, 0}, ScreenPoint{50, 0}},
+      {{{0, 0, 100, 100}}, ScreenPoint{100, 0}, ScreenPoint{100, 0}},
+      {{{500, 0, 10, 10}, {-10, -10, 20, 20}, {50, 0, 100, 100}}, ScreenPoint{10, 0}, ScreenPoint{150, 0}},
       // Between two screens with a gap too narrow for it: not back and forth.
-      {{{-30, 0, 50, 100}, {60, 0, 100, 100}}, DisplayPoint{20, 0}, DisplayPoint{160, 0}},
-      {{{60, 0, 100, 100}, {-30, 0, 50, 100}}, DisplayPoint{-40, 0}, DisplayPoint{-130, 0}},
+      {{{-30, 0, 50, 100}, {60, 0, 100, 100}}, ScreenPoint{20, 0}, ScreenPoint{160, 0}},
+      {{{60, 0, 100, 100}, {-30, 0, 50, 100}}, ScreenPoint{-40, 0}, ScreenPoint{-130, 0}},
       // It lands on the second, and from there on the third, whatever their order.
-      {{{50, 0, 50, 50}, {-500, 0, 380, 50}, {-120, 90, 80, 50}}, DisplayPoint{-50, 0}, DisplayPoint{-600, 0}},
-      {{{50, 0, 50, 50}, {-120, 90, 80, 50}, {-500, 0, 380, 50}}, DisplayPoint{-50, 0}, DisplayPoint{-600, 0}},
+      {{{50, 0, 50, 50}, {-500, 0, 380, 50}, {-120, 90, 80, 50}}, ScreenPoint{-50, 0}, ScreenPoint{-600, 0}},
+      {{{50, 0, 50, 50}, {-120, 90, 80, 50}, {-500, 0, 380, 50}}, ScreenPoint{-50, 0}, ScreenPoint{-600, 0}},
   };
   for (const auto& each : cases) {
     EXPECT_EQ(overlapOrigin(own, each.others), each.first);
     EXPECT_EQ(clearOrigin(own, each.others, -1000), each.clear);
   }
-  EXPECT_EQ(clearOrigin(own, {{50, 0, 100, 100}, {150, 0, 30, 50}}, 0), (DisplayPoint{180, 0}))
-      << "no room on the left";
+  EXPECT_EQ(clearOrigin(own, {{50, 0, 100, 100}, {150, 0, 30, 50}}, 0), (ScreenPoint{180, 0})) << "no room on the left";
 }
 
 class VirtualDisplayManagerTest : public testing::Test {
@@ -55,8 +54,8 @@ class VirtualDisplayManagerTest : public testing::Test {
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   std::shared_ptr<RecordingDisplaySystem> displays = std::make_shared<RecordingDisplaySystem>();
   std::shared_ptr<VirtualDisplayManager> manager = std::make_shared<VirtualDisplayManager>(
-      "iPhone Display",
-      VirtualDisplayManager::Surroundings{.displays = displays, .mainQueue = queue, .displayQueue = queue});
+      "iPhone Display", VirtualDisplayManager::Surroundings{
+                            .displays = displays, .screens = displays, .mainQueue = queue, .displayQueue = queue});
   Lines outcomes;
 };
 

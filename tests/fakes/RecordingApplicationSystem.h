@@ -27,10 +27,10 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
     calls.push_back("openApplication " + path);
     mainQueue_->async([completion = std::move(completion), error = openError] { completion(error); });
   }
-  std::optional<Error> writeFile(const std::string& path, const std::string& text) override {
+  Result<void> writeFile(const std::string& path, const std::string& text) override {
     calls.push_back("writeFile " + path);
     writtenText = text;
-    return writeError;
+    return written;
   }
   Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) override {
     calls.push_back("run " + commandLine(tool, arguments));
@@ -50,7 +50,7 @@ class RecordingApplicationSystem final : public ApplicationSystem, public AlertS
 
   std::set<std::string> environment;
   std::vector<ProcessIdentifier> copies = {4242};
-  std::optional<Error> writeError;
+  Result<void> written;
   std::optional<Error> openError;
   std::string writtenText;
   std::map<std::string, Result<ToolOutcome>> outcomes;  // by tool

@@ -74,7 +74,6 @@ class RecordingCaptureSystem final : public CaptureSystem {
   void shareableContent(bool, bool, ContentCompletion completion) override {
     mainQueue_->async([this, completion = std::move(completion)] { completion(content); });
   }
-  bool isMain(std::uint32_t displayID) const override { return displayID == mainDisplay; }
   std::optional<std::string> productName(std::uint32_t displayID) const override {
     const auto found = names.find(displayID);
     return found == names.end() ? std::nullopt : std::optional(found->second);
@@ -88,7 +87,6 @@ class RecordingCaptureSystem final : public CaptureSystem {
   }
 
   Result<std::vector<CapturableDisplay>> content = std::vector<CapturableDisplay>{};
-  std::uint32_t mainDisplay = 1;
   std::map<std::uint32_t, std::string> names;
   bool answersStarts = true;
   std::optional<Error> startError;

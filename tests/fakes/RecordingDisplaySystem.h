@@ -13,11 +13,11 @@
 namespace tandemview {
 
 /// Displays that exist on paper. Every operation that changes something is kept in `calls`.
-class RecordingDisplaySystem final : public DisplaySystem {
+class RecordingDisplaySystem final : public DisplaySystem, public Screens {
  public:
   struct Screen {
     DisplayID id;
-    DisplayRectangle bounds;
+    ScreenRectangle bounds;
     bool isMain = false;
     bool isBuiltIn = false;
   };
@@ -38,14 +38,22 @@ class RecordingDisplaySystem final : public DisplaySystem {
     return VirtualDisplayMode{width, height, refreshRate};
   }
 
-  std::vector<DisplayID> activeDisplays() const override {
+  std::optional<std::uint32_t> activeDisplayCount() const override {
+    return static_cast<std::uint32_t>(screens.size());
+  }
+  std::optional<std::vector<DisplayID>> activeDisplays(std::uint32_t limit) const override {
     std::vector<DisplayID> ids;
-    for (const Screen& screen : screens) ids.push_back(screen.id);
+    for (const Screen& screen : screens) {
+      if (ids.size() < limit) ids.push_back(screen.id);
+    }
     return ids;
   }
-  DisplayRectangle bounds(DisplayID id) const override {
+  ScreenRectangle bounds(DisplayID id) const override {
     const Screen* screen = find(id);
-    return screen ? screen->bounds : DisplayRectangle();
+    return screen ? screen->bounds : ScreenRectangle();
+  }
+  PixelSize pixelSize(DisplayID id) const override {
+    return {static_cast<std::int64_t>(bounds(id).width), static_cast<std::int64_t>(bounds(id).height)};
   }
   bool isMain(DisplayID id) const override { return find(id) && find(id)->isMain; }
   bool isBuiltIn(DisplayID id) const override { return find(id) && find(id)->isBuiltIn; }
@@ -110,7 +118,7 @@ class RecordingDisplaySystem final : public DisplaySystem {
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
   double leftmost = -std::numeric_limits<double>::infinity();
-  DisplayRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
+  ScreenRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
   ApplyOutcome applyOutcome = ApplyOutcome::Applied;
   ConfigurationOutcome configurationOutcome = ConfigurationOutcome::Completed;

@@ -2,8 +2,6 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
-
 namespace tandemview {
 
 namespace {
@@ -75,19 +73,6 @@ void RecordingEventSystem::postKeyEvent(const KeyEvent& event) {
   }
 }
 
-std::optional<std::uint32_t> RecordingEventSystem::activeDisplayCount() {
-  if (!countsDisplays) return std::nullopt;
-  return static_cast<std::uint32_t>(displays.size());
-}
-
-std::optional<std::vector<std::uint32_t>> RecordingEventSystem::activeDisplays(std::uint32_t limit) {
-  if (!listsDisplays) return std::nullopt;
-  std::vector<std::uint32_t> displayIDs;
-  for (const Display& each : displays) displayIDs.push_back(each.displayID);
-  displayIDs.resize(std::min<std::size_t>(displayIDs.size(), limit));
-  return displayIDs;
-}
-
 void RecordingEventSystem::openApplication(const std::string& path,
                                            std::function<void(std::optional<Error>)> completion) {
   lines_.push_back("open " + path);
@@ -96,12 +81,6 @@ void RecordingEventSystem::openApplication(const std::string& path,
 
 void RecordingEventSystem::pause(double seconds) {
   lines_.push_back(fmt::format("pause {}", seconds));
-}
-
-RecordingEventSystem::Display RecordingEventSystem::display(std::uint32_t displayID) const {
-  const auto found = std::find_if(displays.begin(), displays.end(),
-                                  [displayID](const Display& each) { return each.displayID == displayID; });
-  return found == displays.end() ? Display{} : *found;
 }
 
 }  // namespace tandemview

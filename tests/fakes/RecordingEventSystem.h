@@ -14,18 +14,9 @@ namespace tandemview {
 /// "scroll -1 2 continuous flags 0x0", "discard what waits", "pause 0.01", "prompt", "open /path".
 class RecordingEventSystem final : public EventSystem {
  public:
-  struct Display {
-    std::uint32_t displayID = 0;
-    PixelSize pixelSize;
-    ScreenRectangle bounds;
-  };
-
   // What the system says when it is asked.
   bool trusted = true;
   std::optional<ScreenPoint> pointer = ScreenPoint{};  // follows the mouse events; absent: not told
-  std::vector<Display> displays;
-  bool countsDisplays = true;
-  bool listsDisplays = true;
   std::set<std::string> applications;
   std::optional<Error> openError;
 
@@ -44,18 +35,12 @@ class RecordingEventSystem final : public EventSystem {
   void postKeyEvent(const KeyEvent& event) override;
   void discardWaitingEvents() override { lines_.emplace_back("discard what waits"); }
   std::optional<ScreenPoint> pointerLocation() override { return pointer; }
-  std::optional<std::uint32_t> activeDisplayCount() override;
-  std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
-  ScreenRectangle displayBounds(std::uint32_t displayID) override { return display(displayID).bounds; }
-  PixelSize displayPixelSize(std::uint32_t displayID) override { return display(displayID).pixelSize; }
   bool applicationExists(const std::string& path) override { return applications.contains(path); }
   void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override;
   void pause(double seconds) override;
 
  private:
   struct Source;
-
-  Display display(std::uint32_t displayID) const;
 
   std::vector<std::string> lines_;
   std::set<MouseButton> heldButtons_;

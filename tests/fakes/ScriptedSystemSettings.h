@@ -12,14 +12,14 @@ namespace tandemview {
 /// The host's settings as a test sets them.
 class ScriptedSystemSettings final : public LoginItemSystem, public PermissionSystem, public ProcessResources {
  public:
-  std::optional<Error> registerApplication() override { return loginItemError; }
-  std::optional<Error> unregisterApplication() override { return loginItemError; }
+  Result<void> registerApplication() override { return loginItemChange; }
+  Result<void> unregisterApplication() override { return loginItemChange; }
   bool isGranted(Permission permission) override { return granted.contains(permission); }
   void openSettings(Permission permission) override { opened.push_back(permission); }
   int processorUsage() override { return processor; }
   std::uint64_t memoryFootprint() override { return memory; }
 
-  std::optional<Error> loginItemError;
+  Result<void> loginItemChange;
   std::set<Permission> granted;
   std::vector<Permission> opened;
   int processor = 0;

@@ -6,6 +6,7 @@
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/RecordingEventSystem.h"
+#include "fakes/ScriptedScreens.h"
 #include "input/TouchInjector.h"
 
 namespace tandemview {
@@ -38,7 +39,8 @@ struct TouchFixture : testing::Test {
   LogRecorder log;
   std::shared_ptr<ManualQueue> time = ManualQueue::make();
   std::shared_ptr<RecordingEventSystem> events = std::make_shared<RecordingEventSystem>();
-  TouchInjector injector{{100, 50, 1000, 2000}, {events, std::make_shared<ManualClock>(time)}};
+  std::shared_ptr<ScriptedScreens> screens = std::make_shared<ScriptedScreens>();
+  TouchInjector injector{{100, 50, 1000, 2000}, {events, screens, std::make_shared<ManualClock>(time)}};
 };
 
 }  // namespace tandemview

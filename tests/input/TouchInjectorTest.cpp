@@ -19,7 +19,7 @@ Lines click(const std::string& place, int count) {
 
 TEST_F(TouchInjectorTest, ChecksTrustAtFirstWithAPromptAndThenWithout) {
   events->trusted = false;
-  TouchInjector untrusted({0, 0, 1290, 2796}, {events, std::make_shared<ManualClock>(time)});
+  TouchInjector untrusted({0, 0, 1290, 2796}, {events, screens, std::make_shared<ManualClock>(time)});
   EXPECT_EQ(log.take(), (Lines{"⚠️ TouchInjector: Accessibility permissions needed",
                                "💡 Go to: System Settings → Privacy & Security → Accessibility"}));
   EXPECT_EQ(events->take(), Lines{"prompt"});
@@ -39,9 +39,9 @@ TEST_F(TouchInjectorTest, ChecksTrustAtFirstWithAPromptAndThenWithout) {
 }
 
 TEST_F(TouchInjectorTest, FindsTheDisplayOfASize) {
-  events->displays = {{1, {1280, 2796}, {0, 0, 1280, 2796}},
-                      {7, {1281, 2805}, {-640.5, 0, 640.5, 1402.5}},
-                      {8, {1290, 2796}, {0, 0, 1290, 2796}}};
+  screens->displays = {{1, {1280, 2796}, {0, 0, 1280, 2796}},
+                       {7, {1281, 2805}, {-640.5, 0, 640.5, 1402.5}},
+                       {8, {1290, 2796}, {0, 0, 1290, 2796}}};
   injector.updateBounds({0, 0, 1290.9, 2796});
   EXPECT_EQ(log.take(), (Lines{"🔍 Looking for display with size 1290x2796", "📺 Scanning 3 displays...",
                                "   Display 1: 1280x2796 at (0.0, 0.0, 1280.0, 2796.0)",
@@ -59,7 +59,7 @@ TEST_F(TouchInjectorTest, FindsTheDisplayOfASize) {
 TEST_F(TouchInjectorTest, KeepsTheGivenBoundsWithoutSuchADisplay) {
   const std::string fallback = "⚠️ TouchInjector: Could not find display, using bounds: (5.0, 0.0, 300.0, 400.0)";
   const ScreenRectangle bounds = {5, 0, 300, 400};
-  events->displays = {{1, {290, 400}, {0, 0, 290, 400}}};
+  screens->displays = {{1, {290, 400}, {0, 0, 290, 400}}};
   injector.updateBounds(bounds);
   EXPECT_EQ(log.take(),
             (Lines{"🔍 Looking for display with size 300x400", "📺 Scanning 1 displays...",
@@ -67,10 +67,10 @@ TEST_F(TouchInjectorTest, KeepsTheGivenBoundsWithoutSuchADisplay) {
   EXPECT_EQ(injector.virtualDisplayBounds(), bounds);
   EXPECT_EQ(injector.virtualDisplayID(), std::nullopt);
 
-  events->listsDisplays = false;
+  screens->listsDisplays = false;
   injector.updateBounds(bounds);
   EXPECT_EQ(log.take(), (Lines{"🔍 Looking for display with size 300x400", "❌ Failed to get display list", fallback}));
-  events->countsDisplays = false;
+  screens->countsDisplays = false;
   injector.updateBounds(bounds);
   EXPECT_EQ(log.take(), (Lines{"🔍 Looking for display with size 300x400", "❌ Failed to get display count", fallback}));
 }
@@ -93,7 +93,7 @@ TEST_F(TouchInjectorTest, CountsDoubleClicks) {
 
 TEST_F(TouchInjectorTest, TakesATapAtExactlyTheLimitsForASingleClick) {
   // Numbers that a double holds exactly: a clock from 0, and a display whose size is a power of two.
-  TouchInjector exact({0, 0, 1024, 1024}, {events, std::make_shared<ManualClock>(time, 0)});
+  TouchInjector exact({0, 0, 1024, 1024}, {events, screens, std::make_shared<ManualClock>(time, 0)});
   const auto tapAt = [&](double x, double y) {
     events->take();
     exact.handleTouchEvent(Data::copying(message("direct", "tap", x / 1024, y / 1024, "phase", "")));
@@ -203,7 +203,7 @@ TEST_F(TouchInjectorTest, AlwaysLetsGoOfTheButton) {
   EXPECT_EQ(events->take(), Lines{place});
 
   {
-    TouchInjector shortLived({0, 0, 100, 100}, {events, std::make_shared<ManualClock>(time)});
+    TouchInjector shortLived({0, 0, 100, 100}, {events, screens, std::make_shared<ManualClock>(time)});
     shortLived.handleTouchEvent(Data::copying(message("direct", "drag", 0, 0, "phase", "began")));
     EXPECT_FALSE(events->heldButtons().empty());
   }

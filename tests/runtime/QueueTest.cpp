@@ -46,7 +46,7 @@ TEST(SerialQueueTest, NeedsNoFurtherDescriptor) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizers look at memory through a pipe, for which there is no descriptor either";
 #endif
-  const auto queue = std::make_shared<SerialQueue>("test");
+  const auto queue = std::make_shared<SerialQueue>();
   std::vector<Descriptor> all;
   while (Descriptor next = Descriptor(::dup(STDIN_FILENO))) all.push_back(std::move(next));
   ASSERT_EQ(errno, EMFILE);
@@ -60,7 +60,7 @@ TEST(SerialQueueTest, NeedsNoFurtherDescriptor) {
 }
 
 TEST(SerialQueueTest, RunsOnTheCallersThreadUntilItIsStoppedAndTellsOfSignals) {
-  SerialQueue queue("main");
+  SerialQueue queue;
   int signals = 0;
   queue.onSignals({SIGUSR1}, [&](int signal) {
     EXPECT_EQ(signal, SIGUSR1);

@@ -9,11 +9,11 @@
 #include "app/AppDelegate.h"
 #include "platform/linux/CommandLine.h"
 #include "platform/linux/DesktopChoice.h"
-#include "platform/linux/LinuxTexts.h"
 #include "platform/linux/alerts/AlertQueue.h"
 #include "platform/linux/alerts/NotificationAlerts.h"
 #include "platform/linux/alerts/PrintedAlerts.h"
 #include "platform/linux/alerts/ZenityAlerts.h"
+#include "platform/linux/desktop/LinuxTexts.h"
 #include "platform/linux/host/AutostartEntry.h"
 #include "platform/linux/host/FileUserDefaults.h"
 #include "platform/linux/host/LinuxApplication.h"
@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
 
-  const auto mainQueue = std::make_shared<SerialQueue>("main");
+  const auto mainQueue = std::make_shared<SerialQueue>();
   const auto backgroundQueue = SerialQueue::withThread("background");
   const auto displayQueue = SerialQueue::withThread("display");
   const auto sampleQueue = SerialQueue::withThread("com.tandemview.capture");
@@ -141,6 +141,7 @@ int main(int argc, char** argv) {
       .permissions = ports.permissions,
       .resources = std::make_shared<ProcfsResources>(clock),
       .userDefaults = userDefaults,
+      .screens = ports.screens,
       .displays = ports.displays,
       .captures = ports.captures,
       .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },

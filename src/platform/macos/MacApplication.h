@@ -20,7 +20,7 @@ class MacApplication final : public ApplicationSystem {
   std::string bundlePath() const override;
   std::string relaunchCommand() const override;
   void openApplication(const std::string& bundlePath, std::function<void(std::optional<Error>)> completion) override;
-  std::optional<Error> writeFile(const std::string& path, const std::string& text) override;
+  Result<void> writeFile(const std::string& path, const std::string& text) override;
   Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) override;
   Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) override;
   void terminate() override;

@@ -126,7 +126,7 @@ void MacApplication::openApplication(const std::string& bundlePath,
                                   completionHandler:answer];
 }
 
-std::optional<Error> MacApplication::writeFile(const std::string& path, const std::string& text) {
+Result<void> MacApplication::writeFile(const std::string& path, const std::string& text) {
   return writeFileAtomically(path, text);
 }
 

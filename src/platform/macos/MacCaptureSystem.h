@@ -14,7 +14,6 @@ class MacCaptureSystem final : public CaptureSystem {
   explicit MacCaptureSystem(std::shared_ptr<Queue> mainQueue);
 
   void shareableContent(bool excludingDesktopWindows, bool onScreenWindowsOnly, ContentCompletion completion) override;
-  bool isMain(std::uint32_t displayID) const override;
   std::optional<std::string> productName(std::uint32_t displayID) const override;
   Result<std::shared_ptr<CaptureStream>> makeStream(const CaptureConfiguration& configuration,
                                                     CaptureOutput output) override;

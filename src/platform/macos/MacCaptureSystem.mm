@@ -40,10 +40,6 @@ void MacCaptureSystem::shareableContent(bool excludingDesktopWindows, bool onScr
                                                completionHandler:answer];
 }
 
-bool MacCaptureSystem::isMain(std::uint32_t displayID) const {
-  return CGDisplayIsMain(displayID);
-}
-
 std::optional<std::string> MacCaptureSystem::productName(std::uint32_t) const {
   return firstProductName();
 }

@@ -18,9 +18,6 @@ class MacDisplaySystem final : public DisplaySystem {
   std::optional<VirtualDisplayMode> makeDisplayMode(std::uint32_t width, std::uint32_t height,
                                                     double refreshRate) override;
 
-  std::vector<DisplayID> activeDisplays() const override;
-  DisplayRectangle bounds(DisplayID display) const override;
-  bool isMain(DisplayID display) const override;
   bool isBuiltIn(DisplayID display) const override;
   std::optional<DisplayMode> currentMode(DisplayID display) const override;
   std::vector<DisplayMode> allModes(DisplayID display) const override;

@@ -4,7 +4,6 @@
 
 #include <limits>
 
-#import "platform/macos/ActiveDisplays.h"
 #import "platform/macos/CoreReference.h"
 #import "platform/macos/MacVirtualDisplay.h"
 
@@ -82,20 +81,6 @@ std::optional<VirtualDisplayMode> MacDisplaySystem::makeDisplayMode(std::uint32_
   const VirtualDisplayMode mode = {.width = width, .height = height, .refreshRate = refreshRate};
   if (!MacVirtualDisplay::makeMode(mode)) return std::nullopt;
   return mode;
-}
-
-std::vector<DisplayID> MacDisplaySystem::activeDisplays() const {
-  const auto count = activeDisplayCount();
-  return count ? activeDisplayList(*count).value_or(std::vector<DisplayID>()) : std::vector<DisplayID>();
-}
-
-DisplayRectangle MacDisplaySystem::bounds(DisplayID display) const {
-  const CGRect bounds = activeDisplayBounds(display);
-  return {bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height};
-}
-
-bool MacDisplaySystem::isMain(DisplayID display) const {
-  return CGDisplayIsMain(display);
 }
 
 bool MacDisplaySystem::isBuiltIn(DisplayID display) const {

@@ -14,10 +14,6 @@ class MacEventSystem final : public EventSystem {
   void postKeyEvent(const KeyEvent& event) override;
   void discardWaitingEvents() override {}  // nothing waits
   std::optional<ScreenPoint> pointerLocation() override;
-  std::optional<std::uint32_t> activeDisplayCount() override;
-  std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
-  ScreenRectangle displayBounds(std::uint32_t displayID) override;
-  PixelSize displayPixelSize(std::uint32_t displayID) override;
   bool applicationExists(const std::string& path) override;
   void openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) override;
   void pause(double seconds) override;

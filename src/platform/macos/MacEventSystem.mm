@@ -3,7 +3,6 @@
 #import <AppKit/AppKit.h>
 #import <ApplicationServices/ApplicationServices.h>
 
-#import "platform/macos/ActiveDisplays.h"
 #import "platform/macos/CoreReference.h"
 #import "platform/macos/FoundationError.h"
 #import "platform/macos/FoundationString.h"
@@ -76,25 +75,6 @@ std::optional<ScreenPoint> MacEventSystem::pointerLocation() {
   if (!now) return std::nullopt;
   const CGPoint location = CGEventGetLocation(now.get());
   return ScreenPoint{location.x, location.y};
-}
-
-std::optional<std::uint32_t> MacEventSystem::activeDisplayCount() {
-  return tandemview::activeDisplayCount();
-}
-
-std::optional<std::vector<std::uint32_t>> MacEventSystem::activeDisplays(std::uint32_t limit) {
-  return activeDisplayList(limit);
-}
-
-ScreenRectangle MacEventSystem::displayBounds(std::uint32_t displayID) {
-  const CGRect bounds = activeDisplayBounds(displayID);
-  return {bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height};
-}
-
-PixelSize MacEventSystem::displayPixelSize(std::uint32_t displayID) {
-  if (!CGDisplayIsActive(displayID)) return {};
-  return {static_cast<std::int64_t>(CGDisplayPixelsWide(displayID)),
-          static_cast<std::int64_t>(CGDisplayPixelsHigh(displayID))};
 }
 
 bool MacEventSystem::applicationExists(const std::string& path) {

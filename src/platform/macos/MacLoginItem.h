@@ -7,8 +7,8 @@ namespace tandemview {
 /// The application as a login item of macOS.
 class MacLoginItem final : public LoginItemSystem {
  public:
-  std::optional<Error> registerApplication() override;
-  std::optional<Error> unregisterApplication() override;
+  Result<void> registerApplication() override;
+  Result<void> unregisterApplication() override;
 };
 
 }  // namespace tandemview

@@ -6,16 +6,16 @@
 
 namespace tandemview {
 
-std::optional<Error> MacLoginItem::registerApplication() {
+Result<void> MacLoginItem::registerApplication() {
   NSError* error = nil;
-  if ([SMAppService.mainAppService registerAndReturnError:&error]) return std::nullopt;
-  return errorFrom(error);
+  if ([SMAppService.mainAppService registerAndReturnError:&error]) return {};
+  return tl::unexpected(errorFrom(error));
 }
 
-std::optional<Error> MacLoginItem::unregisterApplication() {
+Result<void> MacLoginItem::unregisterApplication() {
   NSError* error = nil;
-  if ([SMAppService.mainAppService unregisterAndReturnError:&error]) return std::nullopt;
-  return errorFrom(error);
+  if ([SMAppService.mainAppService unregisterAndReturnError:&error]) return {};
+  return tl::unexpected(errorFrom(error));
 }
 
 }  // namespace tandemview

@@ -18,7 +18,9 @@
 #import "platform/macos/MacLoginItem.h"
 #import "platform/macos/MacPermissions.h"
 #import "platform/macos/MacProcessResources.h"
+#import "platform/macos/MacScreens.h"
 #import "platform/macos/MacStatusItems.h"
+#import "platform/macos/MacTexts.h"
 #import "platform/macos/MacUserDefaults.h"
 #import "platform/macos/MacWiFiNetwork.h"
 #import "platform/macos/MacWorkspaceMonitor.h"
@@ -70,6 +72,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
           .randomBits = [] { return arc4random(); },
           .notificationCenter = notificationCenter,
           .program = program,
+          .texts = macTexts(),
           .application = application,
           .alerts = std::make_shared<MacAlerts>(),
           .statusItems = std::make_shared<MacStatusItems>(),
@@ -80,6 +83,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
                                              .copyToPasteboard = copyToPasteboard},
           .resources = std::make_shared<MacProcessResources>(),
           .userDefaults = std::make_shared<MacUserDefaults>(),
+          .screens = std::make_shared<MacScreens>(),
           .displays = std::make_shared<MacDisplaySystem>(),
           .captures = std::make_shared<MacCaptureSystem>(mainQueue),
           .makeImageEncoder = [] { return std::make_unique<CoreImageEncoder>(); },

@@ -11,6 +11,7 @@
 #include "runtime/MediaClock.h"
 #include "runtime/Queue.h"
 #include "runtime/UserDefaults.h"
+#include "screens/Screens.h"
 
 namespace tandemview {
 
@@ -29,6 +30,7 @@ class Desktop {
   };
 
   struct Ports {
+    std::shared_ptr<Screens> screens;
     std::shared_ptr<DisplaySystem> displays;
     std::shared_ptr<CaptureSystem> captures;
     std::shared_ptr<EventSystem> events;

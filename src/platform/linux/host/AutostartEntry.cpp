@@ -51,7 +51,7 @@ std::string AutostartEntry::defaultPath() {
 AutostartEntry::AutostartEntry(std::string path, std::vector<std::string> command)
     : path_(std::move(path)), command_(std::move(command)) {}
 
-std::optional<Error> AutostartEntry::registerApplication() {
+Result<void> AutostartEntry::registerApplication() {
   std::string entry =
       "[Desktop Entry]\n"
       "Type=Application\n"
@@ -66,15 +66,15 @@ std::optional<Error> AutostartEntry::registerApplication() {
   entry.back() = '\n';
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
-  if (error) return posixError(error.value());
+  if (error) return tl::unexpected(posixError(error.value()));
   return writeFileAtomically(path_, entry);
 }
 
-std::optional<Error> AutostartEntry::unregisterApplication() {
+Result<void> AutostartEntry::unregisterApplication() {
   std::error_code error;
   std::filesystem::remove(path_, error);  // one that is not there is no error
-  if (error) return posixError(error.value());
-  return std::nullopt;
+  if (error) return tl::unexpected(posixError(error.value()));
+  return {};
 }
 
 }  // namespace tandemview

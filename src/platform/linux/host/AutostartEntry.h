@@ -17,8 +17,8 @@ class AutostartEntry final : public LoginItemSystem {
   /// `command`: the executable's path and its arguments.
   AutostartEntry(std::string path, std::vector<std::string> command);
 
-  std::optional<Error> registerApplication() override;
-  std::optional<Error> unregisterApplication() override;
+  Result<void> registerApplication() override;
+  Result<void> unregisterApplication() override;
 
  private:
   const std::string path_;

@@ -111,8 +111,8 @@ void FileUserDefaults::set(const std::string& key, json value) {
   std::error_code ignored;
   std::filesystem::create_directories(file.parent_path(), ignored);
   const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (const auto error = writeFileAtomically(file, text)) {
-    Log::print("⚠️ The settings can't be saved in {}: {}", path_, error->localizedDescription());
+  if (const auto written = writeFileAtomically(file, text); !written) {
+    Log::print("⚠️ The settings can't be saved in {}: {}", path_, written.error().localizedDescription());
   }
 }
 

@@ -88,7 +88,7 @@ void LinuxApplication::openApplication(const std::string& bundlePath,
   completion(started ? std::nullopt : std::optional(started.error()));
 }
 
-std::optional<Error> LinuxApplication::writeFile(const std::string& path, const std::string& text) {
+Result<void> LinuxApplication::writeFile(const std::string& path, const std::string& text) {
   return writeFileAtomically(path, text);
 }
 

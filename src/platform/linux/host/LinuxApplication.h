@@ -40,7 +40,7 @@ class LinuxApplication final : public ApplicationSystem {
   std::string bundlePath() const override;
   std::string relaunchCommand() const override;
   void openApplication(const std::string& bundlePath, std::function<void(std::optional<Error>)> completion) override;
-  std::optional<Error> writeFile(const std::string& path, const std::string& text) override;
+  Result<void> writeFile(const std::string& path, const std::string& text) override;
   Result<ToolOutcome> run(const std::string& tool, const std::vector<std::string>& arguments) override;
   /// What is started so is left this process's Succession.
   Result<ProcessIdentifier> start(const std::string& tool, const std::vector<std::string>& arguments) override;

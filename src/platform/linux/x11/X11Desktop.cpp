@@ -5,6 +5,7 @@
 #include "platform/linux/x11/capture/X11CaptureSystem.h"
 #include "platform/linux/x11/display/X11DisplaySystem.h"
 #include "platform/linux/x11/input/X11EventSystem.h"
+#include "platform/linux/x11/server/X11Screens.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
@@ -21,7 +22,8 @@ Desktop::Ports X11Desktop::open(const Surroundings& surroundings) {
       ended();
     });
   });
-  return {.displays = displays,
+  return {.screens = std::make_shared<X11Screens>(),
+          .displays = displays,
           .captures = std::make_shared<X11CaptureSystem>(surroundings.mainQueue),
           .events = std::make_shared<X11EventSystem>(surroundings.mainQueue, surroundings.clock),
           .permissions = std::make_shared<X11Permissions>(surroundings.application)};

@@ -31,11 +31,11 @@ TEST(LinuxApplicationTest, AFileIsReplacedAndALinkIsNotFollowed) {
   const std::string script = directory.path() + "/script.sh";
   std::ofstream(victim) << "precious";
   std::filesystem::create_symlink(victim, script);
-  EXPECT_FALSE(application.writeFile(script, "#!/bin/bash\ntrue"));
+  EXPECT_TRUE(application.writeFile(script, "#!/bin/bash\ntrue"));
   EXPECT_EQ(contentOf(victim), "precious");
   EXPECT_EQ(contentOf(script), "#!/bin/bash\ntrue");
   EXPECT_FALSE(std::filesystem::is_symlink(script));
-  EXPECT_TRUE(application.writeFile("/proc/nowhere/script.sh", ""));
+  EXPECT_FALSE(application.writeFile("/proc/nowhere/script.sh", ""));
 }
 
 TEST(LinuxApplicationTest, RunsToolsAndTellsHowTheyEnded) {

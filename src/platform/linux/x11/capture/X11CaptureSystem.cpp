@@ -44,13 +44,6 @@ void X11CaptureSystem::shareableContent(bool, bool, ContentCompletion completion
   });
 }
 
-bool X11CaptureSystem::isMain(std::uint32_t displayID) const {
-  const auto connection = X11Connection::open(displayName_);
-  const auto layout = connection ? RandrLayout::read(*connection) : std::nullopt;
-  const RandrLayout::Output* const main = layout ? layout->mainOutput() : nullptr;
-  return main && main->id == displayID;
-}
-
 std::optional<std::string> X11CaptureSystem::productName(std::uint32_t displayID) const {
   const auto connection = X11Connection::open(displayName_);
   if (!connection || !connection->offers(xcb_randr_id)) return std::nullopt;

@@ -15,7 +15,6 @@ class X11CaptureSystem final : public CaptureSystem {
   explicit X11CaptureSystem(std::shared_ptr<Queue> mainQueue, std::string displayName = {});
 
   void shareableContent(bool excludingDesktopWindows, bool onScreenWindowsOnly, ContentCompletion completion) override;
-  bool isMain(std::uint32_t displayID) const override;
   std::optional<std::string> productName(std::uint32_t displayID) const override;
   Result<std::shared_ptr<CaptureStream>> makeStream(const CaptureConfiguration& configuration,
                                                     CaptureOutput output) override;

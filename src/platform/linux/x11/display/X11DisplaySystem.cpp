@@ -82,29 +82,6 @@ std::optional<VirtualDisplayMode> X11DisplaySystem::makeDisplayMode(std::uint32_
   return reducedBlankingTiming(mode) ? std::optional(mode) : std::nullopt;
 }
 
-std::vector<DisplayID> X11DisplaySystem::activeDisplays() const {
-  const RandrLayout current = layout();
-  std::vector<DisplayID> displays;
-  for (const RandrLayout::Output* const output : current.activeOutputs()) displays.push_back(output->id);
-  return displays;
-}
-
-DisplayRectangle X11DisplaySystem::bounds(DisplayID display) const {
-  const RandrLayout current = layout();
-  const RandrLayout::Crtc* const crtc = current.activeCrtc(display);
-  if (!crtc) return {};
-  return {.x = static_cast<double>(crtc->x),
-          .y = static_cast<double>(crtc->y),
-          .width = static_cast<double>(crtc->width),
-          .height = static_cast<double>(crtc->height)};
-}
-
-bool X11DisplaySystem::isMain(DisplayID display) const {
-  const RandrLayout current = layout();
-  const RandrLayout::Output* const main = current.mainOutput();
-  return main && main->id == display;
-}
-
 bool X11DisplaySystem::isBuiltIn(DisplayID display) const {
   const RandrLayout current = layout();
   const RandrLayout::Output* const output = current.output(display);

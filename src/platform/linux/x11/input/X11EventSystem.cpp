@@ -155,37 +155,6 @@ std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
   return state_->update() ? pointer_->location() : pointer_->lastPlace();
 }
 
-std::optional<std::uint32_t> X11EventSystem::activeDisplayCount() {
-  const auto layout = isAlive() ? RandrLayout::read(*connection_) : std::nullopt;
-  if (!layout) return std::nullopt;
-  return static_cast<std::uint32_t>(layout->activeOutputs().size());
-}
-
-std::optional<std::vector<std::uint32_t>> X11EventSystem::activeDisplays(std::uint32_t limit) {
-  const auto layout = isAlive() ? RandrLayout::read(*connection_) : std::nullopt;
-  if (!layout) return std::nullopt;
-  std::vector<std::uint32_t> displays;
-  for (const RandrLayout::Output* const output : layout->activeOutputs()) {
-    if (displays.size() < limit) displays.push_back(output->id);
-  }
-  return displays;
-}
-
-ScreenRectangle X11EventSystem::displayBounds(std::uint32_t displayID) {
-  const auto layout = isAlive() ? RandrLayout::read(*connection_) : std::nullopt;
-  const RandrLayout::Crtc* const crtc = layout ? layout->activeCrtc(displayID) : nullptr;
-  if (!crtc) return {};
-  return {.x = static_cast<double>(crtc->x),
-          .y = static_cast<double>(crtc->y),
-          .width = static_cast<double>(crtc->width),
-          .height = static_cast<double>(crtc->height)};
-}
-
-PixelSize X11EventSystem::displayPixelSize(std::uint32_t displayID) {
-  const ScreenRectangle bounds = displayBounds(displayID);
-  return {.width = static_cast<std::int64_t>(bounds.width), .height = static_cast<std::int64_t>(bounds.height)};
-}
-
 bool X11EventSystem::applicationExists(const std::string& path) {
   return path == launcherPath && launcherChord();
 }

@@ -14,7 +14,7 @@
 
 namespace tandemview {
 
-/// Input events through an X server's XTEST extension. A display's ID is its RandR output's; points are pixels.
+/// Input events through an X server's XTEST extension. Points are pixels.
 ///
 /// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. Modifiers that the
 /// user holds on the real keyboard are let go of around clicks and keys, and Caps Lock is lifted; they stay in force
@@ -39,10 +39,6 @@ class X11EventSystem final : public EventSystem, public std::enable_shared_from_
   void postKeyEvent(const KeyEvent& event) override;
   void discardWaitingEvents() override;
   std::optional<ScreenPoint> pointerLocation() override;
-  std::optional<std::uint32_t> activeDisplayCount() override;
-  std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) override;
-  ScreenRectangle displayBounds(std::uint32_t displayID) override;
-  PixelSize displayPixelSize(std::uint32_t displayID) override;
 
   /// The application launcher alone exists, on desktops whose shortcut for it is known; opening it presses that.
   bool applicationExists(const std::string& path) override;

@@ -13,6 +13,7 @@
 #include "platform/linux/x11/display/ReducedBlanking.h"
 #include "platform/linux/x11/server/Edid.h"
 #include "platform/linux/x11/server/ModeName.h"
+#include "platform/linux/x11/server/X11Screens.h"
 #include "runtime/SerialQueue.h"
 #include "support/PrivateXServer.h"
 #include "support/X11TestClient.h"
@@ -35,6 +36,7 @@ class X11DisplaySystemTest : public testing::Test {
   PrivateXServer server_;
   X11TestClient client_{server_.displayName()};
   std::unique_ptr<X11DisplaySystem> system_ = std::make_unique<X11DisplaySystem>(server_.displayName());
+  const X11Screens screens_{server_.displayName()};
   const DisplayID main_ = client_.outputNamed("DUMMY0");
 };
 
@@ -55,12 +57,17 @@ TEST_F(X11DisplaySystemTest, LightsResizesMovesAndLeavesEverythingAsItWas) {
     const DisplayID id = display->displayID().value();
     EXPECT_EQ(id, firstID.value_or(id)) << "resized in place";
     firstID = id;
-    const DisplayRectangle bounds = {1280, 0, double(size.width), double(size.height)};
-    EXPECT_EQ(system_->bounds(id), bounds);
-    EXPECT_EQ(system_->bounds(main_), (DisplayRectangle{0, 0, 1280, 800}));
-    EXPECT_EQ(system_->activeDisplays(), (std::vector<DisplayID>{main_, id}));
-    EXPECT_FALSE(system_->isMain(id));
-    EXPECT_TRUE(system_->isMain(main_));
+    const ScreenRectangle bounds = {1280, 0, double(size.width), double(size.height)};
+    EXPECT_EQ(screens_.bounds(id), bounds);
+    EXPECT_EQ(screens_.bounds(main_), (ScreenRectangle{0, 0, 1280, 800}));
+    EXPECT_EQ(screens_.activeDisplayCount(), 2U);
+    EXPECT_EQ(screens_.activeDisplays(2), (std::vector<DisplayID>{main_, id}));
+    EXPECT_EQ(screens_.activeDisplays(1), std::vector<DisplayID>{main_});
+    EXPECT_EQ(screens_.pixelSize(id).width, size.width);
+    EXPECT_EQ(screens_.pixelSize(id).height, size.height);
+    EXPECT_EQ(screens_.bounds(client_.outputNamed("DUMMY2")), ScreenRectangle()) << "dark";
+    EXPECT_FALSE(screens_.isMain(id));
+    EXPECT_TRUE(screens_.isMain(main_));
     const std::vector<DisplayMode> modes = system_->allModes(id);
     ASSERT_EQ(modes.size(), 1U) << "the mode of the former size is gone";
     EXPECT_EQ(modes[0].width, size.width);
@@ -72,11 +79,11 @@ TEST_F(X11DisplaySystemTest, LightsResizesMovesAndLeavesEverythingAsItWas) {
   }
 
   EXPECT_EQ(system_->configureOrigin(*firstID, 1500, 1000), ConfigurationOutcome::Completed);
-  EXPECT_EQ(system_->bounds(*firstID), (DisplayRectangle{1500, 1000, 532, 640}));
+  EXPECT_EQ(screens_.bounds(*firstID), (ScreenRectangle{1500, 1000, 532, 640}));
   EXPECT_EQ(client_.layout().screenHeight, 1640U);
   EXPECT_EQ(system_->configureOrigin(*firstID, -532, 100), ConfigurationOutcome::NotCompleted);
-  EXPECT_EQ(system_->bounds(*firstID), (DisplayRectangle{1500, 1000, 532, 640}));
-  EXPECT_EQ(system_->bounds(main_), (DisplayRectangle{0, 0, 1280, 800}));
+  EXPECT_EQ(screens_.bounds(*firstID), (ScreenRectangle{1500, 1000, 532, 640}));
+  EXPECT_EQ(screens_.bounds(main_), (ScreenRectangle{0, 0, 1280, 800}));
   EXPECT_EQ(system_->configureOrigin(*firstID, 32500, 0), ConfigurationOutcome::NotCompleted) << "beyond the largest";
 
   display->terminate();
@@ -255,18 +262,18 @@ TEST_F(X11DisplaySystemTest, RemovesWhatAKilledRunLeftButNothingOfALivingOne) {
 
 TEST_F(X11DisplaySystemTest, TellsOfWhatOthersRearrange) {
   const auto display = litDisplay(644, 1398);
-  const auto queue = std::make_shared<SerialQueue>("main");
+  const auto queue = std::make_shared<SerialQueue>();
   RandrScreen other(server_.displayName(), X11Connection::open(server_.displayName()));
   int changes = 0;
   system_->onArrangementChange(queue, [&] {
     ++changes;
-    if (system_->bounds(*display->displayID()).y == 200) queue->stop();
+    if (screens_.bounds(*display->displayID()).y == 200) queue->stop();
   });
   queue->after(10, [&queue] { queue->stop(); });
   queue->async([&] { other.move(*display->displayID(), 1280, 200); });
   queue->run();
   EXPECT_GT(changes, 0);
-  EXPECT_EQ(system_->bounds(*display->displayID()).y, 200);
+  EXPECT_EQ(screens_.bounds(*display->displayID()).y, 200);
   system_ = nullptr;  // before its queue
 }
 
@@ -295,12 +302,13 @@ TEST_F(X11DisplaySystemTest, ACopyInAContainerLeavesItAlone) {
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
   const auto display = litDisplay(644, 1398);
   const DisplayID id = display->displayID().value();
-  const auto queue = std::make_shared<SerialQueue>("main");
+  const auto queue = std::make_shared<SerialQueue>();
   system_->watch(queue, [&queue] { queue->stop(); });
   queue->async([this] { server_.kill(); });
   queue->run();
-  EXPECT_TRUE(system_->activeDisplays().empty());
-  EXPECT_EQ(system_->bounds(id), DisplayRectangle());
+  EXPECT_EQ(screens_.activeDisplayCount(), std::nullopt);
+  EXPECT_EQ(screens_.activeDisplays(1), std::nullopt);
+  EXPECT_EQ(screens_.bounds(id), ScreenRectangle());
   EXPECT_EQ(system_->currentMode(id), std::nullopt);
   EXPECT_FALSE(system_->hasDisplayClass());
   EXPECT_EQ(display->applySettings(settingsFor(532, 640)), ApplyOutcome::Refused);

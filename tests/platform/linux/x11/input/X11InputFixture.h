@@ -13,6 +13,7 @@
 #include "input/TouchInjector.h"
 #include "platform/linux/x11/display/X11DisplaySystem.h"
 #include "platform/linux/x11/input/X11EventSystem.h"
+#include "platform/linux/x11/server/X11Screens.h"
 #include "support/ClientProcess.h"
 #include "support/PhysicalKeyboard.h"
 #include "support/PrivateXServer.h"
@@ -104,7 +105,7 @@ struct X11InputFixture : testing::Test {
   std::shared_ptr<MediaClock> clock = std::make_shared<ManualClock>(time);
   std::shared_ptr<X11EventSystem> events =
       std::make_shared<X11EventSystem>(time, clock, server.displayName(), patience);
-  TouchInjector touches{{}, {events, clock}};
+  TouchInjector touches{{}, {events, std::make_shared<X11Screens>(server.displayName()), clock}};
   KeyboardInjector keys{nullptr, events};
 };
 

@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxTexts.h"
+#include "platform/linux/desktop/LinuxTexts.h"
 
 namespace tandemview {
 

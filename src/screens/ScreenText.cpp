@@ -1,4 +1,4 @@
-#include "input/ScreenText.h"
+#include "screens/ScreenText.h"
 
 #include <fmt/core.h>
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "input/EventSystem.h"
+#include "screens/ScreenRectangle.h"
 
 namespace tandemview {
 
