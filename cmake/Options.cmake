@@ -32,5 +32,6 @@ function(tandemview_room NAME)
   add_library(tandemview_${NAME} STATIC ${ROOM_SOURCES})
   add_library(tandemview::${NAME} ALIAS tandemview_${NAME})
   target_include_directories(tandemview_${NAME} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  set_target_properties(tandemview_${NAME} PROPERTIES UNITY_BUILD_BATCH_SIZE 0) # one unit a room, where units are united
   target_link_libraries(tandemview_${NAME} PUBLIC ${ROOM_DEPENDS} PRIVATE tandemview::options ${ROOM_PRIVATE_DEPENDS})
 endfunction()

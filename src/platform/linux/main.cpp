@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -30,6 +29,7 @@
 #include "platform/linux/X11Permissions.h"
 #include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
+#include "platform/linux/command_line/CommandLine.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/StandardDescriptors.h"
@@ -54,11 +54,9 @@ int main(int argc, char** argv) {
   const ProgramInfo program = {
       .name = "Tandemview", .shortVersion = TANDEMVIEW_VERSION, .build = TANDEMVIEW_BUILD_NUMBER};
   std::string socketPath = usbmuxdSocket;
-  CLI::App commandLine("Turns an iPhone or iPad into an extra display.", "tandemview");
-  commandLine.add_option("--usbmuxd-socket", socketPath, "Socket of the USB multiplexing daemon")
-      ->capture_default_str();
-  commandLine.set_version_flag("--version", program.shortVersion);
-  CLI11_PARSE(commandLine, argc, argv);
+  CommandLine commandLine("Turns an iPhone or iPad into an extra display.", "tandemview", program.shortVersion);
+  commandLine.option({"--usbmuxd-socket", "Socket of the USB multiplexing daemon"}, socketPath);
+  if (const auto status = commandLine.parse(argc, argv)) return *status;
   if (!succession.waitForPredecessor(longestFarewellSeconds)) {
     Log::print("⚠️ The copy that this one replaces (process {}) has not ended in {} seconds",
                succession.predecessor, longestFarewellSeconds);
