@@ -49,11 +49,18 @@ TEST(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
     defaults.setString("quality", "sharp");
     EXPECT_EQ(FileUserDefaults(path).string("quality"), "sharp");
   }
+}
+
+TEST(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
   LogRecorder log;
-  FileUserDefaults unwritable("/proc/tandemview/settings.json");
-  unwritable.setString("quality", "sharp");
-  EXPECT_EQ(unwritable.string("quality"), "sharp") << "for this run";
-  EXPECT_EQ(log.take().size(), 1u);
+  const TemporaryDirectory directory;
+  std::ofstream(directory.path() + "/file") << "no folder";
+  const std::string path = directory.path() + "/file/tandemview/settings.json";
+  FileUserDefaults defaults(path);
+  log.take();
+  defaults.setString("quality", "sharp");
+  EXPECT_EQ(defaults.string("quality"), "sharp") << "for this run";
+  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + path + ": Not a directory"});
 }
 
 TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {

@@ -30,6 +30,13 @@ std::filesystem::path endOfLinks(std::filesystem::path path) {
   return path;
 }
 
+std::optional<Error> save(const std::filesystem::path& file, const std::string& text) {
+  std::error_code error;
+  std::filesystem::create_directories(file.parent_path(), error);
+  if (error) return posixError(error.value());
+  return writeFileAtomically(file, text);
+}
+
 template <typename Value>
 std::optional<Value> valueOf(const json& values, const std::string& key, bool (json::*isOfType)() const noexcept) {
   const auto found = values.find(key);
@@ -108,10 +115,8 @@ void FileUserDefaults::set(const std::string& key, json value) {
   values_[key] = std::move(value);
   if (!isSaved_) return;
   const std::filesystem::path file = endOfLinks(path_);
-  std::error_code ignored;
-  std::filesystem::create_directories(file.parent_path(), ignored);
   const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (const auto error = writeFileAtomically(file, text)) {
+  if (const auto error = save(file, text)) {
     Log::print("⚠️ The settings can't be saved in {}: {}", path_, error->localizedDescription());
   }
 }
