@@ -54,13 +54,12 @@ TEST(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
 TEST(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
   LogRecorder log;
   const TemporaryDirectory directory;
-  std::ofstream(directory.path() + "/file") << "no folder";
-  const std::string path = directory.path() + "/file/tandemview/settings.json";
+  std::filesystem::create_symlink("nowhere", directory.path() + "/configuration");
+  const std::string path = directory.path() + "/configuration/tandemview/settings.json";
   FileUserDefaults defaults(path);
-  log.take();
   defaults.setString("quality", "sharp");
   EXPECT_EQ(defaults.string("quality"), "sharp") << "for this run";
-  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + path + ": Not a directory"});
+  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + path + ": File exists"});
 }
 
 TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {
