@@ -43,10 +43,12 @@ apt() {
   apt-get -o APT::Status-Fd=3 -o Dpkg::Use-Pty=0 "$@" 3>&1 >"$scratch/log" 2>&1 </dev/null | show_progress
 }
 
+# What an interrupted installation has left half done comes first: APT refuses to work before.
+dpkg --configure -a >"$scratch/log" 2>&1 </dev/null || true
 had_avahi=$(dpkg-query -W -f='${db:Status-Status}' avahi-daemon 2>/dev/null || true)
 echo "Asking Debian for its newest packages"
 apt -o APT::Update::Error-Mode=any update
-apt-get install --no-install-recommends --assume-no "$@" >"$scratch/plan" 2>"$scratch/log" </dev/null || true
+apt-get install --fix-broken --no-install-recommends --assume-no "$@" >"$scratch/plan" 2>"$scratch/log" </dev/null || true
 grep -E '^[0-9]+ upgraded' "$scratch/plan" >/dev/null || { cat "$scratch/plan"; false; }
 printf 'Installing %s packages (%s)\n' "$(sed -nE 's/^[0-9]+ upgraded, ([0-9]+) newly.*/\1/p' "$scratch/plan")" \
   "$(sed -nE 's/^Need to get (.*) of archives\./\1 to load/p; s/^After this operation, (.*) of additional.*/\1 on the disk/p' \
@@ -57,7 +59,7 @@ if [ ! -e "$policy" ]; then
   printf '#!/bin/sh\nexit 101\n' >"$policy"
   chmod +x "$policy"
 fi
-apt install -y --no-install-recommends "$@"
+apt install -y --fix-broken --no-install-recommends "$@"
 if [ "$had_avahi" != installed ] && [ -e /lib/systemd/system/avahi-daemon.service ]; then
   if command -v systemctl >/dev/null; then
     systemctl disable --quiet avahi-daemon.service avahi-daemon.socket 2>>"$scratch/log" || true
