@@ -22,7 +22,7 @@ if [ "${1:-}" = --window ]; then
   [ -n "$phone_display" ] || [ -n "${WAYLAND_DISPLAY:-}" ] || fail "--window needs a desktop (DISPLAY is not set)"
   companion_options+=(--window)
 fi
-mkdir -p out && rm -f out/last.jpg out/summary.json && : >out/summary.json || fail "the folder out/ can't be written"
+mkdir -p out && : >out/summary.json && rm -f out/last.jpg out/summary.json || fail "the folder out/ can't be written"
 if [ -n "$only_check" ]; then exit 0; fi
 
 directory=$(mktemp -d)
@@ -32,13 +32,13 @@ finish() {
   trap '' INT TERM
   stop "$companion_pid" "$program_pid" "$scene_pid" "$xorg_pid"
   rm -rf "$directory"
+  if [ "$status" -gt 128 ]; then echo "demo: interrupted"; fi
   exit "$status"
 }
 trap finish EXIT
-trap 'echo "demo: interrupted"; exit 130' INT
-trap 'echo "demo: interrupted"; exit 143' TERM
-# What has failed does so in mid-function else.
-set +e
+trap 'exit 130' INT
+trap 'exit 143' TERM
+set +e # from here on, each status is looked at
 
 start_private_xorg "$directory" || fail "the private X server did not start"
 echo "demo: a private X server on $DISPLAY, a phone of 1290x2796 on the cable"
