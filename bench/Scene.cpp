@@ -11,7 +11,7 @@
 #include "bench/ScenePicture.h"
 #include "bench/SceneWindow.h"
 #include "companion/ClockPattern.h"
-#include "platform/linux/command_line/CommandLine.h"
+#include "platform/linux/options/OptionParser.h"
 #include "runtime/Log.h"
 #include "runtime/MediaClock.h"
 
@@ -200,17 +200,17 @@ class Scene {
 
 int main(int argumentCount, char** arguments) {
   using namespace tandemview;
-  CommandLine line("Something to look at on the virtual display, and the repeatable load of the measurements.",
-                   "scene");
+  OptionParser line("Something to look at on the virtual display, and the repeatable load of the measurements.",
+                    "scene");
   Options options;
   std::string load = "full";
   line.option({"--output", "The RandR output; otherwise the first that is not the primary one", "NAME"},
               options.output);
   line.option(
       {"--load", "full: all of the picture moves; typing: a few small changes a second; rest: nothing changes", "LOAD"},
-      load, CommandLine::oneOf({"full", "typing", "rest"}));
+      load, OptionParser::oneOf({"full", "typing", "rest"}));
   line.option({"--fps", "Frames a second of the full load", "N"}, options.framesPerSecond,
-              CommandLine::range(0.1, 1000));
+              OptionParser::range(0.1, 1000));
   line.option({"--seed", "Makes another text", "N"}, options.seed);
   if (const auto status = line.parse(argumentCount, arguments)) return *status;
   options.load = load == "typing" ? Load::typing : load == "rest" ? Load::rest : Load::full;

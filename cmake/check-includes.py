@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""Fails when a file of a room includes a header of a room that its CMake target doesn't name, directly or through the
-public dependencies of one that it names. A room is a folder of src with a tandemview_room in its CMakeLists.txt."""
+"""Fails when a file includes a header of a room that its own CMake target doesn't name, directly or through the public
+dependencies of one that it names. A room is a folder of src with a tandemview_room in its CMakeLists.txt; a program, with
+an add_executable, has what lies in its folder and is no room; in a room's folder it shares what both name."""
 import pathlib
 import re
 import sys
 
-source = pathlib.Path(__file__).resolve().parent.parent / "src"
+source = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent).resolve() / "src"
 
 
 class Target:
-    def __init__(self, folder, public, private, files=None):
-        self.folder, self.public, self.private = folder, public, private
-        self.files = files  # of a program in a folder of others; else all of the folder
+    def __init__(self, name, folder, public=(), private=(), is_room=True):
+        self.name, self.folder, self.is_room = name, folder, is_room
+        self.public, self.private = list(public), list(private)
 
 
 def words_after(keyword, words):
@@ -25,80 +26,70 @@ def words_after(keyword, words):
     return result
 
 
-def room_names(words):
+def targets_in(words):
     return [re.sub(r"^tandemview(::|_)", "", word) for word in words if re.match(r"tandemview(::|_)", word)]
 
 
 def read_targets():
-    rooms, programs, aliases = {}, [], {}
+    targets, aliases = {}, {}
     for lists in sorted(source.rglob("CMakeLists.txt")):
-        text = re.sub(r"#.*", "", lists.read_text())
-        folder = lists.parent
-        links = {}
-        for call in re.finditer(r"(\w+)\s*\(([^()]*)\)", text):
-            words = call[2].replace('"', " ").split()
+        for call in re.finditer(r"(\w+)\s*\(([^()]*)\)", re.sub(r"#.*", "", lists.read_text())):
+            words = call[2].split()
+            name = re.sub(r"^tandemview(::|_)", "", words[0]) if words else ""
             if call[1] == "tandemview_room":
-                rooms[words[0]] = Target(folder, room_names(words_after("DEPENDS", words)),
-                                         room_names(words_after("PRIVATE_DEPENDS", words)))
-            elif call[1] == "target_link_libraries":
-                links.setdefault(words[0], []).extend(room_names(words))
-            elif call[1] == "add_library" and "ALIAS" in words:
-                aliases[words[0].removeprefix("tandemview::")] = words[-1].removeprefix("tandemview_")
+                targets[name] = Target(name, lists.parent, targets_in(words_after("DEPENDS", words)),
+                                       targets_in(words_after("PRIVATE_DEPENDS", words)))
             elif call[1] == "add_executable":
-                programs.append((words[0], folder, [word for word in words if word.endswith((".cpp", ".mm"))]))
-        for name, room in rooms.items():
-            if room.folder == folder:
-                room.private += links.get(f"tandemview_{name}", [])
-        programs = [program if isinstance(program, Target) else
-                    Target(folder, [], links.get(program[0], []), {folder / file for file in program[2]})
-                    for program in programs]
-    for target in [*rooms.values(), *programs]:
+                targets[name] = Target(name, lists.parent, is_room=False)
+            elif call[1] == "target_link_libraries" and name in targets:
+                targets[name].private += targets_in(words[1:])
+            elif call[1] == "add_library" and "ALIAS" in words:
+                aliases[name] = targets_in(words[-1:])[0]
+    for target in targets.values():
         target.public = [aliases.get(name, name) for name in target.public]
         target.private = [aliases.get(name, name) for name in target.private]
-    return rooms, programs
+    return targets
 
 
 def main():
-    rooms, programs = read_targets()
+    targets = read_targets()
     folders = {}
-    for name, room in rooms.items():
-        if room.folder in folders:
-            sys.exit(f"check-includes: {room.folder.relative_to(source)} holds two rooms, {folders[room.folder]} and {name}")
-        folders[room.folder] = name
+    for target in targets.values():
+        if target.folder in folders and not target.is_room:
+            folders[target.folder].private += target.private
+            continue
+        if target.folder in folders:
+            sys.exit(f"check-includes: {target.folder.relative_to(source)} holds both {folders[target.folder].name} and "
+                     f"{target.name}")
+        folders[target.folder] = target
 
-    def room_of(path):
+    def owner(path):
         return next((folders[folder] for folder in path.parents if folder in folders), None)
 
-    def closure(names):
-        found, waiting = set(), list(names)
+    def allowed(target):
+        found, waiting = set(), [target.name, *target.public, *target.private]
         while waiting:
             name = waiting.pop()
-            if name in rooms and name not in found:
+            if name in targets and name not in found:
                 found.add(name)
-                waiting += rooms[name].public
+                waiting += targets[name].public
         return found
 
-    allowed = {name: closure([name, *room.public, *room.private]) for name, room in rooms.items()}
+    may_include = {name: allowed(target) for name, target in targets.items()}
     faults = files = 0
-    for path in sorted(source.rglob("*")):
-        if path.suffix not in (".h", ".cpp", ".mm"):
-            continue
+    for path in sorted(path for path in source.rglob("*") if path.suffix in (".h", ".cpp", ".mm")):
         files += 1
-        program = next((program for program in programs if path in program.files), None)
-        own = room_of(path)
-        may = closure(program.private) if program else allowed.get(own, set())
+        own = owner(path)
         for number, line in enumerate(path.read_text().splitlines(), 1):
             include = re.match(r'#(?:include|import) "([^"]+)"', line)
-            if not include or not (source / include[1]).exists():
-                continue
-            other = room_of(source / include[1])
-            if other and other != own and other not in may:
+            other = include and (source / include[1]).exists() and owner(source / include[1])
+            if other and (not own or other.name not in may_include[own.name]):
                 faults += 1
-                print(f"{path.relative_to(source.parent)}:{number}: {include[1]} is of the room {other}, "
-                      f"which {'the program' if program else own} does not name")
+                print(f"{path.relative_to(source.parent)}:{number}: {include[1]} is {other.name}'s, which "
+                      f"{own.name if own else 'no target'} does not name")
     if faults:
         sys.exit(1)
-    print(f"check-includes: {files} files of {len(rooms)} rooms include what their targets name")
+    print(f"check-includes: {files} files of {len(targets)} rooms and programs include what their targets name")
 
 
 main()

@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "companion/Companion.h"
-#include "platform/linux/command_line/CommandLine.h"
+#include "platform/linux/options/OptionParser.h"
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
 #include "runtime/StandardDescriptors.h"
@@ -20,7 +20,7 @@ struct Arguments {
   std::string scriptPath;
 };
 
-void declareOptions(CommandLine& line, Arguments& arguments) {
+void declareOptions(OptionParser& line, Arguments& arguments) {
   Companion::Options& options = arguments.options;
 
   line.group("The ways to the host (at least one)", /*needsOne=*/true);
@@ -37,26 +37,27 @@ void declareOptions(CommandLine& line, Arguments& arguments) {
                  return frameSizeFromText(text) ? "" : "sides from 16 to 16384 pixels, such as 1290x2796";
                },
                "WxH"});
-  line.option({"--scale", "Pixels per point"}, options.info.scale, CommandLine::range(0.1, 100));
-  line.option({"--idiom", "Kind of device"}, options.info.idiom, CommandLine::oneOf({"phone", "pad"}));
+  line.option({"--scale", "Pixels per point"}, options.info.scale, OptionParser::range(0.1, 100));
+  line.option({"--idiom", "Kind of device"}, options.info.idiom, OptionParser::oneOf({"phone", "pad"}));
   line.option({"--orientation", "How it is held", "TEXT"}, options.info.orientation);
   line.option({"--quality", "Its quality mode", "TEXT"}, options.info.quality);
   line.option({"--port", "Its port behind the daemon", "N"}, options.port);
   line.option({"--device-id", "Its number with the daemon", "N"}, options.deviceID);
-  line.option({"--ping-interval", "Seconds between pings", "S"}, options.pingInterval, CommandLine::range(0.001, 3600));
+  line.option({"--ping-interval", "Seconds between pings", "S"}, options.pingInterval,
+              OptionParser::range(0.001, 3600));
   line.flag("--full-resolution", "Expect the frames of a host set to full resolution", options.fullResolution);
   line.option({"--script", "What happens when: lines of SECONDS ACTION ARGUMENTS", "FILE"}, arguments.scriptPath,
-              CommandLine::existingFile());
+              OptionParser::existingFile());
 
   line.group("The end (otherwise by SIGINT or SIGTERM)");
-  line.option({"--frames", "End after so many frames", "N"}, options.frames, CommandLine::range(1, 1e9));
-  line.option({"--seconds", "End after so long", "N"}, options.seconds, CommandLine::range(0, 1e6));
+  line.option({"--frames", "End after so many frames", "N"}, options.frames, OptionParser::range(1, 1e9));
+  line.option({"--seconds", "End after so long", "N"}, options.seconds, OptionParser::range(0, 1e6));
 
   line.group("Output");
   line.option({"--save", "Save frames as DIR/frame-000001.jpg, the last as DIR/last.jpg", "DIR"},
               options.saveDirectory);
   line.option({"--save-every", "Save only every Nth frame; 0 saves only the last", "N"}, options.saveEvery,
-              CommandLine::range(0, 1e9));
+              OptionParser::range(0, 1e9));
   line.option({"--json", "Write a summary for programs; - is standard output, for it alone", "FILE"}, options.jsonPath);
   line.flag("--window", "Show the frames in a window, whose mouse and keyboard are the phone's", options.window);
 }
@@ -95,8 +96,8 @@ int run(Arguments arguments) {
 
 int main(int argumentCount, char** argumentValues) {
   openStandardDescriptors();
-  CommandLine line("Plays the phone for Tandemview: receives its frames, checks and measures them.",
-                   "tandemview-companion", "tandemview-companion " TANDEMVIEW_VERSION);
+  OptionParser line("Plays the phone for Tandemview: receives its frames, checks and measures them.",
+                    "tandemview-companion", "tandemview-companion " TANDEMVIEW_VERSION);
   Arguments arguments;
   declareOptions(line, arguments);
   if (const auto status = line.parse(argumentCount, argumentValues)) return *status;

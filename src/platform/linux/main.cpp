@@ -29,7 +29,7 @@
 #include "platform/linux/X11Permissions.h"
 #include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
-#include "platform/linux/command_line/CommandLine.h"
+#include "platform/linux/options/OptionParser.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/StandardDescriptors.h"
@@ -54,7 +54,7 @@ int main(int argc, char** argv) {
   const ProgramInfo program = {
       .name = "Tandemview", .shortVersion = TANDEMVIEW_VERSION, .build = TANDEMVIEW_BUILD_NUMBER};
   std::string socketPath = usbmuxdSocket;
-  CommandLine commandLine("Turns an iPhone or iPad into an extra display.", "tandemview", program.shortVersion);
+  OptionParser commandLine("Turns an iPhone or iPad into an extra display.", "tandemview", program.shortVersion);
   commandLine.option({"--usbmuxd-socket", "Socket of the USB multiplexing daemon"}, socketPath);
   if (const auto status = commandLine.parse(argc, argv)) return *status;
   if (!succession.waitForPredecessor(longestFarewellSeconds)) {

@@ -13,9 +13,9 @@ class Option_group;
 
 namespace tandemview {
 
-/// A program's options, declared one by one, then read. CLI11 does it: this class is the one unit that compiles its
-/// headers, which take as long as a room of ours.
-class CommandLine {
+/// Reads the options of a program, which declares them one by one. CLI11 does it: this class is the one unit that
+/// compiles its headers, which take as long as a room of ours.
+class OptionParser {
  public:
   struct Text {
     std::string name;   // with its dashes
@@ -31,10 +31,10 @@ class CommandLine {
   static Check oneOf(std::vector<std::string> values);
   static Check existingFile();
 
-  CommandLine(const std::string& description, const std::string& name, const std::string& version = "");
-  ~CommandLine();
-  CommandLine(const CommandLine&) = delete;
-  CommandLine& operator=(const CommandLine&) = delete;
+  OptionParser(const std::string& description, const std::string& name, const std::string& version = "");
+  ~OptionParser();
+  OptionParser(const OptionParser&) = delete;
+  OptionParser& operator=(const OptionParser&) = delete;
 
   /// What is declared from here on stands below `heading`. If `needsOne`, at least one of these options must be given.
   void group(const std::string& heading, bool needsOne = false);

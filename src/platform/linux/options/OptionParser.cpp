@@ -1,4 +1,4 @@
-#include "platform/linux/command_line/CommandLine.h"
+#include "platform/linux/options/OptionParser.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
@@ -15,7 +15,7 @@ inline constexpr bool isOptional = false;
 template <typename Value>
 inline constexpr bool isOptional<std::optional<Value>> = true;
 
-CommandLine::Check checkBy(CLI::Validator validator) {
+OptionParser::Check checkBy(CLI::Validator validator) {
   std::string description = validator.get_description();
   return {.fault = [validator = std::move(validator)](const std::string& text) { return validator(text); },
           .description = std::move(description)};
@@ -23,36 +23,36 @@ CommandLine::Check checkBy(CLI::Validator validator) {
 
 }  // namespace
 
-CommandLine::Check CommandLine::range(double smallest, double largest) {
+OptionParser::Check OptionParser::range(double smallest, double largest) {
   return checkBy(CLI::Range(smallest, largest));
 }
 
-CommandLine::Check CommandLine::oneOf(std::vector<std::string> values) {
+OptionParser::Check OptionParser::oneOf(std::vector<std::string> values) {
   return checkBy(CLI::IsMember(std::move(values)));
 }
 
-CommandLine::Check CommandLine::existingFile() {
+OptionParser::Check OptionParser::existingFile() {
   return checkBy(CLI::ExistingFile);
 }
 
-CommandLine::CommandLine(const std::string& description, const std::string& name, const std::string& version)
+OptionParser::OptionParser(const std::string& description, const std::string& name, const std::string& version)
     : app_(std::make_unique<CLI::App>(description, name)) {
   if (!version.empty()) app_->set_version_flag("--version", version);
 }
 
-CommandLine::~CommandLine() = default;
+OptionParser::~OptionParser() = default;
 
-CLI::App& CommandLine::place() {
+CLI::App& OptionParser::place() {
   return group_ ? *group_ : *app_;
 }
 
-void CommandLine::group(const std::string& heading, bool needsOne) {
+void OptionParser::group(const std::string& heading, bool needsOne) {
   group_ = app_->add_option_group(heading);
   if (needsOne) group_->require_option(1, 0);
 }
 
 template <typename Value>
-void CommandLine::option(const Text& text, Value& value, const Check& check) {
+void OptionParser::option(const Text& text, Value& value, const Check& check) {
   CLI::Option* option = place().add_option(text.name, value, text.help);
   if (!text.value.empty()) option->type_name(text.value);
   if (check.fault) {
@@ -68,25 +68,25 @@ void CommandLine::option(const Text& text, Value& value, const Check& check) {
   }
 }
 
-template void CommandLine::option(const Text&, std::string&, const Check&);
-template void CommandLine::option(const Text&, std::uint16_t&, const Check&);
-template void CommandLine::option(const Text&, std::uint32_t&, const Check&);
-template void CommandLine::option(const Text&, std::uint64_t&, const Check&);
-template void CommandLine::option(const Text&, double&, const Check&);
-template void CommandLine::option(const Text&, std::optional<std::string>&, const Check&);
-template void CommandLine::option(const Text&, std::optional<std::uint16_t>&, const Check&);
-template void CommandLine::option(const Text&, std::optional<std::uint64_t>&, const Check&);
-template void CommandLine::option(const Text&, std::optional<double>&, const Check&);
+template void OptionParser::option(const Text&, std::string&, const Check&);
+template void OptionParser::option(const Text&, std::uint16_t&, const Check&);
+template void OptionParser::option(const Text&, std::uint32_t&, const Check&);
+template void OptionParser::option(const Text&, std::uint64_t&, const Check&);
+template void OptionParser::option(const Text&, double&, const Check&);
+template void OptionParser::option(const Text&, std::optional<std::string>&, const Check&);
+template void OptionParser::option(const Text&, std::optional<std::uint16_t>&, const Check&);
+template void OptionParser::option(const Text&, std::optional<std::uint64_t>&, const Check&);
+template void OptionParser::option(const Text&, std::optional<double>&, const Check&);
 
-void CommandLine::flag(const std::string& name, const std::string& help, bool& value) {
+void OptionParser::flag(const std::string& name, const std::string& help, bool& value) {
   place().add_flag(name, value, help);
 }
 
-void CommandLine::exclude(const std::string& name, const std::string& other) {
+void OptionParser::exclude(const std::string& name, const std::string& other) {
   place().get_option(name)->excludes(place().get_option(other));
 }
 
-std::optional<int> CommandLine::parse(int count, char** arguments) {
+std::optional<int> OptionParser::parse(int count, char** arguments) {
   try {
     app_->parse(count, arguments);
   } catch (const CLI::ParseError& error) {
