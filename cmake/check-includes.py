@@ -54,7 +54,7 @@ def read_targets():
 def main():
     targets = read_targets()
     folders = {}
-    for target in targets.values():
+    for target in sorted(targets.values(), key=lambda target: not target.is_room):
         if target.folder in folders and not target.is_room:
             folders[target.folder].private += target.private
             continue
