@@ -10,8 +10,8 @@
 #include "bench/SceneOutput.h"
 #include "bench/ScenePicture.h"
 #include "bench/SceneWindow.h"
+#include "command_line/OptionParser.h"
 #include "companion/ClockPattern.h"
-#include "platform/linux/options/OptionParser.h"
 #include "runtime/Log.h"
 #include "runtime/MediaClock.h"
 

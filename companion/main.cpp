@@ -1,8 +1,8 @@
 #include <csignal>
 #include <cstdio>
 
+#include "command_line/OptionParser.h"
 #include "companion/Companion.h"
-#include "platform/linux/options/OptionParser.h"
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
 #include "runtime/StandardDescriptors.h"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/AppDelegate.h"
+#include "command_line/OptionParser.h"
 #include "platform/linux/AlertQueue.h"
 #include "platform/linux/AutostartEntry.h"
 #include "platform/linux/AvahiWiFiNetwork.h"
@@ -29,7 +30,6 @@
 #include "platform/linux/X11Permissions.h"
 #include "platform/linux/X11Session.h"
 #include "platform/linux/ZenityAlerts.h"
-#include "platform/linux/options/OptionParser.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/StandardDescriptors.h"

@@ -1,4 +1,4 @@
-#include "platform/linux/options/OptionParser.h"
+#include "command_line/OptionParser.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
