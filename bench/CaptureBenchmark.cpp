@@ -15,10 +15,10 @@
 #include <thread>
 #include <vector>
 
-#include "platform/X11TestClient.h"
-#include "platform/linux/RandrScreen.h"
-#include "platform/linux/X11CaptureSystem.h"
+#include "platform/linux/x11/capture/X11CaptureSystem.h"
+#include "platform/linux/x11/display/RandrScreen.h"
 #include "runtime/SerialQueue.h"
+#include "support/X11TestClient.h"
 
 namespace {
 

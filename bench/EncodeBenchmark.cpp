@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "capture/MJPEGEncoder.h"
-#include "platform/linux/TurboJpegImageEncoder.h"
+#include "platform/linux/picture/TurboJpegImageEncoder.h"
 #include "runtime/Log.h"
 
 using namespace tandemview;

@@ -11,9 +11,9 @@
 #include <semaphore>
 #include <thread>
 
-#include "platform/linux/AvahiWiFiNetwork.h"
-#include "platform_wifi/PrivateAvahi.h"
+#include "platform/linux/wifi/AvahiWiFiNetwork.h"
 #include "runtime/SerialQueue.h"
+#include "support/PrivateAvahi.h"
 
 using namespace tandemview;
 

@@ -25,13 +25,19 @@ if(TANDEMVIEW_SANITIZE)
   endif()
 endif()
 
-# tandemview_room(NAME SOURCES... DEPENDS targets...): one static library for one room of src/.
+# tandemview_room(NAME SOURCES... DEPENDS targets...): one static library for one room of src/; one without sources is
+# headers alone.
 # Its public dependencies are the rooms below it, so that an include from the wrong direction does not link.
 function(tandemview_room NAME)
   cmake_parse_arguments(ROOM "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
-  add_library(tandemview_${NAME} STATIC ${ROOM_SOURCES})
+  if(NOT ROOM_SOURCES)
+    add_library(tandemview_${NAME} INTERFACE)
+    target_link_libraries(tandemview_${NAME} INTERFACE ${ROOM_DEPENDS})
+  else()
+    add_library(tandemview_${NAME} STATIC ${ROOM_SOURCES})
+    set_target_properties(tandemview_${NAME} PROPERTIES UNITY_BUILD_BATCH_SIZE 0) # one unit a room, where units are united
+    target_include_directories(tandemview_${NAME} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(tandemview_${NAME} PUBLIC ${ROOM_DEPENDS} PRIVATE tandemview::options ${ROOM_PRIVATE_DEPENDS})
+  endif()
   add_library(tandemview::${NAME} ALIAS tandemview_${NAME})
-  target_include_directories(tandemview_${NAME} PUBLIC ${PROJECT_SOURCE_DIR}/src)
-  set_target_properties(tandemview_${NAME} PROPERTIES UNITY_BUILD_BATCH_SIZE 0) # one unit a room, where units are united
-  target_link_libraries(tandemview_${NAME} PUBLIC ${ROOM_DEPENDS} PRIVATE tandemview::options ${ROOM_PRIVATE_DEPENDS})
 endfunction()

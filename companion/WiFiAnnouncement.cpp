@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/AvahiNames.h"
+#include "platform/linux/wifi/AvahiNames.h"
 
 namespace tandemview {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/AvahiDaemon.h"
+#include "platform/linux/wifi/AvahiDaemon.h"
 
 namespace tandemview {
 

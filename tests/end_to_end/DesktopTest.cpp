@@ -10,8 +10,8 @@
 #include <sstream>
 
 #include "end_to_end/EndToEndFixture.h"
-#include "platform_bus/LogindStandIn.h"
-#include "platform_bus/PrivateBus.h"
+#include "support/LogindStandIn.h"
+#include "support/PrivateBus.h"
 
 namespace tandemview {
 namespace {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "end_to_end/Program.h"
-#include "platform/X11TestClient.h"
 #include "support/PrivateXServer.h"
+#include "support/X11TestClient.h"
 
 namespace tandemview {
 

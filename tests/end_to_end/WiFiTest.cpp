@@ -12,9 +12,9 @@
 #include <thread>
 
 #include "end_to_end/EndToEndFixture.h"
-#include "platform/linux/X11Connection.h"
-#include "platform_wifi/MulticastImpostor.h"
-#include "platform_wifi/PrivateAvahi.h"
+#include "platform/linux/x11/server/X11Connection.h"
+#include "support/MulticastImpostor.h"
+#include "support/PrivateAvahi.h"
 
 namespace tandemview {
 namespace {

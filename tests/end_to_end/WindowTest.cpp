@@ -6,8 +6,8 @@
 #include "end_to_end/EndToEndFixture.h"
 #include "fakes/ManualQueue.h"
 #include "input/KeyboardInjector.h"
-#include "platform/linux/X11EventSystem.h"
-#include "platform_input/ClientProcess.h"
+#include "platform/linux/x11/input/X11EventSystem.h"
+#include "support/ClientProcess.h"
 
 namespace tandemview {
 namespace {

@@ -7,29 +7,25 @@
 #include <vector>
 
 #include "app/AppDelegate.h"
-#include "command_line/OptionParser.h"
-#include "platform/linux/AlertQueue.h"
-#include "platform/linux/AutostartEntry.h"
-#include "platform/linux/AvahiWiFiNetwork.h"
-#include "platform/linux/FileUserDefaults.h"
-#include "platform/linux/IconDirectory.h"
-#include "platform/linux/LinuxApplication.h"
+#include "platform/linux/CommandLine.h"
+#include "platform/linux/DesktopChoice.h"
 #include "platform/linux/LinuxTexts.h"
-#include "platform/linux/LogindLidInhibitor.h"
-#include "platform/linux/LogindSleepMonitor.h"
-#include "platform/linux/NotificationAlerts.h"
-#include "platform/linux/PrintedAlerts.h"
-#include "platform/linux/ProcfsResources.h"
-#include "platform/linux/SingleInstance.h"
-#include "platform/linux/StatusNotifierItem.h"
-#include "platform/linux/Succession.h"
-#include "platform/linux/TurboJpegImageEncoder.h"
-#include "platform/linux/X11CaptureSystem.h"
-#include "platform/linux/X11DisplaySystem.h"
-#include "platform/linux/X11EventSystem.h"
-#include "platform/linux/X11Permissions.h"
-#include "platform/linux/X11Session.h"
-#include "platform/linux/ZenityAlerts.h"
+#include "platform/linux/alerts/AlertQueue.h"
+#include "platform/linux/alerts/NotificationAlerts.h"
+#include "platform/linux/alerts/PrintedAlerts.h"
+#include "platform/linux/alerts/ZenityAlerts.h"
+#include "platform/linux/host/AutostartEntry.h"
+#include "platform/linux/host/FileUserDefaults.h"
+#include "platform/linux/host/LinuxApplication.h"
+#include "platform/linux/host/LogindLidInhibitor.h"
+#include "platform/linux/host/LogindSleepMonitor.h"
+#include "platform/linux/host/ProcfsResources.h"
+#include "platform/linux/host/SingleInstance.h"
+#include "platform/linux/host/Succession.h"
+#include "platform/linux/picture/TurboJpegImageEncoder.h"
+#include "platform/linux/tray/IconDirectory.h"
+#include "platform/linux/tray/StatusNotifierItem.h"
+#include "platform/linux/wifi/AvahiWiFiNetwork.h"
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/StandardDescriptors.h"
@@ -37,9 +33,6 @@
 using namespace tandemview;
 
 namespace {
-
-/// Where Debian's usbmuxd listens.
-constexpr const char* usbmuxdSocket = "/var/run/usbmuxd";
 
 /// How long the copy that this one replaces may take to end. It waits for services that don't answer, one after the
 /// other, a few seconds for each. Then the search for running copies decides, as it does for any start.
@@ -53,18 +46,16 @@ int main(int argc, char** argv) {
   Succession succession = Succession::take();
   const ProgramInfo program = {
       .name = "Tandemview", .shortVersion = TANDEMVIEW_VERSION, .build = TANDEMVIEW_BUILD_NUMBER};
-  std::string socketPath = usbmuxdSocket;
-  OptionParser commandLine("Turns an iPhone or iPad into an extra display.", "tandemview", program.shortVersion);
-  commandLine.option({"--usbmuxd-socket", "Socket of the USB multiplexing daemon"}, socketPath);
-  if (const auto status = commandLine.parse(argc, argv)) return *status;
+  const CommandLine commandLine = CommandLine::parse(argc, argv);
+  if (commandLine.exitStatus) return *commandLine.exitStatus;
   if (!succession.waitForPredecessor(longestFarewellSeconds)) {
     Log::print("⚠️ The copy that this one replaces (process {}) has not ended in {} seconds",
                succession.predecessor, longestFarewellSeconds);
   }
 
-  const X11Session session = X11Session::find();
-  const PlatformTexts texts = linuxTexts(session);
-  if (!session.hasServer) {
+  const auto desktop = chooseDesktop(commandLine.desktop);
+  const PlatformTexts texts = linuxTexts(desktop->texts());
+  if (!desktop->isAvailable()) {
     PrintedAlerts().show({.style = AlertStyle::Warning,
                           .message = texts.unsupportedMessage,
                           .informativeText = texts.unsupportedExplanation,
@@ -82,8 +73,6 @@ int main(int argc, char** argv) {
   const auto notificationCenter = std::make_shared<NotificationCenter>();
 
   const auto userDefaults = std::make_shared<FileUserDefaults>(FileUserDefaults::defaultPath());
-  const auto displays = std::make_shared<X11DisplaySystem>(/*displayName=*/"", userDefaults);
-  const auto captures = std::make_shared<X11CaptureSystem>(mainQueue);
 
   std::shared_ptr<AppDelegate> delegate;
   const auto terminate = [&delegate, &mainQueue] {
@@ -95,8 +84,10 @@ int main(int argc, char** argv) {
   std::shared_ptr<PTUSBHub> hub;
   const auto sharedHub = [&] {
     if (!hub) {
-      hub = PTUSBHub::listeningHub(
-          {.socketPath = socketPath, .program = program, .queue = mainQueue, .notificationCenter = notificationCenter});
+      hub = PTUSBHub::listeningHub({.socketPath = commandLine.socketPath,
+                                    .program = program,
+                                    .queue = mainQueue,
+                                    .notificationCenter = notificationCenter});
     }
     return hub;
   };
@@ -124,6 +115,11 @@ int main(int argc, char** argv) {
   std::vector<std::string> command = {executable};
   command.insert(command.end(), arguments.begin(), arguments.end());
   std::shared_ptr<LogindSleepMonitor> sleepMonitor;
+  const Desktop::Ports ports = desktop->open({.mainQueue = mainQueue,
+                                              .clock = clock,
+                                              .userDefaults = userDefaults,
+                                              .application = application,
+                                              .sessionEnded = terminate});
 
   delegate = std::make_shared<AppDelegate>(AppDelegate::Surroundings{
       .mainQueue = mainQueue,
@@ -142,22 +138,18 @@ int main(int argc, char** argv) {
       .statusItems = statusItem,
       .lidSleep = lidSleep,
       .loginItem = std::make_shared<AutostartEntry>(AutostartEntry::defaultPath(), command),
-      .permissions = std::make_shared<X11Permissions>(application),
+      .permissions = ports.permissions,
       .resources = std::make_shared<ProcfsResources>(clock),
       .userDefaults = userDefaults,
-      .displays = displays,
-      .captures = captures,
+      .displays = ports.displays,
+      .captures = ports.captures,
       .makeImageEncoder = [] { return std::make_unique<TurboJpegImageEncoder>(); },
       .sharedHub = sharedHub,
-      .events = std::make_shared<X11EventSystem>(mainQueue, clock),
+      .events = ports.events,
       .wifiNetwork = std::make_shared<AvahiWiFiNetwork>(wifiQueue)});
 
   mainQueue->onSignals({SIGTERM, SIGINT, SIGHUP}, [terminate](int) { terminate(); });
   mainQueue->async([&] {
-    displays->watch(mainQueue, [terminate] {
-      Log::line("👋 The connection to the X server has ended");
-      terminate();
-    });
     sleepMonitor = LogindSleepMonitor::started({.mainQueue = mainQueue,
                                                 .notificationCenter = notificationCenter,
                                                 .object = static_cast<const ApplicationSystem*>(application.get())});

@@ -1,0 +1,141 @@
+#include "platform/linux/x11/display/DisplayPlace.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+#include <tuple>
+
+namespace tandemview {
+
+namespace {
+
+using Alignment = DisplayPlace::Alignment;
+using Position = DisplayPlace::Position;
+
+constexpr std::array<std::string_view, 5> alignmentNames = {"before", "start", "center", "end", "after"};
+
+/// What a screen covers along one axis.
+struct AxisRange {
+  std::int64_t start = 0;
+  std::int64_t length = 0;
+
+  std::int64_t end() const { return start + length; }
+};
+
+AxisRange across(const RandrLayout::Crtc& crtc) {
+  return {crtc.x, crtc.width};
+}
+
+AxisRange down(const RandrLayout::Crtc& crtc) {
+  return {crtc.y, crtc.height};
+}
+
+/// How far apart the two are; negative if they are abreast.
+std::int64_t gap(const AxisRange& left, const AxisRange& right) {
+  return std::max(left.start, right.start) - std::min(left.end(), right.end());
+}
+
+std::int64_t centered(std::int64_t length, const AxisRange& neighbour) {
+  return neighbour.start + (neighbour.length - length) / 2;
+}
+
+Position positionOf(const AxisRange& own, const AxisRange& neighbour) {
+  if (own.end() <= neighbour.start) return {Alignment::Before};
+  if (own.start >= neighbour.end()) return {Alignment::After};
+  const auto position = [](Alignment alignment, std::int64_t offset) {
+    return Position{alignment, static_cast<std::int32_t>(offset)};
+  };
+  return std::min(
+      {position(Alignment::Start, own.start - neighbour.start), position(Alignment::End, own.end() - neighbour.end()),
+       position(Alignment::Center, own.start - centered(own.length, neighbour))},
+      [](const Position& left, const Position& right) { return std::abs(left.offset) < std::abs(right.offset); });
+}
+
+std::int32_t startOf(const Position& position, std::int64_t length, const AxisRange& neighbour) {
+  const auto abreast = [&](std::int64_t start) {
+    // Still abreast by a pixel when the neighbour has shrunk, so that the pointer finds its way.
+    return static_cast<std::int32_t>(
+        std::clamp(start + position.offset, neighbour.start - length + 1, neighbour.end() - 1));
+  };
+  switch (position.alignment) {
+    case Alignment::Before:
+      return static_cast<std::int32_t>(neighbour.start - length);
+    case Alignment::Start:
+      return abreast(neighbour.start);
+    case Alignment::Center:
+      return abreast(centered(length, neighbour));
+    case Alignment::End:
+      return abreast(neighbour.end() - length);
+    case Alignment::After:
+      return static_cast<std::int32_t>(neighbour.end());
+  }
+  return 0;
+}
+
+std::vector<const RandrLayout::Output*> otherOutputs(const RandrLayout& layout, xcb_randr_output_t output) {
+  std::vector<const RandrLayout::Output*> others = layout.activeOutputs();
+  std::erase_if(others, [output](const auto* each) { return each->id == output; });
+  return others;
+}
+
+}  // namespace
+
+std::optional<DisplayPlace> DisplayPlace::of(const RandrLayout& layout, xcb_randr_output_t output) {
+  const RandrLayout::Crtc* const own = layout.activeCrtc(output);
+  const auto others = otherOutputs(layout, output);
+  if (!own || others.empty()) return std::nullopt;
+  const RandrLayout::Output* const main = layout.mainOutput();
+  // A common edge is nearer than a common corner.
+  const auto distance = [&](const RandrLayout::Output* other) {
+    const RandrLayout::Crtc& crtc = *layout.activeCrtc(other->id);
+    const std::int64_t gapAcross = gap(across(*own), across(crtc));
+    const std::int64_t gapDown = gap(down(*own), down(crtc));
+    return std::tuple(std::max(gapAcross, gapDown), gapAcross >= 0 && gapDown >= 0, other != main);
+  };
+  const RandrLayout::Output* const nearest = *std::ranges::min_element(others, {}, distance);
+  if (std::get<0>(distance(nearest)) < 0) return std::nullopt;
+  const RandrLayout::Crtc& neighbour = *layout.activeCrtc(nearest->id);
+  return DisplayPlace{.x = positionOf(across(*own), across(neighbour)),
+                      .y = positionOf(down(*own), down(neighbour)),
+                      .neighbour = nearest->name};
+}
+
+std::optional<DisplayPlace::Point> DisplayPlace::origin(const RandrLayout& layout, xcb_randr_output_t output,
+                                                        std::uint32_t width, std::uint32_t height) const {
+  const auto others = otherOutputs(layout, output);
+  if (others.empty()) return std::nullopt;
+  auto found = std::ranges::find(others, neighbour, &RandrLayout::Output::name);
+  if (found == others.end()) found = std::ranges::find(others, layout.mainOutput());
+  const RandrLayout::Crtc& crtc = *layout.activeCrtc((found == others.end() ? others.front() : *found)->id);
+  return Point{.x = startOf(x, width, across(crtc)), .y = startOf(y, height, down(crtc))};
+}
+
+std::string DisplayPlace::text() const {
+  const auto word = [](const Position& position) {
+    return alignmentNames[static_cast<std::size_t>(position.alignment)];
+  };
+  return fmt::format("{} {} {} {} {}", word(x), x.offset, word(y), y.offset, neighbour);
+}
+
+std::optional<DisplayPlace> DisplayPlace::parse(const std::string& text) {
+  std::istringstream words(text);
+  const auto readPosition = [&words](Position& position) {
+    std::string word;
+    words >> word >> position.offset;
+    const auto found = std::ranges::find(alignmentNames, word);
+    if (found == alignmentNames.end()) return false;
+    position.alignment = static_cast<Alignment>(found - alignmentNames.begin());
+    return true;
+  };
+  DisplayPlace place;
+  if (!readPosition(place.x) || !readPosition(place.y) || !std::getline(words >> std::ws, place.neighbour)) {
+    return std::nullopt;
+  }
+  return place;
+}
+
+}  // namespace tandemview

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/linux/x11/server/RandrLayout.h"
+
+namespace tandemview {
+
+/// Where a screen lies in relation to a neighbour, in terms that still make sense when either has another size: "to the
+/// right of it, the lower edges in line".
+struct DisplayPlace {
+  /// Along one axis: beside the neighbour, or abreast of it, with two edges or the two centres in line.
+  enum class Alignment { Before, Start, Center, End, After };
+
+  struct Position {
+    Alignment alignment = Alignment::Start;
+    std::int32_t offset = 0;  // pixels from that line; none beside the neighbour
+
+    bool operator==(const Position&) const = default;
+  };
+  struct Point {
+    std::int32_t x = 0;
+    std::int32_t y = 0;
+  };
+
+  Position x;
+  Position y;
+  std::string neighbour;  // its output's name
+
+  bool operator==(const DisplayPlace&) const = default;
+
+  /// The place of an output among the other active ones, by the nearest, the main one if there is a choice. Absent if
+  /// it is dark, alone, or lies over another.
+  static std::optional<DisplayPlace> of(const RandrLayout& layout, xcb_randr_output_t output);
+
+  /// Where the output has to lie to have this place with a size of width × height: coordinates may be negative. If the
+  /// neighbour is dark, the main screen stands in. Absent if no other output is active.
+  std::optional<Point> origin(const RandrLayout& layout, xcb_randr_output_t output, std::uint32_t width,
+                              std::uint32_t height) const;
+
+  /// For the settings. A text that isn't one of these is no place.
+  std::string text() const;
+  static std::optional<DisplayPlace> parse(const std::string& text);
+};
+
+}  // namespace tandemview

@@ -1,0 +1,118 @@
+#include "platform/linux/host/LinuxApplication.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "end_to_end/Program.h"
+#include "platform/linux/host/Succession.h"
+#include "support/TemporaryDirectory.h"
+
+namespace tandemview {
+namespace {
+
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+TEST(LinuxApplicationTest, AFileIsReplacedAndALinkIsNotFollowed) {
+  const TemporaryDirectory directory;
+  LinuxApplication application({});
+  const std::string victim = directory.path() + "/victim";
+  const std::string script = directory.path() + "/script.sh";
+  std::ofstream(victim) << "precious";
+  std::filesystem::create_symlink(victim, script);
+  EXPECT_FALSE(application.writeFile(script, "#!/bin/bash\ntrue"));
+  EXPECT_EQ(contentOf(victim), "precious");
+  EXPECT_EQ(contentOf(script), "#!/bin/bash\ntrue");
+  EXPECT_FALSE(std::filesystem::is_symlink(script));
+  EXPECT_TRUE(application.writeFile("/proc/nowhere/script.sh", ""));
+}
+
+TEST(LinuxApplicationTest, RunsToolsAndTellsHowTheyEnded) {
+  LinuxApplication application({});
+  const auto outcome = application.run("/bin/sh", {"-c", "echo said; echo unheard >&2; exit 7"});
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->exitStatus, 7);
+  EXPECT_EQ(outcome->output, "said\n");
+  EXPECT_EQ(application.run("/bin/sh", {"-c", "kill -9 $$"})->exitStatus, 128 + 9);
+  EXPECT_FALSE(application.run("/nowhere/tool", {}));
+  EXPECT_FALSE(application.start("/nowhere/tool", {}));
+}
+
+TEST(LinuxApplicationTest, TheRelaunchCommandSurvivesTheShell) {
+  const std::vector<std::string> arguments = {"--usbmuxd-socket", "/tmp/it's $HOME \"here\"; `date`"};
+  const LinuxApplication application({.executablePath = executablePath(), .arguments = arguments});
+  std::string command = application.relaunchCommand();
+  const std::string program = "exec '" + application.bundlePath() + "'";
+  ASSERT_TRUE(command.starts_with(program));
+  // The same words, handed to a program that prints them.
+  command = "printf '%s\\n'" + command.substr(program.size());
+  LinuxApplication shell({});
+  const auto outcome = shell.run("/bin/bash", {"-c", command});
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->output, arguments[0] + "\n" + arguments[1] + "\n");
+}
+
+TEST(LinuxApplicationTest, WhatStartsItAnewIsLeftWhatTheNextCopyNeeds) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  const Descriptor lock(ends[0]);
+  Descriptor held(ends[1]);
+  const TemporaryDirectory directory;
+  LinuxApplication application({.executablePath = executablePath(),
+                                .copyLidLock = [&] { return Descriptor(::fcntl(held.get(), F_DUPFD_CLOEXEC, 0)); }});
+  // The next copy, through a shell as in the script. It reads what it was left, and keeps it until it is told to end.
+  const std::string told = directory.path() + "/told";
+  ASSERT_EQ(::mkfifo((directory.path() + "/end").c_str(), 0600), 0);
+  const auto child = application.start(
+      "/bin/bash",
+      {"-c", "cd " + directory.path() + "; echo $TANDEMVIEW_SUCCESSION >new; mv new told; read line <end"});
+  ASSERT_TRUE(child);
+  ASSERT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(told); }));
+  EXPECT_TRUE(contentOf(told).starts_with(std::to_string(::getpid()) + ":"));
+  held = Descriptor();
+  pollfd ended = {.fd = lock.get(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(::poll(&ended, 1, 0), 0) << "the lock was let go";
+  std::ofstream(directory.path() + "/end") << "\n";
+  EXPECT_EQ(::poll(&ended, 1, 10'000), 1);
+  ::waitpid(*child, nullptr, 0);
+
+  LinuxApplication removed({.executablePath = directory.path() + "/removed"});
+  EXPECT_FALSE(removed.start("/bin/bash", {"-c", "true"})) << "nothing would start";
+}
+
+TEST(SuccessionTest, TellsWhenThePredecessorHasEnded) {
+  const Program predecessor({"/bin/sleep", "60"}, {});
+  const int end = static_cast<int>(::syscall(SYS_pidfd_open, predecessor.process(), 0));
+  const int lock = ::open("/dev/null", O_RDONLY);
+  ASSERT_EQ(::fcntl(lock, F_GETFD), 0);
+  ::setenv("TANDEMVIEW_SUCCESSION", fmt::format("{}:{}:{}", predecessor.process(), end, lock).c_str(), 1);
+  const Succession succession = Succession::take();
+  EXPECT_EQ(::getenv("TANDEMVIEW_SUCCESSION"), nullptr);
+  EXPECT_EQ(succession.predecessor, predecessor.process());
+  EXPECT_EQ(succession.lidLock.get(), lock);
+  EXPECT_EQ(::fcntl(lock, F_GETFD), FD_CLOEXEC) << "this process's own children are left nothing";
+  EXPECT_FALSE(succession.waitForPredecessor(0));
+  ::kill(predecessor.process(), SIGKILL);
+  EXPECT_TRUE(succession.waitForPredecessor(30));
+
+  for (const char* announced : {"", "nonsense", "1:1:1", "1:-1:-1", "1:9999:9999"}) {
+    ::setenv("TANDEMVIEW_SUCCESSION", announced, 1);
+    const Succession nothing = Succession::take();
+    EXPECT_FALSE(nothing.predecessorEnd || nothing.lidLock) << announced;
+    EXPECT_TRUE(nothing.waitForPredecessor(30));
+  }
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,215 @@
+#include "platform/linux/host/SingleInstance.h"
+
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <future>
+
+#include "fakes/LogRecorder.h"
+#include "fakes/ManualQueue.h"
+#include "runtime/SerialQueue.h"
+#include "support/PrivateBus.h"
+#include "support/SilentBus.h"
+
+namespace tandemview {
+namespace {
+
+using Processes = std::vector<ProcessIdentifier>;
+
+/// Where copies of the program may meet, as the environment tells. Empty: it does not.
+struct Places {
+  std::string sessionBusAddress;
+  std::string runtimeDirectory;
+};
+
+void setVariable(const char* name, const std::string& value) {
+  if (value.empty()) {
+    ::unsetenv(name);
+  } else {
+    ::setenv(name, value.c_str(), 1);
+  }
+}
+
+/// A copy of the program that was there first. It answers on a thread of its own, as another process does.
+class FirstCopy {
+ public:
+  FirstCopy() {
+    onQueue([this] {
+      instance_ = std::make_unique<SingleInstance>(queue_, 0, [this] { ++activations_; });
+      copies_ = instance_->runningCopies();
+    });
+  }
+  ~FirstCopy() { end(); }
+
+  void end() {
+    onQueue([this] { instance_.reset(); });
+  }
+
+  Processes copies() const { return copies_; }
+  int activations() const { return activations_; }
+
+ private:
+  void onQueue(const Work& work) {
+    std::promise<void> done;
+    queue_->async([&] {
+      work();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
+  std::atomic<int> activations_ = 0;
+  Processes copies_;
+  std::unique_ptr<SingleInstance> instance_;
+  const std::shared_ptr<SerialQueue> queue_ = SerialQueue::withThread("first copy");
+};
+
+class SingleInstanceTest : public testing::Test {
+ protected:
+  static void enter(const Places& places) {
+    setVariable("DBUS_SESSION_BUS_ADDRESS", places.sessionBusAddress);
+    setVariable("XDG_RUNTIME_DIR", places.runtimeDirectory);
+  }
+  std::unique_ptr<SingleInstance> start(const Places& places, ProcessIdentifier predecessor = 0) {
+    enter(places);
+    return std::make_unique<SingleInstance>(queue_, predecessor, [] {});
+  }
+
+  const Places onBus() { return {.sessionBusAddress = bus_.address()}; }
+  const Places inDirectory() { return {.runtimeDirectory = directory_.path()}; }
+
+  const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
+  TemporaryDirectory directory_;
+  PrivateBus bus_;
+  LogRecorder log_;
+  const ProcessIdentifier self_ = ::getpid();
+};
+
+TEST_F(SingleInstanceTest, SecondStartFindsTheFirstUntilThatHasEnded) {
+  bus_.start();
+  for (const auto& places : {onBus(), inDirectory()}) {
+    auto first = start(places);
+    EXPECT_EQ(first->runningCopies(), Processes({self_}));
+    const auto second = start(places);
+    EXPECT_EQ(second->runningCopies(), Processes({self_, self_}));  // both are this test's process
+    EXPECT_EQ(second->runningCopies(), Processes({self_, self_}));
+    EXPECT_EQ(first->runningCopies(), Processes({self_}));
+    // What the first copy has started lives on, as the script does that starts the program anew.
+    const Program child({"/bin/sleep", "60"}, {});
+    first.reset();
+    EXPECT_EQ(start(places)->runningCopies(), Processes({self_}));
+  }
+  EXPECT_EQ(log_.take(), std::vector<std::string>());
+}
+
+TEST_F(SingleInstanceTest, SecondStartActivatesTheFirstAndEnds) {
+  bus_.start();
+  enter(onBus());
+  const FirstCopy first;
+  for (int count = 1; count <= 2; ++count) {
+    const auto later = start(onBus());
+    EXPECT_TRUE(later->activate(later->runningCopies().front()));
+    EXPECT_EQ(first.activations(), count);
+    EXPECT_EQ(log_.take().size(), 1U);
+  }
+}
+
+TEST_F(SingleInstanceTest, AStartThatMissesTheBusOrTheLockMeetsTheFirstAtTheOther) {
+  bus_.start();
+  const Places both = {.sessionBusAddress = bus_.address(), .runtimeDirectory = directory_.path()};
+  for (const auto& [firstPlaces, laterPlaces] :
+       {std::pair(both, onBus()), {both, inDirectory()}, {onBus(), both}, {inDirectory(), both}}) {
+    enter(firstPlaces);
+    const FirstCopy first;
+    ASSERT_EQ(first.copies(), Processes({self_}));
+    const auto later = start(laterPlaces);
+    EXPECT_EQ(later->runningCopies(), Processes({self_, self_}));
+    EXPECT_TRUE(later->activate(self_));
+  }
+}
+
+TEST_F(SingleInstanceTest, ANameThatSomethingElseHasEndsAStartWithALine) {
+  bus_.start();
+  const auto squatter = sdbus::createSessionBusConnectionWithAddress(bus_.address());
+  squatter->requestName("org.tandemview.Tandemview");
+  for (const bool isAnswering : {false, true}) {  // that it knows no such object
+    if (isAnswering) squatter->enterEventLoopAsync();
+    const auto later = start(onBus());
+    EXPECT_EQ(later->runningCopies(), Processes({self_, self_}));
+    EXPECT_FALSE(later->activate(self_));
+    EXPECT_EQ(log_.take().size(), 1U);
+  }
+}
+
+TEST_F(SingleInstanceTest, ACopyThatReplacesAnotherWaitsUntilThatOneIsGone) {
+  bus_.start();
+  for (const auto& places : {onBus(), inDirectory()}) {
+    enter(places);
+    FirstCopy first;
+    const std::future<void> end = std::async(std::launch::async, [&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      first.end();
+    });
+    EXPECT_EQ(start(places, /*predecessor=*/self_)->runningCopies(), Processes({self_}));
+  }
+}
+
+TEST_F(SingleInstanceTest, BusThatIsMissingOrSilentLeavesTheDecisionToTheLockFile) {
+  const SilentBus silentBus;
+  for (const std::string& address : {bus_.address(), silentBus.address(), std::string("nonsense")}) {
+    const Places places = {.sessionBusAddress = address, .runtimeDirectory = directory_.path()};
+    const auto begin = std::chrono::steady_clock::now();
+    const auto first = start(places);
+    EXPECT_EQ(first->runningCopies(), Processes({self_}));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4)) << address;
+    const auto second = start(places);
+    EXPECT_EQ(second->runningCopies().size(), 2U);
+    second->activate(self_);
+  }
+}
+
+TEST_F(SingleInstanceTest, LockFileNamesItsOwner) {
+  const auto first = start(inDirectory());
+  first->runningCopies();
+  const std::string path = directory_.path() + "/tandemview.lock";
+  ProcessIdentifier written = 0;
+  std::ifstream(path) >> written;
+  EXPECT_EQ(written, self_);
+
+  for (const auto& [text, process] : std::vector<std::pair<std::string, ProcessIdentifier>>{
+           {"", 0}, {"nonsense", 0}, {"99999999999999999999999999", 0}, {"123", 123}}) {
+    std::ofstream(path) << text;
+    EXPECT_EQ(start(inDirectory())->runningCopies(), Processes({process, self_})) << text;
+  }
+}
+
+TEST_F(SingleInstanceTest, WithoutAPlaceToMeetEveryStartIsTheOnlyOne) {
+  for (const char* directory : {"", "/nowhere/at/all"}) {
+    for (int count = 0; count < 2; ++count) {
+      EXPECT_EQ(start({.runtimeDirectory = directory})->runningCopies(), Processes({self_}));
+      EXPECT_EQ(log_.take().size(), 1U);
+    }
+  }
+}
+
+TEST_F(SingleInstanceTest, EndOfTheBusCostsOneLine) {
+  bus_.start();
+  const auto first = start(onBus());
+  first->runningCopies();
+  queue_->drain();
+  bus_.kill();
+  EXPECT_TRUE(queue_->drainUntil([&] {
+    return log_.count("⚠️ The session bus is gone: other copies of the program are no longer noticed") == 1;
+  }));
+  queue_->advance(100);
+  EXPECT_EQ(log_.take().size(), 1U);
+  EXPECT_EQ(first->runningCopies(), Processes({self_}));
+}
+
+}  // namespace
+}  // namespace tandemview

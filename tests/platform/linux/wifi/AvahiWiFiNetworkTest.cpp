@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <future>
+#include <optional>
+
+#include "platform/linux/wifi/WiFiNetworkFixture.h"
+#include "support/MulticastImpostor.h"
+#include "support/PrivateAvahi.h"
+
+namespace tandemview {
+namespace {
+
+/// A TCP port of this host that listens.
+class Port {
+ public:
+  Port() : socket_(::socket(AF_INET6, SOCK_STREAM, 0)) {
+    ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof(address_));
+    socklen_t length = sizeof(address_);
+    ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address_), &length);
+    ::listen(socket_.get(), 8);
+  }
+  int number() const { return ntohs(address_.sin6_port); }
+  Descriptor accept() const {
+    pollfd poll{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+    return Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept(socket_.get(), nullptr, nullptr) : -1);
+  }
+
+ private:
+  sockaddr_in6 address_{
+      .sin6_family = AF_INET6, .sin6_port = 0, .sin6_flowinfo = 0, .sin6_addr = {}, .sin6_scope_id = 0};
+  Descriptor socket_;
+};
+
+class AvahiWiFiNetworkTest : public WiFiNetworkFixture {
+ protected:
+  void SetUp() override {
+    if (!PrivateAvahi::enter()) GTEST_SKIP() << PrivateAvahi::whyNot;
+    avahi.emplace();
+    WiFiNetworkFixture::SetUp();
+  }
+
+  std::optional<PrivateAvahi> avahi;
+};
+
+TEST_F(AvahiWiFiNetworkTest, FindsTheServicesOfOneType) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const auto other = PrivateAvahi::publish("ScrRcv-11", 1, "_http._tcp");
+  const auto first = PrivateAvahi::publish("ScrRcv-47", 1);
+  browse(PrivateAvahi::serviceType);
+  EXPECT_TRUE(finds({"ScrRcv-47"}));
+  auto second = PrivateAvahi::publish("ScrRcv-12", 2);
+  EXPECT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
+  second.reset();
+  EXPECT_TRUE(finds({"ScrRcv-47"}));
+  EXPECT_EQ(readyCount, 1);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+TEST_F(AvahiWiFiNetworkTest, FailsASearchForNoService) {
+  ASSERT_TRUE(avahi->startDaemon());
+  browse("nonsense");
+  EXPECT_TRUE(eventually([&] { return searchError.has_value(); }));
+}
+
+TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
+  browse(PrivateAvahi::serviceType);  // a bus, but no daemon
+  EXPECT_TRUE(eventually([&] { return log.count(absenceLine) == 1; }));
+  ASSERT_TRUE(avahi->startDaemon());
+  auto phone = PrivateAvahi::publish("ScrRcv-47", 1);
+  EXPECT_TRUE(finds({"ScrRcv-47"}));
+
+  avahi->stopDaemon();
+  EXPECT_TRUE(finds({}));
+  ASSERT_TRUE(avahi->startDaemon());
+  phone = PrivateAvahi::publish("ScrRcv-47", 1);
+  EXPECT_TRUE(finds({"ScrRcv-47"}));
+
+  avahi->bus.kill();
+  EXPECT_TRUE(finds({}));
+  avahi->stopDaemon();  // it does not outlive its bus in good order
+  avahi->bus.start();
+  ASSERT_TRUE(avahi->startDaemon());
+  phone = PrivateAvahi::publish("ScrRcv-47", 1);
+  EXPECT_TRUE(finds({"ScrRcv-47"}));
+
+  const std::string absent = absenceLine;
+  const std::string present = presenceLine;
+  EXPECT_EQ(log.take(), (std::vector{absent, present, absent, present, absent, present}));
+}
+
+TEST_F(AvahiWiFiNetworkTest, TellsWhoAnnouncesAService) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const auto other = PrivateAvahi::publish("ScrRcv-12", 1);
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(finds({"ScrRcv-12"}));
+  const MulticastImpostor impostor;
+  impostor.announce("ScrRcv-47", 120);
+  impostor.claim("ScrRcv-47", "phone", 1);
+  impostor.claim("ScrRcv-47", "ROGUE", 1);
+  ASSERT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
+  std::vector<WiFiBrowser::HostNames> hosts;
+  queue->async([&] {
+    browser->findHosts({results[0].endpoint, results[1].endpoint}, 0.3,
+                       [&](const auto& found) { note([&] { hosts = found; }); });
+  });
+  ASSERT_TRUE(eventually([&] { return hosts.size() == 2; }));
+  EXPECT_EQ(hosts[0].size(), 1u);
+  EXPECT_EQ(hosts[1], (WiFiBrowser::HostNames{"phone.local", "rogue.local"}));
+}
+
+TEST_F(AvahiWiFiNetworkTest, NeedsNoTextRecord) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const Port port;
+  const MulticastImpostor phone;
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(eventually([&] { return readyCount == 1; }));
+  phone.settle("phone");
+  phone.claim("ScrRcv-47", "phone", port.number());
+  phone.announce("ScrRcv-47", 120);
+  ASSERT_TRUE(finds({"ScrRcv-47"}));
+  connect();
+  EXPECT_TRUE(port.accept());
+  EXPECT_TRUE(sees({"ready"}));
+}
+
+TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const Port port;
+  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(finds({"ScrRcv-47"}));
+  connect();
+  send("early");  // waits for the link
+  Descriptor peer = port.accept();
+  ASSERT_TRUE(peer);
+  ASSERT_TRUE(sees({"ready", "sent"}));
+  std::array<char, 16> bytes{};
+  EXPECT_EQ(::recv(peer.get(), bytes.data(), 5, MSG_WAITALL), 5);
+  EXPECT_STREQ(bytes.data(), "early");
+
+  receive(4);
+  EXPECT_EQ(::send(peer.get(), "abcde", 5, 0), 5);
+  EXPECT_TRUE(sees({"ready", "sent", "received abcd"}));
+  receive(4);
+  peer = Descriptor();
+  EXPECT_TRUE(sees({"ready", "sent", "received abcd", "received e end"}));
+  send("into the void");  // the first is taken over, and answered with a reset
+  ASSERT_TRUE(eventually([&] { return events.size() >= 5; }));
+  Program::within30Seconds([&] {
+    send("more");
+    return eventually([&] { return std::ranges::count(events, "failed: Broken pipe") == 1; });
+  });
+  EXPECT_EQ(std::ranges::count(events, "cancelled"), 0);
+}
+
+TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
+  ASSERT_TRUE(avahi->startDaemon());
+  const Port port;
+  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
+  browse(PrivateAvahi::serviceType);
+  ASSERT_TRUE(finds({"ScrRcv-47"}));
+  connect();
+  const Descriptor first = port.accept();
+  ASSERT_TRUE(sees({"ready"}));
+  receive(4);
+  connection->cancel();
+  connection = nullptr;
+  EXPECT_TRUE(sees({"ready", "received  error", "cancelled"}));
+
+  note([&] { events.clear(); });
+  connect();
+  const Descriptor second = port.accept();
+  ASSERT_TRUE(sees({"ready"}));
+  connection = nullptr;
+  char byte = 0;
+  EXPECT_EQ(::recv(second.get(), &byte, 1, 0), 0);
+  EXPECT_TRUE(sees({"ready"}));
+
+  note([&] { events.clear(); });
+  std::promise<void> gate;
+  queue->async([&] { gate.get_future().wait(); });
+  connect();
+  connection->cancel();  // before anything has come of it
+  gate.set_value();
+  EXPECT_TRUE(sees({"cancelled"}));
+  send("x");
+  EXPECT_TRUE(sees({"cancelled", "not sent"}));
+
+  note([&] { events.clear(); });
+  connect();
+  ASSERT_TRUE(sees({"ready"}));
+  receive(4);
+  thread->stopAndJoin();  // whatever is called now leaves nothing behind
+  connection->cancel();
+  browser->cancel();
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,235 @@
+#include "platform/linux/wifi/ConnectionRace.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "fakes/ManualQueue.h"
+#include "runtime/Socket.h"
+#include "support/PrivateAvahi.h"
+
+namespace tandemview {
+namespace {
+
+/// A socket on a free port of 127.0.0.1 or ::1.
+struct Peer {
+  enum class Manner { Accepts, Refuses, IsSilent };
+
+  Peer(int family, Manner manner) : socket(::socket(family, SOCK_STREAM, 0)) {
+    address.interface = static_cast<int>(::if_nametoindex("lo"));
+    if (family == AF_INET6) {
+      address.address = sockaddr_in6{.sin6_family = AF_INET6,
+                                     .sin6_port = 0,
+                                     .sin6_flowinfo = 0,
+                                     .sin6_addr = in6addr_loopback,
+                                     .sin6_scope_id = 0};
+    } else {
+      address.address =
+          sockaddr_in{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+    }
+    std::visit(
+        [&](auto& ip) {
+          auto* generic = reinterpret_cast<sockaddr*>(&ip);
+          socklen_t length = sizeof(ip);
+          ::bind(socket.get(), generic, length);
+          ::getsockname(socket.get(), generic, &length);
+          if (manner != Manner::Refuses) ::listen(socket.get(), 0);
+          if (manner != Manner::IsSilent) return;
+          for (Descriptor& other : fill) {  // nobody accepts these, and the system drops what comes after
+            other = Descriptor(::socket(family, SOCK_STREAM, 0));
+            makeNonBlocking(other.get());
+            ::connect(other.get(), generic, length);
+          }
+        },
+        address.address);
+  }
+
+  bool isConnectedTo(const Descriptor& client) const {
+    sockaddr_in6 name{};
+    socklen_t length = sizeof(name);
+    ::getpeername(client.get(), reinterpret_cast<sockaddr*>(&name), &length);
+    return std::visit([&](const auto& ip) { return std::memcmp(&ip, &name, sizeof(ip)) == 0; }, address.address);
+  }
+
+  Descriptor socket;
+  SocketAddress address;
+  Descriptor fill[4];
+};
+
+class ConnectionRaceTest : public testing::Test {
+ protected:
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  std::optional<Result<Descriptor>> result;
+  std::shared_ptr<ConnectionRace> race =
+      ConnectionRace::start(queue, [this](Result<Descriptor> done) { result.emplace(std::move(done)); });
+};
+
+using Manner = Peer::Manner;
+
+TEST_F(ConnectionRaceTest, PrefersIPv6ThatComesALittleLater) {
+  const Peer ipv4(AF_INET, Manner::Accepts);
+  const Peer ipv6(AF_INET6, Manner::Accepts);
+  race->add(ipv4.address);
+  queue->advance(0.04);
+  race->add(ipv6.address);
+  queue->advance(0.02);
+  ASSERT_TRUE(queue->drainUntil([&] { return result.has_value(); }));
+  EXPECT_TRUE(ipv6.isConnectedTo(result->value()));
+}
+
+TEST_F(ConnectionRaceTest, GoesOnAtOnceAfterARefusalAndSoonAfterSilence) {
+  const Peer silent(AF_INET6, Manner::IsSilent);
+  const Peer refusing(AF_INET, Manner::Refuses);
+  const Peer accepting(AF_INET6, Manner::Accepts);
+  for (const Peer* peer : {&silent, &accepting, &refusing}) race->add(peer->address);
+  queue->advance(0.2);
+  EXPECT_FALSE(result.has_value());
+  queue->advance(0.1);  // the refusing one's turn, then at once the last
+  ASSERT_TRUE(queue->drainUntil([&] {
+    queue->advance(0);
+    return result.has_value();
+  }));
+  EXPECT_TRUE(accepting.isConnectedTo(result->value()));
+}
+
+TEST_F(ConnectionRaceTest, FailsWhenNothingIsLeftToTry) {
+  const Peer refusing(AF_INET, Manner::Refuses);
+  race->add(refusing.address);
+  queue->advance(1);
+  EXPECT_FALSE(result.has_value()) << "another address may come";
+  race->endAddresses();
+  queue->advance(0);
+  ASSERT_TRUE(result.has_value());
+  EXPECT_EQ(result->error(), posixError(ECONNREFUSED));
+}
+
+TEST_F(ConnectionRaceTest, FailsAfterTenSecondsOfSilence) {
+  const Peer silent(AF_INET, Manner::IsSilent);
+  race->add(silent.address);
+  race->endAddresses();
+  queue->advance(9.9);
+  EXPECT_FALSE(result.has_value());
+  queue->advance(0.2);
+  ASSERT_TRUE(result.has_value());
+  EXPECT_EQ(result->error(), posixError(ETIMEDOUT));
+}
+
+/// Port 9 of an address, by an interface.
+SocketAddress placeAt(const std::string& address, const char* interface) {
+  const int index = static_cast<int>(::if_nametoindex(interface));
+  sockaddr_in6 ipv6{};
+  ipv6.sin6_family = AF_INET6;
+  ipv6.sin6_port = htons(9);
+  if (::inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr) == 1) return {.address = ipv6, .interface = index};
+  sockaddr_in ipv4{};
+  ipv4.sin_family = AF_INET;
+  ipv4.sin_port = htons(9);
+  ::inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
+  return {.address = ipv4, .interface = index};
+}
+
+template <typename Call>
+int with(Call call, const Descriptor& socket, const SocketAddress& place) {
+  return std::visit(
+      [&](const auto& ip) { return call(socket.get(), reinterpret_cast<const sockaddr*>(&ip), sizeof(ip)); },
+      place.address);
+}
+
+/// A TCP socket that listens there, in the network of another process if one is given.
+Descriptor listener(const SocketAddress& place, pid_t network) {
+  Descriptor socket;
+  std::thread([&] {  // only the thread moves
+    const Descriptor space(::open(("/proc/" + std::to_string(network) + "/ns/net").c_str(), O_RDONLY | O_CLOEXEC));
+    if (network != 0 && ::setns(space.get(), CLONE_NEWNET) != 0) return;
+    Descriptor listening(::socket(place.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    ::setsockopt(listening.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    if (with(::bind, listening, place) == 0 && ::listen(listening.get(), 8) == 0) socket = std::move(listening);
+  })
+      .join();
+  return socket;
+}
+
+/// Here is joined to a router by link0, and the router to somewhere far.
+TEST_F(ConnectionRaceTest, KeepsToTheLinkOfTheInterface) {
+  if (!PrivateAvahi::enter()) GTEST_SKIP() << PrivateAvahi::whyNot;
+  const std::vector<std::string> network = {"/usr/bin/unshare", "-n", "sh", "-c",
+                                            "ip link set lo up; echo ready; exec sleep 300"};
+  const Program router(network, {});
+  const Program far(network, {});
+  ASSERT_TRUE(router.prints("ready") && far.prints("ready"));
+  const std::string routerID = std::to_string(router.process());
+  const std::string farID = std::to_string(far.process());
+  const auto run = [](const std::string& command) { return std::system(command.c_str()); };
+  const auto within = [](const std::string& process, const std::string& commands) {
+    return "nsenter -t " + process + " -n sh -ec '" + commands + "'";
+  };
+  const auto settled = [](const std::string& link, const std::string& host) {
+    return "ip addr add 10.9." + host + "/24 dev " + link + "; ip addr add fd09::" + host.substr(0, 1) + ":" +
+           host.substr(2) + "/112 dev " + link + " nodad; ip link set " + link + " up; ";
+  };
+  run("ip link del link0 2>/dev/null");  // of an earlier run in the same process
+  if (run("ip link add link0 type veth peer name link1 netns " + routerID) != 0) {
+    GTEST_SKIP() << "needs virtual network cables (veth)";
+  }
+  ASSERT_EQ(run(settled("link0", "1.1")), 0);
+  ASSERT_EQ(run(within(routerID, settled("link1", "1.2") + "ip link add link2 type veth peer name link3 netns " +
+                                     farID + "; " + settled("link2", "2.1") +
+                                     "echo 1 > /proc/sys/net/ipv4/ip_forward; "
+                                     "echo 1 > /proc/sys/net/ipv6/conf/all/forwarding")),
+            0);
+  ASSERT_EQ(run(within(farID, settled("link3", "2.2") +
+                                  "ip route add default via 10.9.2.1; ip -6 route add default via fd09::2:1")),
+            0);
+  ASSERT_EQ(run("ip route add default via 10.9.1.2 && ip -6 route add default via fd09::1:2"), 0);
+
+  struct Case {
+    const char* name;
+    const char* address;
+    const char* interface;
+    pid_t network;
+    bool isReached;
+  };
+  for (const Case& each :
+       {Case{"the router, on the link", "10.9.1.2", "link0", router.process(), true},
+        {"the router, on the link", "fd09::1:2", "link0", router.process(), true},
+        {"beyond the router", "10.9.2.2", "link0", far.process(), false},
+        {"beyond the router", "fd09::2:2", "link0", far.process(), false},
+        {"a loopback address, found there", "127.0.0.1", "lo", 0, true},
+        {"a loopback address, claimed on the link", "127.0.0.1", "link0", 0, false},
+        {"a loopback address, claimed on the link", "::1", "link0", 0, false},
+        {"another interface's address, claimed on the loopback interface", "10.9.1.1", "lo", 0, false},
+        {"no interface", "127.0.0.1", "", 0, false}}) {
+    SCOPED_TRACE(each.name);
+    const SocketAddress place = placeAt(each.address, each.interface);
+    const Descriptor peer = listener(place, each.network);
+    ASSERT_TRUE(peer);
+    const Descriptor control(::socket(place.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(with(::connect, control, place), 0) << "without such care it is reached";
+    ASSERT_TRUE(Descriptor(::accept(peer.get(), nullptr, nullptr)));
+
+    result.reset();
+    race = ConnectionRace::start(queue, [this](Result<Descriptor> done) { result.emplace(std::move(done)); });
+    race->add(place);
+    race->endAddresses();
+    queue->advance(0.1);
+    pollfd poll{.fd = peer.get(), .events = POLLIN, .revents = 0};
+    EXPECT_EQ(::poll(&poll, 1, each.isReached ? 5000 : 200), each.isReached ? 1 : 0);
+    queue->advance(10);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->has_value(), each.isReached);
+  }
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,195 @@
+#include "platform/linux/x11/display/DisplayPlace.h"
+
+#include <gtest/gtest.h>
+
+#include "end_to_end/Program.h"
+#include "fakes/ManualQueue.h"
+#include "fakes/MemoryUserDefaults.h"
+#include "platform/linux/x11/display/X11DisplaySystem.h"
+#include "support/PrivateXServer.h"
+#include "support/X11TestClient.h"
+
+namespace tandemview {
+namespace {
+
+struct Rectangle {
+  int x, y, width, height;
+};
+
+/// A main screen "A", a screen "B" and the virtual display "V", which are outputs 1 to 3.
+RandrLayout layoutOf(const Rectangle& main, const std::optional<Rectangle>& second, const Rectangle& own) {
+  RandrLayout layout;
+  layout.primary = 1;
+  const auto add = [&](xcb_randr_output_t id, const char* name, const std::optional<Rectangle>& rectangle) {
+    if (!rectangle) return;
+    layout.outputs.push_back({.id = id, .name = name, .crtc = id, .possibleCrtcs = {}, .modes = {}});
+    layout.crtcs.push_back({.id = id,
+                            .x = static_cast<std::int16_t>(rectangle->x),
+                            .y = static_cast<std::int16_t>(rectangle->y),
+                            .width = static_cast<std::uint16_t>(rectangle->width),
+                            .height = static_cast<std::uint16_t>(rectangle->height),
+                            .mode = 1});
+  };
+  add(1, "A", main);
+  add(2, "B", second);
+  add(3, "V", own);
+  return layout;
+}
+
+TEST(DisplayPlaceTest, SaysWhereOneIsInTermsOfItsNeighbour) {
+  const Rectangle main = {1000, 1000, 1280, 800};
+  struct Row {
+    Rectangle own;
+    std::optional<Rectangle> second;
+    const char* text;                   // nothing: no place
+    DisplayPlace::Point withLargeMain;  // of 1920x1080, at the same origin
+    DisplayPlace::Point turned;         // with the large one
+  };
+  const std::vector<Row> rows = {
+      {{2280, 1000, 600, 1200}, {}, "after 0 start 0 A", {2920, 1000}, {2920, 1000}},
+      {{2280, 600, 600, 1200}, {}, "after 0 end 0 A", {2920, 880}, {2920, 1480}},
+      {{2280, 800, 600, 1200}, {}, "after 0 center 0 A", {2920, 940}, {2920, 1240}},
+      {{2400, 1030, 600, 1200}, {}, "after 0 start 30 A", {2920, 1030}, {2920, 1030}},
+      {{400, 1000, 600, 1200}, {}, "before 0 start 0 A", {400, 1000}, {-200, 1000}},
+      {{1680, -200, 600, 1200}, {}, "end 0 before 0 A", {2320, -200}, {1720, 400}},
+      {{2280, 1800, 600, 1200}, {}, "after 0 after 0 A", {2920, 2080}, {2920, 2080}},
+      {{2880, 1000, 600, 1200}, Rectangle{2280, 1000, 600, 800}, "after 0 start 0 B", {2880, 1000}, {2880, 1000}},
+      {{1680, 1800, 600, 1200}, Rectangle{2280, 1000, 600, 800}, "end 0 after 0 A", {2320, 2080}, {1720, 2080}},
+      {{2280, 1800, 600, 1200}, Rectangle{2280, 1000, 600, 800}, "start 0 after 0 B", {2280, 1800}, {2280, 1800}},
+      {{1100, 1100, 600, 1200}, {}, nullptr, {}, {}},
+      {{2880, 1000, 600, 1200}, Rectangle{2900, 1000, 600, 800}, nullptr, {}, {}},
+  };
+  for (const Row& row : rows) {
+    const auto place = DisplayPlace::of(layoutOf(main, row.second, row.own), 3);
+    ASSERT_EQ(place.has_value(), row.text != nullptr) << row.own.x;
+    if (!place) continue;
+    EXPECT_EQ(place->text(), row.text);
+    EXPECT_EQ(DisplayPlace::parse(row.text), place);
+    const RandrLayout large = layoutOf({1000, 1000, 1920, 1080}, row.second, row.own);
+    for (const auto& [size, expected] :
+         {std::pair(std::pair(600, 1200), row.withLargeMain), {{1200, 600}, row.turned}}) {
+      const auto origin = place->origin(large, 3, size.first, size.second);
+      ASSERT_TRUE(origin);
+      EXPECT_EQ(std::pair(origin->x, origin->y), std::pair(expected.x, expected.y)) << row.text;
+    }
+  }
+}
+
+TEST(DisplayPlaceTest, AnyTextLeadsToSomeScreensSide) {
+  const RandrLayout alone = layoutOf({0, 0, 1280, 800}, {}, {1280, 0, 600, 1200});
+  // A screen that is not there any more: the main one stands in. Far off: still abreast.
+  EXPECT_EQ(DisplayPlace::parse("after 0 start 0 HDMI-1")->origin(alone, 3, 600, 1200)->x, 1280);
+  EXPECT_EQ(DisplayPlace::parse("after 0 start 2000000000 A")->origin(alone, 3, 600, 1200)->y, 799);
+  EXPECT_EQ(DisplayPlace::parse("end -2000000000 after 0 A")->origin(alone, 3, 600, 1200)->x, -599);
+  EXPECT_EQ(DisplayPlace::parse("after 0 start 0 A with blanks")->neighbour, "A with blanks");
+  for (const char* text :
+       {"", "after", "after 0 start 0", "after 0 start 0 ", "after x start 0 A", "beside 0 start 0 A"}) {
+    EXPECT_FALSE(DisplayPlace::parse(text)) << text;
+  }
+}
+
+class X11PlaceTest : public testing::Test {
+ protected:
+  X11PlaceTest() {
+    system_.watch(queue_, [] {});
+  }
+
+  /// What the user does to the arrangement.
+  void xrandr(const std::string& arguments) {
+    Program program({"/bin/sh", "-c", "exec xrandr " + arguments}, {{"DISPLAY", server_.displayName()}});
+    ASSERT_EQ(program.wait(), 0) << program.output();
+  }
+  void apply(std::uint32_t width, std::uint32_t height) {
+    ASSERT_EQ(display_->applySettings({.modes = {{.width = width, .height = height, .refreshRate = 60}}}),
+              ApplyOutcome::Applied);
+  }
+  std::string placeOf(const std::string& output) {
+    const RandrLayout layout = client_.layout();
+    const auto* const crtc = layout.activeCrtc(client_.outputNamed(output));
+    return crtc ? std::to_string(crtc->x) + "," + std::to_string(crtc->y) : "dark";
+  }
+  std::optional<std::string> kept() { return settings_->string("displayPlace.644x1398"); }
+
+  const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
+  const std::shared_ptr<MemoryUserDefaults> settings_ = std::make_shared<MemoryUserDefaults>();
+  PrivateXServer server_;
+  X11TestClient client_{server_.displayName()};
+  X11DisplaySystem system_{server_.displayName(), settings_};
+  std::shared_ptr<VirtualDisplay> display_ = system_.makeVirtualDisplay({}).display;
+};
+
+TEST_F(X11PlaceTest, TheUsersArrangementComesBackWithTheDisplay) {
+  const std::string untouched = client_.arrangement();
+  struct Row {
+    const char* arguments;
+    const char* own;
+    const char* main;
+    const char* turned;  // and where the main screen is then
+    const char* mainThen;
+  };
+  for (const Row& row :
+       {Row{"--output DUMMY1 --left-of DUMMY0", "0,0", "644,0", "0,0", "1398,0"},
+        Row{"--output DUMMY1 --above DUMMY0", "0,0", "0,1398", "0,0", "0,644"},
+        Row{"--output DUMMY1 --below DUMMY0", "0,800", "0,0", "0,800", "0,0"},
+        Row{"--output DUMMY0 --pos 0x598 --output DUMMY1 --pos 1280x0", "1280,0", "0,598", "1280,156", "0,0"},
+        Row{"--output DUMMY0 --pos 0x0 --output DUMMY1 --pos 1280x800", "1280,800", "0,0", "1280,800", "0,0"}}) {
+    apply(644, 1398);
+    const auto before = kept();
+    xrandr(row.arguments);
+    EXPECT_TRUE(queue_->drainUntil([&] { return kept() != before; })) << "noticed at once: " << row.arguments;
+    EXPECT_EQ(placeOf("DUMMY1"), row.own) << row.arguments;
+    EXPECT_EQ(placeOf("DUMMY0"), row.main) << row.arguments;
+    display_->terminate();
+    EXPECT_EQ(client_.arrangement(), untouched) << row.arguments;
+
+    for (int turn = 0; turn < 2; ++turn) {  // it comes back, is turned, and turned back
+      apply(644, 1398);
+      EXPECT_EQ(placeOf("DUMMY1"), row.own) << row.arguments;
+      EXPECT_EQ(placeOf("DUMMY0"), row.main) << row.arguments;
+      apply(1398, 644);
+      EXPECT_EQ(placeOf("DUMMY1"), row.turned) << row.arguments;
+      EXPECT_EQ(placeOf("DUMMY0"), row.mainThen) << row.arguments;
+    }
+    apply(1290, 2796);  // a size that it does not know: the place stays in terms of the neighbour
+    EXPECT_EQ(DisplayPlace::of(client_.layout(), *display_->displayID())->text(), kept()) << row.arguments;
+    display_->terminate();
+    EXPECT_EQ(client_.arrangement(), untouched) << row.arguments;
+  }
+}
+
+TEST_F(X11PlaceTest, OnlyWhatTheUserHasArrangedIsKept) {
+  apply(644, 1398);
+  const DisplayID id = *display_->displayID();
+  system_.configureOrigin(id, 1400, 20);
+  apply(1398, 644);
+  queue_->drain();
+  EXPECT_EQ(kept(), std::nullopt) << "our own doing";
+  xrandr("--output DUMMY1 --same-as DUMMY0");
+  display_->terminate();
+  EXPECT_EQ(kept(), std::nullopt) << "over another screen";
+  apply(644, 1398);
+  xrandr("--addmode DUMMY9 1280x800");
+  xrandr("--output DUMMY9 --mode 1280x800 --left-of DUMMY0");
+  queue_->drain();
+  EXPECT_EQ(placeOf("DUMMY1"), "2560,0");
+  xrandr("--output DUMMY9 --right-of DUMMY1");
+  xrandr("--output DUMMY9 --off");
+  display_->terminate();
+  EXPECT_EQ(kept(), std::nullopt) << "other screens came and went";
+
+  // The last moment is early enough, before the server's notice has been read.
+  apply(644, 1398);
+  xrandr("--output DUMMY1 --below DUMMY0");
+  display_->terminate();
+  EXPECT_EQ(kept(), "start 0 after 0 DUMMY0");
+}
+
+TEST_F(X11PlaceTest, WhereAPlaceDoesNotFitTheUsualOneIsTaken) {
+  settings_->setString("displayPlace.100x32700", "start 0 before 0 DUMMY0");
+  apply(100, 32700);
+  EXPECT_EQ(placeOf("DUMMY1"), "1280,0");
+  EXPECT_EQ(placeOf("DUMMY0"), "0,0");
+}
+
+}  // namespace
+}  // namespace tandemview

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "fakes/LogRecorder.h"
+#include "support/PrivateBus.h"
+#include "support/SharedManualQueue.h"
+
+namespace tandemview {
+
+/// With the first of these the library makes an object that all threads share, guarded in a way that ThreadSanitizer
+/// can't see: so it is made before there are threads.
+inline const sdbus::Variant firstVariant;
+
+/// A connection that a thread serves, until the end of the bus at the latest.
+class ServedConnection {
+ public:
+  explicit ServedConnection(const std::string& address)
+      : bus_(sdbus::createSessionBusConnectionWithAddress(address)), thread_([this] {
+          try {
+            bus_->enterEventLoop();
+          } catch (const sdbus::Error&) {
+          }
+        }) {}
+  ~ServedConnection() {
+    bus_->leaveEventLoop();
+    thread_.join();
+  }
+
+  sdbus::IConnection& operator*() const { return *bus_; }
+
+ private:
+  std::unique_ptr<sdbus::IConnection> bus_;
+  std::thread thread_;
+};
+
+/// A session bus of the test's own, with the adapters' queue on the test's thread. What the desktop's programs do on
+/// the bus runs on a thread of its own connection.
+class TrayFixture : public testing::Test {
+ protected:
+  TrayFixture() { ::setenv("DBUS_SESSION_BUS_ADDRESS", bus_.address().c_str(), 1); }
+
+  std::unique_ptr<ServedConnection> connect() { return std::make_unique<ServedConnection>(bus_.address()); }
+
+  bool becomes(const std::function<bool()>& condition) { return queue_->drainUntil(condition); }
+
+  /// Runs what waits for the adapters' answers, while the adapters' queue is served. Throws what `ask` throws.
+  template <typename Ask>
+  auto answered(Ask ask) {
+    auto answer = std::async(std::launch::async, ask);
+    queue_->drainUntil([&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    return answer.get();
+  }
+
+  LogRecorder log_;
+  const std::shared_ptr<SharedManualQueue> queue_ = SharedManualQueue::make();
+  PrivateBus bus_;
+};
+
+}  // namespace tandemview
