@@ -2,16 +2,15 @@
 #include <xcb/randr.h>
 #include <xcb/shm.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <memory>
 #include <optional>
 
 #include "bench/SceneOutput.h"
 #include "bench/ScenePicture.h"
 #include "bench/SceneWindow.h"
+#include "command_line/OptionParser.h"
 #include "companion/ClockPattern.h"
 #include "runtime/Log.h"
 #include "runtime/MediaClock.h"
@@ -201,21 +200,19 @@ class Scene {
 
 int main(int argumentCount, char** arguments) {
   using namespace tandemview;
-  CLI::App app("Something to look at on the virtual display, and the repeatable load of the measurements.", "scene");
+  OptionParser line("Something to look at on the virtual display, and the repeatable load of the measurements.",
+                    "scene");
   Options options;
-  app.add_option("--output", options.output, "The RandR output; otherwise the first that is not the primary one")
-      ->type_name("NAME");
-  app.add_option("--load", options.load,
-                 "full: all of the picture moves; typing: a few small changes a second; rest: nothing changes")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, Load>{{"full", Load::full}, {"typing", Load::typing}, {"rest", Load::rest}}))
-      ->type_name("LOAD")
-      ->default_str("full");
-  app.add_option("--fps", options.framesPerSecond, "Frames a second of the full load")
-      ->type_name("N")
-      ->check(CLI::Range(0.1, 1000.0))
-      ->capture_default_str();
-  app.add_option("--seed", options.seed, "Makes another text")->type_name("N")->capture_default_str();
-  CLI11_PARSE(app, argumentCount, arguments);
+  std::string load = "full";
+  line.option({"--output", "The RandR output; otherwise the first that is not the primary one", "NAME"},
+              options.output);
+  line.option(
+      {"--load", "full: all of the picture moves; typing: a few small changes a second; rest: nothing changes", "LOAD"},
+      load, OptionParser::oneOf({"full", "typing", "rest"}));
+  line.option({"--fps", "Frames a second of the full load", "N"}, options.framesPerSecond,
+              OptionParser::range(0.1, 1000));
+  line.option({"--seed", "Makes another text", "N"}, options.seed);
+  if (const auto status = line.parse(argumentCount, arguments)) return *status;
+  options.load = load == "typing" ? Load::typing : load == "rest" ? Load::rest : Load::full;
   return Scene(std::move(options)).run() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

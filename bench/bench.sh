@@ -1,26 +1,41 @@
 #!/usr/bin/env bash
-# The measurements: ./dev bench [encode] [channel] [capture] [stream] [touch] [input] [wifi] [menu] [rotation] [soak]
+# The measurements: ./dev bench [NAME...]. The status is 1 if a goal was missed or a measurement failed. With --check
+# before the names: only whether there are such measurements.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(encode channel capture stream touch input wifi menu rotation soak)
-for name in "${names[@]}"; do
-  case "$name" in
-    encode)
-      # Alternating repetitions: both sides see the same drift of the machine.
-      build/release/encode_benchmark --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
-        --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null | bench/ratios.py bareLibrary ourEncoder time 1.03
+all=(encode channel capture stream touch input wifi menu rotation soak)
+only_check=
+if [ "${1:-}" = --check ]; then
+  only_check=yes
+  shift
+fi
+if [ $# -eq 0 ]; then set -- "${all[@]}"; fi
+for name in "$@"; do
+  case " ${all[*]} " in
+    *" $name "*) ;;
+    *)
+      echo "bench: no measurement is called '$name'; there are: ${all[*]}" >&2
+      exit 2
       ;;
-    channel)
-      build/release/channel_benchmark --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
-        --benchmark_min_time=0.3 --benchmark_format=json 2>/dev/null |
-        bench/ratios.py bareWriteAndRead framedChannel rate 0.8
-      ;;
+  esac
+done
+if [ -n "$only_check" ]; then exit 0; fi
+
+# google NAME SECONDS REPETITIONS: alternating, so that both sides see the same drift of the machine
+google() {
+  "build/release/$1_benchmark" --benchmark_min_time="$2" --benchmark_repetitions="$3" \
+    --benchmark_enable_random_interleaving=true --benchmark_format=json 2>/dev/null
+}
+
+measure() (
+  set -euo pipefail
+  case "$1" in
+    encode) google encode 0.3 9 | bench/ratios.py bareLibrary ourEncoder time 1.03 ;;
+    channel) google channel 0.3 9 | bench/ratios.py bareWriteAndRead framedChannel rate 0.8 ;;
     wifi)
       # More and shorter repetitions: on few cores, the scheduler decides much.
-      figures=$(build/release/wifi_benchmark --benchmark_repetitions=31 --benchmark_enable_random_interleaving=true \
-        --benchmark_min_time=0.2 --benchmark_format=json)
+      figures=$(google wifi 0.2 31)
       bench/ratios.py bareSocket wifiLink rate 0.8 <<<"$figures"
       bench/ratios.py bareSocketHandedOver wifiLinkHandedOver rate 0.8 <<<"$figures"
       bench/wifi.py
@@ -29,12 +44,25 @@ for name in "${names[@]}"; do
       # shellcheck source=bench/private-xorg.sh
       . bench/private-xorg.sh
       directory=$(mktemp -d)
+      trap 'stop "${xorg_pid:-}"; rm -r "$directory"' EXIT
       start_private_xorg "$directory"
-      build/release/capture_benchmark || true
-      stop "$xorg_pid"
-      rm -r "$directory"
+      build/release/capture_benchmark
       ;;
-    stream | touch | input | menu | rotation | soak) "bench/$name.py" ;;
-    *) echo "bench: no measurement is called '$name'"; exit 2 ;;
+    *) "bench/$1.py" ;;
   esac
+)
+
+figures=$(mktemp)
+trap 'rm -f "$figures"' EXIT
+failed=()
+for name in "$@"; do
+  set +e
+  measure "$name" | tee "$figures"
+  status=${PIPESTATUS[0]}
+  set -e
+  if [ "$status" -ne 0 ] || grep -qE ' (MISSED|FAULTS)( |$)' "$figures"; then failed+=("$name"); fi
 done
+if [ ${#failed[@]} -gt 0 ]; then
+  echo "bench: a goal was missed, or the measurement failed: ${failed[*]}" >&2
+  exit 1
+fi

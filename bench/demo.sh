@@ -1,48 +1,68 @@
 #!/usr/bin/env bash
 # The main job without a desktop: a phone on the cable, a virtual display for it, its picture streamed. See ./dev demo.
-set -uo pipefail
+# With --check before its option: only whether it could run.
+set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
+# shellcheck source=bench/private-xorg.sh
 . bench/private-xorg.sh
 
-companion_options=()
+fail() {
+  echo "demo: $*" >&2
+  exit 1
+}
+
+only_check=
+if [ "${1:-}" = --check ]; then
+  only_check=yes
+  shift
+fi
 phone_display=${DISPLAY:-}
+companion_options=()
 if [ "${1:-}" = --window ]; then
-  if [ -z "$phone_display" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
-    echo "demo: --window needs a desktop (DISPLAY is not set)"
-    exit 1
-  fi
+  [ -n "$phone_display" ] || [ -n "${WAYLAND_DISPLAY:-}" ] || fail "--window needs a desktop (DISPLAY is not set)"
   companion_options+=(--window)
 fi
+mkdir -p out && : >out/summary.json && rm -f out/last.jpg out/summary.json || fail "the folder out/ can't be written"
+if [ -n "$only_check" ]; then exit 0; fi
 
 directory=$(mktemp -d)
-xorg_pid= scene_pid= program_pid=
+xorg_pid= scene_pid= companion_pid= program_pid=
 finish() {
-  stop "$program_pid" "$scene_pid" "$xorg_pid"
+  local status=$?
+  trap '' INT TERM
+  stop "$companion_pid" "$program_pid" "$scene_pid" "$xorg_pid"
   rm -rf "$directory"
+  if [ "$status" -gt 128 ]; then echo "demo: interrupted"; fi
+  exit "$status"
 }
 trap finish EXIT
-mkdir -p out
-rm -f out/last.jpg out/summary.json
+trap 'exit 130' INT
+trap 'exit 143' TERM
+set +e # from here on, each status is looked at
 
-start_private_xorg "$directory" || { echo "demo: the private X server did not start"; exit 1; }
+start_private_xorg "$directory" || fail "the private X server did not start"
 echo "demo: a private X server on $DISPLAY, a phone of 1290x2796 on the cable"
 build/release/scene >"$directory/scene.log" 2>&1 &
 scene_pid=$!
-# A session of its own: neither the user's settings and network nor a copy that runs already.
-XDG_CONFIG_HOME=$directory XDG_RUNTIME_DIR=$directory DBUS_SESSION_BUS_ADDRESS=unix:path=$directory/bus \
-  DBUS_SYSTEM_BUS_ADDRESS=unix:path=$directory/bus \
+# The phone and its daemon first: the program asks a daemon that isn't there again only after 2 seconds.
+DISPLAY=$phone_display build/release/tandemview-companion --mux "$directory/usbmuxd" --size 1290x2796 --seconds 15 \
+  --save out --save-every 0 --json out/summary.json "${companion_options[@]}" &
+companion_pid=$!
+until [ -S "$directory/usbmuxd" ] || ! kill -0 "$companion_pid" 2>/dev/null; do sleep 0.02; done
+# A session of its own: neither the user's settings, cache and network nor a copy that runs already.
+XDG_CONFIG_HOME=$directory XDG_CACHE_HOME=$directory XDG_RUNTIME_DIR=$directory \
+  DBUS_SESSION_BUS_ADDRESS=unix:path=$directory/bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$directory/bus \
   build/release/tandemview --usbmuxd-socket "$directory/usbmuxd" &
 program_pid=$!
-DISPLAY=$phone_display build/release/tandemview-companion --mux "$directory/usbmuxd" --size 1290x2796 --seconds 15 \
-  --save out --save-every 1000000 --json out/summary.json "${companion_options[@]}"
-companion_status=$?
 
+wait "$companion_pid"
+companion_status=$?
+companion_pid=
 kill "$program_pid"
 wait "$program_pid"
 program_status=$?
 program_pid=
 if [ $companion_status -ne 0 ] || [ $program_status -ne 0 ] || [ ! -s out/last.jpg ]; then
-  echo "demo: FAILED (companion $companion_status, program $program_status)"
-  exit 1
+  fail "FAILED (companion $companion_status, program $program_status)"
 fi
 echo "demo: worked. What the phone showed last: out/last.jpg; the figures: out/summary.json"

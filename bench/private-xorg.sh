@@ -17,14 +17,19 @@ start_private_xorg() {
   export DISPLAY
 }
 
-# stop PID...: ends processes that we started, and waits for them.
+# stop PID...: ends processes that we started, and waits for them; one that doesn't hear within 5 seconds is killed.
 stop() {
-  local pid
+  local pid waited=0
   for pid in "$@"; do
-    [ -n "$pid" ] && kill "$pid" 2>/dev/null
+    if [ -n "$pid" ]; then kill "$pid" 2>/dev/null || true; fi
   done
   for pid in "$@"; do
-    [ -n "$pid" ] && wait "$pid" 2>/dev/null
+    if [ -z "$pid" ]; then continue; fi
+    while kill -0 "$pid" 2>/dev/null && [ "$waited" -lt 100 ]; do
+      sleep 0.05
+      waited=$((waited + 1))
+    done
+    kill -KILL "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
   done
-  return 0
 }

@@ -30,6 +30,7 @@ endif()
 function(tandemview_room NAME)
   cmake_parse_arguments(ROOM "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
   add_library(tandemview_${NAME} STATIC ${ROOM_SOURCES})
+  set_target_properties(tandemview_${NAME} PROPERTIES UNITY_BUILD_BATCH_SIZE 0) # one unit a room, where units are united
   add_library(tandemview::${NAME} ALIAS tandemview_${NAME})
   target_include_directories(tandemview_${NAME} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(tandemview_${NAME} PUBLIC ${ROOM_DEPENDS} PRIVATE tandemview::options ${ROOM_PRIVATE_DEPENDS})

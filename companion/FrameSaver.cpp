@@ -1,7 +1,9 @@
 #include "companion/FrameSaver.h"
 
 #include <fmt/core.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "companion/WholeFile.h"
@@ -12,12 +14,14 @@ Result<FrameSaver> FrameSaver::into(std::string directory, std::uint64_t every) 
   std::error_code error;
   std::filesystem::create_directories(directory, error);
   if (error) return tl::unexpected(posixError(error.value()));
+  if (::access(directory.c_str(), W_OK | X_OK) != 0) return tl::unexpected(posixError(errno));
   return FrameSaver(std::move(directory), every);
 }
 
 std::optional<Error> FrameSaver::save(const Data& image) {
   last_ = image;
-  if (frames_++ % every_ != 0) return std::nullopt;
+  const std::uint64_t number = frames_++;
+  if (every_ == 0 || number % every_ != 0) return std::nullopt;
   return writeWholeFile(fmt::format("{}/frame-{:06}.jpg", directory_, frames_), image.text());
 }
 

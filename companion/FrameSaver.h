@@ -12,7 +12,7 @@ namespace tandemview {
 /// Saves the pictures of frames to a directory.
 class FrameSaver {
  public:
-  /// Makes the directory if need be. Saves every `every`th frame, the first one included.
+  /// Makes the directory if need be. Saves every `every`th frame, the first one included; with 0, none but the last.
   static Result<FrameSaver> into(std::string directory, std::uint64_t every);
 
   /// Takes the picture of the next frame: writes "frame-000001.jpg" and so on. The error, if any, of the file.

@@ -1,7 +1,7 @@
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 
+#include "command_line/OptionParser.h"
 #include "companion/Companion.h"
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
@@ -13,100 +13,79 @@ using namespace tandemview;
 
 constexpr int usageError = 2;
 
-const CLI::Validator sizeValidator(
-    [](std::string& text) { return frameSizeFromText(text) ? "" : "sides from 16 to 16384 pixels, such as 1290x2796"; },
-    "WxH");
-
 /// What the command line says beside the options proper.
-struct CommandLine {
+struct Arguments {
   Companion::Options options;
   std::string size = "1290x2796";
-  std::string muxPath;
-  std::string wifiCode;
   std::string scriptPath;
 };
 
-void declareOptions(CLI::App& app, CommandLine& line) {
-  Companion::Options& options = line.options;
-  app.set_version_flag("--version", "tandemview-companion " TANDEMVIEW_VERSION);
+void declareOptions(OptionParser& line, Arguments& arguments) {
+  Companion::Options& options = arguments.options;
 
-  CLI::Option_group* way = app.add_option_group("The ways to the host (at least one)");
-  CLI::Option* mux = way->add_option("--mux", line.muxPath,
-                                     "Play the multiplexing daemon on this Unix socket, and the phone behind it")
-                         ->type_name("PATH");
-  way->add_option("--listen", options.listenPort, "Be the phone on this TCP port of 127.0.0.1; 0 takes a free one")
-      ->type_name("PORT")
-      ->excludes(mux);
-  way->add_option("--wifi", line.wifiCode, "Be found over Wi-Fi by the host with this pairing code")->type_name("CODE");
-  way->require_option(1, 2);
+  line.group("The ways to the host (at least one)", /*needsOne=*/true);
+  line.option({"--mux", "Play the multiplexing daemon on this Unix socket, and the phone behind it", "PATH"},
+              options.muxPath);
+  line.option({"--listen", "Be the phone on this TCP port of 127.0.0.1; 0 takes a free one", "PORT"},
+              options.listenPort);
+  line.exclude("--listen", "--mux");
+  line.option({"--wifi", "Be found over Wi-Fi by the host with this pairing code", "CODE"}, options.wifiCode);
 
-  CLI::Option_group* phone = app.add_option_group("The phone");
-  phone->add_option("--size", line.size, "Its screen in pixels")->check(sizeValidator)->capture_default_str();
-  phone->add_option("--scale", options.info.scale, "Pixels per point")
-      ->check(CLI::Range(0.1, 100.0))
-      ->capture_default_str();
-  phone->add_option("--idiom", options.info.idiom, "Kind of device")
-      ->check(CLI::IsMember({"phone", "pad"}))
-      ->default_str("phone");
-  phone->add_option("--orientation", options.info.orientation, "How it is held")
-      ->type_name("TEXT")
-      ->capture_default_str();
-  phone->add_option("--quality", options.info.quality, "Its quality mode")->type_name("TEXT")->capture_default_str();
-  phone->add_option("--port", options.port, "Its port behind the daemon")->type_name("N")->capture_default_str();
-  phone->add_option("--device-id", options.deviceID, "Its number with the daemon")
-      ->type_name("N")
-      ->capture_default_str();
-  phone->add_option("--ping-interval", options.pingInterval, "Seconds between pings")
-      ->type_name("S")
-      ->check(CLI::Range(0.001, 3600.0))
-      ->capture_default_str();
-  phone->add_flag("--full-resolution", options.fullResolution, "Expect the frames of a host set to full resolution");
-  phone->add_option("--script", line.scriptPath, "What happens when: lines of SECONDS ACTION ARGUMENTS")
-      ->type_name("FILE")
-      ->check(CLI::ExistingFile);
+  line.group("The phone");
+  line.option({"--size", "Its screen in pixels"}, arguments.size,
+              {[](const std::string& text) {
+                 return frameSizeFromText(text) ? "" : "sides from 16 to 16384 pixels, such as 1290x2796";
+               },
+               "WxH"});
+  line.option({"--scale", "Pixels per point"}, options.info.scale, OptionParser::range(0.1, 100));
+  line.option({"--idiom", "Kind of device"}, options.info.idiom, OptionParser::oneOf({"phone", "pad"}));
+  line.option({"--orientation", "How it is held", "TEXT"}, options.info.orientation);
+  line.option({"--quality", "Its quality mode", "TEXT"}, options.info.quality);
+  line.option({"--port", "Its port behind the daemon", "N"}, options.port);
+  line.option({"--device-id", "Its number with the daemon", "N"}, options.deviceID);
+  line.option({"--ping-interval", "Seconds between pings", "S"}, options.pingInterval,
+              OptionParser::range(0.001, 3600));
+  line.flag("--full-resolution", "Expect the frames of a host set to full resolution", options.fullResolution);
+  line.option({"--script", "What happens when: lines of SECONDS ACTION ARGUMENTS", "FILE"}, arguments.scriptPath,
+              OptionParser::existingFile());
 
-  CLI::Option_group* end = app.add_option_group("The end (otherwise by SIGINT or SIGTERM)");
-  end->add_option("--frames", options.frames, "End after so many frames")->type_name("N")->check(CLI::PositiveNumber);
-  end->add_option("--seconds", options.seconds, "End after so long")->type_name("N")->check(CLI::Range(0.0, 1e6));
+  line.group("The end (otherwise by SIGINT or SIGTERM)");
+  line.option({"--frames", "End after so many frames", "N"}, options.frames, OptionParser::range(1, 1e9));
+  line.option({"--seconds", "End after so long", "N"}, options.seconds, OptionParser::range(0, 1e6));
 
-  CLI::Option_group* output = app.add_option_group("Output");
-  output->add_option("--save", options.saveDirectory, "Save frames as DIR/frame-000001.jpg, the last as DIR/last.jpg")
-      ->type_name("DIR");
-  output->add_option("--save-every", options.saveEvery, "Save only every Nth frame")
-      ->type_name("N")
-      ->check(CLI::PositiveNumber)
-      ->capture_default_str();
-  output->add_option("--json", options.jsonPath, "Write a summary for programs; - is standard output, for it alone")
-      ->type_name("FILE");
-  output->add_flag("--window", options.window, "Show the frames in a window, whose mouse and keyboard are the phone's");
+  line.group("Output");
+  line.option({"--save", "Save frames as DIR/frame-000001.jpg, the last as DIR/last.jpg", "DIR"},
+              options.saveDirectory);
+  line.option({"--save-every", "Save only every Nth frame; 0 saves only the last", "N"}, options.saveEvery,
+              OptionParser::range(0, 1e9));
+  line.option({"--json", "Write a summary for programs; - is standard output, for it alone", "FILE"}, options.jsonPath);
+  line.flag("--window", "Show the frames in a window, whose mouse and keyboard are the phone's", options.window);
 }
 
 /// False, with a line printed: the script is no good.
-bool loadScript(CommandLine& line) {
-  if (line.scriptPath.empty()) return true;
-  auto script = parseScript(contentsOfRegularFile(line.scriptPath).value_or(""));
+bool loadScript(Arguments& arguments) {
+  if (arguments.scriptPath.empty()) return true;
+  auto script = parseScript(contentsOfRegularFile(arguments.scriptPath).value_or(""));
   if (!script) {
-    Log::print("companion: {}, {}", line.scriptPath, script.error());
+    Log::print("companion: {}, {}", arguments.scriptPath, script.error());
     return false;
   }
-  line.options.script = std::move(*script);
+  arguments.options.script = std::move(*script);
   return true;
 }
 
-int run(CommandLine line) {
-  const FrameSize size = *frameSizeFromText(line.size);
-  line.options.info.width = size.width;
-  line.options.info.height = size.height;
-  if (!line.muxPath.empty()) line.options.muxPath = line.muxPath;
-  if (!line.wifiCode.empty()) line.options.wifiCode = line.wifiCode;
-  if (line.options.jsonPath == "-") {
+int run(Arguments arguments) {
+  const FrameSize size = *frameSizeFromText(arguments.size);
+  arguments.options.info.width = size.width;
+  arguments.options.info.height = size.height;
+  if (arguments.options.jsonPath == "-") {
     Log::setSink(
         [](std::string_view text) { std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data()); });
   }
-  if (!loadScript(line)) return usageError;
+  if (!loadScript(arguments)) return usageError;
 
   const auto queue = std::make_shared<SerialQueue>();
-  Companion companion(queue, std::move(line.options));
+  Companion companion(queue, std::move(arguments.options));
   queue->onSignals({SIGINT, SIGTERM}, [&](int signal) { companion.end(signal == SIGINT ? "SIGINT" : "SIGTERM"); });
   if (!companion.start()) return EXIT_FAILURE;
   queue->run();
@@ -115,16 +94,12 @@ int run(CommandLine line) {
 
 }  // namespace
 
-int main(int argumentCount, char** arguments) {
+int main(int argumentCount, char** argumentValues) {
   openStandardDescriptors();
-  CLI::App app("Plays the phone for Tandemview: receives its frames, checks and measures them.",
-               "tandemview-companion");
-  CommandLine line;
-  declareOptions(app, line);
-  try {
-    app.parse(argumentCount, arguments);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? EXIT_SUCCESS : usageError;
-  }
-  return run(std::move(line));
+  OptionParser line("Plays the phone for Tandemview: receives its frames, checks and measures them.",
+                    "tandemview-companion", "tandemview-companion " TANDEMVIEW_VERSION);
+  Arguments arguments;
+  declareOptions(line, arguments);
+  if (const auto status = line.parse(argumentCount, argumentValues)) return *status;
+  return run(std::move(arguments));
 }

@@ -2,6 +2,7 @@
 # test-package.sh BUILD_DIRECTORY: makes the Debian packages of a build, installs them into an empty root, uses what is
 # there, and removes them again. Builds nothing and needs no privileges.
 set -euo pipefail
+export LC_ALL=C.UTF-8 # CPack drops what the locale's character set lacks from paths
 build=$(realpath "$1")
 cd "$(dirname "$(readlink -f "$0")")"
 scratch=$(mktemp -d)
@@ -52,7 +53,7 @@ expect_equal "the newest release in the metainfo" "$(sed -nE '0,/<release /s/.*<
 
 # What the desktop file and the program ask for by name.
 [ -x "$root/usr/bin/$(sed -n 's/^Exec=//p' "$desktop")" ] || fail "the desktop file starts nothing"
-icons=$({ sed -n 's/^Icon=//p' "$desktop"; sed -nE 's/.*"(tandemview[a-z-]*-symbolic)".*/\1/p' ../src/platform/linux/*.cpp; })
+icons=$({ sed -n 's/^Icon=//p' "$desktop"; grep -rhoE '"tandemview[a-z-]*-symbolic"' ../src/platform/linux | tr -d '"'; })
 for icon in $icons; do
   [ -n "$(find "$share/icons/hicolor" -name "$icon.svg")" ] || fail "there is no icon $icon"
 done

@@ -220,7 +220,6 @@ TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   })) << program->output();
   EXPECT_EQ(holders, std::vector<pid_t>{programProcess(first)});
   EXPECT_EQ(program->wait(), 0);
-  std::filesystem::remove("/tmp/tandemview_relaunch_" + std::to_string(first) + ".sh");
 
   // Its end is the end of it.
   ::kill(programProcess(), SIGTERM);

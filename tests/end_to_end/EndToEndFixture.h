@@ -21,8 +21,17 @@ using Options = std::vector<std::string>;
 /// The shipped binaries on a private X server.
 class EndToEndFixture : public testing::Test {
  protected:
+  ~EndToEndFixture() override {
+    std::error_code ignored;
+    for (const pid_t process : started) std::filesystem::remove_all(relaunchScript(process), ignored);
+  }
   void startProgram() {
     program.emplace(Options{programPath, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
+    started.push_back(program->process());
+  }
+  /// What a process that relaunches itself leaves to the system to clean up.
+  static std::string relaunchScript(pid_t process) {
+    return "/tmp/tandemview_relaunch_" + std::to_string(process) + ".sh";
   }
   /// On the cable.
   void startPhone(const Options& options) {
@@ -66,6 +75,7 @@ class EndToEndFixture : public testing::Test {
                                       {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"},
                                       {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory.path() + "/bus"}};
   std::string programPath = TANDEMVIEW_PROGRAM;
+  std::vector<pid_t> started;
   std::optional<Program> program;
   std::optional<Program> phone;
 };

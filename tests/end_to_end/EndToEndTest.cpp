@@ -161,7 +161,7 @@ TEST_P(Relaunch, BringsASizeBeyondTheEnvelopeWhateverHappensMeanwhile) {
   startPhone({"--script", script("7 size 6000x2000\n")});
   startProgram();
   const pid_t first = program->process();
-  const std::string scriptPath = "/tmp/tandemview_relaunch_" + std::to_string(first) + ".sh";
+  const std::string scriptPath = relaunchScript(first);
   if (isScriptPathTaken) std::filesystem::create_directories(scriptPath + "/by somebody else");
   ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
   // The package is upgraded,
@@ -192,7 +192,6 @@ TEST_P(Relaunch, BringsASizeBeyondTheEnvelopeWhateverHappensMeanwhile) {
   ::kill(second, SIGTERM);
   EXPECT_TRUE(Program::within30Seconds([&] { return programProcess() == 0; }));
   EXPECT_EQ(desktop.arrangement(), untouched);
-  std::filesystem::remove_all(scriptPath);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, Relaunch, testing::Bool(),

@@ -30,6 +30,13 @@ std::filesystem::path endOfLinks(std::filesystem::path path) {
   return path;
 }
 
+Result<void> save(const std::filesystem::path& file, const std::string& text) {
+  std::error_code error;
+  std::filesystem::create_directories(file.parent_path(), error);
+  if (error) return tl::unexpected(posixError(error.value()));
+  return writeFileAtomically(file, text);
+}
+
 template <typename Value>
 std::optional<Value> valueOf(const json& values, const std::string& key, bool (json::*isOfType)() const noexcept) {
   const auto found = values.find(key);
@@ -108,11 +115,9 @@ void FileUserDefaults::set(const std::string& key, json value) {
   values_[key] = std::move(value);
   if (!isSaved_) return;
   const std::filesystem::path file = endOfLinks(path_);
-  std::error_code ignored;
-  std::filesystem::create_directories(file.parent_path(), ignored);
   const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (const auto written = writeFileAtomically(file, text); !written) {
-    Log::print("⚠️ The settings can't be saved in {}: {}", path_, written.error().localizedDescription());
+  if (const auto saved = save(file, text); !saved) {
+    Log::print("⚠️ The settings can't be saved in {}: {}", path_, saved.error().localizedDescription());
   }
 }
 

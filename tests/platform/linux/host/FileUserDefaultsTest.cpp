@@ -49,11 +49,17 @@ TEST(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
     defaults.setString("quality", "sharp");
     EXPECT_EQ(FileUserDefaults(path).string("quality"), "sharp");
   }
+}
+
+TEST(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
   LogRecorder log;
-  FileUserDefaults unwritable("/proc/tandemview/settings.json");
-  unwritable.setString("quality", "sharp");
-  EXPECT_EQ(unwritable.string("quality"), "sharp") << "for this run";
-  EXPECT_EQ(log.take().size(), 1u);
+  const TemporaryDirectory directory;
+  std::filesystem::create_symlink("nowhere", directory.path() + "/configuration");
+  const std::string path = directory.path() + "/configuration/tandemview/settings.json";
+  FileUserDefaults defaults(path);
+  defaults.setString("quality", "sharp");
+  EXPECT_EQ(defaults.string("quality"), "sharp") << "for this run";
+  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + path + ": File exists"});
 }
 
 TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {

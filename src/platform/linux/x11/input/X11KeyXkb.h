@@ -1,9 +1,16 @@
 #pragma once
 
-// xcb's XKB header has members that bear the name of a C++ keyword.
+// xcb's XKB header has members that bear the name of a C++ keyword. Clang warns of such a macro.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wkeyword-macro"
+#endif
 #define explicit explicitParts
 #include <xcb/xkb.h>
 #undef explicit
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 
 namespace tandemview {
 
