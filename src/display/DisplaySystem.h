@@ -124,7 +124,7 @@ class DisplaySystem {
   /// The displays that show a picture, in the system's order.
   virtual std::vector<DisplayID> activeDisplays() const = 0;
 
-  /// An empty rectangle for a display that is not active.
+  /// An empty rectangle for a display that the system doesn't know.
   virtual DisplayRectangle bounds(DisplayID display) const = 0;
   virtual bool isMain(DisplayID display) const = 0;
   virtual bool isBuiltIn(DisplayID display) const = 0;

@@ -127,7 +127,7 @@ class EventSystem {
   virtual std::optional<std::uint32_t> activeDisplayCount() = 0;
   virtual std::optional<std::vector<std::uint32_t>> activeDisplays(std::uint32_t limit) = 0;
 
-  /// Of a display that is active; an empty rectangle and size for any other.
+  /// An empty rectangle and size for a display that the system doesn't know.
   virtual ScreenRectangle displayBounds(std::uint32_t displayID) = 0;
   virtual PixelSize displayPixelSize(std::uint32_t displayID) = 0;
 

@@ -12,7 +12,8 @@ namespace tandemview {
 std::optional<std::uint32_t> activeDisplayCount();
 std::optional<std::vector<std::uint32_t>> activeDisplayList(std::uint32_t limit);
 
-/// In the global screen space; empty for a display that shows none.
-CGRect activeDisplayBounds(std::uint32_t display);
+/// In the global screen space, also of a display that shows nothing now because it sleeps or mirrors another one; empty
+/// for one that the system doesn't know.
+CGRect displayBounds(std::uint32_t display);
 
 }  // namespace tandemview

@@ -16,8 +16,9 @@ std::optional<std::vector<std::uint32_t>> activeDisplayList(std::uint32_t limit)
   return displays;
 }
 
-CGRect activeDisplayBounds(std::uint32_t display) {
-  return CGDisplayIsActive(display) ? CGDisplayBounds(display) : CGRectZero;
+CGRect displayBounds(std::uint32_t display) {
+  const CGRect bounds = CGDisplayBounds(display);
+  return CGRectIsNull(bounds) || CGRectIsInfinite(bounds) ? CGRectZero : bounds;
 }
 
 }  // namespace tandemview

@@ -90,7 +90,7 @@ std::vector<DisplayID> MacDisplaySystem::activeDisplays() const {
 }
 
 DisplayRectangle MacDisplaySystem::bounds(DisplayID display) const {
-  const CGRect bounds = activeDisplayBounds(display);
+  const CGRect bounds = displayBounds(display);
   return {bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height};
 }
 

@@ -87,12 +87,11 @@ std::optional<std::vector<std::uint32_t>> MacEventSystem::activeDisplays(std::ui
 }
 
 ScreenRectangle MacEventSystem::displayBounds(std::uint32_t displayID) {
-  const CGRect bounds = activeDisplayBounds(displayID);
+  const CGRect bounds = tandemview::displayBounds(displayID);
   return {bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height};
 }
 
 PixelSize MacEventSystem::displayPixelSize(std::uint32_t displayID) {
-  if (!CGDisplayIsActive(displayID)) return {};
   return {static_cast<std::int64_t>(CGDisplayPixelsWide(displayID)),
           static_cast<std::int64_t>(CGDisplayPixelsHigh(displayID))};
 }
