@@ -1,6 +1,6 @@
 #include "companion/Script.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>

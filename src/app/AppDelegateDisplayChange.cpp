@@ -1,4 +1,4 @@
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "app/AppDelegate.h"
 #include "runtime/FloatingPointText.h"

@@ -1,6 +1,6 @@
 #include "input/ScreenText.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "runtime/FloatingPointText.h"
 #include "runtime/Truncation.h"

@@ -1,6 +1,6 @@
 #include "input/KeyboardInjector.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "fakes/LogRecorder.h"
