@@ -80,7 +80,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
                                              .copyToPasteboard = copyToPasteboard},
           .resources = std::make_shared<MacProcessResources>(),
           .userDefaults = std::make_shared<MacUserDefaults>(),
-          .displays = std::make_shared<MacDisplaySystem>(),
+          .displays = std::make_shared<MacDisplaySystem>(MacVirtualDisplayClasses("CGVirtualDisplay")),
           .captures = std::make_shared<MacCaptureSystem>(mainQueue),
           .makeImageEncoder = [] { return std::make_unique<CoreImageEncoder>(); },
           .sharedHub = sharedHub,
