@@ -78,7 +78,9 @@ void declareOptions(CLI::App& app, CommandLine& line) {
       ->capture_default_str();
   output->add_option("--json", options.jsonPath, "Write a summary for programs; - is standard output, for it alone")
       ->type_name("FILE");
+#ifndef __APPLE__  // There windows are for the main thread to serve, which serves the queue here.
   output->add_flag("--window", options.window, "Show the frames in a window, whose mouse and keyboard are the phone's");
+#endif
 }
 
 /// False, with a line printed: the script is no good.
