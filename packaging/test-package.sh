@@ -25,6 +25,10 @@ in_root() {
 
 cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 ||
   { cat "$scratch/cpack.log"; fail "cpack failed"; }
+# Debian's own check, remarks of all kinds; the tests may run as root.
+findings=$(lintian --allow-root --display-info --pedantic "$scratch"/packages/*.deb 2>/dev/null || true)
+[ -z "$findings" ] || fail "lintian finds: $findings"
+
 mkdir -p "$root"/var/lib/dpkg/{info,updates}
 touch "$root"/var/lib/dpkg/{available,status}
 in_root --install "$scratch"/packages/*.deb >"$scratch/install.log" || { cat "$scratch/install.log"; fail "dpkg failed"; }
