@@ -6,6 +6,10 @@ find_package(tl-expected REQUIRED)
 find_package(nlohmann_json REQUIRED)
 set(TANDEMVIEW_FMT fmt::fmt)
 if(APPLE)
+  set(CMAKE_OBJCXX_STANDARD 20)
+  set(CMAKE_OBJCXX_STANDARD_REQUIRED ON)
+  set(CMAKE_OBJCXX_EXTENSIONS OFF)
+  enable_language(OBJCXX)
   # The application bundle carries what macOS doesn't have.
   set(TANDEMVIEW_FMT fmt::fmt-header-only)
   set(CMAKE_FIND_LIBRARY_SUFFIXES .a .tbd .dylib)
@@ -16,6 +20,9 @@ add_library(tandemview::options ALIAS tandemview_options)
 # Designated initialisers name what differs from the default and leave the rest out on purpose.
 target_compile_options(tandemview_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                        -Woverloaded-virtual -Wno-missing-field-initializers)
+if(APPLE)
+  target_compile_options(tandemview_options INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+endif()
 # Not for users: the next compiler or library has warnings that we don't know yet.
 option(TANDEMVIEW_WERROR "Take warnings for errors" OFF)
 if(TANDEMVIEW_WERROR)

@@ -2,7 +2,7 @@
 # Compiles the macOS application on Linux, warnings being errors, links it into build/macos-check/Tandemview.app and has
 # clang's static analyser look at the adapters. MACOS_SDK names a macOS SDK tree (14 or later). The result proves that
 # the sources compile and link; it is not for running.
-#   arm64    file by file, with the libraries that this machine has
+#   arm64    file by file, with the libraries that this machine has; the companion and the tests, too
 #   x86_64   as a unity build, with those of Debian's unstable suite: Homebrew's are as new
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/../.."
@@ -39,23 +39,23 @@ fetch_newest() {
 header_library() {
   ln -s "$headers/$2" "$libraries/include/$2"
   mkdir "$libraries/lib/cmake/$1"
-  cat >"$libraries/lib/cmake/$1/$1-config.cmake" <<TEXT
+  cat >"$libraries/lib/cmake/$1/$1Config.cmake" <<TEXT
 add_library($3 INTERFACE IMPORTED)
 set_target_properties($3 PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "$libraries/include"
   INTERFACE_COMPILE_DEFINITIONS "${4:-}")
 TEXT
 }
 
-# stubbed_library MODULE HEADER LIBRARY: headers as they are; to link with, a list of the names that the Linux library has
+# stubbed_library MODULE LIBRARY [FLAG]: to link with, a list of the names that the Linux library has
 stubbed_library() {
-  ln -s "$headers/$2" "$libraries/include/$2"
   local symbols
-  symbols=$(nm -D --defined-only "$(pkg-config --variable=libdir "$1")/lib$3.so" | awk '{print "_" $3}' | paste -sd,)
-  cat >"$libraries/lib/lib$3.tbd" <<TEXT
+  symbols=$(nm -D --defined-only "$(pkg-config --variable=libdir "$1")/lib$2.so" |
+    awk '{sub(/@.*/, "", $3); print "_" $3}' | sort -u | paste -sd,)
+  cat >"$libraries/lib/lib$2.tbd" <<TEXT
 --- !tapi-tbd
 tbd-version:     4
 targets:         [ x86_64-macos, arm64-macos ]
-install-name:    '/usr/local/lib/lib$3.dylib'
+install-name:    '/usr/local/lib/lib$2.dylib'
 exports:
   - targets:         [ x86_64-macos, arm64-macos ]
     symbols:         [ $symbols ]
@@ -65,12 +65,12 @@ TEXT
 Name: $1
 Description: $1 for the check
 Version: $(pkg-config --modversion "$1")
-Cflags: -I$libraries/include
-Libs: -L$libraries/lib -l$3
+Cflags: -I$libraries/include ${3:-}
+Libs: -L$libraries/lib -l$2
 TEXT
 }
 
-# lay_out HEADERS: the libraries with these headers, in $libraries
+# lay_out HEADERS: the application's libraries with these headers, in $libraries
 lay_out() {
   local headers=$1
   rm -rf "$libraries"
@@ -78,18 +78,39 @@ lay_out() {
   header_library fmt fmt fmt::fmt-header-only FMT_HEADER_ONLY
   header_library tl-expected tl tl::expected
   header_library nlohmann_json nlohmann nlohmann_json::nlohmann_json
-  stubbed_library libplist-2.0 plist plist-2.0
-  stubbed_library libutf8proc utf8proc.h utf8proc
+  ln -s "$headers/plist" "$headers/utf8proc.h" "$libraries/include"
+  stubbed_library libplist-2.0 plist-2.0
+  stubbed_library libutf8proc utf8proc
 }
 
-# build ARCHITECTURE HEADERS UNITY
+# lay_out_tests: what the companion and the tests need besides, with this machine's headers
+lay_out_tests() {
+  local headers=/usr/include specific
+  specific=$headers/$(gcc -print-multiarch)
+  ln -s $headers/{asio,asio.hpp,jpeglib.h,jmorecfg.h} "$specific/jconfig.h" "$libraries/include"
+  header_library CLI11 CLI CLI11::CLI11
+  stubbed_library libjpeg jpeg
+  mkdir "$libraries/include/SDL2"
+  ln -s $headers/SDL2/* "$libraries/include/SDL2"
+  grep -v INTRIN "$specific/SDL2/_real_SDL_config.h" >"$libraries/include/SDL2/_real_SDL_config.h" # this processor's
+  stubbed_library sdl2 SDL2 "-I$libraries/include/SDL2"
+  mkdir "$libraries/lib/cmake/GTest"
+  cat >"$libraries/lib/cmake/GTest/GTestConfig.cmake" <<'TEXT'
+set(BUILD_GMOCK OFF CACHE BOOL "")
+set(INSTALL_GTEST OFF CACHE BOOL "")
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+TEXT
+}
+
+# build ARCHITECTURE HEADERS UNITY TESTS
 build() {
   local architecture=$1 libraries=$out/libraries-$1
   lay_out "$2"
+  [ "$4" = OFF ] || lay_out_tests
   PKG_CONFIG_LIBDIR=$libraries/lib/pkgconfig cmake --log-level=WARNING -G Ninja -S . -B "$out/$architecture" \
     -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/macos-check.cmake" -DMACOS_ARCH="$architecture" \
-    -DMACOS_LIBRARIES="$libraries" -DCMAKE_PREFIX_PATH="$libraries" \
-    -DCMAKE_UNITY_BUILD="$3" -DTANDEMVIEW_WERROR=ON
+    -DMACOS_LIBRARIES="$libraries" -DCMAKE_PREFIX_PATH="$libraries" -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST \
+    -DCMAKE_UNITY_BUILD="$3" -DTANDEMVIEW_TESTS="$4" -DTANDEMVIEW_WERROR=ON
   cmake --build "$out/$architecture"
 }
 
@@ -107,16 +128,16 @@ for unit in json.load(open(sys.argv[1])):
 PYTHON
 }
 
-echo "macos-check: libplist and libutf8proc are linked as stubs: macOS doesn't have them"
-echo "macos-check: arm64, file by file, with this machine's libraries"
-build arm64 /usr/include OFF
+echo "macos-check: libplist, libutf8proc, libjpeg and SDL2 are linked as stubs: macOS doesn't have them"
+echo "macos-check: arm64, file by file, with this machine's libraries; the companion and the tests"
+build arm64 /usr/include OFF ON
 if fetch_newest; then
   echo "macos-check: x86_64, unity build, with $(cat "$newest/versions")"
-  build x86_64 "$newest/root/usr/include" ON
+  build x86_64 "$newest/root/usr/include" ON OFF
 else
   echo "macos-check: Debian's unstable suite can't be reached: not checked with the newest libraries"
   echo "macos-check: x86_64, unity build, with this machine's libraries"
-  build x86_64 /usr/include ON
+  build x86_64 /usr/include ON OFF
 fi
 
 echo "macos-check: static analysis of the adapters"
