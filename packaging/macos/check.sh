@@ -96,6 +96,7 @@ lay_out_tests() {
   stubbed_library sdl2 SDL2 "-I$libraries/include/SDL2"
   mkdir "$libraries/lib/cmake/GTest"
   cat >"$libraries/lib/cmake/GTest/GTestConfig.cmake" <<'TEXT'
+set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST) # they can't be run here
 set(BUILD_GMOCK OFF CACHE BOOL "")
 set(INSTALL_GTEST OFF CACHE BOOL "")
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
@@ -109,7 +110,7 @@ build() {
   [ "$4" = OFF ] || lay_out_tests
   PKG_CONFIG_LIBDIR=$libraries/lib/pkgconfig cmake --log-level=WARNING -G Ninja -S . -B "$out/$architecture" \
     -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/macos-check.cmake" -DMACOS_ARCH="$architecture" \
-    -DMACOS_LIBRARIES="$libraries" -DCMAKE_PREFIX_PATH="$libraries" -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST \
+    -DMACOS_LIBRARIES="$libraries" -DCMAKE_PREFIX_PATH="$libraries" \
     -DCMAKE_UNITY_BUILD="$3" -DTANDEMVIEW_TESTS="$4" -DTANDEMVIEW_WERROR=ON
   cmake --build "$out/$architecture"
 }
