@@ -27,11 +27,13 @@ IMP implementation(id object, SEL selector) {
 }
 
 /// Runs an operation on the private classes; what they throw (a key that this version of macOS doesn't know, say) is
-/// told and goes no further.
+/// told and goes no further. What they leave to the pool goes at once: a display that anything holds is still there.
 template <typename Operation>
 void guarded(Operation operation) {
   @try {
-    operation();
+    @autoreleasepool {
+      operation();
+    }
   } @catch (NSException* exception) {
     Log::print("⚠️ Virtual display: {}", stringFrom(exception.description));
   }
