@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Compiles the macOS application on Linux, warnings being errors, links it into build/macos-check/Tandemview.app and has
-# clang's static analyser look at the adapters. MACOS_SDK names a macOS SDK tree (14 or later). The result proves that
-# the sources compile and link; it is not for running.
-#   arm64    file by file, with the libraries that this machine has; the companion and the tests, too
-#   x86_64   as a unity build, with those of Debian's unstable suite: Homebrew's are as new
+# Compiles what is built on a Mac (the application, the companion, the tests) on Linux, warnings being errors, links the
+# application into build/macos-check/Tandemview.app and has clang's static analyser look at the adapters. MACOS_SDK names a
+# macOS SDK tree (14 or later). The result proves that the sources compile and link; it is not for running.
+#   arm64    file by file, with the libraries that this machine has
+#   x86_64   as a unity build, which users make; the application's libraries from Debian's unstable suite, as new as
+#            Homebrew's
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/../.."
 : "${MACOS_SDK:?names no macOS SDK tree}"
@@ -103,15 +104,15 @@ add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM
 TEXT
 }
 
-# build ARCHITECTURE HEADERS UNITY TESTS
+# build ARCHITECTURE HEADERS UNITY
 build() {
   local architecture=$1 libraries=$out/libraries-$1
   lay_out "$2"
-  [ "$4" = OFF ] || lay_out_tests
+  lay_out_tests
   PKG_CONFIG_LIBDIR=$libraries/lib/pkgconfig cmake --log-level=WARNING -G Ninja -S . -B "$out/$architecture" \
     -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/macos-check.cmake" -DMACOS_ARCH="$architecture" \
     -DMACOS_LIBRARIES="$libraries" -DCMAKE_PREFIX_PATH="$libraries" \
-    -DCMAKE_UNITY_BUILD="$3" -DTANDEMVIEW_TESTS="$4" -DTANDEMVIEW_WERROR=ON
+    -DCMAKE_UNITY_BUILD="$3" -DTANDEMVIEW_WERROR=ON
   cmake --build "$out/$architecture"
 }
 
@@ -130,15 +131,15 @@ PYTHON
 }
 
 echo "macos-check: libplist, libutf8proc, libjpeg and SDL2 are linked as stubs: macOS doesn't have them"
-echo "macos-check: arm64, file by file, with this machine's libraries; the companion and the tests"
-build arm64 /usr/include OFF ON
+echo "macos-check: arm64, file by file, with this machine's libraries"
+build arm64 /usr/include OFF
 if fetch_newest; then
   echo "macos-check: x86_64, unity build, with $(cat "$newest/versions")"
-  build x86_64 "$newest/root/usr/include" ON OFF
+  build x86_64 "$newest/root/usr/include" ON
 else
   echo "macos-check: Debian's unstable suite can't be reached: not checked with the newest libraries"
   echo "macos-check: x86_64, unity build, with this machine's libraries"
-  build x86_64 /usr/include ON OFF
+  build x86_64 /usr/include ON
 fi
 
 echo "macos-check: static analysis of the adapters"
