@@ -1,7 +1,7 @@
 // From a change on the captured display to its picture: alone, and beside another screen that animates. It runs on the
 // X server of $DISPLAY, which must have a spare output: a private one.
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,6 @@
 #include "companion/CableLink.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <array>
 

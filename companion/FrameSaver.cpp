@@ -1,6 +1,6 @@
 #include "companion/FrameSaver.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>

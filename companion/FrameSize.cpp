@@ -1,6 +1,6 @@
 #include "companion/FrameSize.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <charconv>
 

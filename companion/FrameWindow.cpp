@@ -1,6 +1,6 @@
 #include "companion/FrameWindow.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <future>
 

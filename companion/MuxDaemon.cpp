@@ -1,6 +1,6 @@
 #include "companion/MuxDaemon.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 

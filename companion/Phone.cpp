@@ -1,6 +1,6 @@
 #include "companion/Phone.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <bit>

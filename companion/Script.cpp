@@ -1,10 +1,11 @@
 #include "companion/Script.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 namespace tandemview {
@@ -31,17 +32,19 @@ std::string_view takeWord(std::string_view& text) {
   return word;
 }
 
-template <typename Number, typename... Base>
-std::optional<Number> number(std::string_view text, Base... base) {
+template <typename Number>
+std::optional<Number> number(std::string_view text, int base = 10) {
   Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base...);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return value;
 }
 
 std::optional<double> seconds(std::string_view text) {
-  const auto value = number<double>(text);
-  if (!value || !(*value >= 0 && *value <= longestSeconds)) return std::nullopt;
+  const std::string copy(text);
+  char* end = nullptr;
+  const double value = std::strtod(copy.c_str(), &end);  // macOS's library has no std::from_chars for it
+  if (copy.empty() || *end != '\0' || !(value >= 0 && value <= longestSeconds)) return std::nullopt;
   return value;
 }
 

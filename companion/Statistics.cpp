@@ -1,6 +1,6 @@
 #include "companion/Statistics.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

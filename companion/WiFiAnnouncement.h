@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/wifi/AvahiDaemon.h"
+#include "runtime/Queue.h"
 
 namespace tandemview {
 
-/// Makes the phone's service known to the hosts nearby, as long as it lives and whenever there is an Avahi daemon.
-/// Lives on one queue.
-class WiFiAnnouncement final : public AvahiDaemonUser, public std::enable_shared_from_this<WiFiAnnouncement> {
+/// Makes the phone's service known to the hosts nearby, as long as it lives, by what this system announces services
+/// with. Lives on one queue.
+class WiFiAnnouncement {
  public:
   /// One line for people: that the service is known, or why it is not.
   using Report = std::function<void(const std::string& text)>;
@@ -19,21 +19,12 @@ class WiFiAnnouncement final : public AvahiDaemonUser, public std::enable_shared
   static std::shared_ptr<WiFiAnnouncement> of(const std::string& code, std::uint16_t port,
                                               const std::shared_ptr<Queue>& queue, Report report);
 
- private:
-  WiFiAnnouncement(std::string name, std::uint16_t port, const std::shared_ptr<Queue>& queue, Report report);
+  virtual ~WiFiAnnouncement() = default;
 
-  void daemonDidStart() override;
-  void daemonDidStop() override { group_ = nullptr; }
-  void addService();
-  void commit();
-  void groupReported(sdbus::Message& arguments);
-  void cannotBeAnnounced(const std::string& reason);
+ protected:
+  static constexpr const char* serviceType = "_scrstream._tcp";
 
-  const std::string name_;
-  const std::uint16_t port_;
-  const Report report_;
-  const std::shared_ptr<AvahiDaemon> daemon_;
-  std::shared_ptr<AvahiObject> group_;
+  static std::string serviceName(const std::string& code) { return "ScrRcv-" + code; }
 };
 
 }  // namespace tandemview

@@ -1,6 +1,6 @@
 #include "companion/WiFiLink.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 

@@ -59,7 +59,9 @@ void declareOptions(OptionParser& line, Arguments& arguments) {
   line.option({"--save-every", "Save only every Nth frame; 0 saves only the last", "N"}, options.saveEvery,
               OptionParser::range(0, 1e9));
   line.option({"--json", "Write a summary for programs; - is standard output, for it alone", "FILE"}, options.jsonPath);
+#ifndef __APPLE__  // There windows are for the main thread to serve, which serves the queue here.
   line.flag("--window", "Show the frames in a window, whose mouse and keyboard are the phone's", options.window);
+#endif
 }
 
 /// False, with a line printed: the script is no good.

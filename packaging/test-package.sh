@@ -26,6 +26,8 @@ in_root() {
 
 cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 ||
   { cat "$scratch/cpack.log"; fail "cpack failed"; }
+lintian --allow-root --fail-on error,warning "$scratch"/packages/*.deb >"$scratch/lintian.log" 2>&1 ||
+  { cat "$scratch/lintian.log"; fail "lintian finds fault with the packages"; }
 mkdir -p "$root"/var/lib/dpkg/{info,updates}
 touch "$root"/var/lib/dpkg/{available,status}
 in_root --install "$scratch"/packages/*.deb >"$scratch/install.log" || { cat "$scratch/install.log"; fail "dpkg failed"; }

@@ -12,8 +12,7 @@ struct Alert {
   AlertStyle style = AlertStyle::Informational;
   std::string message;
   std::string informativeText;
-  std::vector<std::string> buttons;   // the first one is the default
-  bool activatesApplication = false;  // comes forward with the application
+  std::vector<std::string> buttons;  // the first one is the default
 };
 
 /// Shows alerts to the user. Called on the main queue.
@@ -21,7 +20,8 @@ class AlertSystem {
  public:
   virtual ~AlertSystem() = default;
 
-  /// Shows the alert; `answer`, on the main queue, gets the index of the button that was chosen.
+  /// Shows the alert in front of everything else; `answer`, on the main queue, gets the index of the button that was
+  /// chosen.
   virtual void show(const Alert& alert, std::function<void(int button)> answer) = 0;
 };
 

@@ -30,8 +30,7 @@ void AppDelegate::toggleLidSleepPrevention() {
   surroundings_.alerts->show({.style = AlertStyle::Warning,
                               .message = surroundings_.texts.lidSleepQuestion,
                               .informativeText = surroundings_.texts.lidSleepExplanation,
-                              .buttons = {"Keep Awake", "Cancel"},
-                              .activatesApplication = true},
+                              .buttons = {"Keep Awake", "Cancel"}},
                              weakly(this, [](AppDelegate& self, int button) {
                                if (button == 0) self.setLidSleepPrevented(true);
                              }));
@@ -85,8 +84,7 @@ void AppDelegate::openSettings(Permission permission) {
 void AppDelegate::showPermissionTroubleshooter() {
   Alert alert = {.message = "Permissions not working after an update?",
                  .informativeText = surroundings_.texts.permissionsExplanation,
-                 .buttons = {"Open Settings", "Cancel"},
-                 .activatesApplication = true};
+                 .buttons = {"Open Settings", "Cancel"}};
   const int openSettings = surroundings_.permissionReset ? 1 : 0;
   if (surroundings_.permissionReset) alert.buttons.insert(alert.buttons.begin(), "Reset & Re-grant");
   surroundings_.alerts->show(alert, weakly(this, [openSettings](AppDelegate& self, int button) {
@@ -154,8 +152,7 @@ bool AppDelegate::checkCapturePermission(const Error& error) {
   surroundings_.alerts->show({.style = AlertStyle::Warning,
                               .message = "Tandemview can't capture the screen",
                               .informativeText = surroundings_.texts.captureDeniedExplanation,
-                              .buttons = {"Open Settings", "Later"},
-                              .activatesApplication = true},
+                              .buttons = {"Open Settings", "Later"}},
                              weakly(this, [](AppDelegate& self, int button) {
                                if (button == 0) {
                                  self.openSettings(Permission::ScreenRecording);

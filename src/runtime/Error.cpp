@@ -1,6 +1,6 @@
 #include "runtime/Error.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <system_error>
 

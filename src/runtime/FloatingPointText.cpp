@@ -1,6 +1,6 @@
 #include "runtime/FloatingPointText.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 namespace tandemview {
 

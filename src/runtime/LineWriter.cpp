@@ -55,7 +55,7 @@ struct LineWriter::State {
 LineWriter::LineWriter(int descriptor) : state_(std::make_shared<State>(descriptor)) {
   // No signal is for this thread. A reader that is gone raises one, which stays with the thread that has written.
   sigset_t all, before;
-  ::sigfillset(&all);
+  sigfillset(&all);  // a macro on macOS
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
   std::thread([state = state_] { write(*state); }).detach();
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -1,6 +1,6 @@
 #include "screens/ScreenText.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "runtime/FloatingPointText.h"
 #include "runtime/Truncation.h"

@@ -1,7 +1,7 @@
 #include "usb/PTAddress.h"
 
 #include <arpa/inet.h>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "usb/PTChannel.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 

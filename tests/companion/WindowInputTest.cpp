@@ -1,5 +1,5 @@
 #include <SDL_events.h>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>

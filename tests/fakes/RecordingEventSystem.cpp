@@ -1,6 +1,6 @@
 #include "fakes/RecordingEventSystem.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 namespace tandemview {
 

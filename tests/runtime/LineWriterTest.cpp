@@ -14,7 +14,7 @@ namespace {
 
 class LineWriterTest : public testing::Test {
  protected:
-  LineWriterTest() { EXPECT_EQ(::pipe2(ends_.data(), O_CLOEXEC), 0); }
+  LineWriterTest() { EXPECT_EQ(::pipe(ends_.data()), 0); }
   ~LineWriterTest() override {
     stopReading();
     ::close(ends_[1]);

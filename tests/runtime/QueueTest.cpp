@@ -80,7 +80,7 @@ class DescriptorWatchTest : public testing::TestWithParam<MakeQueueDriver> {
   SocketPair pair;
 };
 
-INSTANTIATE_TEST_SUITE_P(Queues, DescriptorWatchTest, bothQueues, nameOfQueue);
+INSTANTIATE_TEST_SUITE_P(Queues, DescriptorWatchTest, everyQueue, nameOfQueue);
 
 TEST_P(DescriptorWatchTest, ADescriptorHasOneAtATime) {
   on([&] {

@@ -58,6 +58,7 @@ std::size_t virtualMemory() {
 TEST_F(StreamTest, AnAnnouncedLengthAllocatesNothing) {
   open();
   const std::size_t before = virtualMemory();
+  if (before == 0) GTEST_SKIP() << "this system doesn't tell in /proc how much memory a process has";
   read(0xFFFFFFFF);
   pair.send("only this");
   queue->drain();

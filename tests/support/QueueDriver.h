@@ -39,16 +39,16 @@ class ManualQueueDriver final : public QueueDriver {
   const std::shared_ptr<Queue> queue_ = manual_;
 };
 
-/// A thread of its own serves it.
-class SerialQueueDriver final : public QueueDriver {
+/// Other threads serve it.
+class ThreadedQueueDriver : public QueueDriver {
  public:
-  ~SerialQueueDriver() override { serial_->stopAndJoin(); }
+  explicit ThreadedQueueDriver(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
 
   const std::shared_ptr<Queue>& queue() const override { return queue_; }
 
   void perform(const Work& work) override {
     std::promise<void> isDone;
-    serial_->async([&] {
+    queue_->async([&] {
       work();
       isDone.set_value();
     });
@@ -66,11 +66,23 @@ class SerialQueueDriver final : public QueueDriver {
   }
 
  private:
-  const std::shared_ptr<SerialQueue> serial_ = SerialQueue::withThread("test");
-  const std::shared_ptr<Queue> queue_ = serial_;
+  const std::shared_ptr<Queue> queue_;
 };
 
-/// The parameter of a test that runs on both.
+/// A thread of its own serves it.
+class SerialQueueDriver final : public ThreadedQueueDriver {
+ public:
+  SerialQueueDriver() : SerialQueueDriver(SerialQueue::withThread("test")) {}
+  ~SerialQueueDriver() override { serial_->stopAndJoin(); }
+
+ private:
+  explicit SerialQueueDriver(const std::shared_ptr<SerialQueue>& serial)
+      : ThreadedQueueDriver(serial), serial_(serial) {}
+
+  const std::shared_ptr<SerialQueue> serial_;
+};
+
+/// The parameter of a test that runs on each of them.
 using MakeQueueDriver = std::shared_ptr<QueueDriver> (*)();
 
 template <typename Driver>
@@ -78,11 +90,20 @@ std::shared_ptr<QueueDriver> makeQueueDriver() {
   return std::make_shared<Driver>();
 }
 
-inline const auto bothQueues =
+#ifdef __APPLE__
+/// On Grand Central Dispatch, which serves the program's queues there.
+std::shared_ptr<QueueDriver> makeDispatchQueueDriver();
+
+inline const auto everyQueue =
+    testing::Values(&makeQueueDriver<ManualQueueDriver>, &makeQueueDriver<SerialQueueDriver>, &makeDispatchQueueDriver);
+#else
+inline const auto everyQueue =
     testing::Values(&makeQueueDriver<ManualQueueDriver>, &makeQueueDriver<SerialQueueDriver>);
+#endif
 
 inline std::string nameOfQueue(const testing::TestParamInfo<MakeQueueDriver>& parameter) {
-  return parameter.param == &makeQueueDriver<ManualQueueDriver> ? "Manual" : "Serial";
+  if (parameter.param == &makeQueueDriver<ManualQueueDriver>) return "Manual";
+  return parameter.param == &makeQueueDriver<SerialQueueDriver> ? "Serial" : "Dispatch";
 }
 
 }  // namespace tandemview

@@ -127,7 +127,7 @@ class PTChannelTest : public testing::TestWithParam<MakeQueueDriver> {
   std::shared_ptr<PTUSBHub> hub;
 };
 
-INSTANTIATE_TEST_SUITE_P(Queues, PTChannelTest, bothQueues, nameOfQueue);
+INSTANTIATE_TEST_SUITE_P(Queues, PTChannelTest, everyQueue, nameOfQueue);
 
 TEST_P(PTChannelTest, CarriesFramesBothWaysAndTellsTheEnd) {
   const std::set<int> inheritable = inheritableDescriptors();

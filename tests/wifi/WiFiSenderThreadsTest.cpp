@@ -15,15 +15,25 @@
 namespace tandemview {
 namespace {
 
-/// Calls `turn` again and again, on a thread of its own, as long as that lives.
-std::jthread repeating(const std::function<void()>& turn) {
-  return std::jthread([turn](const std::stop_token& stop) {
-    while (!stop.stop_requested()) {
-      turn();
-      std::this_thread::yield();
-    }
-  });
-}
+/// Calls `turn` again and again, on a thread of its own, as long as this lives.
+class Repeating {
+ public:
+  explicit Repeating(std::function<void()> turn)
+      : thread_([this, turn = std::move(turn)] {
+          while (!isEnding_) {
+            turn();
+            std::this_thread::yield();
+          }
+        }) {}
+  ~Repeating() {
+    isEnding_ = true;
+    thread_.join();
+  }
+
+ private:
+  std::atomic<bool> isEnding_ = false;
+  std::thread thread_;
+};
 
 /// Frames, pings, failures and restarts all at once: a data race or a deadlock shows here.
 TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
@@ -53,9 +63,9 @@ TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
   hastyMain->async([sender] { sender->start(); });
   {
     const Data picture = Data::copying("picture");
-    const std::jthread frames = repeating([&] { sender->sendFrame(picture); });
-    const std::jthread onlooker = repeating([&] { sender->connection(); });
-    const std::jthread phone = repeating([&] {
+    const Repeating frames([&] { sender->sendFrame(picture); });
+    const Repeating onlooker([&] { sender->connection(); });
+    const Repeating phone([&] {
       if (const auto browsers = network->browsers(); !browsers.empty() && browsers.back()->isRunning()) {
         browsers.back()->becomeReady();
         browsers.back()->find({"ScrRcv-12", "ScrRcv-47"});

@@ -10,7 +10,11 @@ namespace tandemview {
 CoreImageEncoder::CoreImageEncoder() : colorSpace_(CGColorSpaceCreateDeviceRGB()) {
   const id<MTLDevice> device = MTLCreateSystemDefaultDevice();
   isAccelerated_ = device != nil;
-  ciContext_ = device ? [CIContext contextWithMTLDevice:device] : [[CIContext alloc] init];
+  // An intermediate that is kept for later keeps the picture that it was made of, and a stream has two. No picture is
+  // encoded twice anyway.
+  NSDictionary* options = @{kCIContextCacheIntermediates : @NO};
+  ciContext_ =
+      device ? [CIContext contextWithMTLDevice:device options:options] : [CIContext contextWithOptions:options];
 }
 
 std::optional<Data> CoreImageEncoder::jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer, double quality) {

@@ -2,18 +2,24 @@
 
 #include <fcntl.h>
 #include <cerrno>
+#include <utility>
 
 #include "runtime/Assertion.h"
 
 namespace tandemview {
 
-Result<std::unique_ptr<DescriptorWatch>> DispatchDescriptorWatch::of(int descriptor, dispatch_queue_t queue) {
+Result<std::unique_ptr<DescriptorWatch>> DispatchDescriptorWatch::of(int descriptor, dispatch_queue_t queue,
+                                                                     const std::shared_ptr<std::set<int>>& watched) {
+  if (watched->contains(descriptor)) return tl::unexpected(posixError(EEXIST));
   auto duplicate = std::make_shared<Descriptor>(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
   if (!*duplicate) return tl::unexpected(posixError(errno));
-  return std::unique_ptr<DescriptorWatch>(new DispatchDescriptorWatch(queue, std::move(duplicate)));
+  watched->insert(descriptor);
+  return std::unique_ptr<DescriptorWatch>(
+      new DispatchDescriptorWatch(descriptor, queue, watched, std::move(duplicate)));
 }
 
 DispatchDescriptorWatch::~DispatchDescriptorWatch() {
+  watched_->erase(descriptor_);
   for (const auto& readiness : {readable_, writable_}) {
     if (!readiness) continue;
     dispatch_source_cancel(readiness->source);

@@ -3,6 +3,7 @@
 #include <dispatch/dispatch.h>
 
 #include <memory>
+#include <set>
 
 #include "runtime/Queue.h"
 
@@ -35,6 +36,7 @@ class DispatchQueue final : public Queue {
   explicit DispatchQueue(dispatch_queue_t queue) : queue_(queue) {}
 
   const dispatch_queue_t queue_;
+  const std::shared_ptr<std::set<int>> watched_ = std::make_shared<std::set<int>>();  // descriptors, on the queue
 };
 
 }  // namespace tandemview

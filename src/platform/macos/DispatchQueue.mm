@@ -34,8 +34,8 @@ std::shared_ptr<DispatchQueue> DispatchQueue::background() {
 }
 
 std::shared_ptr<DispatchQueue> DispatchQueue::serialBackground(const char* label) {
-  return std::shared_ptr<DispatchQueue>(new DispatchQueue(
-      dispatch_queue_create_with_target(label, DISPATCH_QUEUE_SERIAL, background()->queue_)));
+  return std::shared_ptr<DispatchQueue>(
+      new DispatchQueue(dispatch_queue_create_with_target(label, DISPATCH_QUEUE_SERIAL, background()->queue_)));
 }
 
 void DispatchQueue::async(Work work) {
@@ -48,7 +48,7 @@ void DispatchQueue::after(double seconds, Work work) {
 }
 
 Result<std::unique_ptr<DescriptorWatch>> DispatchQueue::watch(int descriptor) {
-  return DispatchDescriptorWatch::of(descriptor, queue_);
+  return DispatchDescriptorWatch::of(descriptor, queue_, watched_);
 }
 
 dispatch_queue_t DispatchQueue::underlying(const Queue& queue) {

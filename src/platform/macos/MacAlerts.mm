@@ -8,13 +8,26 @@ namespace tandemview {
 
 namespace {
 
+/// A program that shows no windows otherwise is seldom the active one, and only the active one's windows get keys. The
+/// newer request, -activate, depends on the active application's giving way, which none does unasked.
+void comeForward() {
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+  [NSApp activateIgnoringOtherApps:YES];
+#pragma clang diagnostic pop
+}
+
 int runModally(const Alert& alert) {
   NSAlert* panel = [[NSAlert alloc] init];
   panel.alertStyle = alert.style == AlertStyle::Warning ? NSAlertStyleWarning : NSAlertStyleInformational;
   panel.messageText = foundationString(alert.message);
   panel.informativeText = foundationString(alert.informativeText);
   for (const std::string& button : alert.buttons) [panel addButtonWithTitle:foundationString(button)];
-  if (alert.activatesApplication) [NSApp activate];
+  // If the activation is refused it still must not be hidden behind others' windows, where nobody would answer it.
+  [panel layout];
+  panel.window.level = NSModalPanelWindowLevel;
+  [panel.window orderFrontRegardless];
+  comeForward();
   const auto button = static_cast<int>([panel runModal] - NSAlertFirstButtonReturn);
   const auto last = static_cast<int>(alert.buttons.size()) - 1;
   return button >= 0 ? button : last;  // the system took it away

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "display/DisplaySystem.h"
+#include "platform/macos/MacVirtualDisplayClasses.h"
 
 namespace tandemview {
 
 /// The displays of Core Graphics.
 class MacDisplaySystem final : public DisplaySystem {
  public:
-  MacDisplaySystem();
+  explicit MacDisplaySystem(const MacVirtualDisplayClasses& classes);
   ~MacDisplaySystem() override;
 
   bool hasDescriptorClass() const override;
@@ -32,6 +33,7 @@ class MacDisplaySystem final : public DisplaySystem {
  private:
   struct ArrangementObserver;
 
+  const MacVirtualDisplayClasses classes_;
   std::unique_ptr<ArrangementObserver> observer_;
 };
 

@@ -11,10 +11,20 @@ namespace tandemview {
 
 namespace {
 
+/// Of the mode's number and its width in pixels: a mode and the one of twice the backing scale may share the number.
+std::uint64_t handleOf(CGDisplayModeRef mode) {
+  const auto number = static_cast<std::uint32_t>(CGDisplayModeGetIODisplayModeID(mode));
+  return std::uint64_t{CGDisplayModeGetPixelWidth(mode)} << 32 | number;
+}
+
+bool areSame(const DisplayMode& one, const DisplayMode& other) {
+  return one.width == other.width && one.height == other.height && one.handle == other.handle;
+}
+
 DisplayMode describe(CGDisplayModeRef mode) {
   return {.width = static_cast<std::int64_t>(CGDisplayModeGetWidth(mode)),
           .height = static_cast<std::int64_t>(CGDisplayModeGetHeight(mode)),
-          .handle = static_cast<std::uint32_t>(CGDisplayModeGetIODisplayModeID(mode))};
+          .handle = handleOf(mode)};
 }
 
 /// Also the modes that differ in nothing but their backing scale.
@@ -50,36 +60,36 @@ struct MacDisplaySystem::ArrangementObserver {
   }
 };
 
-MacDisplaySystem::MacDisplaySystem() = default;
+MacDisplaySystem::MacDisplaySystem(const MacVirtualDisplayClasses& classes) : classes_(classes) {}
 
 MacDisplaySystem::~MacDisplaySystem() {
   if (observer_) CGDisplayRemoveReconfigurationCallback(ArrangementObserver::displayWasReconfigured, observer_.get());
 }
 
 bool MacDisplaySystem::hasDescriptorClass() const {
-  return MacVirtualDisplay::descriptorClass() != nil;
+  return classes_.descriptor != nil;
 }
 
 bool MacDisplaySystem::hasDisplayClass() const {
-  return MacVirtualDisplay::displayClass() != nil;
+  return classes_.display != nil;
 }
 
 bool MacDisplaySystem::hasSettingsClass() const {
-  return MacVirtualDisplay::settingsClass() != nil;
+  return classes_.settings != nil;
 }
 
 bool MacDisplaySystem::hasModeClass() const {
-  return MacVirtualDisplay::modeClass() != nil;
+  return classes_.mode != nil;
 }
 
 VirtualDisplayCreation MacDisplaySystem::makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) {
-  return MacVirtualDisplay::make(descriptor);
+  return MacVirtualDisplay::make(classes_, descriptor);
 }
 
 std::optional<VirtualDisplayMode> MacDisplaySystem::makeDisplayMode(std::uint32_t width, std::uint32_t height,
                                                                     double refreshRate) {
   const VirtualDisplayMode mode = {.width = width, .height = height, .refreshRate = refreshRate};
-  if (!MacVirtualDisplay::makeMode(mode)) return std::nullopt;
+  if (!MacVirtualDisplay::makeMode(classes_, mode)) return std::nullopt;
   return mode;
 }
 
@@ -101,7 +111,7 @@ std::vector<DisplayMode> MacDisplaySystem::allModes(DisplayID display) const {
 
 ConfigurationOutcome MacDisplaySystem::configureMode(DisplayID display, const DisplayMode& mode) {
   for (const id element in copyModes(display)) {
-    if (describe(modeIn(element)).handle != mode.handle) continue;
+    if (!areSame(describe(modeIn(element)), mode)) continue;
     return configure([&](CGDisplayConfigRef configuration) {
       CGConfigureDisplayWithDisplayMode(configuration, display, modeIn(element), /*options=*/nullptr);
     });

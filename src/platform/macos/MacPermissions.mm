@@ -19,7 +19,8 @@ bool MacPermissions::isGranted(Permission permission) {
 }
 
 void MacPermissions::openSettings(Permission permission) {
-  [NSWorkspace.sharedWorkspace openURL:[NSURL URLWithString:foundationString(privacySettingsURL(permission))]];
+  NSURL* const pane = [NSURL URLWithString:foundationString(privacySettingsURL(permission))];
+  if (pane) [NSWorkspace.sharedWorkspace openURL:pane];
 }
 
 }  // namespace tandemview

@@ -84,7 +84,7 @@ AppDelegate::Surroundings makeSurroundings(const std::shared_ptr<NotificationCen
           .resources = std::make_shared<MacProcessResources>(),
           .userDefaults = std::make_shared<MacUserDefaults>(),
           .screens = std::make_shared<MacScreens>(),
-          .displays = std::make_shared<MacDisplaySystem>(),
+          .displays = std::make_shared<MacDisplaySystem>(MacVirtualDisplayClasses("CGVirtualDisplay")),
           .captures = std::make_shared<MacCaptureSystem>(mainQueue),
           .makeImageEncoder = [] { return std::make_unique<CoreImageEncoder>(); },
           .sharedHub = sharedHub,

@@ -29,9 +29,9 @@ void MacUserDefaults::setString(const std::string& key, const std::string& value
 }
 
 std::optional<bool> MacUserDefaults::boolean(const std::string& key) const {
-  NSNumber* value = valueOfClass(NSNumber.class, key);
-  if (!value) return std::nullopt;
-  return value.boolValue;
+  // A value written by hand is a string unless its type was named, and Foundation reads "YES", "true" and "1" as well.
+  if (!valueOfClass(NSNumber.class, key) && !valueOfClass(NSString.class, key)) return std::nullopt;
+  return [NSUserDefaults.standardUserDefaults boolForKey:foundationString(key)];
 }
 
 void MacUserDefaults::setBoolean(const std::string& key, bool value) {

@@ -3,24 +3,23 @@
 #import <Foundation/Foundation.h>
 
 #include "display/DisplaySystem.h"
+#include "platform/macos/MacVirtualDisplayClasses.h"
 
 namespace tandemview {
 
-/// A CGVirtualDisplay. The class has no published interface: it is found by name, its properties are reached by
-/// key-value coding and its methods by selector.
+/// A CGVirtualDisplay. The class has no published interface: its properties are reached by key-value coding and its
+/// methods by selector. An exception of its own counts as a refusal.
 class MacVirtualDisplay final : public VirtualDisplay {
  public:
-  static Class descriptorClass();
-  static Class displayClass();
-  static Class settingsClass();
-  static Class modeClass();
+  using Classes = MacVirtualDisplayClasses;
 
-  static VirtualDisplayCreation make(const VirtualDisplayDescriptor& descriptor);
+  static VirtualDisplayCreation make(const Classes& classes, const VirtualDisplayDescriptor& descriptor);
 
   /// A CGVirtualDisplayMode; nil if the system makes none.
-  static id makeMode(const VirtualDisplayMode& mode);
+  static id makeMode(const Classes& classes, const VirtualDisplayMode& mode);
 
-  MacVirtualDisplay(id descriptor, id display) : descriptor_(descriptor), display_(display) {}
+  MacVirtualDisplay(const Classes& classes, id descriptor, id display)
+      : classes_(classes), descriptor_(descriptor), display_(display) {}
 
   std::optional<DisplayID> displayID() const override;
   ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override;
@@ -30,6 +29,7 @@ class MacVirtualDisplay final : public VirtualDisplay {
   void invalidate() override;
 
  private:
+  const Classes classes_;
   [[maybe_unused]] const id descriptor_;  // only kept alive, as long as the display
   const id display_;
 };

@@ -5,6 +5,7 @@
 
 #import "platform/macos/DispatchQueue.h"
 #import "platform/macos/FoundationString.h"
+#include "runtime/Log.h"
 
 namespace tandemview {
 
@@ -19,23 +20,33 @@ typedef id (*InitWithMode)(__attribute__((ns_consumed)) id self, SEL selector, u
 typedef BOOL (*ApplySettings)(id self, SEL selector, id settings);
 typedef void (*PlainMethod)(id self, SEL selector);
 
-Class classNamed(NSString* name) {
-  const Class found = NSClassFromString(name);
-  return [found isSubclassOfClass:NSObject.class] ? found : nil;
-}
-
 /// The selector's implementation for the object; null if it has none.
 IMP implementation(id object, SEL selector) {
   const Method method = class_getInstanceMethod(object_getClass(object), selector);
   return method ? method_getImplementation(method) : nullptr;
 }
 
-void send(id object, SEL selector) {
-  if (const IMP method = implementation(object, selector)) reinterpret_cast<PlainMethod>(method)(object, selector);
+/// Runs an operation on the private classes; what they throw (a key that this version of macOS doesn't know, say) is
+/// told and goes no further. What they leave to the pool goes at once: a display that anything holds is still there.
+template <typename Operation>
+void guarded(Operation operation) {
+  @try {
+    @autoreleasepool {
+      operation();
+    }
+  } @catch (NSException* exception) {
+    Log::print("⚠️ Virtual display: {}", stringFrom(exception.description));
+  }
 }
 
-id makeDescriptor(const VirtualDisplayDescriptor& values) {
-  const id descriptor = [[MacVirtualDisplay::descriptorClass() alloc] init];
+void send(id object, NSString* name) {
+  const SEL selector = NSSelectorFromString(name);
+  const IMP method = implementation(object, selector);
+  if (method) guarded([&] { reinterpret_cast<PlainMethod>(method)(object, selector); });
+}
+
+id makeDescriptor(const MacVirtualDisplayClasses& classes, const VirtualDisplayDescriptor& values) {
+  const id descriptor = [[classes.descriptor alloc] init];
   const CGSize size = CGSizeMake(values.widthInMillimeters, values.heightInMillimeters);
   [descriptor setValue:DispatchQueue::underlying(*values.queue) forKey:@"queue"];
   [descriptor setValue:foundationString(values.name) forKey:@"name"];
@@ -48,70 +59,58 @@ id makeDescriptor(const VirtualDisplayDescriptor& values) {
   return descriptor;
 }
 
-id makeSettings(const VirtualDisplaySettings& values) {
+id makeSettings(const MacVirtualDisplayClasses& classes, const VirtualDisplaySettings& values) {
   NSMutableArray* modes = [NSMutableArray array];
   for (const VirtualDisplayMode& value : values.modes) {
-    const id mode = MacVirtualDisplay::makeMode(value);
+    const id mode = MacVirtualDisplay::makeMode(classes, value);
     if (!mode) return nil;
     [modes addObject:mode];
   }
-  const id settings = [[MacVirtualDisplay::settingsClass() alloc] init];
+  const id settings = [[classes.settings alloc] init];
   [settings setValue:modes forKey:@"modes"];
   [settings setValue:@(values.hiDPI) forKey:@"hiDPI"];
   return settings;
 }
 
+VirtualDisplayCreation makeDisplay(const MacVirtualDisplayClasses& classes, const VirtualDisplayDescriptor& values) {
+  const id descriptor = makeDescriptor(classes, values);
+  const id allocated = [classes.display alloc];
+  if (!allocated) return {.outcome = CreationOutcome::NotAllocated};
+  const SEL selector = NSSelectorFromString(@"initWithDescriptor:");
+  const IMP initializer = implementation(allocated, selector);
+  if (!initializer) return {.outcome = CreationOutcome::NoInitializer};
+  const id display = reinterpret_cast<InitWithDescriptor>(initializer)(allocated, selector, descriptor);
+  if (!display) return {.outcome = CreationOutcome::NothingReturned};
+  return {.outcome = CreationOutcome::Created,
+          .display = std::make_shared<MacVirtualDisplay>(classes, descriptor, display)};
+}
+
 }  // namespace
 
-Class MacVirtualDisplay::descriptorClass() {
-  return classNamed(@"CGVirtualDisplayDescriptor");
+VirtualDisplayCreation MacVirtualDisplay::make(const Classes& classes, const VirtualDisplayDescriptor& values) {
+  VirtualDisplayCreation creation = {.outcome = CreationOutcome::NothingReturned};
+  guarded([&] { creation = makeDisplay(classes, values); });
+  return creation;
 }
 
-Class MacVirtualDisplay::displayClass() {
-  return classNamed(@"CGVirtualDisplay");
-}
-
-Class MacVirtualDisplay::settingsClass() {
-  return classNamed(@"CGVirtualDisplaySettings");
-}
-
-Class MacVirtualDisplay::modeClass() {
-  return classNamed(@"CGVirtualDisplayMode");
-}
-
-VirtualDisplayCreation MacVirtualDisplay::make(const VirtualDisplayDescriptor& values) {
-  @try {
-    const id descriptor = makeDescriptor(values);
-    const id allocated = [displayClass() alloc];
-    if (!allocated) return {.outcome = CreationOutcome::NotAllocated};
-    const SEL selector = NSSelectorFromString(@"initWithDescriptor:");
+id MacVirtualDisplay::makeMode(const Classes& classes, const VirtualDisplayMode& mode) {
+  id made = nil;
+  guarded([&] {
+    const id allocated = [classes.mode alloc];
+    const SEL selector = NSSelectorFromString(@"initWithWidth:height:refreshRate:");
     const IMP initializer = implementation(allocated, selector);
-    if (!initializer) return {.outcome = CreationOutcome::NoInitializer};
-    const id display = reinterpret_cast<InitWithDescriptor>(initializer)(allocated, selector, descriptor);
-    if (!display) return {.outcome = CreationOutcome::NothingReturned};
-    return {.outcome = CreationOutcome::Created, .display = std::make_shared<MacVirtualDisplay>(descriptor, display)};
-  } @catch (NSException*) {
-    return {.outcome = CreationOutcome::NothingReturned};  // a key that this version of macOS doesn't know
-  }
-}
-
-id MacVirtualDisplay::makeMode(const VirtualDisplayMode& mode) {
-  const id allocated = [modeClass() alloc];
-  const SEL selector = NSSelectorFromString(@"initWithWidth:height:refreshRate:");
-  const IMP initializer = implementation(allocated, selector);
-  if (!initializer) return nil;
-  return reinterpret_cast<InitWithMode>(initializer)(allocated, selector, mode.width, mode.height, mode.refreshRate);
+    if (!initializer) return;
+    made = reinterpret_cast<InitWithMode>(initializer)(allocated, selector, mode.width, mode.height, mode.refreshRate);
+  });
+  return made;
 }
 
 std::optional<DisplayID> MacVirtualDisplay::displayID() const {
-  @try {
-    const id value = [display_ valueForKey:@"displayID"];
-    if (![value isKindOfClass:NSNumber.class]) return std::nullopt;
-    const DisplayID number = [value unsignedIntValue];
-    return number == kCGNullDirectDisplay ? std::nullopt : std::optional(number);
-  } @catch (NSException*) {
-    return std::nullopt;
-  }
+  id value = nil;
+  guarded([&] { value = [display_ valueForKey:@"displayID"]; });
+  if (![value isKindOfClass:NSNumber.class]) return std::nullopt;
+  const DisplayID number = [value unsignedIntValue];
+  return number == kCGNullDirectDisplay ? std::nullopt : std::optional(number);
 }
 
 ApplyOutcome MacVirtualDisplay::applySettings(const VirtualDisplaySettings& values) {
@@ -119,14 +118,12 @@ ApplyOutcome MacVirtualDisplay::applySettings(const VirtualDisplaySettings& valu
   if (![display_ respondsToSelector:selector]) return ApplyOutcome::NotOffered;
   const IMP method = implementation(display_, selector);
   if (!method) return ApplyOutcome::Unreachable;
-  @try {
-    const id settings = makeSettings(values);
-    if (!settings) return ApplyOutcome::Refused;
-    const BOOL applied = reinterpret_cast<ApplySettings>(method)(display_, selector, settings);
-    return applied ? ApplyOutcome::Applied : ApplyOutcome::Refused;
-  } @catch (NSException*) {
-    return ApplyOutcome::Refused;
-  }
+  BOOL isApplied = NO;
+  guarded([&] {
+    const id settings = makeSettings(classes_, values);
+    if (settings) isApplied = reinterpret_cast<ApplySettings>(method)(display_, selector, settings);
+  });
+  return isApplied ? ApplyOutcome::Applied : ApplyOutcome::Refused;
 }
 
 bool MacVirtualDisplay::canTerminate() const {
@@ -134,7 +131,7 @@ bool MacVirtualDisplay::canTerminate() const {
 }
 
 void MacVirtualDisplay::terminate() {
-  send(display_, NSSelectorFromString(@"terminate"));
+  send(display_, @"terminate");
 }
 
 bool MacVirtualDisplay::canInvalidate() const {
@@ -142,7 +139,7 @@ bool MacVirtualDisplay::canInvalidate() const {
 }
 
 void MacVirtualDisplay::invalidate() {
-  send(display_, NSSelectorFromString(@"invalidate"));
+  send(display_, @"invalidate");
 }
 
 }  // namespace tandemview

@@ -1,6 +1,6 @@
 #include "platform/linux/wifi/AvahiHostInquiry.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "companion/WiFiAnnouncement.h"
+#include "companion/AvahiAnnouncement.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <utility>
@@ -10,25 +10,18 @@
 
 namespace tandemview {
 
-namespace {
-
-constexpr const char* serviceType = "_scrstream._tcp";
-
-}  // namespace
-
 std::shared_ptr<WiFiAnnouncement> WiFiAnnouncement::of(const std::string& code, std::uint16_t port,
                                                        const std::shared_ptr<Queue>& queue, Report report) {
-  std::shared_ptr<WiFiAnnouncement> announcement(
-      new WiFiAnnouncement("ScrRcv-" + code, port, queue, std::move(report)));
-  announcement->daemon_->add(announcement);
+  auto announcement = std::make_shared<AvahiAnnouncement>(serviceName(code), port, queue, std::move(report));
+  announcement->start();
   return announcement;
 }
 
-WiFiAnnouncement::WiFiAnnouncement(std::string name, std::uint16_t port, const std::shared_ptr<Queue>& queue,
-                                   Report report)
+AvahiAnnouncement::AvahiAnnouncement(std::string name, std::uint16_t port, const std::shared_ptr<Queue>& queue,
+                                     Report report)
     : name_(std::move(name)), port_(port), report_(std::move(report)), daemon_(std::make_shared<AvahiDaemon>(queue)) {}
 
-void WiFiAnnouncement::daemonDidStart() {
+void AvahiAnnouncement::daemonDidStart() {
   group_ = daemon_->make(AvahiNames::entryGroup, "EntryGroupNew", {},
                          {.didAppear = [this] { addService(); },
                           .didSignal =
@@ -38,7 +31,7 @@ void WiFiAnnouncement::daemonDidStart() {
                           .didFail = [this](const Error& error) { cannotBeAnnounced(error.localizedDescription()); }});
 }
 
-void WiFiAnnouncement::addService() {
+void AvahiAnnouncement::addService() {
   daemon_->call(
       *group_, "AddService",
       [this](sdbus::Message& call) {
@@ -53,7 +46,7 @@ void WiFiAnnouncement::addService() {
       });
 }
 
-void WiFiAnnouncement::commit() {
+void AvahiAnnouncement::commit() {
   if (!group_) return;
   daemon_->call(*group_, "Commit", {}, [weak = weak_from_this()](const std::optional<Error>& error) {
     const auto self = weak.lock();
@@ -61,7 +54,7 @@ void WiFiAnnouncement::commit() {
   });
 }
 
-void WiFiAnnouncement::groupReported(sdbus::Message& arguments) {
+void AvahiAnnouncement::groupReported(sdbus::Message& arguments) {
   std::int32_t state = 0;
   std::string error;
   arguments >> state >> error;
@@ -70,7 +63,7 @@ void WiFiAnnouncement::groupReported(sdbus::Message& arguments) {
   if (state == AvahiNames::groupHasFailed) cannotBeAnnounced(error);
 }
 
-void WiFiAnnouncement::cannotBeAnnounced(const std::string& reason) {
+void AvahiAnnouncement::cannotBeAnnounced(const std::string& reason) {
   report_(fmt::format("{} cannot be announced: {}", name_, reason));
 }
 
