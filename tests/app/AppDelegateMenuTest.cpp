@@ -51,10 +51,7 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   EXPECT_EQ(menu->item.title.front(), (StyledText{"● ", 9, TextColor::Green}));
   EXPECT_EQ(menu->item.toolTip, "Tandemview — iPhone connected");
   EXPECT_EQ(firstLine().title, "Connected · USB");
-  for (int frame = 0; frame < 31; frame += 1) {
-    queue->advance(0.05);
-    deliverFrame();
-  }
+  deliverFrames(31, 0.05);
   const MenuItem& statistics = *menu->item.menu.at(1);
   EXPECT_EQ(statistics.title, "20 FPS  •  50.0 ms");
   EXPECT_FALSE(statistics.isHidden);
@@ -62,15 +59,13 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   connectWiFi();
   EXPECT_EQ(firstLine().title, "Connected · WiFi");
   EXPECT_EQ(firstLine().symbol, (MenuSymbol{"circle.fill", 11}));
-  network->connections().back()->fail(posixError(54));
-  queue->drain();
+  loseWiFi();
   EXPECT_EQ(firstLine().title, "Connected · USB") << "also while no frame comes";
   deliverFrame();
   captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
   queue->advance(1);
   captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_EQ(firstLine().title, "Waiting for iPhone…");
   EXPECT_EQ(menu->title(), "● Tandemview 47");
   EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel);
@@ -85,10 +80,7 @@ TEST_F(AppDelegateMenuTest, FiguresAreThoseOfPicturesThatMove) {
   const MenuItem& statistics = *menu->item.menu.at(1);
   deliverFrame();
   EXPECT_EQ(statistics.title, "") << "so much has passed since the start of the program";
-  for (int frame = 0; frame < 31; frame += 1) {
-    queue->advance(0.05);
-    deliverFrame();
-  }
+  deliverFrames(31, 0.05);
   const std::string moving = statistics.title;
   EXPECT_TRUE(moving.ends_with(" FPS  •  50.0 ms")) << moving;
   for (const double rest : {10.0, 86400.0}) {
@@ -228,10 +220,8 @@ TEST_F(AppDelegateMenuTest, SaysOnceThatTheCaptureWasDeclined) {
     queue->drain();
     EXPECT_EQ(application->alerts.size(), alerts);
     EXPECT_EQ(firstLine().title == "Screen Recording permission needed", alerts > 0);
-    phone->daemon->detach(7);
-    connect();
-    sendInfo(1290, 2796);
-    queue->advance(3.1);
+    unplug();
+    streamByCable();
   }
   EXPECT_EQ(settings->opened, std::vector{Permission::ScreenRecording});
 }

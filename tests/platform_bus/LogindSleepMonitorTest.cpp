@@ -9,7 +9,7 @@
 #include "fakes/LogRecorder.h"
 #include "platform_bus/LogindStandIn.h"
 #include "platform_bus/PrivateBus.h"
-#include "platform_bus/SharedManualQueue.h"
+#include "fakes/ManualQueue.h"
 #include "platform_bus/SilentBus.h"
 #include "platform_bus/Stranger.h"
 
@@ -47,7 +47,7 @@ class LogindSleepMonitorTest : public testing::Test {
     });
   }
 
-  const std::shared_ptr<SharedManualQueue> queue_ = SharedManualQueue::make();
+  const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
   const std::shared_ptr<NotificationCenter> center_ = std::make_shared<NotificationCenter>();
   LogRecorder log_;
   std::vector<std::string> lines_;
@@ -152,8 +152,8 @@ TEST_F(LogindSleepMonitorTest, BusMayComeAndGo) {
   startMonitor(bus_.address());
   EXPECT_TRUE(linesBecome(1));
   // Each attempt ends in a work; those after the first are silent.
-  const int works = queue_->works();
-  EXPECT_TRUE(queue_->advanceUntil([&] { return queue_->works() >= works + 3; }));
+  const int works = queue_->workCount();
+  EXPECT_TRUE(queue_->advanceUntil([&] { return queue_->workCount() >= works + 3; }));
 
   for (std::size_t round = 0; round < 2; ++round) {
     bus_.start();

@@ -11,7 +11,7 @@
 
 #include "fakes/LogRecorder.h"
 #include "platform_bus/PrivateBus.h"
-#include "platform_bus/SharedManualQueue.h"
+#include "fakes/ManualQueue.h"
 
 namespace tandemview {
 
@@ -60,7 +60,7 @@ class TrayFixture : public testing::Test {
   }
 
   LogRecorder log_;
-  const std::shared_ptr<SharedManualQueue> queue_ = SharedManualQueue::make();
+  const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
   PrivateBus bus_;
 };
 

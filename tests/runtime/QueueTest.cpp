@@ -2,9 +2,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <csignal>
-#include <mutex>
+#include <future>
+#include <thread>
 
 #include "fakes/ManualQueue.h"
 #include "runtime/Descriptor.h"
@@ -20,25 +20,17 @@ namespace {
 TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   const auto queue = SerialQueue::withThread("test");
   int count = 0;  // unguarded: the queue is the guard
-  std::mutex mutex;
-  std::condition_variable done;
-  bool isDone = false;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&] {
-      for (int turn = 0; turn < 1000; ++turn) queue->async([&] { ++count; });
-    });
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&] {
+        for (int turn = 0; turn < 1000; ++turn) queue->async([&] { ++count; });
+      });
+    }
   }
-  for (std::thread& thread : threads) thread.join();
-  queue->after(0.001, [&] {
-    queue->async([&] {
-      const std::lock_guard lock(mutex);
-      isDone = true;
-      done.notify_one();
-    });
-  });
-  std::unique_lock lock(mutex);
-  ASSERT_TRUE(done.wait_for(lock, std::chrono::seconds(10), [&] { return isDone; }));
+  std::promise<void> done;
+  queue->after(0.001, [&] { queue->async([&] { done.set_value(); }); });
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
   EXPECT_EQ(count, 4000);
 }
 

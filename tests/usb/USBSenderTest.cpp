@@ -11,9 +11,9 @@
 namespace tandemview {
 namespace {
 
-class USBSenderTest : public testing::Test {
+class USBSenderFixture : public testing::Test {
  protected:
-  USBSenderTest() {
+  USBSenderFixture() {
     sender->onClientConnected = [this] { calls.push_back("connected"); };
     sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
     sender->onDeviceInfo = [this](const MacProtocol::DeviceInfo& info) {
@@ -22,6 +22,25 @@ class USBSenderTest : public testing::Test {
     sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
     sender->onRoomForFrames = [this] { calls.push_back("room"); };
+  }
+
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  LogRecorder log;
+  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
+  std::shared_ptr<PTUSBHub> hub;
+  std::shared_ptr<USBSender> sender =
+      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
+                                                                .notificationCenter = center,
+                                                                .clock = std::make_shared<ManualClock>(queue, 1.5),
+                                                                .program = {.name = "Tandemview"},
+                                                                .sharedHub = [this] { return hub; }});
+  std::vector<std::string> calls;
+};
+
+class USBSenderTest : public USBSenderFixture {
+ protected:
+  USBSenderTest() {
+    hub = phone->hub;
     sender->start();
     queue->drain();
     log.take();
@@ -31,16 +50,7 @@ class USBSenderTest : public testing::Test {
     queue->drain();
   }
 
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  LogRecorder log;
-  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
-  std::shared_ptr<USBSender> sender =
-      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
-                                                                .notificationCenter = phone->center,
-                                                                .clock = std::make_shared<ManualClock>(queue, 1.5),
-                                                                .program = {.name = "Tandemview"},
-                                                                .sharedHub = [this] { return phone->hub; }});
-  std::vector<std::string> calls;
+  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue, center);
 };
 
 TEST_F(USBSenderTest, ConnectsGreetsAndHandsOnWhatThePhoneSays) {
@@ -139,16 +149,13 @@ TEST_F(USBSenderTest, TellsDevicesApart) {
 }
 
 /// With a daemon that answers when the test says so.
-class USBSenderAttemptsTest : public testing::Test {
+class USBSenderAttemptsTest : public USBSenderFixture {
  protected:
   USBSenderAttemptsTest() {
     hub = PTUSBHub::listeningHub(
         {.socketPath = daemon.socketPath(), .program = {}, .queue = queue, .notificationCenter = center});
     queue->drain();
     daemon.send(0, StandInDaemon::packet(1, {{"MessageType", "Result"}, {"Number", 0}}));
-    sender->onClientConnected = [this] { calls.push_back("connected"); };
-    sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
-    sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->start();
     queue->drain();
   }
@@ -177,18 +184,7 @@ class USBSenderAttemptsTest : public testing::Test {
   }
 
   using Connections = std::vector<std::size_t>;
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  LogRecorder log;
   StandInDaemon daemon{queue};
-  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
-  std::shared_ptr<PTUSBHub> hub;
-  std::shared_ptr<USBSender> sender =
-      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
-                                                                .notificationCenter = center,
-                                                                .clock = std::make_shared<ManualClock>(queue),
-                                                                .program = {},
-                                                                .sharedHub = [this] { return hub; }});
-  std::vector<std::string> calls;
 };
 
 TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {

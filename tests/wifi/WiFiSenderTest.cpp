@@ -130,7 +130,7 @@ class WiFiSenderTest : public testing::Test {
                                .userDefaults = userDefaults,
                                .clock = std::make_shared<ManualClock>(queue, 2.0 - 0.3 - 0.3 - 0.5),
                                .wallClock = wallClock,
-                               .program = {.name = "Tandemview"}});
+                               .program = {.name = "Tandemview", .shortVersion = "1.2"}});
 };
 
 TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
@@ -164,7 +164,7 @@ TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
   EXPECT_EQ(log.take(), Lines{"✅ WiFiSender: Connected to iPhone via P2P WiFi!"});
   EXPECT_FALSE(browser().isRunning());
   EXPECT_EQ(link().takeSent(),
-            Lines{envelope(R"({"build":"0","features":["resize"],"kind":"macInfo","version":"0"})")});
+            Lines{envelope(R"({"build":"0","features":["resize"],"kind":"macInfo","version":"1.2"})")});
   queue->advance(0.49);
   EXPECT_TRUE(calls.empty());
   queue->advance(0.01);
