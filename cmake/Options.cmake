@@ -16,6 +16,8 @@ add_library(tandemview::options ALIAS tandemview_options)
 # Designated initialisers name what differs from the default and leave the rest out on purpose.
 target_compile_options(tandemview_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                        -Woverloaded-virtual -Wno-missing-field-initializers -Werror)
+# What would read an empty optional, a null pointer or beyond an array ends the program: bytes from outside are read here.
+target_compile_definitions(tandemview_options INTERFACE _GLIBCXX_ASSERTIONS)
 if(TANDEMVIEW_SANITIZE)
   add_compile_options(-fsanitize=${TANDEMVIEW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${TANDEMVIEW_SANITIZE})

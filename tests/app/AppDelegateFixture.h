@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "app/AppDelegate.h"
 #include "app/PmsetLidSleep.h"
 #include "fakes/LogRecorder.h"
@@ -67,6 +65,10 @@ class AppDelegateFixture : public testing::Test {
     captures->content =
         std::vector<CapturableDisplay>{{RecordingDisplaySystem::virtualID, static_cast<std::int64_t>(bounds.width),
                                         static_cast<std::int64_t>(bounds.height)}};
+  }
+  void choose(const std::string& title) {
+    menu->choose(title);
+    queue->drain();
   }
   /// A phone in portrait comes to the cable.
   void plugIn() {

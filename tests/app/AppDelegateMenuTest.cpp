@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 
 #include "app/AppDelegateFixture.h"
 
@@ -127,27 +126,23 @@ TEST_F(AppDelegateMenuTest, ShowsTheLidSleepThatTheSystemReports) {
 
   application->outcomes["/usr/bin/pmset"] = ToolOutcome{0, " SleepDisabled\t\t0\n"};
   log.take();
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_TRUE(application->alerts.empty()) << "switching it off asks nothing";
   EXPECT_FALSE(menu->line(title).isChecked);
   EXPECT_EQ(log.take(), Lines{"😴 Lid-closed sleep restored to normal"});
 
   application->chosenButton = 1;
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(runs(turnOn), 0);
   application->chosenButton = 0;
   application->outcomes["/usr/bin/osascript"] = ToolOutcome{1, ""};
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(application->alerts.back().message, "Keep Mac Awake with Lid Closed?");
   EXPECT_EQ(runs(turnOn), 1);
   EXPECT_FALSE(menu->line(title).isChecked) << "cancelled";
   application->outcomes["/usr/bin/osascript"] = tl::unexpected(posixError(2));
   application->outcomes["/usr/bin/pmset"] = tl::unexpected(posixError(2));
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(
       log.take(),
       (Lines{"⚠️ pmset change was not applied (cancelled or failed)", "😴 Lid-closed sleep restored to normal",
@@ -186,18 +181,15 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
       "/usr/bin/tccutil reset Accessibility com.tandemview.macos\" with administrator privileges";
   launch();
   application->chosenButton = 1;
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(settings->opened, std::vector{Permission::ScreenRecording});
   application->chosenButton = 2;
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(runs(script), 0);
 
   application->chosenButton = 0;
   settings->granted = {Permission::Accessibility};
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(menu->line("Accessibility — Enabled").symbol.name, "checkmark.circle.fill");
   EXPECT_EQ(runs("/bin/sh -c /usr/bin/tccutil reset ScreenCapture com.tandemview.macos"), 1);
   EXPECT_EQ(runs(script), 1);
@@ -205,8 +197,7 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
   EXPECT_EQ(application->calls.back(), "terminate");
 
   application->outcomes["/usr/bin/osascript"] = ToolOutcome{1, ""};
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(application->alerts.back().message, "Accessibility wasn't reset");
   EXPECT_EQ(pasteboard, "sudo tccutil reset Accessibility com.tandemview.macos");
   EXPECT_TRUE(application->alerts.back().informativeText.ends_with(pasteboard));

@@ -168,12 +168,6 @@ TEST_F(MuxDaemonTest, SurvivesHostileClients) {
     received(connection);
     EXPECT_TRUE(isClosed(connection)) << bytes;
   }
-  for (const std::size_t length : {7U, 16U, 100U}) {
-    Descriptor connection = client();
-    send(connection, std::string_view(listenRequest).substr(0, length));
-    connection = Descriptor();
-    queue->drain();
-  }
   const Descriptor silent = client();  // asks and never reads
   const std::string bytes = connectRequest(9, 10505);
   bool isHeldBack = false;

@@ -35,13 +35,6 @@ TEST(StatisticsTest, SumsUpARun) {
             R"({"width":644,"height":1398,"frames":1}])");
 }
 
-TEST(StatisticsTest, FollowsAClockThatWraps) {
-  Statistics statistics;
-  const double wrap = 4294967296 / ClockPattern::ticksPerSecond;
-  statistics.frameDidArrive({wrap, {}, ClockPattern::ticks(wrap - 0.001)}, 1, wrap + 0.001);
-  EXPECT_NEAR(statistics.lastLatency(), 2, 0.21);
-}
-
 TEST(StatisticsTest, KeepsBoundedSamples) {
   Distribution distribution;
   for (int value = 0; value < 1'000'000; ++value) distribution.add(value);

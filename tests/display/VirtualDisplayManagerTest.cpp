@@ -79,6 +79,11 @@ TEST_F(VirtualDisplayManagerTest, CreatesAndDestroysWithTheseLinesAndCalls) {
   EXPECT_EQ(manager->envelope(), 0);
   manager->destroyDisplay();
   EXPECT_TRUE(log.take().empty());
+
+  manager->createDisplay(1920, 1200, 2880);
+  displays->calls.clear();
+  manager = nullptr;
+  EXPECT_EQ(displays->calls, (Lines{"terminate", "apply nothing", "let go", "pause 0.5"})) << "with its owner, too";
 }
 
 TEST_F(VirtualDisplayManagerTest, EveryFailedStepSaysWhichAndKeepsNothing) {

@@ -1,7 +1,6 @@
 // What the shipped program says where something is missing.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "end_to_end/EndToEndFixture.h"
@@ -52,8 +51,7 @@ TEST_F(MissingTest, AReaderOfItsLinesThatStopsStopsNothing) {
                           directory.path() + "/usbmuxd", pipe},
                   environment);
   EXPECT_TRUE(phone->prints("frames of 644x1398 arrive")) << phone->output();
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 // The shipped binaries over real Bonjour and TCP.
 
-#include <netinet/in.h>
-#include <poll.h>
-
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -15,6 +12,7 @@
 #include "platform/linux/X11Connection.h"
 #include "platform_wifi/MulticastImpostor.h"
 #include "platform_wifi/PrivateAvahi.h"
+#include "support/LocalPort.h"
 
 namespace tandemview {
 namespace {
@@ -34,6 +32,7 @@ class WiFiTest : private InPrivateNetwork, public EndToEndFixture {
     if (!isInside) GTEST_SKIP() << PrivateAvahi::whyNot;
     avahi.emplace();
     environment["DBUS_SYSTEM_BUS_ADDRESS"] = avahi->bus.address();
+    ASSERT_TRUE(avahi->startDaemon());
   }
   /// Starts it and takes down its pairing code.
   void startProgram() {
@@ -111,7 +110,6 @@ class Rogue {
 };
 
 TEST_F(WiFiTest, FindsItsPhoneAmongStrangersAndIsTouchedByIt) {
-  ASSERT_TRUE(avahi->startDaemon());
   std::vector<std::unique_ptr<Program>> strangers;
   for (int number = 100; number < 200; ++number) {
     strangers.push_back(PrivateAvahi::publish("ScrRcv-" + std::to_string(number), 9));
@@ -144,12 +142,10 @@ TEST_F(WiFiTest, FindsItsPhoneAmongStrangersAndIsTouchedByIt) {
   EXPECT_EQ(wifiSummary()["faultCount"], 0);
   EXPECT_GT(wifiSummary()["pingRoundTrip"]["p50"], 0);
   EXPECT_TRUE(program->prints("⚠️ iPhone disconnected (WiFi)"));
-  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 TEST_F(WiFiTest, ConnectsToNobodyWhileItsCodeIsContested) {
-  ASSERT_TRUE(avahi->startDaemon());
   startProgram();
   const MulticastImpostor impostor;
   impostor.claim("ScrRcv-" + code, "rogue", 9, /*seconds=*/3);
@@ -174,7 +170,6 @@ TEST_F(WiFiTest, EndsSoonUnderAFloodOfTapsOnBothLinks) {
 #else
   constexpr auto soon = std::chrono::seconds(2);
 #endif
-  ASSERT_TRUE(avahi->startDaemon());
   std::string flood;
   for (int tap = 0; tap < 3000; ++tap)
     flood += R"(1 touch {"type":"tap","x":0.25,"y":0.5,"mode":"direct"})"
@@ -192,20 +187,11 @@ TEST_F(WiFiTest, EndsSoonUnderAFloodOfTapsOnBothLinks) {
 /// A phone that refuses connections until it is told to listen, and says what it is told.
 class WrongPhone {
  public:
-  explicit WrongPhone(const std::string& code) : listener_(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in6 address{};
-    address.sin6_family = AF_INET6;
-    socklen_t length = sizeof(address);
-    ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), length);
-    ::getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &length);
-    service_ = PrivateAvahi::publish("ScrRcv-" + code, ntohs(address.sin6_port));
-  }
+  explicit WrongPhone(const std::string& code) : service_(PrivateAvahi::publish("ScrRcv-" + code, port_.number())) {}
 
-  void listen() const { ::listen(listener_.get(), 8); }
+  void listen() const { port_.listen(); }
   bool accept() {
-    pollfd poll{.fd = listener_.get(), .events = POLLIN, .revents = 0};
-    connection_ =
-        Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC) : -1);
+    connection_ = port_.accept();
     return static_cast<bool>(connection_);
   }
   void say(const std::string& bytes) const { ::send(connection_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
@@ -213,13 +199,12 @@ class WrongPhone {
   void hangUp() { connection_ = Descriptor(); }
 
  private:
-  Descriptor listener_;
+  const LocalPort port_{/*listens=*/false};
   Descriptor connection_;
   std::unique_ptr<Program> service_;
 };
 
 TEST_F(WiFiTest, OutlivesWhateverAPhoneSaysAndFindsTheNext) {
-  ASSERT_TRUE(avahi->startDaemon());
   startProgram();
   WrongPhone wrong(code);
   ASSERT_TRUE(program->prints("Connection failed: Connection refused")) << program->output();
@@ -249,7 +234,6 @@ TEST_F(WiFiTest, OutlivesWhateverAPhoneSaysAndFindsTheNext) {
 }
 
 TEST_F(WiFiTest, BothLinksBringEveryFrameUntilOneOfThemStalls) {
-  ASSERT_TRUE(avahi->startDaemon());
   startProgram();
   startPhone({});
   startWiFiPhone({"--frames", "20"});
@@ -310,6 +294,7 @@ TEST_F(TwoHostsTest, ThePhoneIsFoundAgainAfterACutOfFifteenSeconds) {
                        {});
   ASSERT_TRUE(daemon.prints("Server startup complete")) << daemon.output();
 
+  avahi->stopDaemon();
   ASSERT_TRUE(avahi->startDaemon("link0"));
   startProgram();
   startWiFiPhone({}, prefix + "exec " + enter);

@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <deque>
-#include <functional>
-#include <map>
 #include <mutex>
 #include <set>
 #include <vector>

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "display/DisplaySystem.h"
 #include "fakes/ManualQueue.h"

@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <set>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "input/EventSystem.h"
 

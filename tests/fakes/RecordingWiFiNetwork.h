@@ -2,12 +2,8 @@
 
 #include <cerrno>
 #include <deque>
-#include <map>
 #include <mutex>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "runtime/Assertion.h"
 #include "wifi/WiFiNetwork.h"

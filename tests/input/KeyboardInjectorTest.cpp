@@ -81,13 +81,10 @@ TEST_F(KeyboardInjectorTest, TypesTextCharacterByCharacterWithoutFlags) {
   EXPECT_EQ(eventsOf(R"({"action":"text","text":"h\u00e9\ud83d\udc4d","modifiers":["cmd"]})"), expected);
   EXPECT_EQ(eventsOf(R"({"action":"text","text":"\u0000"})"), press(0, " text 0000"));
   EXPECT_EQ(eventsOf(R"({"action":"text","text":""})"), Lines{});
-  EXPECT_EQ(eventsOf(R"({"action":"text","text":["a"]})"), Lines{});
-  EXPECT_EQ(log.take(), Lines{});
-}
-
-TEST_F(KeyboardInjectorTest, TypesWithoutASource) {
   KeyboardInjector(nullptr, events).typeText("a");
   EXPECT_EQ(events->take(), (Lines{"key 0 down text 0061", "key 0 up text 0061"}));
+  EXPECT_EQ(eventsOf(R"({"action":"text","text":["a"]})"), Lines{});
+  EXPECT_EQ(log.take(), Lines{});
 }
 
 TEST_F(KeyboardInjectorTest, DropsWhatItCannotRead) {

@@ -91,20 +91,6 @@ TEST_F(TouchInjectorTest, CountsDoubleClicks) {
   EXPECT_EQ(log.take().back(), "👆 Tap(1) at (468, 508)");
 }
 
-TEST_F(TouchInjectorTest, TakesATapAtExactlyTheLimitsForASingleClick) {
-  // Numbers that a double holds exactly: a clock from 0, and a display whose size is a power of two.
-  TouchInjector exact({0, 0, 1024, 1024}, {events, std::make_shared<ManualClock>(time, 0)});
-  const auto tapAt = [&](double x, double y) {
-    events->take();
-    exact.handleTouchEvent(Data::copying(message("direct", "tap", x / 1024, y / 1024, "phase", "")));
-    return events->take();
-  };
-  EXPECT_EQ(tapAt(512, 512), click("(512.0, 512.0)", 1));
-  time->advance(0.3);
-  EXPECT_EQ(tapAt(512, 512), click("(512.0, 512.0)", 1));
-  EXPECT_EQ(tapAt(515, 516), click("(515.0, 516.0)", 1));
-}
-
 TEST_F(TouchInjectorTest, DragsDirectly) {
   direct("drag", 0, 0, "moved");
   direct("drag", 0, 0, "ended");

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <future>
-#include <optional>
 
 #include "platform/linux/X11CaptureSystem.h"
 #include "runtime/SerialQueue.h"

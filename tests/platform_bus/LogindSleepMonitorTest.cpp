@@ -4,12 +4,11 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <optional>
 
 #include "fakes/LogRecorder.h"
+#include "fakes/ManualQueue.h"
 #include "platform_bus/LogindStandIn.h"
 #include "platform_bus/PrivateBus.h"
-#include "fakes/ManualQueue.h"
 #include "platform_bus/SilentBus.h"
 #include "platform_bus/Stranger.h"
 
@@ -32,6 +31,13 @@ class LogindSleepMonitorTest : public testing::Test {
   void startMonitor(const std::string& address) {
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
     monitor_ = LogindSleepMonitor::started({.mainQueue = queue_, .notificationCenter = center_, .object = this});
+  }
+
+  void startAll() {
+    bus_.start();
+    logind_.emplace(bus_.address());
+    startMonitor(bus_.address());
+    ASSERT_TRUE(inhibitorsBecome(1));
   }
 
   bool postedBecomes(const std::vector<std::string>& names) {
@@ -62,10 +68,7 @@ const std::string sleepName = "NSWorkspaceWillSleepNotification";
 const std::string wakeName = "NSWorkspaceDidWakeNotification";
 
 TEST_F(LogindSleepMonitorTest, DelaysSleepUntilItsObserversHaveRun) {
-  bus_.start();
-  logind_.emplace(bus_.address());
-  startMonitor(bus_.address());
-  ASSERT_TRUE(inhibitorsBecome(1));
+  startAll();
   EXPECT_EQ(logind_->inhibitors()->front().get<0>(), "sleep");
   EXPECT_EQ(logind_->inhibitors()->front().get<3>(), "delay");
 
@@ -89,22 +92,9 @@ TEST_F(LogindSleepMonitorTest, DelaysSleepUntilItsObserversHaveRun) {
   EXPECT_EQ(log_.take(), std::vector<std::string>());
 }
 
-TEST_F(LogindSleepMonitorTest, SignalOfTheWrongTypeIsDropped) {
-  bus_.start();
-  logind_.emplace(bus_.address());
-  startMonitor(bus_.address());
-  ASSERT_TRUE(inhibitorsBecome(1));
+TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelievedAndNoSignalOfAnotherType) {
+  startAll();
   logind_->announce(sdbus::Variant("soon"), "s");
-  logind_->announceSleep();
-  EXPECT_TRUE(postedBecomes({sleepName}));
-  EXPECT_EQ(log_.take(), std::vector<std::string>());
-}
-
-TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelieved) {
-  bus_.start();
-  logind_.emplace(bus_.address());
-  startMonitor(bus_.address());
-  ASSERT_TRUE(inhibitorsBecome(1));
   Stranger stranger(bus_.address());
   for (const bool isAboutToSleep : {true, false}) {
     stranger.send("/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep", isAboutToSleep);
@@ -119,10 +109,7 @@ TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelieved) {
 }
 
 TEST_F(LogindSleepMonitorTest, LogindThatEndsWhileAsleepIsAWakeAndIsTakenUpAgain) {
-  bus_.start();
-  logind_.emplace(bus_.address());
-  startMonitor(bus_.address());
-  ASSERT_TRUE(inhibitorsBecome(1));
+  startAll();
   logind_->announceSleep();
   ASSERT_TRUE(postedBecomes({sleepName}));
   logind_.reset();

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <optional>
-#include <string>
 
 #include "end_to_end/Program.h"
 #include "support/TemporaryDirectory.h"

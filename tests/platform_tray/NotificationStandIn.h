@@ -2,12 +2,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <map>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "platform_tray/TrayFixture.h"
 

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <chrono>
-#include <string>
 #include <thread>
 
 #include "runtime/Descriptor.h"

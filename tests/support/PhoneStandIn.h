@@ -1,9 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "companion/MuxDaemon.h"
 #include "fakes/ManualQueue.h"
 #include "runtime/NotificationCenter.h"

@@ -1,12 +1,10 @@
 #include "usb/PTChannel.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <set>
 
 #include "companion/MuxDaemon.h"
 #include "fakes/LogRecorder.h"
@@ -300,6 +298,7 @@ TEST_P(PTChannelTest, DescribesItself) {
   EXPECT_TRUE(listener->description().ends_with(" (listening)>")) << listener->description();
   EXPECT_EQ(client->peerAddress()->description(), "127.0.0.1:" + std::to_string(listener->listeningPort()));
   EXPECT_EQ(PTAddress().description(), "(?)");
+  EXPECT_EQ(PTAddress().port(), 0);
 }
 
 }  // namespace

@@ -105,10 +105,16 @@ TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
 }
 
 TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
+  sender->startRetryTimer();
+  queue->advance(2.1);
+  EXPECT_TRUE(log.take().empty()) << "there is no device yet";
+  sender->stopRetryTimer();
   phone->connectResult = 3;
   attach(7);
   log.take();
-  queue->advance(4.1);
+  queue->advance(1);
+  sender->startRetryTimer();  // it runs already
+  queue->advance(3.1);
   EXPECT_EQ(log.take(), (std::vector<std::string>{
                             "🔄 USBSender: Timer retry...", "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
                             "❌ USBSender: Failed to connect: connection refused", "🔄 USBSender: Timer retry...",
@@ -129,6 +135,11 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   queue->advance(2.1);
   EXPECT_EQ(calls.size(), 3u);
   EXPECT_FALSE(sender->isRetrying());
+  sender->startRetryTimer();
+  log.take();
+  queue->advance(2.1);
+  EXPECT_FALSE(sender->isRetrying()) << "the link stands";
+  EXPECT_TRUE(log.take().empty());
 }
 
 TEST_F(USBSenderTest, TellsDevicesApart) {
@@ -188,6 +199,8 @@ class USBSenderAttemptsTest : public USBSenderFixture {
 };
 
 TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {
+  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}}));
+  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}, {"DeviceID", "7"}}));
   announce("Attached", 7);
   queue->advance(4.1);  // two retries while the daemon thinks
   ASSERT_EQ(openConnections(), (Connections{1, 2, 3}));
@@ -210,11 +223,12 @@ TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {
     const char* name;
     std::function<void()> reason;
     Connections left;
+    bool isTold;
   } cases[] = {
-      {"the sender stops", [&] { sender->stop(); }, {}},
-      {"the device goes", [&] { announce("Detached", 7); }, {}},
-      {"another device goes", [&] { announce("Detached", 9); }, {1, 2}},
-      {"another device comes", [&] { announce("Attached", 8); }, {3}},
+      {"the sender stops", [&] { sender->stop(); }, {}, false},
+      {"the device goes", [&] { announce("Detached", 7); }, {}, true},
+      {"another device goes", [&] { announce("Detached", 9); }, {1, 2}, false},
+      {"another device comes", [&] { announce("Attached", 8); }, {3}, false},
   };
   for (const auto& each : cases) {
     SCOPED_TRACE(each.name);
@@ -225,16 +239,21 @@ TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {
     each.reason();
     queue->drain();
     EXPECT_EQ(openConnections(), each.left);
-    calls.clear();
+    EXPECT_EQ(std::exchange(calls, {}).size(), each.isTold ? 1u : 0u);
     for (const std::size_t connection : {1, 2}) accept(connection);
     EXPECT_EQ(calls.empty(), each.left.size() < 2) << "a late answer is none";
     for (const std::string& line : log.take()) EXPECT_FALSE(line.starts_with("❌")) << line;
 
     sender->stop();
+    queue->drain();
+    calls.clear();
+    daemon.connections.resize(1);
+    queue->advance(2.1);
+    EXPECT_TRUE(openConnections().empty()) << "no retry either";
+    sender->start();
     announce("Detached", 7);
     announce("Detached", 8);
-    daemon.connections.resize(1);
-    sender->start();
+    EXPECT_TRUE(calls.empty()) << "of before";
   }
 }
 
@@ -297,14 +316,6 @@ TEST_F(USBSenderTest, StopEndsEverything) {
   queue->advance(10);
   EXPECT_EQ(phone->connectedTo.size(), 1u);
   EXPECT_EQ(calls, std::vector<std::string>{"connected"});
-
-  phone->connectResult = 3;
-  sender->start();
-  attach(9);
-  sender->stop();
-  phone->connectResult = 0;
-  queue->advance(10);
-  EXPECT_EQ(phone->connectedTo.size(), 1u) << "no retry either";
 }
 
 }  // namespace
