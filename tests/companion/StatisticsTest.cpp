@@ -4,8 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "companion/ClockPattern.h"
-
 namespace tandemview {
 namespace {
 

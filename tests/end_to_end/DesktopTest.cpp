@@ -3,7 +3,6 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -209,17 +208,6 @@ TEST_F(DesktopTest, TheDisplayComesBackWhereTheUserPutIt) {
   EXPECT_EQ(lines(desktop.arrangement(), "DUMMY1: 644x1398+0+0").size(), 1U) << desktop.arrangement();
   EXPECT_EQ(program->output().find("overlapped"), std::string::npos);
   endProgram();
-}
-
-TEST_F(DesktopTest, MovesAsideForAScreenThatIsPutOverItsDisplay) {
-  startPhone({"--seconds", "60"});
-  startProgram();
-  ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
-  // Within the two seconds that the display is given to settle.
-  desktop.xrandr("--addmode DUMMY9 1280x800");
-  desktop.xrandr("--output DUMMY9 --mode 1280x800 --pos 900x0");
-  EXPECT_TRUE(program->prints("moved to x 2180: true")) << program->output();
-  EXPECT_TRUE(phone->prints("frames of 644x1398 arrive"));
 }
 
 }  // namespace

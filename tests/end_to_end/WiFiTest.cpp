@@ -12,12 +12,9 @@
 #include "platform/linux/X11Connection.h"
 #include "platform_wifi/MulticastImpostor.h"
 #include "platform_wifi/PrivateAvahi.h"
-#include "support/LocalPort.h"
 
 namespace tandemview {
 namespace {
-
-using std::string_literals::operator""s;
 
 constexpr const char* connectedLine = "✅ iPhone connected via WiFi";
 
@@ -145,25 +142,6 @@ TEST_F(WiFiTest, FindsItsPhoneAmongStrangersAndIsTouchedByIt) {
   endProgram();
 }
 
-TEST_F(WiFiTest, ConnectsToNobodyWhileItsCodeIsContested) {
-  startProgram();
-  const MulticastImpostor impostor;
-  impostor.claim("ScrRcv-" + code, "rogue", 9, /*seconds=*/3);
-  impostor.claim("ScrRcv-" + code, "phone", 9, /*seconds=*/3);
-  impostor.announce("ScrRcv-" + code, 3);
-  EXPECT_TRUE(program->prints("2 devices announce our pairing code (phone.local, rogue.local...)"))
-      << program->output();
-
-  std::vector<std::unique_ptr<Program>> codes;
-  for (int number = 10; number < 15; ++number)
-    codes.push_back(PrivateAvahi::publish("ScrRcv-" + std::to_string(number), 9));
-  startWiFiPhone({"--frames", "1"});
-  EXPECT_TRUE(program->prints("pairing codes, and a phone has one")) << program->output();
-  codes.clear();
-  EXPECT_TRUE(program->prints(connectedLine)) << program->output();
-  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
-}
-
 TEST_F(WiFiTest, EndsSoonUnderAFloodOfTapsOnBothLinks) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   constexpr auto soon = std::chrono::seconds(15);  // slow themselves, and they look for leaks in the end
@@ -182,55 +160,6 @@ TEST_F(WiFiTest, EndsSoonUnderAFloodOfTapsOnBothLinks) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
   EXPECT_LT(std::chrono::steady_clock::now() - start, soon);
-}
-
-/// A phone that refuses connections until it is told to listen, and says what it is told.
-class WrongPhone {
- public:
-  explicit WrongPhone(const std::string& code) : service_(PrivateAvahi::publish("ScrRcv-" + code, port_.number())) {}
-
-  void listen() const { port_.listen(); }
-  bool accept() {
-    connection_ = port_.accept();
-    return static_cast<bool>(connection_);
-  }
-  void say(const std::string& bytes) const { ::send(connection_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  void withdraw() { service_ = nullptr; }
-  void hangUp() { connection_ = Descriptor(); }
-
- private:
-  const LocalPort port_{/*listens=*/false};
-  Descriptor connection_;
-  std::unique_ptr<Program> service_;
-};
-
-TEST_F(WiFiTest, OutlivesWhateverAPhoneSaysAndFindsTheNext) {
-  startProgram();
-  WrongPhone wrong(code);
-  ASSERT_TRUE(program->prints("Connection failed: Connection refused")) << program->output();
-  wrong.listen();
-  const std::string disconnectedLine = "⚠️ iPhone disconnected (WiFi)";
-  int links = 0;
-  for (const auto& [bytes, length] : {std::pair{"\0\0\0\0"s, "0"},
-                                      {"\0\x0F\x42\x41"s, "1000001"},
-                                      {"\xFF\xFF\xFF\xFF"s, "4294967295"},
-                                      {"GET / HTTP/1.1\r\n\r\n"s, "1195725856"}}) {
-    ASSERT_TRUE(wrong.accept()) << program->output();
-    ASSERT_TRUE(program->prints(connectedLine, ++links)) << program->output();
-    wrong.say(bytes);
-    EXPECT_TRUE(program->prints("Invalid message length "s + length + " - dropping")) << program->output();
-    ASSERT_TRUE(program->prints(disconnectedLine, links)) << program->output();
-  }
-  ASSERT_TRUE(wrong.accept()) << program->output();
-  ASSERT_TRUE(program->prints(connectedLine, ++links)) << program->output();
-  wrong.say("\0\0\0\1{\0\0\0\6[[[[[[\0\0\0\x10pong, not of our\0\0\1\0half of a message"s);
-  wrong.withdraw();
-  startWiFiPhone({"--frames", "5"});
-  ASSERT_TRUE(wifiPhone->prints("is announced")) << wifiPhone->output();
-  wrong.hangUp();
-  EXPECT_TRUE(paintUntil([&] { return std::filesystem::exists(wifiSummaryPath()); }));
-  EXPECT_EQ(wifiPhone->wait(), 0) << wifiPhone->output();
-  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
 }
 
 TEST_F(WiFiTest, BothLinksBringEveryFrameUntilOneOfThemStalls) {

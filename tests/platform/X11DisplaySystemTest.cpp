@@ -7,7 +7,6 @@
 
 #include <array>
 #include <csignal>
-#include <future>
 
 #include "X11TestClient.h"
 #include "fakes/LogRecorder.h"

@@ -1,7 +1,6 @@
 #include "X11TestClient.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <xcb/shm.h>
 #include <xcb/xtest.h>
 
@@ -9,6 +8,7 @@
 #include <cstring>
 
 #include "end_to_end/Program.h"
+#include "runtime/Assertion.h"
 
 namespace tandemview {
 
@@ -47,7 +47,7 @@ std::string X11TestClient::arrangement() const {
 
 void X11TestClient::xrandr(const std::string& arguments) const {
   Program program({"/bin/sh", "-c", "exec xrandr " + arguments}, {{"DISPLAY", displayName_}});
-  EXPECT_EQ(program.wait(), 0) << program.output();
+  require(program.wait() == 0, "xrandr does what it is told (package x11-xserver-utils)");
 }
 
 void X11TestClient::light(const std::string& output) const {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <signal.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>

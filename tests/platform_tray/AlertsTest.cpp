@@ -1,8 +1,6 @@
 #include <sys/stat.h>
 
-#include <atomic>
 #include <fstream>
-#include <mutex>
 
 #include "platform/linux/AlertQueue.h"
 #include "platform/linux/NotificationAlerts.h"

@@ -4,7 +4,7 @@
 
 #include <mutex>
 
-#include "platform_tray/TrayFixture.h"
+#include "platform_tray/ServedConnection.h"
 
 namespace tandemview {
 

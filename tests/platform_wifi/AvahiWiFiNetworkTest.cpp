@@ -1,4 +1,5 @@
-#include <sys/socket.h>
+#include <netinet/in.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <array>
@@ -7,10 +8,32 @@
 #include "platform_wifi/MulticastImpostor.h"
 #include "platform_wifi/PrivateAvahi.h"
 #include "platform_wifi/WiFiNetworkFixture.h"
-#include "support/LocalPort.h"
 
 namespace tandemview {
 namespace {
+
+/// A TCP port of this host that listens.
+class LocalPort {
+ public:
+  LocalPort() : socket_(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    socklen_t length = sizeof(address_);
+    ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), length);
+    ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address_), &length);
+    ::listen(socket_.get(), 8);
+  }
+
+  int number() const { return ntohs(address_.sin6_port); }
+  /// Nothing if nobody comes within 30 seconds.
+  Descriptor accept() const {
+    pollfd poll{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+    return Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC) : -1);
+  }
+
+ private:
+  sockaddr_in6 address_{
+      .sin6_family = AF_INET6, .sin6_port = 0, .sin6_flowinfo = 0, .sin6_addr = {}, .sin6_scope_id = 0};
+  Descriptor socket_;
+};
 
 class AvahiWiFiNetworkTest : public WiFiNetworkFixture {
  protected:

@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "companion/MuxDaemon.h"
 #include "fakes/LogRecorder.h"

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-
 #include "fakes/LogRecorder.h"
 #include "support/SocketPair.h"
 #include "support/StandInDaemon.h"
