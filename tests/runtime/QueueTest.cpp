@@ -7,9 +7,7 @@
 
 #include "fakes/ManualQueue.h"
 #include "runtime/Descriptor.h"
-#include "runtime/NotificationCenter.h"
 #include "runtime/SerialQueue.h"
-#include "runtime/Timer.h"
 #include "support/QueueDriver.h"
 #include "support/SocketPair.h"
 
@@ -133,37 +131,6 @@ TEST_P(DescriptorWatchTest, NothingRunsAfterItHasGone) {
     });
     EXPECT_EQ(runs, 1);
   }
-}
-
-TEST(TimerTest, RepeatsUntilItIsLetGoOfEvenByItself) {
-  const auto queue = ManualQueue::make();
-  int ticks = 0;
-  std::shared_ptr<Timer> timer;
-  timer = Timer::repeating(queue, 2.0, [&] {
-    if (++ticks == 3) timer = nullptr;
-  });
-  queue->advance(1.9);
-  EXPECT_EQ(ticks, 0);
-  queue->advance(2.2);
-  EXPECT_EQ(ticks, 2);
-  queue->advance(100);
-  EXPECT_EQ(ticks, 3);
-}
-
-TEST(NotificationCenterTest, ObserversMayRemoveEachOtherWhileTheyAreTold) {
-  NotificationCenter center;
-  std::vector<std::string> calls;
-  NotificationCenter::Token second = 0;
-  const NotificationCenter::Token first = center.addObserver("name", &center, [&](const std::any&) {
-    calls.push_back("first");
-    center.removeObserver(second);
-  });
-  second = center.addObserver("name", &center, [&](const std::any&) { calls.push_back("second"); });
-  center.addObserver("name", nullptr, [&](const std::any&) { calls.push_back("other object"); });
-  center.post("name", &center, {});
-  center.removeObserver(first);
-  center.post("name", &center, {});
-  EXPECT_EQ(calls, std::vector<std::string>{"first"});
 }
 
 }  // namespace
