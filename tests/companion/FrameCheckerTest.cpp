@@ -1,10 +1,13 @@
 #include "companion/FrameChecker.h"
 
 #include <gtest/gtest.h>
-#include <turbojpeg.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <random>
+
+#include <jpeglib.h>
 
 #include "companion/ClockPattern.h"
 
@@ -16,7 +19,7 @@ constexpr FrameSize landscape{400, 344};
 
 struct Encoding {
   int quality = 55;
-  TJSAMP sampling = TJSAMP_420;
+  int lumaSampling = 2;  // 2: 4:2:0, 1: 4:4:4
 };
 
 /// A JPEG image of coloured noise with a clock pattern.
@@ -26,14 +29,29 @@ std::string jpeg(FrameSize size, std::uint32_t ticks, Encoding encoding = {}) {
   for (std::uint32_t& pixel : pixels) pixel = static_cast<std::uint32_t>(random());
   ClockPattern::draw(ticks, pixels, static_cast<std::size_t>(size.width));
 
-  const tjhandle compressor = tjInitCompress();
+  jpeg_compress_struct image{};
+  jpeg_error_mgr errors{};
+  image.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&image);
   unsigned char* bytes = nullptr;
   unsigned long length = 0;
-  tjCompress2(compressor, reinterpret_cast<const unsigned char*>(pixels.data()), size.width, 0, size.height, TJPF_BGRX,
-              &bytes, &length, encoding.sampling, encoding.quality, 0);
+  jpeg_mem_dest(&image, &bytes, &length);
+  image.image_width = static_cast<JDIMENSION>(size.width);
+  image.image_height = static_cast<JDIMENSION>(size.height);
+  image.input_components = 4;
+  image.in_color_space = JCS_EXT_BGRX;
+  jpeg_set_defaults(&image);
+  jpeg_set_quality(&image, encoding.quality, TRUE);
+  image.comp_info[0].h_samp_factor = image.comp_info[0].v_samp_factor = encoding.lumaSampling;
+  jpeg_start_compress(&image, TRUE);
+  while (image.next_scanline < image.image_height) {
+    auto* row = reinterpret_cast<JSAMPLE*>(pixels.data() + image.next_scanline * static_cast<std::size_t>(size.width));
+    jpeg_write_scanlines(&image, &row, 1);
+  }
+  jpeg_finish_compress(&image);
+  jpeg_destroy_compress(&image);
   std::string result(reinterpret_cast<const char*>(bytes), length);
-  tjFree(bytes);
-  tjDestroy(compressor);
+  std::free(bytes);
   return result;
 }
 
@@ -53,7 +71,7 @@ TEST(FrameCheckerTest, ReadsTheClockThroughCompression) {
   FrameChecker checker(portrait);
   double timestamp = 1;
   for (const std::uint32_t ticks : {0U, 1U, 0x12345678U, 0xAAAAAAAAU, 0xFFFFFFFFU}) {
-    for (const Encoding encoding : {Encoding{18}, Encoding{55}, Encoding{70, TJSAMP_444}, Encoding{100, TJSAMP_444}}) {
+    for (const Encoding encoding : {Encoding{18, 2}, Encoding{55, 2}, Encoding{70, 1}, Encoding{100, 1}}) {
       const std::string bytes = payload(timestamp++, jpeg(portrait, ticks, encoding));
       const auto frame = checker.check(std::as_bytes(std::span(bytes)), 100);
       ASSERT_TRUE(frame.has_value()) << frame.error();
