@@ -138,6 +138,7 @@ TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {
   EXPECT_EQ(log.take(), (Lines{"📺 Resolution mismatch: have 1170x2532, need 2532x1170",
                                "📺 Virtual display resized in place to 2532x1170"}));
   EXPECT_EQ(outcomes, (Lines{"created", "in place", "in place"}));
+  EXPECT_EQ(manager->currentSize(), (VirtualDisplayManager::Size{2532, 1170}));
 
   configure(2560, 1600);
   const Lines lines = log.take();

@@ -57,6 +57,8 @@ TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
       {"<real>-1.5e3</real>", -1500.0},
       {"<integer>x</integer>", std::nullopt},
       {"<integer>[1]</integer>", std::nullopt},
+      {"<integer>true</integer>", std::nullopt},
+      {"<date>2001-01-02T00:00:01+</date>", std::nullopt},
       {"<date>2001-13-02T00:00:01Z</date>", std::nullopt},
       {"<data>A*</data>", std::nullopt},
       {"<string>&#65;</string>", std::nullopt},
@@ -155,6 +157,7 @@ TEST(PropertyListTest, ReadsBinaryValuesAsDaemonsWriteThem) {
       {"\x61\xd8\x01", std::nullopt},
       {"\x62\xdc\0\xdc\0"s, std::nullopt},
       {"\x6f\x10\x28", std::nullopt},
+      {"\x5f\x10\x30", std::nullopt},
       {"\x70", std::nullopt},
   };
   for (const auto& [object, expected] : cases) {
