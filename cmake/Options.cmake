@@ -28,6 +28,8 @@ option(TANDEMVIEW_WERROR "Take warnings for errors" OFF)
 if(TANDEMVIEW_WERROR)
   target_compile_options(tandemview_options INTERFACE -Werror)
 endif()
+# What would read an empty optional, a null pointer or beyond an array ends the program: bytes from outside are read here.
+target_compile_definitions(tandemview_options INTERFACE _GLIBCXX_ASSERTIONS)
 if(TANDEMVIEW_SANITIZE)
   add_compile_options(-fsanitize=${TANDEMVIEW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${TANDEMVIEW_SANITIZE})

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "companion/WiFiAnnouncement.h"
-#include "platform/linux/AvahiDaemon.h"
+#include "platform/linux/wifi/AvahiDaemon.h"
 
 namespace tandemview {
 

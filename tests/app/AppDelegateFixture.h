@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "app/AppDelegate.h"
 #include "app/PmsetLidSleep.h"
 #include "fakes/LogRecorder.h"
@@ -68,13 +66,34 @@ class AppDelegateFixture : public testing::Test {
         std::vector<CapturableDisplay>{{RecordingDisplaySystem::virtualID, static_cast<std::int64_t>(bounds.width),
                                         static_cast<std::int64_t>(bounds.height)}};
   }
-  void stream(int width = 1290, int height = 2796) {
-    launch();
+  void choose(const std::string& title) {
+    menu->choose(title);
+    queue->drain();
+  }
+  /// A phone in portrait comes to the cable.
+  void plugIn() {
     connect();
-    sendInfo(width, height);
+    sendInfo(1290, 2796);
+  }
+  void unplug() {
+    phone->daemon->detach(7);
+    queue->drain();
+  }
+  void streamByCable() {
+    plugIn();
     queue->advance(3.1);
+  }
+  void stream() {
+    launch();
+    streamByCable();
     log.take();
     application->calls.clear();
+  }
+  void deliverFrames(int count, double interval) {
+    for (; count > 0; --count) {
+      queue->advance(interval);
+      deliverFrame();
+    }
   }
   void deliverFrame() {
     captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
@@ -90,6 +109,14 @@ class AppDelegateFixture : public testing::Test {
     attemptWiFi();
     network->connections().back()->becomeReady();
     queue->advance(0.6);
+  }
+  void sayOverWiFi(const std::string& message) {
+    network->connections().back()->deliver(std::string(3, '\0') + static_cast<char>(message.size()) + message);
+    workQueue->drain();
+  }
+  void loseWiFi() {
+    network->connections().back()->fail(posixError(ECONNRESET));
+    queue->drain();
   }
   bool isStreaming() const { return !captures->calls.empty() && captures->calls.back().starts_with("start"); }
 

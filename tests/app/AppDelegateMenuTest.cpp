@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 
 #include "app/AppDelegateFixture.h"
 
@@ -51,10 +50,7 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   EXPECT_EQ(menu->item.title.front(), (StyledText{"● ", 9, TextColor::Green}));
   EXPECT_EQ(menu->item.toolTip, "Tandemview — iPhone connected");
   EXPECT_EQ(firstLine().title, "Connected · USB");
-  for (int frame = 0; frame < 31; frame += 1) {
-    queue->advance(0.05);
-    deliverFrame();
-  }
+  deliverFrames(31, 0.05);
   const MenuItem& statistics = *menu->item.menu.at(1);
   EXPECT_EQ(statistics.title, "20 FPS  •  50.0 ms");
   EXPECT_FALSE(statistics.isHidden);
@@ -62,15 +58,13 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastItIs) {
   connectWiFi();
   EXPECT_EQ(firstLine().title, "Connected · WiFi");
   EXPECT_EQ(firstLine().symbol, (MenuSymbol{"circle.fill", 11}));
-  network->connections().back()->fail(posixError(54));
-  queue->drain();
+  loseWiFi();
   EXPECT_EQ(firstLine().title, "Connected · USB") << "also while no frame comes";
   deliverFrame();
   captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
   queue->advance(1);
   captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_EQ(firstLine().title, "Waiting for iPhone…");
   EXPECT_EQ(menu->title(), "● Tandemview 47");
   EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel);
@@ -85,10 +79,7 @@ TEST_F(AppDelegateMenuTest, FiguresAreThoseOfPicturesThatMove) {
   const MenuItem& statistics = *menu->item.menu.at(1);
   deliverFrame();
   EXPECT_EQ(statistics.title, "") << "so much has passed since the start of the program";
-  for (int frame = 0; frame < 31; frame += 1) {
-    queue->advance(0.05);
-    deliverFrame();
-  }
+  deliverFrames(31, 0.05);
   const std::string moving = statistics.title;
   EXPECT_TRUE(moving.ends_with(" FPS  •  50.0 ms")) << moving;
   for (const double rest : {10.0, 86400.0}) {
@@ -135,27 +126,23 @@ TEST_F(AppDelegateMenuTest, ShowsTheLidSleepThatTheSystemReports) {
 
   application->outcomes["/usr/bin/pmset"] = ToolOutcome{0, " SleepDisabled\t\t0\n"};
   log.take();
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_TRUE(application->alerts.empty()) << "switching it off asks nothing";
   EXPECT_FALSE(menu->line(title).isChecked);
   EXPECT_EQ(log.take(), Lines{"😴 Lid-closed sleep restored to normal"});
 
   application->chosenButton = 1;
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(runs(turnOn), 0);
   application->chosenButton = 0;
   application->outcomes["/usr/bin/osascript"] = ToolOutcome{1, ""};
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(application->alerts.back().message, "Keep Mac Awake with Lid Closed?");
   EXPECT_EQ(runs(turnOn), 1);
   EXPECT_FALSE(menu->line(title).isChecked) << "cancelled";
   application->outcomes["/usr/bin/osascript"] = tl::unexpected(posixError(2));
   application->outcomes["/usr/bin/pmset"] = tl::unexpected(posixError(2));
-  menu->choose(title);
-  queue->drain();
+  choose(title);
   EXPECT_EQ(
       log.take(),
       (Lines{"⚠️ pmset change was not applied (cancelled or failed)", "😴 Lid-closed sleep restored to normal",
@@ -194,18 +181,15 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
       "/usr/bin/tccutil reset Accessibility com.tandemview.macos\" with administrator privileges";
   launch();
   application->chosenButton = 1;
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(settings->opened, std::vector{Permission::ScreenRecording});
   application->chosenButton = 2;
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(runs(script), 0);
 
   application->chosenButton = 0;
   settings->granted = {Permission::Accessibility};
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(menu->line("Accessibility — Enabled").symbol.name, "checkmark.circle.fill");
   EXPECT_EQ(runs("/bin/sh -c /usr/bin/tccutil reset ScreenCapture com.tandemview.macos"), 1);
   EXPECT_EQ(runs(script), 1);
@@ -213,8 +197,7 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
   EXPECT_EQ(application->calls.back(), "terminate");
 
   application->outcomes["/usr/bin/osascript"] = ToolOutcome{1, ""};
-  menu->choose("Fix Permissions After Update…");
-  queue->drain();
+  choose("Fix Permissions After Update…");
   EXPECT_EQ(application->alerts.back().message, "Accessibility wasn't reset");
   EXPECT_EQ(pasteboard, "sudo tccutil reset Accessibility com.tandemview.macos");
   EXPECT_TRUE(application->alerts.back().informativeText.ends_with(pasteboard));
@@ -228,10 +211,8 @@ TEST_F(AppDelegateMenuTest, SaysOnceThatTheCaptureWasDeclined) {
     queue->drain();
     EXPECT_EQ(application->alerts.size(), alerts);
     EXPECT_EQ(firstLine().title == "Screen Recording permission needed", alerts > 0);
-    phone->daemon->detach(7);
-    connect();
-    sendInfo(1290, 2796);
-    queue->advance(3.1);
+    unplug();
+    streamByCable();
   }
   EXPECT_EQ(settings->opened, std::vector{Permission::ScreenRecording});
 }

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 
 #include "app/AppDelegateFixture.h"
 #include "app/WorkspaceNotifications.h"
@@ -68,6 +67,7 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
                    "📺 Found display by ID: 77", "✅ ScreenCapture: Stored display ID 77 for touch input",
                    "📺 Capturing: 644x1398 → 644x1398", "✅ Capture started @ 60fps"}));
   sendInfo(1290, 2796);
+  queue->advance(0);
   EXPECT_EQ(phone->types(), std::vector<std::uint32_t>{MessageType::macInfo}) << "there is no picture yet";
   deliverFrame();
   EXPECT_EQ(phone->types(), (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame}));
@@ -93,28 +93,27 @@ TEST_F(AppDelegateTest, ImpossibleScreensAreIgnored) {
 
 TEST_F(AppDelegateTest, DescriptionsCollapseWhileConfiguring) {
   launch();
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   log.take();
   sendInfo(2048, 2732, R"(,"idiom":"pad")");
   sendInfo(2796, 1290);
   EXPECT_EQ(log.count("⏳ Already configuring - will apply 2048x2732 next"), 1);
   EXPECT_EQ(log.count("⏳ Already configuring - will apply 2796x1290 next"), 1);
+  menu->choose("Full Resolution — Smallest Text");
   queue->advance(3.1);
   const Lines lines = log.take();
   const auto started = std::ranges::find(lines, "🎬 Streaming started!");
-  const auto changed = std::ranges::find(lines, "🔄 DISPLAY CHANGE → 1398x644 (iPhone, Portrait, zoom 0.5)");
+  const auto changed = std::ranges::find(lines, "🔄 DISPLAY CHANGE → 2796x1290 (iPhone, Portrait, zoom 1.0)");
   EXPECT_TRUE(started < changed && changed != lines.end());
-  EXPECT_EQ(displays->calls.back(), "apply 1398x644") << "only the last one is applied";
+  EXPECT_EQ(displays->calls.back(), "apply 2796x1290") << "only the last one is applied, in the quality chosen since";
   EXPECT_TRUE(isStreaming());
 }
 
 TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
   launch();
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   queue->advance(0.8);
-  phone->daemon->detach(7);
+  unplug();
   queue->advance(0.4);
   connect();
   sendInfo(2796, 1290);  // turned while it was unplugged
@@ -138,19 +137,13 @@ TEST_F(AppDelegateTest, NoLaterStepOfAnOlderConfigurationIsTaken) {
 class AppDelegateQueuesTest : public AppDelegateFixture {
  protected:
   AppDelegateQueuesTest() : AppDelegateFixture(ManualQueue::make()) {}
-
-  void deliver(const std::string& message) {
-    network->connections().back()->deliver(std::string(3, '\0') + static_cast<char>(message.size()) + message);
-    workQueue->drain();
-  }
 };
 
 TEST_F(AppDelegateQueuesTest, ADisplayMadeForAnOlderDescriptionChangesNothing) {
   launch();
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   queue->advance(0.8);
-  phone->daemon->detach(7);
+  unplug();
   connect();
   sendInfo(2796, 1290);
   log.take();
@@ -168,27 +161,17 @@ TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
   workQueue->advance(0.3);
   network->connections().back()->becomeReady();
   workQueue->drain();
-  deliver(R"({"width":1290,"height":2796,"scale":3})");
+  sayOverWiFi(R"({"width":1290,"height":2796,"scale":3})");
   queue->drain();
   workQueue->drain();
-  deliver(R"({"width":2048,"height":2732,"scale":2})");
-  atStreamStart = [this] { deliver(R"({"width":2796,"height":1290,"scale":3})"); };
+  sayOverWiFi(R"({"width":2048,"height":2732,"scale":2})");
+  atStreamStart = [this] { sayOverWiFi(R"({"width":2796,"height":1290,"scale":3})"); };
   queue->advance(2.5);
   queue->advance(0.5);
   atStreamStart = nullptr;
   queue->advance(5);
   EXPECT_EQ(log.count("⏳ Already configuring - will apply 2048x2732 next"), 1);
   EXPECT_EQ(displays->calls, (Lines{"apply 644x1398", "apply 1398x644"}));
-}
-
-TEST_F(AppDelegateTest, AQualityChosenWhileConfiguringKeepsThePendingRotation) {
-  launch();
-  connect();
-  sendInfo(1290, 2796);
-  sendInfo(2796, 1290);
-  menu->choose("Full Resolution — Smallest Text");
-  queue->advance(3.1);
-  EXPECT_EQ(displays->calls.back(), "apply 2796x1290");
 }
 
 TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
@@ -224,27 +207,21 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   EXPECT_EQ(attempts(), 1) << "the delays start anew";
   queue->advance(configuration);
 
-  phone->daemon->detach(7);
+  unplug();
   queue->advance(30);
   EXPECT_EQ(attempts(), 0) << "nobody is there";
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   queue->advance(configuration + 0.01);
+  captures->streams.back()->end(error);
+  queue->advance(1.01);
+  EXPECT_EQ(attempts(), 1) << "and anew with the next link";
+  queue->advance(configuration);
   captures->streams.back()->end({.domain = streamErrorDomain, .code = userDeclinedCapture});
   queue->advance(30);
   EXPECT_EQ(attempts(), 0) << "the user has declined";
   sendInfo(1290, 2796);
   queue->advance(configuration + 0.01);
   EXPECT_TRUE(isStreaming()) << "a phone that describes itself again is served";
-}
-
-TEST_F(AppDelegateTest, NoFrameOfATornDownStreamTurnsTheMenuGreen) {
-  stream();
-  queue->advance(2);
-  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-  queue->async([this] { phone->center->post(workspaceWillSleepNotification, application.get(), {}); });
-  queue->drain();
-  EXPECT_EQ(menu->title(), "● Tandemview 47");
 }
 
 TEST_F(AppDelegateTest, RotatesInPlace) {
@@ -301,8 +278,7 @@ TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
   };
   launch();
   for (const auto& each : cases) {
-    connect();
-    sendInfo(1290, 2796);
+    plugIn();
     displays->resizesAtOnce = false;
     displays->resize(display, 640, 480);
     log.take();
@@ -314,47 +290,36 @@ TEST_F(AppDelegateTest, ADisplayThatCameUpWrongIsWaitedForAndThenUsedAsItIs) {
     EXPECT_EQ(log.take(), each.lines);
     queue->advance(1.0);
     EXPECT_TRUE(isStreaming());
-    phone->daemon->detach(7);
+    unplug();
   }
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   displays->applyOutcome = ApplyOutcome::Refused;
   queue->advance(3.1);
   EXPECT_TRUE(isStreaming()) << "nothing to wait for";
 }
 
-TEST_F(AppDelegateTest, RelaunchesWhenTheDisplayCannotTakeTheSize) {
-  stream();
+TEST_F(AppDelegateTest, RelaunchesWhenTheDisplayCannotTakeTheSizeAndTakesNoNewLink) {
+  launch();
+  connectWiFi();
+  streamByCable();
+  application->calls.clear();
   sendInfo(5800, 2000);  // a plan of 2900x1000, beyond the envelope
   EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 1);
   EXPECT_EQ(displays->calls.back(), "pause 0.5") << "the display is gone";
   EXPECT_TRUE(application->calls.empty());
   log.take();
+  phone->daemon->detach(7);
+  phone->daemon->attach(8);
+  menu->choose("Reconnect");
   queue->advance(0.51);
   EXPECT_EQ(application->calls,
             (Lines{"writeFile /tmp/tandemview_relaunch_4242.sh", "run /bin/chmod +x /tmp/tandemview_relaunch_4242.sh",
                    "start /usr/bin/nohup /bin/bash /tmp/tandemview_relaunch_4242.sh"}));
   EXPECT_EQ(application->writtenText, "#!/bin/bash\nsleep 1.5\nopen \"/Applications/Tandemview.app\"");
-  queue->advance(0.5);
-  EXPECT_EQ(log.take(), (Lines{"♻️ Relaunching app...", "📁 Bundle path: /Applications/Tandemview.app",
-                               "✅ Relaunch script started (PID: 4300)", "👋 Terminating for orientation change..."}));
-  EXPECT_EQ(application->calls.back(), "terminate");
-}
-
-TEST_F(AppDelegateTest, AProcessThatRelaunchesTakesNoNewLink) {
-  launch();
-  connectWiFi();
-  connect();
-  sendInfo(1290, 2796);
-  queue->advance(3.1);
-  sendInfo(5800, 2000);
-  log.take();
-  phone->daemon->detach(7);
-  phone->daemon->attach(8);
-  menu->choose("Reconnect");
   queue->advance(5);
   EXPECT_EQ(log.take(), (Lines{"♻️ Relaunching app...", "📁 Bundle path: /Applications/Tandemview.app",
                                "✅ Relaunch script started (PID: 4300)", "👋 Terminating for orientation change..."}));
+  EXPECT_EQ(application->calls.back(), "terminate");
   EXPECT_EQ(network->browsers().size(), 1u);
   EXPECT_EQ(phone->connectedTo, std::vector<std::int64_t>{7});
 }
@@ -374,24 +339,22 @@ TEST_F(AppDelegateTest, RelaunchesWithoutAScriptIfItMust) {
 
 TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
   stream();
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_EQ(log.take(), (Lines{"📱 USBSender: iOS device detached (ID: 7)", "⚠️ iPhone disconnected (USB)"}));
   EXPECT_EQ(captures->calls.back(), "stop 77");
   connect();
   displays->screens.push_back({.id = 5, .bounds = {1300, 0, 1920, 1080}});
   sendInfo(1290, 2796);
+  EXPECT_EQ(log.count("✅ iPhone connected via USB"), 1);
   EXPECT_EQ(log.count("📺 Virtual display already configured at 644x1398 (ID: 77)"), 1);
   queue->advance(3.1);
   EXPECT_TRUE(isStreaming());
   EXPECT_EQ(displays->calls.back(), "configureOrigin -644,0") << "off a screen that came meanwhile";
 
-  phone->daemon->detach(7);
-  connect();
-  sendInfo(1290, 2796);
+  unplug();
+  plugIn();
   sendInfo(2796, 1290);
-  phone->daemon->detach(7);  // while it configures
-  queue->drain();
+  unplug();  // while it configures
   log.take();
   queue->advance(4);
   EXPECT_EQ(log.take(), (Lines{"🖱️ TouchInjector: Using display 77 at (-644.0, 0.0, 644.0, 1398.0)",
@@ -401,8 +364,7 @@ TEST_F(AppDelegateTest, APulledCableStopsTheStreamAndComesBack) {
 TEST_F(AppDelegateTest, ADisplayThatFailsIsTriedAnyway) {
   displays->applyOutcome = ApplyOutcome::Refused;
   launch();
-  connect();
-  sendInfo(1290, 2796);
+  plugIn();
   EXPECT_EQ(log.take().back(), "⚠️ Virtual display may have failed - trying anyway...");
   displays->screens.push_back({.id = 5, .bounds = {1280, 0, 644, 1398}});
   captures->content = std::vector<CapturableDisplay>{{5, 644, 1398}};
@@ -427,7 +389,7 @@ TEST_F(AppDelegateBareTest, StreamsWhereTheHostHasNeitherInputNorWiFi) {
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");
   sendInfo(2796, 1290);
   menu->choose("Reconnect");
-  phone->daemon->detach(7);
+  unplug();
   queue->advance(5);
   EXPECT_FALSE(isStreaming());
 }
@@ -447,8 +409,7 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
   queue->drain();
   EXPECT_FALSE(events->heldButtons().empty());
   EXPECT_GE(events->take().size(), 3u);
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_TRUE(events->heldButtons().empty());
   EXPECT_EQ(events->take().back(), "discard what waits");
   displays->move(RecordingDisplaySystem::virtualID, 1280, 0);
@@ -459,29 +420,16 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
 TEST_F(AppDelegateTest, ADragEndsWithTheLinkThatItCameOverAndAtSleep) {
   const std::string began = R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})";
   const auto drag = [&](bool overWiFi) {
-    if (overWiFi) {
-      network->connections().back()->deliver(std::string("\0\0\0", 3) + static_cast<char>(began.size()) + began);
-    } else {
-      phone->send(MessageType::touchEvent, began);
-    }
+    overWiFi ? sayOverWiFi(began) : phone->send(MessageType::touchEvent, began);
     queue->drain();
     EXPECT_FALSE(events->heldButtons().empty());
   };
-  const auto end = [&](bool wifi) {
-    if (wifi) {
-      network->connections().back()->fail(posixError(ECONNRESET));
-    } else {
-      phone->daemon->detach(7);
-    }
-    queue->drain();
-  };
+  const auto end = [&](bool wifi) { wifi ? loseWiFi() : unplug(); };
   launch();
   for (const bool overWiFi : {false, true}) {
     for (const bool wifiEnds : {false, true}) {
       connectWiFi();
-      connect();
-      sendInfo(1290, 2796);
-      queue->advance(3.1);
+      streamByCable();
       drag(overWiFi);
       end(wifiEnds);
       EXPECT_TRUE(isStreaming()) << "over the other link";
@@ -501,9 +449,7 @@ TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   launch();
   connectWiFi();
   EXPECT_EQ(log.count("✅ iPhone connected via WiFi"), 1);
-  connect();
-  sendInfo(1290, 2796);
-  queue->advance(3.1);
+  streamByCable();
   EXPECT_EQ(log.count("📶 WiFi — quality mode: balanced (JPEG 0.25)"), 1);
   network->connections().back()->takeSent();
   encodedPictures = 0;
@@ -514,19 +460,17 @@ TEST_F(AppDelegateTest, BothLinksGetEveryFrameAndEitherKeepsTheStream) {
   EXPECT_TRUE(sent.front().ends_with(phone->frames.back().payload.text())) << "behind the length";
   EXPECT_EQ(encodedPictures, 1);
 
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_TRUE(isStreaming());
   connect();
-  network->connections().back()->fail(posixError(ECONNRESET));
-  queue->drain();
+  loseWiFi();
   EXPECT_EQ(log.count("⚠️ iPhone disconnected (WiFi)"), 1);
   EXPECT_TRUE(isStreaming());
+  deliverFrame();
+  EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55") << "the cable has its own quality back";
   connectWiFi();
-  phone->daemon->detach(7);
-  queue->drain();
-  network->connections().back()->fail(posixError(ECONNRESET));
-  queue->drain();
+  unplug();
+  loseWiFi();
   EXPECT_FALSE(isStreaming());
 }
 
@@ -537,12 +481,10 @@ TEST_F(AppDelegateTest, AWiFiLinkThatIsBeingMadeIsNoLinkYet) {
   sendInfo(1290, 2796);
   queue->advance(3.1);
   EXPECT_EQ(log.count("🔌 USB — quality mode: balanced (JPEG 0.55)"), 1);
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_FALSE(isStreaming()) << "for whom?";
   EXPECT_EQ(menu->title(), "● Tandemview 47");
-  network->connections().back()->fail(posixError(ECONNRESET));
-  queue->drain();
+  loseWiFi();
   EXPECT_EQ(log.count("⚠️ iPhone disconnected (WiFi)"), 0);
 }
 
@@ -557,40 +499,21 @@ TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
   EXPECT_EQ(application->alerts.front().message, "Two devices have your pairing code");
 }
 
-TEST_F(AppDelegateTest, TheCableGetsItsOwnQualityBackWhenWiFiEnds) {
-  launch();
-  connectWiFi();
-  connect();
-  sendInfo(1290, 2796);
-  queue->advance(3.1);
-  network->connections().back()->fail(posixError(ECONNRESET));
-  queue->drain();
-  deliverFrame();
-  EXPECT_EQ(phone->frames.back().payload.text().substr(8), "0.55");
-}
-
 TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   launch();
   connectWiFi();
   const auto link = network->connections().back();
-  const auto deliverFrames = [this](int count) {
-    for (; count > 0; --count) {
-      queue->advance(0.001);  // each with its own timestamp
-      deliverFrame();
-    }
-  };
+  constexpr double interval = 0.001;  // each frame has its own timestamp
   link->holdsSends = true;
-  connect();
-  sendInfo(1290, 2796);
-  queue->advance(3.1);
+  streamByCable();
   link->takeSent();
-  deliverFrames(5);
+  deliverFrames(5, interval);
   EXPECT_EQ(link->takeSent().size(), 3u) << "it is slow";
   link->completeSends();
   queue->advance(0.04);
   deliverFrame();  // the picture still moves: this one serves the link
   EXPECT_EQ(link->takeSent().size(), 1u);
-  deliverFrames(3);
+  deliverFrames(3, interval);
   link->takeSent();
   const std::size_t frames = phone->frames.size();
   queue->advance(1);
@@ -605,9 +528,8 @@ TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   EXPECT_TRUE(link->takeSent().empty());
   EXPECT_EQ(phone->frames.size(), frames) << "the cable had it";
 
-  phone->daemon->detach(7);
-  connect();
-  sendInfo(1290, 2796);
+  unplug();
+  plugIn();
   EXPECT_EQ(log.count("📺 Display already 644x1398 - keep streaming"), 1);
   queue->advance(0);
   EXPECT_EQ(phone->types().back(), MessageType::videoFrame) << "at once, though nothing changes";
@@ -645,10 +567,9 @@ TEST_F(AppDelegateTest, SleepsAndWakes) {
 
   connectWiFi();
   post(workspaceWillSleepNotification);
-  network->connections().back()->fail(posixError(ECONNRESET));
-  queue->drain();
+  loseWiFi();
   EXPECT_EQ(menu->title(), "● Tandemview 47") << "the cable alone streams nothing either";
-  phone->daemon->detach(7);
+  unplug();
   queue->advance(1);
   EXPECT_TRUE(post(workspaceDidWakeNotification).empty()) << "nobody is there";
 }
@@ -663,12 +584,10 @@ TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
   EXPECT_TRUE(menu->line("Sharp — Best Image").isChecked);
   EXPECT_FALSE(menu->line("Balanced (Recommended)").isChecked);
   EXPECT_EQ(captures->streams.size(), 1u);
-  menu->choose("Full Resolution — Smallest Text");
-  queue->drain();
+  choose("Full Resolution — Smallest Text");
   EXPECT_EQ(log.count("🔍 Display size changed to fullSize"), 1);
   EXPECT_EQ(displays->calls.back(), "apply 1290x2796");
-  menu->choose("Smooth — Fastest");
-  queue->drain();
+  choose("Smooth — Fastest");
   EXPECT_EQ(displays->calls.back(), "apply 644x1398");
   EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
 }
@@ -678,14 +597,12 @@ TEST_F(AppDelegateTest, ReconnectsByHandAndWhenWiFiIsLost) {
     const char* line;
     std::function<void()> reason;
     int retries;
-  } cases[] = {
-      {"🔄 Manual reconnect triggered...", [&] { menu->choose("Reconnect"); }, 2},  // which ends Wi-Fi as well
-      {"⚠️ iPhone disconnected (WiFi)", [&] { network->connections().back()->fail(posixError(ECONNRESET)); }, 1}};
+  } cases[] = {{"🔄 Manual reconnect triggered...", [&] { menu->choose("Reconnect"); }, 2},  // which ends Wi-Fi as well
+               {"⚠️ iPhone disconnected (WiFi)", [&] { loseWiFi(); }, 1}};
   launch();
   phone->connectResult = 3;
   connect();
-  phone->daemon->detach(7);
-  queue->drain();
+  unplug();
   EXPECT_EQ(log.count("⚠️ iPhone disconnected (USB)"), 0) << "it never was";
   for (const auto& [line, reason, retries] : cases) {
     phone->connectResult = 3;
@@ -704,8 +621,7 @@ TEST_F(AppDelegateTest, ReconnectsByHandAndWhenWiFiIsLost) {
     queue->advance(2.1);
     EXPECT_EQ(network->browsers().size(), browsers + 1);
     EXPECT_TRUE(phone->channel);
-    phone->daemon->detach(7);
-    queue->drain();
+    unplug();
   }
 }
 

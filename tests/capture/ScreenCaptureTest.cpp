@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
-
 #include "capture/MJPEGEncoder.h"
 #include "fakes/LogRecorder.h"
 #include "fakes/RecordingCaptureSystem.h"

@@ -4,8 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "companion/ClockPattern.h"
-
 namespace tandemview {
 namespace {
 
@@ -33,13 +31,6 @@ TEST(StatisticsTest, SumsUpARun) {
   EXPECT_EQ(summary["sizes"].dump(),
             R"([{"width":644,"height":1398,"frames":2},{"width":1398,"height":644,"frames":1},)"
             R"({"width":644,"height":1398,"frames":1}])");
-}
-
-TEST(StatisticsTest, FollowsAClockThatWraps) {
-  Statistics statistics;
-  const double wrap = 4294967296 / ClockPattern::ticksPerSecond;
-  statistics.frameDidArrive({wrap, {}, ClockPattern::ticks(wrap - 0.001)}, 1, wrap + 0.001);
-  EXPECT_NEAR(statistics.lastLatency(), 2, 0.21);
 }
 
 TEST(StatisticsTest, KeepsBoundedSamples) {

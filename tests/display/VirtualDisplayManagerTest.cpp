@@ -78,6 +78,11 @@ TEST_F(VirtualDisplayManagerTest, CreatesAndDestroysWithTheseLinesAndCalls) {
   EXPECT_EQ(manager->envelope(), 0);
   manager->destroyDisplay();
   EXPECT_TRUE(log.take().empty());
+
+  manager->createDisplay(1920, 1200, 2880);
+  displays->calls.clear();
+  manager = nullptr;
+  EXPECT_EQ(displays->calls, (Lines{"terminate", "apply nothing", "let go", "pause 0.5"})) << "with its owner, too";
 }
 
 TEST_F(VirtualDisplayManagerTest, EveryFailedStepSaysWhichAndKeepsNothing) {
@@ -132,6 +137,7 @@ TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {
   EXPECT_EQ(log.take(), (Lines{"📺 Resolution mismatch: have 1170x2532, need 2532x1170",
                                "📺 Virtual display resized in place to 2532x1170"}));
   EXPECT_EQ(outcomes, (Lines{"created", "in place", "in place"}));
+  EXPECT_EQ(manager->currentSize(), (VirtualDisplayManager::Size{2532, 1170}));
 
   configure(2560, 1600);
   const Lines lines = log.take();

@@ -1,36 +1,33 @@
 // The shipped binaries in a session with message buses: the menu, sleep and wake, what else happens on a desktop.
 
-#include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <map>
 #include <sstream>
 
 #include "end_to_end/EndToEndFixture.h"
 #include "support/LogindStandIn.h"
 #include "support/PrivateBus.h"
+#include "support/Tray.h"
 
 namespace tandemview {
 namespace {
 
-/// The program's menu as a tray sees it.
+/// The program's menu as a tray shows it.
 class MenuOnTheBus {
  public:
-  MenuOnTheBus(const std::string& address, pid_t program)
-      : bus_(sdbus::createSessionBusConnectionWithAddress(address)), program_(program) {}
+  explicit MenuOnTheBus(const std::string& address) : tray_(std::make_unique<ServedConnection>(address)) {}
 
   /// The lines' numbers by their labels, submenus included; empty while there is no menu.
   std::map<std::string, std::int32_t> lines() {
     std::map<std::string, std::int32_t> found;
-    if (!menu_) menu_ = find();
-    if (!menu_) return found;
+    if (tray_.registrations() == 0) return found;
     std::uint32_t revision = 0;
     Layout root;
-    menu_->callMethod("GetLayout")
-        .onInterface(interface)
+    tray_.menu()
+        ->callMethod("GetLayout")
+        .onInterface("com.canonical.dbusmenu")
         .withArguments(0, -1, std::vector<std::string>{"label"})
         .storeResultsTo(revision, root);
     collect(root, found);
@@ -43,15 +40,13 @@ class MenuOnTheBus {
       const auto all = lines();
       const auto line = all.find(label);
       if (line == all.end()) return false;
-      menu_->callMethod("Event").onInterface(interface).withArguments(line->second, "clicked", sdbus::Variant(0),
-                                                                      std::uint32_t{0});
+      send(*tray_.menu(), line->second, "clicked");
       return true;
     });
   }
 
  private:
   using Layout = sdbus::Struct<std::int32_t, std::map<std::string, sdbus::Variant>, std::vector<sdbus::Variant>>;
-  static constexpr const char* interface = "com.canonical.dbusmenu";
 
   static void collect(const Layout& layout, std::map<std::string, std::int32_t>& found) {
     const auto label = layout.get<1>().find("label");
@@ -59,36 +54,7 @@ class MenuOnTheBus {
     for (const sdbus::Variant& child : layout.get<2>()) collect(child.get<Layout>(), found);
   }
 
-  /// The program has several connections; one of them has the menu.
-  std::unique_ptr<sdbus::IProxy> find() {
-    const auto daemon = sdbus::createProxy(*bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    std::vector<std::string> names;
-    daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
-    for (const std::string& name : names) {
-      try {
-        std::uint32_t process = 0;
-        daemon->callMethod("GetConnectionUnixProcessID")
-            .onInterface("org.freedesktop.DBus")
-            .withArguments(name)
-            .storeResultsTo(process);
-        if (static_cast<pid_t>(process) != program_) continue;
-        auto menu = sdbus::createProxy(*bus_, name, "/StatusNotifierItem/Menu");
-        sdbus::Variant version;
-        menu->callMethod("Get")
-            .onInterface("org.freedesktop.DBus.Properties")
-            .withTimeout(std::chrono::seconds(1))
-            .withArguments(interface, "Version")
-            .storeResultsTo(version);
-        return menu;
-      } catch (const sdbus::Error&) {  // another connection, one that has gone, or one that takes no calls
-      }
-    }
-    return nullptr;
-  }
-
-  const std::unique_ptr<sdbus::IConnection> bus_;
-  const pid_t program_;
-  std::unique_ptr<sdbus::IProxy> menu_;
+  Tray tray_;
 };
 
 class DesktopTest : public EndToEndFixture {
@@ -97,12 +63,6 @@ class DesktopTest : public EndToEndFixture {
     bus.start();
     environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
     environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.address();
-  }
-
-  /// What the user does to the arrangement.
-  void xrandr(const std::string& arguments) {
-    Program tool({"/bin/sh", "-c", "exec xrandr " + arguments}, environment);
-    ASSERT_EQ(tool.wait(), 0) << tool.output();
   }
 
   PrivateBus bus;
@@ -123,7 +83,7 @@ TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
   startProgram();
   startPhone({"--seconds", "60"});
   ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
-  MenuOnTheBus menu(bus.address(), program->process());
+  MenuOnTheBus menu(bus.address());
 
   ASSERT_TRUE(menu.choose("Full Resolution — Smallest Text"));
   EXPECT_TRUE(phone->prints("a frame of 1290x2796")) << program->output();  // which this phone did not ask for
@@ -156,23 +116,18 @@ TEST_F(DesktopTest, TheMenusEntriesDoWhatTheySay) {
 }
 
 TEST_F(DesktopTest, ASecondStartEndsAndSaysWhy) {
-  const auto runsIntoIt = [this](const std::string& sessionBus, int status, const std::string& line) {
+  const auto runsIntoIt = [this](const std::string& sessionBus, const std::string& line) {
     environment["DBUS_SESSION_BUS_ADDRESS"] = sessionBus;
     Program later({programPath, "--usbmuxd-socket", directory.path() + "/usbmuxd"}, environment);
-    EXPECT_EQ(later.wait(), status) << later.output();
+    EXPECT_EQ(later.wait(), 0) << later.output();
     EXPECT_NE(later.output().find(line), std::string::npos) << later.output();
   };
   startProgram();
   ASSERT_TRUE(program->prints("💡 Connect your iPhone"));
   const std::string running = "👋 Tandemview is already running (process " + std::to_string(program->process()) + ")";
-  runsIntoIt(bus.address(), 0, running);
+  runsIntoIt(bus.address(), running);
   EXPECT_TRUE(program->prints("👋 Tandemview is already running: a second start has ended"));
-  runsIntoIt("unix:path=/nowhere", 0, running);
-  EXPECT_EQ(program->end(SIGTERM), 0);
-
-  const auto squatter = sdbus::createSessionBusConnectionWithAddress(bus.address());
-  squatter->requestName("org.tandemview.Tandemview");
-  runsIntoIt(bus.address(), 1, "does not answer");
+  runsIntoIt("unix:path=/nowhere", running);
 }
 
 /// The processes whose locks keep the lid.
@@ -188,11 +143,8 @@ std::vector<pid_t> lidHolders(sdbus::IProxy& logind) {
 
 TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root, for a /run of logind's own";
-  const Program logind({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
-                        "mount -t tmpfs none /run && cd /run && mkdir -p systemd/seats systemd/users systemd/sessions "
-                        "systemd/inhibit && exec /lib/systemd/systemd-logind"},
-                       {{"DBUS_SYSTEM_BUS_ADDRESS", bus.address()}});
-  ASSERT_TRUE(logind.prints("New seat seat0")) << logind.output();
+  const auto logind = startRealLogind(bus.address());
+  ASSERT_TRUE(logind);
   // A user who answers every dialog with its first button.
   environment["PATH"] = directory.path();
   std::ofstream(directory.path() + "/zenity") << "#!/bin/sh\n";
@@ -202,7 +154,7 @@ TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   copyProgram();
   startProgram();
   const pid_t first = program->process();
-  MenuOnTheBus menu(bus.address(), first);
+  MenuOnTheBus menu(bus.address());
   ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
   EXPECT_TRUE(program->prints("🔋 Lid-closed sleep DISABLED")) << program->output();
   ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
@@ -238,50 +190,23 @@ TEST_F(DesktopTest, TheStreamEndsWithTheDayAndComesBackWithTheNext) {
     logind.announceWake();
     EXPECT_TRUE(program->prints("✅ Capture started", night + 1)) << program->output();
   }
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
-}
-
-TEST_F(DesktopTest, TheCableMayBePulledAtAnyMoment) {
-  // While the display is made, and while it turns.
-  startPhone({"--script", script("1 detach\n2 attach\n8 rotate\n8.005 detach\n9 attach\n15 quit\n")});
-  ASSERT_TRUE(phone->prints("plays the multiplexing daemon"));
-  startProgram();
-  ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
-  EXPECT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
-  EXPECT_EQ(phone->wait(), 0) << phone->output();
-  EXPECT_EQ(summary()["faultCount"], 0);
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 TEST_F(DesktopTest, TheDisplayComesBackWhereTheUserPutIt) {
   startPhone({"--seconds", "120"});
   startProgram();
   ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
-  xrandr("--output DUMMY1 --left-of DUMMY0");
+  desktop.xrandr("--output DUMMY1 --left-of DUMMY0");
   const std::string arranged = desktop.arrangement();
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 
   startProgram();
   ASSERT_TRUE(program->prints("✅ Capture started")) << program->output();
   EXPECT_EQ(lines(desktop.arrangement(), "DUMMY0: 1280x800"), lines(arranged, "DUMMY0: 1280x800"));
   EXPECT_EQ(lines(desktop.arrangement(), "DUMMY1: 644x1398+0+0").size(), 1U) << desktop.arrangement();
   EXPECT_EQ(program->output().find("overlapped"), std::string::npos);
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
-}
-
-TEST_F(DesktopTest, MovesAsideForAScreenThatIsPutOverItsDisplay) {
-  startPhone({"--seconds", "60"});
-  startProgram();
-  ASSERT_TRUE(program->prints("✅ Virtual display configured")) << program->output();
-  // Within the two seconds that the display is given to settle.
-  xrandr("--addmode DUMMY9 1280x800");
-  xrandr("--output DUMMY9 --mode 1280x800 --pos 900x0");
-  EXPECT_TRUE(program->prints("moved to x 2180: true")) << program->output();
-  EXPECT_TRUE(phone->prints("frames of 644x1398 arrive"));
+  endProgram();
 }
 
 }  // namespace

@@ -6,9 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "end_to_end/Program.h"
 #include "support/PrivateXServer.h"
@@ -39,6 +36,11 @@ class EndToEndFixture : public testing::Test {
                        summaryPath(),        "--save", directory.path() + "/frames"};
     command.insert(command.end(), options.begin(), options.end());
     phone.emplace(command, environment);
+  }
+  /// It ends in good order and leaves the desktop as it found it.
+  void endProgram(int signal = SIGTERM) {
+    EXPECT_EQ(program->end(signal), 0) << program->output();
+    EXPECT_EQ(desktop.arrangement(), untouched);
   }
   /// The process, other than `except`, that runs the program at `programPath`; 0 if there is none.
   pid_t programProcess(pid_t except = 0) const {

@@ -1,12 +1,8 @@
 // The shipped binaries on a private X server: what the phone receives is what an X client drew on its display.
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 
 #define STB_IMAGE_STATIC
@@ -85,8 +81,7 @@ TEST_P(PhoneSizes, ShowWhatWasDrawnOnTheirDisplay) {
     }
   }
 
-  EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PhoneSizes,
@@ -115,20 +110,23 @@ TEST_F(EndToEndTest, APhoneThatStoppedReadingEndsWithTheLastPicture) {
   EXPECT_NEAR(middle[2], 0x40, 6);
 }
 
-TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableAndAfterTheDaemon) {
-  startPhone({"--script", script("7 detach\n8 attach\n15 detach\n16 attach\n23 quit\n")});
+TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableWheneverItIsPulledAndAfterTheDaemon) {
+  // While the display is made, while it turns, and in mid-stream.
+  startPhone({"--script", script("1 detach\n2 attach\n8 rotate\n8.005 detach\n9 attach\n15 detach\n16 attach\n"
+                                 "23 quit\n")});
   ASSERT_TRUE(phone->prints("plays the multiplexing daemon"));
   startProgram();
-  ASSERT_TRUE(program->prints("✅ Capture started", 3)) << program->output();
+  ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
+  EXPECT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
   EXPECT_EQ(phone->wait(), 0) << phone->output();
-  EXPECT_EQ(summary()["connections"], 3);
+  EXPECT_GE(summary()["connections"], 3);
+  EXPECT_EQ(summary()["faultCount"], 0);
   ASSERT_TRUE(program->prints("The USB daemon went away"));
 
   startPhone({"--frames", "1"});
   EXPECT_EQ(phone->wait(), 0) << phone->output();
   EXPECT_TRUE(program->prints("The USB daemon is there")) << program->output();
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 /// The line of the arrangement that describes the main screen.
@@ -149,8 +147,7 @@ TEST_F(EndToEndTest, ElevenQuickRotationsEndInTheLastOneWithoutARelaunch) {
   EXPECT_EQ(last["width"], 1398);
   EXPECT_EQ(last["height"], 644);
   EXPECT_EQ(program->output().find("restarting app"), std::string::npos);
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 class Relaunch : public EndToEndTest, public testing::WithParamInterface<bool> {};
@@ -214,8 +211,7 @@ TEST_F(EndToEndTest, NothingOutlivesTheProgramWheneverItEnds) {
   }
   startProgram();
   ASSERT_TRUE(program->prints("💡 Connect your iPhone"));
-  EXPECT_EQ(program->end(SIGINT), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram(SIGINT);
 }
 
 TEST_F(EndToEndTest, AClosedStandardOutputIsNoOtherDescriptorsNumber) {
@@ -224,8 +220,7 @@ TEST_F(EndToEndTest, AClosedStandardOutputIsNoOtherDescriptorsNumber) {
                   environment);
   startPhone({"--frames", "1"});
   EXPECT_EQ(phone->wait(), 0) << phone->output();
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
+  endProgram();
 }
 
 TEST_F(EndToEndTest, AGoneXServerEndsTheProgramInGoodOrder) {

@@ -1,11 +1,6 @@
 // What the shipped program says where something is missing.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include "end_to_end/EndToEndFixture.h"
-#include "runtime/Descriptor.h"
 #include "support/UntrustedCookie.h"
 
 namespace tandemview {
@@ -39,21 +34,6 @@ TEST_F(MissingTest, AnXServerThatDoesNotTrustUsIsTold) {
   startProgram();
   EXPECT_TRUE(program->prints("⚠️ The X server doesn't trust Tandemview")) << program->output();
   EXPECT_EQ(program->end(SIGTERM), 0);
-}
-
-TEST_F(MissingTest, AReaderOfItsLinesThatStopsStopsNothing) {
-  const std::string pipe = directory.path() + "/lines";
-  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  const Descriptor reader(::open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  while (::write(reader.get(), " ", 1) == 1) {
-  }
-  startPhone({"--seconds", "60"});
-  program.emplace(Options{"/bin/sh", "-c", "exec \"$0\" --usbmuxd-socket \"$1\" >\"$2\"", TANDEMVIEW_PROGRAM,
-                          directory.path() + "/usbmuxd", pipe},
-                  environment);
-  EXPECT_TRUE(phone->prints("frames of 644x1398 arrive")) << phone->output();
-  EXPECT_EQ(program->end(SIGTERM), 0);
-  EXPECT_EQ(desktop.arrangement(), untouched);
 }
 
 }  // namespace

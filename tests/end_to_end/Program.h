@@ -10,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -49,6 +48,11 @@ class Program {
   Program& operator=(const Program&) = delete;
 
   pid_t process() const { return process_; }
+  bool isRunning() const {
+    siginfo_t ended{};
+    ::waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG | WNOWAIT);
+    return ended.si_pid == 0;
+  }
 
   std::string output() const {
     std::ifstream file(outputPath());

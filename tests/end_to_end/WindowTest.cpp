@@ -22,7 +22,7 @@ class WindowTest : public EndToEndFixture {
     startPhone({"--window"});
     ASSERT_TRUE(phone->prints("plays the multiplexing daemon")) << phone->output();
     hands->postMouseEvent({.location = {640, 400}});  // the middle of the screen
-    ASSERT_TRUE(waitUntil([this] { return (window = pointer()->child) != XCB_NONE; }));
+    ASSERT_TRUE(Program::within30Seconds([this] { return (window = pointer()->child) != XCB_NONE; }));
     placeWindow();
     ASSERT_TRUE(phone->prints("frames of 644x1398 arrive")) << program->output();
   }
@@ -63,11 +63,11 @@ class WindowTest : public EndToEndFixture {
 TEST_F(WindowTest, WhatTheMouseDoesHappensOnTheDisplayUntilTheCableGoes) {
   const ClientProcess xev(server.displayName(),
                           {"xev", "-geometry", "644x1398+1280+0", "-event", "mouse", "-event", "structure"});
-  ASSERT_TRUE(xev.hasPrinted("MapNotify")) << "package x11-utils";
+  ASSERT_TRUE(xev.prints("MapNotify")) << "package x11-utils";
   std::size_t skipped = 0;
   const auto expect = [&](const Lines& expected) {
     Lines seen;
-    waitUntil([&] {
+    Program::within30Seconds([&] {
       seen = xevEvents(xev.output());
       seen.erase(seen.begin(), seen.begin() + static_cast<long>(std::min(skipped, seen.size())));
       return seen.size() >= expected.size();
@@ -107,16 +107,16 @@ TEST_F(WindowTest, WhatTheMouseDoesHappensOnTheDisplayUntilTheCableGoes) {
 
 TEST_F(WindowTest, WhatTheKeyboardTypesReachesATextField) {
   const ClientProcess gtk(server.displayName(), {"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
-  ASSERT_TRUE(gtk.hasPrinted("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
+  ASSERT_TRUE(gtk.prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
   const std::string text = "Grüße, 你好 👍🏽 e\u0301";
   keys.typeText(text);
   time->drain();
-  EXPECT_TRUE(gtk.hasPrinted("text " + text + "\n")) << gtk.output();
+  EXPECT_TRUE(gtk.prints("text " + text + "\n")) << gtk.output();
   for (const char* const key : {R"("a","modifiers":["cmd"])", R"("c")", R"("return")"}) {  // select all, replace it
     keys.handleKeyEvent(Data::copying(fmt::format(R"({{"action":"key","key":{}}})", key)));
   }
   time->drain();
-  EXPECT_TRUE(gtk.hasPrinted("text c\nactivated\n")) << gtk.output();
+  EXPECT_TRUE(gtk.prints("text c\nactivated\n")) << gtk.output();
 }
 
 }  // namespace

@@ -46,14 +46,19 @@ Result<std::unique_ptr<DescriptorWatch>> ManualQueue::watch(int descriptor) {
   return std::make_unique<Watch>(std::static_pointer_cast<ManualQueue>(shared_from_this()), descriptor);
 }
 
+/// Nothing if none waits.
+Work ManualQueue::nextWork() {
+  const std::lock_guard lock(mutex_);
+  if (works_.empty()) return nullptr;
+  Work work = std::move(works_.front());
+  works_.pop_front();
+  return work;
+}
+
 void ManualQueue::drain() {
   do {
-    while (!works_.empty()) {
-      const Work work = std::move(works_.front());
-      works_.pop_front();
-      work();
-    }
-  } while (runReadyDescriptors(0) || !works_.empty());
+    while (const Work work = nextWork()) work();
+  } while (runReadyDescriptors(0));
 }
 
 void ManualQueue::advance(double seconds) {
@@ -92,7 +97,7 @@ bool ManualQueue::runReadyDescriptors(int milliseconds) {
     waits_.erase(waits_.begin() + static_cast<std::ptrdiff_t>(index));
   }
   for (Wait& wait : ready) {
-    works_.push_back([of = wait.of, kind = wait.kind, work = std::move(wait.work)] {
+    push([of = wait.of, kind = wait.kind, work = std::move(wait.work)] {
       const auto waits = of.lock();
       if (!waits) return;
       waits.get()->*kind = false;

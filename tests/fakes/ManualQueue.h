@@ -2,9 +2,9 @@
 
 #include <poll.h>
 
+#include <atomic>
 #include <deque>
-#include <functional>
-#include <map>
+#include <mutex>
 #include <set>
 #include <vector>
 
@@ -20,7 +20,11 @@ class ManualQueue final : public Queue {
  public:
   static std::shared_ptr<ManualQueue> make() { return std::make_shared<ManualQueue>(); }
 
-  void async(Work work) override { works_.push_back(std::move(work)); }
+  /// The one call that other threads may make.
+  void async(Work work) override {
+    ++workCount_;
+    push(std::move(work));
+  }
   void after(double seconds, Work work) override { timers_.emplace(now_ + seconds, std::move(work)); }
   Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
 
@@ -36,6 +40,17 @@ class ManualQueue final : public Queue {
   /// Drains until the condition holds, waiting for descriptors for at most 5 real seconds. Virtual time stands still.
   bool drainUntil(const std::function<bool()>& condition);
 
+  /// The same while virtual time runs, ten seconds with each look at the condition.
+  bool advanceUntil(const std::function<bool()>& condition) {
+    return drainUntil([&] {
+      advance(10);
+      return condition();
+    });
+  }
+
+  /// How many works async() has taken so far.
+  int workCount() const { return workCount_; }
+
  private:
   class Watch;
   struct Waits;
@@ -47,10 +62,17 @@ class ManualQueue final : public Queue {
     Work work;
   };
 
+  void push(Work work) {
+    const std::lock_guard lock(mutex_);
+    works_.push_back(std::move(work));
+  }
+  Work nextWork();
   bool runReadyDescriptors(int milliseconds);
 
   double now_ = 0;
+  std::mutex mutex_;  // guards the works
   std::deque<Work> works_;
+  std::atomic<int> workCount_ = 0;
   std::multimap<double, Work> timers_;
   std::set<int> watched_;
   std::vector<Wait> waits_;

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <map>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "app/AlertSystem.h"
 #include "app/ApplicationSystem.h"

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <map>
-#include <string>
-#include <vector>
-
 #include "capture/CaptureSystem.h"
 #include "fakes/ManualQueue.h"
 

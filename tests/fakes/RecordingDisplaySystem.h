@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <map>
-#include <mutex>
-#include <string>
-#include <vector>
 
 #include "display/DisplaySystem.h"
 #include "fakes/ManualQueue.h"
@@ -73,11 +69,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   }
   ConfigurationOutcome configureOrigin(DisplayID id, std::int32_t x, std::int32_t y) override {
     calls.push_back("configureOrigin " + std::to_string(x) + "," + std::to_string(y));
-    for (Screen& screen : screens) {
-      if (screen.id != id || configurationOutcome != ConfigurationOutcome::Completed) continue;
-      screen.bounds.x = x;
-      screen.bounds.y = y;
-    }
+    if (configurationOutcome == ConfigurationOutcome::Completed) place(id, x, y);
     return configurationOutcome;
   }
   double leftEdge() const override { return leftmost; }
@@ -89,19 +81,12 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
 
   /// Somebody else moves a screen.
   void move(DisplayID id, double x, double y) {
-    for (Screen& screen : screens) {
-      if (screen.id != id) continue;
-      screen.bounds.x = x;
-      screen.bounds.y = y;
-    }
+    place(id, x, y);
     arrangementQueue_->async(arrangementChanged_);
   }
   void resize(DisplayID id, double width, double height) {
-    for (Screen& screen : screens) {
-      if (screen.id != id) continue;
-      screen.bounds.width = width;
-      screen.bounds.height = height;
-    }
+    const auto screen = std::ranges::find(screens, id, &Screen::id);
+    if (screen != screens.end()) screen->bounds = {screen->bounds.x, screen->bounds.y, width, height};
   }
 
   static constexpr DisplayID virtualID = 77;
@@ -169,6 +154,10 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   std::shared_ptr<Queue> arrangementQueue_;
   std::function<void()> arrangementChanged_;
 
+  void place(DisplayID id, double x, double y) {
+    const auto screen = std::ranges::find(screens, id, &Screen::id);
+    if (screen != screens.end()) screen->bounds = {x, y, screen->bounds.width, screen->bounds.height};
+  }
   const Screen* find(DisplayID id) const {
     const auto found = std::ranges::find(screens, id, &Screen::id);
     return found == screens.end() ? nullptr : &*found;

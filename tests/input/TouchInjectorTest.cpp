@@ -91,20 +91,6 @@ TEST_F(TouchInjectorTest, CountsDoubleClicks) {
   EXPECT_EQ(log.take().back(), "👆 Tap(1) at (468, 508)");
 }
 
-TEST_F(TouchInjectorTest, TakesATapAtExactlyTheLimitsForASingleClick) {
-  // Numbers that a double holds exactly: a clock from 0, and a display whose size is a power of two.
-  TouchInjector exact({0, 0, 1024, 1024}, {events, screens, std::make_shared<ManualClock>(time, 0)});
-  const auto tapAt = [&](double x, double y) {
-    events->take();
-    exact.handleTouchEvent(Data::copying(message("direct", "tap", x / 1024, y / 1024, "phase", "")));
-    return events->take();
-  };
-  EXPECT_EQ(tapAt(512, 512), click("(512.0, 512.0)", 1));
-  time->advance(0.3);
-  EXPECT_EQ(tapAt(512, 512), click("(512.0, 512.0)", 1));
-  EXPECT_EQ(tapAt(515, 516), click("(515.0, 516.0)", 1));
-}
-
 TEST_F(TouchInjectorTest, DragsDirectly) {
   direct("drag", 0, 0, "moved");
   direct("drag", 0, 0, "ended");
@@ -124,13 +110,12 @@ TEST_F(TouchInjectorTest, ClicksWhereThePointerIs) {
   trackpad("tap", 0.9, 0.9);
   trackpad("rightclick", 0, 0);
   direct("tap", 0.102, 0.125);  // the same place: the modes share the double click
-  Lines expected = click("(200.0, 300.0)", 1);
-  for (const char* line :
-       {"RightDown (200.0, 300.0) button 1 flags 0x0", "pause 0.01", "RightUp (200.0, 300.0) button 1 flags 0x0"})
-    expected.emplace_back(line);
-  const Lines second = click("(202.0, 300.0)", 2);
-  expected.insert(expected.end(), second.begin(), second.end());
-  EXPECT_EQ(events->take(), expected);
+  EXPECT_EQ(events->take(),
+            (Lines{"LeftDown (200.0, 300.0) button 0 flags 0x0 click 1", "pause 0.01",
+                   "LeftUp (200.0, 300.0) button 0 flags 0x0 click 1", "RightDown (200.0, 300.0) button 1 flags 0x0",
+                   "pause 0.01", "RightUp (200.0, 300.0) button 1 flags 0x0",
+                   "LeftDown (202.0, 300.0) button 0 flags 0x0 click 2", "pause 0.01",
+                   "LeftUp (202.0, 300.0) button 0 flags 0x0 click 2"}));
   EXPECT_EQ(log.take(),
             (Lines{"🖱️ Click(1) at (200, 300)", "🖱️ Right click at (200, 300)", "👆 Tap(2) at (202, 300)"}));
 }
@@ -245,7 +230,7 @@ TEST_F(TouchInjectorTest, DropsWhatItCannotRead) {
   log.take();
   events->take();
   for (const std::string& payload :
-       {std::string(), std::string("tap"), std::string(R"(["type","x","y","mode"])"), std::string(900'000, '['),
+       {std::string(), std::string("tap"), std::string(R"(["type","x","y","mode"])"), std::string(200'000, '['),
         std::string(R"({"type":"tap","x":0.5,"y":0.5})"), std::string(R"({"type":"tap","x":0.5,"y":0.5,"mode":1})"),
         std::string(R"({"type":["tap"],"x":0.5,"y":0.5,"mode":""})"),
         std::string(R"({"type":"tap","x":"0.5","y":0.5,"mode":""})"),

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
-#include "support/SocketPair.h"
-
 namespace tandemview::MacProtocol {
 namespace {
 
@@ -53,7 +49,7 @@ TEST(ClassifierTest, TellsMessagesApartByContent) {
       {R"({"type":"began","x":1,"z":2})", MessageKind::unrecognized},
       {R"({"width":1,"depth":2,"scale":3})", MessageKind::unrecognized},
       {R"(["width","height"])", MessageKind::unrecognized},
-      {std::string(500'000, '['), MessageKind::unrecognized},
+      {std::string(200'000, '['), MessageKind::unrecognized},
       {R"({"type":1,"x":1,"y":")" + std::string(longestMessage, 'y') + "\"}", MessageKind::unrecognized},
   };
   for (const auto& each : cases) {
@@ -61,17 +57,6 @@ TEST(ClassifierTest, TellsMessagesApartByContent) {
     EXPECT_EQ(message.kind, each.expected) << each.payload.substr(0, 60);
     EXPECT_EQ(message.deviceInfo.has_value(), each.expected == MessageKind::deviceInfo);
   }
-}
-
-TEST(PongTest, RepeatsThePingAndAddsTheClock) {
-  const Data answer = pong(Data::copying(fromHex("01 02 03 04 05 06 07 08")), 1.5).contiguous();
-  EXPECT_EQ(answer.text(), fromHex("01 02 03 04 05 06 07 08  00 00 00 00 00 00 f8 3f"));
-}
-
-TEST(MacInfoTest, HoldsFourKeys) {
-  const auto object = nlohmann::json::parse(macInfo({.name = "Tandemview", .shortVersion = "1.2"}).text());
-  EXPECT_EQ(object,
-            (nlohmann::json{{"kind", "macInfo"}, {"version", "1.2"}, {"build", "0"}, {"features", {"resize"}}}));
 }
 
 }  // namespace

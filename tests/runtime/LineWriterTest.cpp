@@ -6,23 +6,20 @@
 
 #include <array>
 #include <chrono>
-#include <string>
 #include <thread>
+
+#include "runtime/Descriptor.h"
 
 namespace tandemview {
 namespace {
 
 class LineWriterTest : public testing::Test {
  protected:
-  LineWriterTest() { EXPECT_EQ(::pipe(ends_.data()), 0); }
-  ~LineWriterTest() override {
-    stopReading();
-    ::close(ends_[1]);
-  }
-
-  void stopReading() {
-    ::close(ends_[0]);
-    ends_[0] = -1;
+  LineWriterTest() {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(::pipe(ends), 0);
+    ours_ = Descriptor(ends[1]);
+    readers_ = Descriptor(ends[0]);
   }
 
   /// Reads until what was read ends so. The test ends if that does not happen.
@@ -30,19 +27,20 @@ class LineWriterTest : public testing::Test {
     std::string text;
     std::array<char, 4096> buffer;
     while (!text.ends_with(end)) {
-      const ssize_t count = ::read(ends_[0], buffer.data(), buffer.size());
+      const ssize_t count = ::read(readers_.get(), buffer.data(), buffer.size());
       if (count <= 0) return text + " - and then the end";
       text.append(buffer.data(), static_cast<std::size_t>(count));
     }
     return text;
   }
 
-  std::array<int, 2> ends_;
+  Descriptor ours_;
+  Descriptor readers_;
 };
 
 TEST_F(LineWriterTest, AReaderThatStopsStopsNobodyAndHearsWhatItHasMissed) {
   const std::string line(99, 'x');
-  LineWriter writer(ends_[1]);
+  LineWriter writer(ours_.get());
   constexpr std::size_t count = 10'000;  // a megabyte
   const auto start = std::chrono::steady_clock::now();
   for (std::size_t number = 0; number < count; ++number) writer.add(line);
@@ -61,8 +59,8 @@ TEST_F(LineWriterTest, AReaderThatStopsStopsNobodyAndHearsWhatItHasMissed) {
 }
 
 TEST_F(LineWriterTest, WhatIsPrintedLastIsWaitedFor) {
-  LineWriter writer(ends_[1]);
-  ::fcntl(ends_[1], F_SETFL, O_NONBLOCK);
+  LineWriter writer(ours_.get());
+  ::fcntl(ours_.get(), F_SETFL, O_NONBLOCK);
   const std::string longLine(LineWriter::mostWaitingBytes - 100, 'x');
   std::string read;
   std::thread reader([&] { read = readTo("last\n"); });
@@ -72,7 +70,7 @@ TEST_F(LineWriterTest, WhatIsPrintedLastIsWaitedFor) {
   reader.join();
   EXPECT_EQ(read.size(), longLine.size() + 6);
 
-  stopReading();
+  readers_ = Descriptor();
   writer.add("to nobody");
   writer.finish(10);
 }

@@ -1,16 +1,13 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <csignal>
-#include <mutex>
+#include <future>
+#include <thread>
 
 #include "fakes/ManualQueue.h"
 #include "runtime/Descriptor.h"
-#include "runtime/NotificationCenter.h"
 #include "runtime/SerialQueue.h"
-#include "runtime/Timer.h"
 #include "support/QueueDriver.h"
 #include "support/SocketPair.h"
 
@@ -20,25 +17,17 @@ namespace {
 TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   const auto queue = SerialQueue::withThread("test");
   int count = 0;  // unguarded: the queue is the guard
-  std::mutex mutex;
-  std::condition_variable done;
-  bool isDone = false;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&] {
-      for (int turn = 0; turn < 1000; ++turn) queue->async([&] { ++count; });
-    });
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&] {
+        for (int turn = 0; turn < 1000; ++turn) queue->async([&] { ++count; });
+      });
+    }
   }
-  for (std::thread& thread : threads) thread.join();
-  queue->after(0.001, [&] {
-    queue->async([&] {
-      const std::lock_guard lock(mutex);
-      isDone = true;
-      done.notify_one();
-    });
-  });
-  std::unique_lock lock(mutex);
-  ASSERT_TRUE(done.wait_for(lock, std::chrono::seconds(10), [&] { return isDone; }));
+  std::promise<void> done;
+  queue->after(0.001, [&] { queue->async([&] { done.set_value(); }); });
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
   EXPECT_EQ(count, 4000);
 }
 
@@ -142,37 +131,6 @@ TEST_P(DescriptorWatchTest, NothingRunsAfterItHasGone) {
     });
     EXPECT_EQ(runs, 1);
   }
-}
-
-TEST(TimerTest, RepeatsUntilItIsLetGoOfEvenByItself) {
-  const auto queue = ManualQueue::make();
-  int ticks = 0;
-  std::shared_ptr<Timer> timer;
-  timer = Timer::repeating(queue, 2.0, [&] {
-    if (++ticks == 3) timer = nullptr;
-  });
-  queue->advance(1.9);
-  EXPECT_EQ(ticks, 0);
-  queue->advance(2.2);
-  EXPECT_EQ(ticks, 2);
-  queue->advance(100);
-  EXPECT_EQ(ticks, 3);
-}
-
-TEST(NotificationCenterTest, ObserversMayRemoveEachOtherWhileTheyAreTold) {
-  NotificationCenter center;
-  std::vector<std::string> calls;
-  NotificationCenter::Token second = 0;
-  const NotificationCenter::Token first = center.addObserver("name", &center, [&](const std::any&) {
-    calls.push_back("first");
-    center.removeObserver(second);
-  });
-  second = center.addObserver("name", &center, [&](const std::any&) { calls.push_back("second"); });
-  center.addObserver("name", nullptr, [&](const std::any&) { calls.push_back("other object"); });
-  center.post("name", &center, {});
-  center.removeObserver(first);
-  center.post("name", &center, {});
-  EXPECT_EQ(calls, std::vector<std::string>{"first"});
 }
 
 }  // namespace

@@ -31,23 +31,6 @@ class StreamTest : public testing::Test {
   int cleanups = 0;
 };
 
-TEST_F(StreamTest, DeliversWholeLengthsHoweverTheBytesArrive) {
-  open();
-  read(3);
-  read(2);
-  for (const char byte : std::string("abcde")) {
-    pair.send({&byte, 1});
-    queue->drain();
-  }
-  EXPECT_EQ(results, (std::vector<std::string>{"abc", "de"}));
-  read(4);
-  read(4);
-  pair.send("xy");
-  pair.hangUp();
-  queue->drain();
-  EXPECT_EQ(results, (std::vector<std::string>{"abc", "de", "xy", ""}));
-}
-
 std::size_t virtualMemory() {
   std::ifstream statistics("/proc/self/statm");
   std::size_t pages = 0;

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/Stranger.h"
+
 namespace tandemview {
 
 /// Plays the Avahi daemon on a private bus, on a thread of its own: it does what the real one would not do on request.
@@ -19,6 +21,7 @@ class AvahiStandIn {
   static constexpr const char* serverInterface = "org.freedesktop.Avahi.Server";
   static constexpr const char* browserInterface = "org.freedesktop.Avahi.ServiceBrowser";
   static constexpr const char* browserPath = "/Client0/ServiceBrowser0";
+  static constexpr const char* serviceType = "_scrstream._tcp";
   static constexpr std::int32_t running = 2;
 
   explicit AvahiStandIn(const std::string& busAddress)
@@ -64,29 +67,9 @@ class AvahiStandIn {
   }
 
   /// The browser has found a service.
-  void tellOfService(const std::string& name) { tellOfService(*bus_, *browser_, name); }
-
-  /// The same from any connection and its object. Everybody on the bus is told, one by one.
-  static void tellOfService(sdbus::IConnection& bus, sdbus::IObject& browser, const std::string& name) {
-    tellEverybody(bus, browser, browserInterface, "ItemNew", [&](sdbus::Signal& signal) {
-      signal << std::int32_t{1} << std::int32_t{0} << name << "_scrstream._tcp"
-             << "local" << std::uint32_t{0};
-    });
-  }
-  template <typename Fill>
-  static void tellEverybody(sdbus::IConnection& bus, sdbus::IObject& object, const char* interface, const char* name,
-                            Fill fill) {
-    std::vector<std::string> receivers;
-    sdbus::createProxy(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus")
-        ->callMethod("ListNames")
-        .onInterface("org.freedesktop.DBus")
-        .storeResultsTo(receivers);
-    for (const std::string& receiver : receivers) {
-      sdbus::Signal signal = object.createSignal(interface, name);
-      fill(signal);
-      signal.setDestination(receiver);
-      object.emitSignal(signal);
-    }
+  void tellOfService(const std::string& name) {
+    Stranger::tellEverybody(*bus_, browserPath, browserInterface, "ItemNew", std::int32_t{1}, std::int32_t{0}, name,
+                            serviceType, "local", std::uint32_t{0});
   }
 
  private:

@@ -1,38 +1,25 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <functional>
-#include <string>
-#include <vector>
-
-#include "support/TemporaryDirectory.h"
+#include "end_to_end/Program.h"
 
 namespace tandemview {
 
-/// Waits until the condition holds, for at most 20 seconds. Returns whether it does.
-bool waitUntil(const std::function<bool()>& condition);
-
-/// Runs a program on an X display to its end. Whether it was there and succeeded.
-bool runClient(const std::string& displayName, const std::vector<std::string>& command);
-
-/// A program on an X display, that others have written. It ends with the object.
-class ClientProcess {
+/// A program on an X display, that others have written. What it complains of is dropped.
+class ClientProcess : public Program {
  public:
-  ClientProcess(const std::string& displayName, const std::vector<std::string>& command);
-  ClientProcess(const ClientProcess&) = delete;
-  ClientProcess& operator=(const ClientProcess&) = delete;
-  ~ClientProcess();
-
-  /// What it has printed until now.
-  std::string output() const;
-
-  /// Waits until it has printed `text`.
-  bool hasPrinted(const std::string& text) const;
+  ClientProcess(const std::string& displayName, const std::vector<std::string>& command)
+      : Program(quiet(command), {{"DISPLAY", displayName},
+                                 {"LC_ALL", "C.UTF-8"},
+                                 {"NO_AT_BRIDGE", "1"},
+                                 {"GDK_BACKEND", "x11"},
+                                 {"GTK_IM_MODULE", "gtk-im-context-simple"}}) {}
 
  private:
-  TemporaryDirectory directory_;
-  pid_t process_ = 0;
+  static std::vector<std::string> quiet(const std::vector<std::string>& command) {
+    std::vector<std::string> words = {"/bin/sh", "-c", "exec \"$@\" </dev/null 2>/dev/null", "sh"};
+    words.insert(words.end(), command.begin(), command.end());
+    return words;
+  }
 };
 
 /// The input events that `xev` has printed, one each: "motion 1290,7", "button 1 press 1290,7", "press c", "release c",

@@ -7,12 +7,20 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "end_to_end/Program.h"
 
 namespace tandemview {
+
+/// The real one, in a /run of its own; needs root.
+inline std::unique_ptr<Program> startRealLogind(const std::string& busAddress) {
+  const std::vector<std::string> command = {
+      "/usr/bin/unshare", "-m", "/bin/sh", "-c",
+      "mount -t tmpfs none /run && cd /run && mkdir -p systemd/seats systemd/users systemd/sessions systemd/inhibit && "
+      "exec /lib/systemd/systemd-logind"};
+  auto logind = std::make_unique<Program>(command, Program::Environment{{"DBUS_SYSTEM_BUS_ADDRESS", busAddress}});
+  return logind->prints("New seat seat0") ? std::move(logind) : nullptr;
+}
 
 /// The test's own way to the stand-in for logind, which it started on the bus.
 class LogindStandIn {

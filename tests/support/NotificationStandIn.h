@@ -2,14 +2,9 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <map>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
-#include "support/TrayFixture.h"
+#include "support/ServedConnection.h"
 
 namespace tandemview {
 

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "companion/MuxDaemon.h"
 #include "fakes/ManualQueue.h"
 #include "runtime/NotificationCenter.h"
@@ -22,9 +18,12 @@ class PhoneStandIn final : public PTChannelDelegate, public std::enable_shared_f
     Data payload;
   };
 
-  static std::shared_ptr<PhoneStandIn> on(std::shared_ptr<ManualQueue> queue) {
+  static std::shared_ptr<PhoneStandIn> on(
+      std::shared_ptr<ManualQueue> queue,
+      std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>()) {
     auto phone = std::make_shared<PhoneStandIn>();
     phone->queue_ = std::move(queue);
+    phone->center = std::move(center);
     phone->daemon = *MuxDaemon::listeningAt(
         phone->directory_.path() + "/usbmuxd", phone->queue_,
         [weak = std::weak_ptr(phone)](std::int64_t, std::uint16_t) { return weak.lock()->connectResult; },
@@ -49,7 +48,7 @@ class PhoneStandIn final : public PTChannelDelegate, public std::enable_shared_f
     return result;
   }
 
-  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
+  std::shared_ptr<NotificationCenter> center;
   std::shared_ptr<MuxDaemon> daemon;
   std::shared_ptr<PTUSBHub> hub;
   std::shared_ptr<PTChannel> channel;

@@ -6,8 +6,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstdint>
-
 namespace tandemview {
 
 namespace {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "runtime/Descriptor.h"
 #include "support/TemporaryDirectory.h"

@@ -9,9 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "end_to_end/Program.h"
 #include "runtime/Descriptor.h"

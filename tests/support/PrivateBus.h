@@ -1,12 +1,9 @@
 #pragma once
 
-#include <signal.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
-#include <string>
 
 #include "end_to_end/Program.h"
 #include "support/TemporaryDirectory.h"

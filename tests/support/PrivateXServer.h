@@ -1,9 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <string>
 
+#include "end_to_end/Program.h"
 #include "support/TemporaryDirectory.h"
 
 namespace tandemview {
@@ -27,15 +27,14 @@ class PrivateXServer {
   void resume() const;
 
   /// Ends the server at once, as a crash does.
-  void kill();
+  void kill() { process_.reset(); }
 
  private:
-  void start(const std::string& configurationPath, const std::string& logPath);
-  void waitForEnd();
+  bool start();
 
   TemporaryDirectory directory_;
   std::string displayName_;
-  pid_t process_ = 0;
+  std::optional<Program> process_;
 };
 
 }  // namespace tandemview

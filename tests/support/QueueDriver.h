@@ -4,8 +4,6 @@
 
 #include <chrono>
 #include <future>
-#include <memory>
-#include <string>
 #include <thread>
 
 #include "fakes/ManualQueue.h"

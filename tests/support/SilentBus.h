@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "runtime/Socket.h"
 #include "support/TemporaryDirectory.h"
 

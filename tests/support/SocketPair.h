@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <string>
 #include <string_view>
 
 #include "runtime/Descriptor.h"

@@ -4,11 +4,7 @@
 #include <sys/socket.h>
 
 #include <cstring>
-#include <functional>
-#include <memory>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
 
 #include "fakes/ManualQueue.h"
 #include "runtime/Socket.h"

@@ -11,22 +11,29 @@ namespace tandemview {
 /// Somebody on the bus who sends signals in others' names, straight to everybody.
 class Stranger {
  public:
-  explicit Stranger(const std::string& address)
-      : bus_(sdbus::createSessionBusConnectionWithAddress(address)),
-        daemon_(sdbus::createProxy(*bus_, daemonName, daemonPath)) {}
+  explicit Stranger(const std::string& address) : bus_(sdbus::createSessionBusConnectionWithAddress(address)) {}
+
+  std::string name() const { return bus_->getUniqueName(); }
 
   /// Returns when the bus has passed it on.
   template <typename... Arguments>
   void send(const std::string& path, const std::string& interface, const std::string& signal,
             const Arguments&... arguments) {
-    const auto object = sdbus::createObject(*bus_, path);
-    for (const std::string& name : names()) {
+    tellEverybody(*bus_, path, interface, signal, arguments...);
+  }
+
+  /// The same from any connection.
+  template <typename... Arguments>
+  static void tellEverybody(sdbus::IConnection& bus, const std::string& path, const std::string& interface,
+                            const std::string& signal, const Arguments&... arguments) {
+    const auto object = sdbus::createObject(bus, path);
+    for (const std::string& name : names(bus)) {
       sdbus::Signal message = object->createSignal(interface, signal);
       (message << ... << arguments);
       message.setDestination(name);
       message.send();
     }
-    names();
+    names(bus);
   }
 
   /// That the owner of a name has gone.
@@ -38,14 +45,16 @@ class Stranger {
   static constexpr const char* daemonName = "org.freedesktop.DBus";
   static constexpr const char* daemonPath = "/org/freedesktop/DBus";
 
-  std::vector<std::string> names() {
+  static std::vector<std::string> names(sdbus::IConnection& bus) {
     std::vector<std::string> names;
-    daemon_->callMethod("ListNames").onInterface(daemonName).storeResultsTo(names);
+    sdbus::createProxy(bus, daemonName, daemonPath)
+        ->callMethod("ListNames")
+        .onInterface(daemonName)
+        .storeResultsTo(names);
     return names;
   }
 
   const std::unique_ptr<sdbus::IConnection> bus_;
-  const std::unique_ptr<sdbus::IProxy> daemon_;
 };
 
 }  // namespace tandemview

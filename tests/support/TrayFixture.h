@@ -1,45 +1,16 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdlib>
 #include <future>
-#include <memory>
-#include <string>
-#include <thread>
 
 #include "fakes/LogRecorder.h"
+#include "fakes/ManualQueue.h"
 #include "support/PrivateBus.h"
-#include "support/SharedManualQueue.h"
+#include "support/ServedConnection.h"
 
 namespace tandemview {
-
-/// With the first of these the library makes an object that all threads share, guarded in a way that ThreadSanitizer
-/// can't see: so it is made before there are threads.
-inline const sdbus::Variant firstVariant;
-
-/// A connection that a thread serves, until the end of the bus at the latest.
-class ServedConnection {
- public:
-  explicit ServedConnection(const std::string& address)
-      : bus_(sdbus::createSessionBusConnectionWithAddress(address)), thread_([this] {
-          try {
-            bus_->enterEventLoop();
-          } catch (const sdbus::Error&) {
-          }
-        }) {}
-  ~ServedConnection() {
-    bus_->leaveEventLoop();
-    thread_.join();
-  }
-
-  sdbus::IConnection& operator*() const { return *bus_; }
-
- private:
-  std::unique_ptr<sdbus::IConnection> bus_;
-  std::thread thread_;
-};
 
 /// A session bus of the test's own, with the adapters' queue on the test's thread. What the desktop's programs do on
 /// the bus runs on a thread of its own connection.
@@ -60,7 +31,7 @@ class TrayFixture : public testing::Test {
   }
 
   LogRecorder log_;
-  const std::shared_ptr<SharedManualQueue> queue_ = SharedManualQueue::make();
+  const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
   PrivateBus bus_;
 };
 

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 #include "end_to_end/Program.h"
 #include "support/TemporaryDirectory.h"

@@ -7,9 +7,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "end_to_end/Program.h"
+#include "runtime/Assertion.h"
+
 namespace tandemview {
 
-X11TestClient::X11TestClient(const std::string& displayName) : connection_(X11Connection::open(displayName)) {
+X11TestClient::X11TestClient(const std::string& displayName)
+    : displayName_(displayName), connection_(X11Connection::open(displayName)) {
   context_ = xcb_generate_id(connection_->get());
   const std::uint32_t includeInferiors = XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS;
   xcb_create_gc(connection_->get(), context_, connection_->root(), XCB_GC_SUBWINDOW_MODE, &includeInferiors);
@@ -41,15 +45,14 @@ std::string X11TestClient::arrangement() const {
   return text;
 }
 
-void X11TestClient::light(xcb_randr_output_t output) {
-  xcb_connection_t* const server = connection_->get();
-  const RandrLayout current = layout();
-  const xcb_randr_mode_t mode = current.activeCrtc(outputNamed("DUMMY0"))->mode;
-  connection_->succeeded(xcb_randr_add_output_mode_checked(server, output, mode));
-  const auto request =
-      xcb_randr_set_crtc_config(server, current.freeCrtc(*current.output(output))->id, XCB_CURRENT_TIME,
-                                current.configTimestamp, 0, 0, mode, XCB_RANDR_ROTATION_ROTATE_0, 1, &output);
-  owned(xcb_randr_set_crtc_config_reply(server, request, nullptr));
+void X11TestClient::xrandr(const std::string& arguments) const {
+  Program program({"/bin/sh", "-c", "exec xrandr " + arguments}, {{"DISPLAY", displayName_}});
+  require(program.wait() == 0, "xrandr does what it is told (package x11-xserver-utils)");
+}
+
+void X11TestClient::light(const std::string& output) const {
+  xrandr("--addmode " + output + " 1280x800");
+  xrandr("--output " + output + " --mode 1280x800 --same-as DUMMY0");
 }
 
 void X11TestClient::darken(xcb_randr_output_t output) {
@@ -58,10 +61,6 @@ void X11TestClient::darken(xcb_randr_output_t output) {
       xcb_randr_set_crtc_config(connection_->get(), current.activeCrtc(output)->id, XCB_CURRENT_TIME,
                                 current.configTimestamp, 0, 0, XCB_NONE, XCB_RANDR_ROTATION_ROTATE_0, 0, nullptr);
   owned(xcb_randr_set_crtc_config_reply(connection_->get(), request, nullptr));
-}
-
-void X11TestClient::makePrimary(xcb_randr_output_t output) {
-  connection_->succeeded(xcb_randr_set_output_primary_checked(connection_->get(), connection_->root(), output));
 }
 
 void X11TestClient::setEdid(xcb_randr_output_t output, const std::vector<std::uint8_t>& edid) {

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "capture/PixelBuffer.h"
 #include "platform/linux/x11/server/RandrLayout.h"
 #include "platform/linux/x11/server/X11Connection.h"
@@ -23,11 +19,12 @@ class X11TestClient {
   /// time. Equal texts are equal arrangements.
   std::string arrangement() const;
 
+  /// What a user does to the arrangement.
+  void xrandr(const std::string& arguments) const;
   /// Makes a dark output show the same part of the screen as DUMMY0.
-  void light(xcb_randr_output_t output);
+  void light(const std::string& output) const;
   /// Leaves the screen as large as it is.
   void darken(xcb_randr_output_t output);
-  void makePrimary(xcb_randr_output_t output);
   void setEdid(xcb_randr_output_t output, const std::vector<std::uint8_t>& edid);
 
   /// Paints in screen coordinates.
@@ -41,6 +38,7 @@ class X11TestClient {
   void movePointer(std::int16_t x, std::int16_t y);
 
  private:
+  std::string displayName_;
   std::shared_ptr<X11Connection> connection_;
   xcb_gcontext_t context_ = XCB_NONE;
 };

@@ -1,12 +1,9 @@
 #include "usb/PTChannel.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <set>
 
 #include "companion/MuxDaemon.h"
 #include "fakes/LogRecorder.h"
@@ -92,9 +89,7 @@ class PTChannelTest : public testing::TestWithParam<MakeQueueDriver> {
   }
   void connect() {
     on([&] {
-      client->connectToPort(listener->listeningPort(), loopback, [&](const std::optional<Error>& error) {
-        outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
-      });
+      client->connectToPort(listener->listeningPort(), loopback, record);
       EXPECT_TRUE(client->isConnected()) << "a channel that is still connecting counts";
     });
   }
@@ -121,6 +116,9 @@ class PTChannelTest : public testing::TestWithParam<MakeQueueDriver> {
   std::shared_ptr<PTChannel> client;
   std::shared_ptr<PTChannel> server;
   std::vector<std::string> outcomes;  // of the client's connects
+  const PTChannel::Callback record = [this](const std::optional<Error>& error) {
+    outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
+  };
   TemporaryDirectory directory;
   std::shared_ptr<MuxDaemon> daemon;
   std::vector<std::shared_ptr<Stream>> links;  // the daemon's ends of the connections to its device
@@ -201,9 +199,7 @@ TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
   on([&] {
     deadPort = listener->listeningPort();
     listener->close();
-    client->connectToPort(deadPort, loopback, [&](const std::optional<Error>& error) {
-      outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
-    });
+    client->connectToPort(deadPort, loopback, record);
   });
   ASSERT_TRUE(waitUntil([&] { return !outcomes.empty(); }));
   EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain " + std::to_string(ECONNREFUSED)});
@@ -223,9 +219,6 @@ TEST_P(PTChannelTest, AConnectUnderWayIsGivenUp) {
                                   .notificationCenter = std::make_shared<NotificationCenter>()});
     daemon->attach(7);
   });
-  const auto record = [&](const std::optional<Error>& error) {
-    outcomes.push_back(error ? error->domain + " " + std::to_string(error->code) : "connected");
-  };
   const std::function<void()> connects[] = {
       [&] { client->connectToPort(listener->listeningPort(), loopback, record); },
       [&] { client->connectToPort(2345, hub, 7, record); },
@@ -304,6 +297,7 @@ TEST_P(PTChannelTest, DescribesItself) {
   EXPECT_TRUE(listener->description().ends_with(" (listening)>")) << listener->description();
   EXPECT_EQ(client->peerAddress()->description(), "127.0.0.1:" + std::to_string(listener->listeningPort()));
   EXPECT_EQ(PTAddress().description(), "(?)");
+  EXPECT_EQ(PTAddress().port(), 0);
 }
 
 }  // namespace

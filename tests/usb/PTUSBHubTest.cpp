@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-
 #include "fakes/LogRecorder.h"
 #include "support/SocketPair.h"
 #include "support/StandInDaemon.h"
@@ -27,7 +25,10 @@ class PTUSBHubTest : public testing::Test {
   }
   void listen() {
     makeHub();
-    daemon.send(0, StandInDaemon::packet(1, {{"MessageType", "Result"}, {"Number", 0}}));
+    say(0, 1, {{"MessageType", "Result"}, {"Number", 0}});
+  }
+  void say(std::size_t connection, std::uint32_t tag, const PropertyList& payload) {
+    daemon.send(connection, StandInDaemon::packet(tag, payload));
     queue->drain();
   }
   void connect() {
@@ -153,8 +154,7 @@ TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
   daemon.send(0, StandInDaemon::packet(1, 8, 99, ""));
   daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Paired"}}));
   daemon.send(0, StandInDaemon::packet(0, 1, 0, "old"));
-  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}, {"DeviceID", 1}}));
-  queue->drain();
+  say(0, 0, {{"MessageType", "Attached"}, {"DeviceID", 1}});
   EXPECT_EQ(log.take(),
             (std::vector<std::string>{
                 "Warning: Ignoring reply packet for which there is no registered callback. Packet => {\"Number\":0}",
@@ -165,8 +165,7 @@ TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
 
 TEST_F(PTUSBHubTest, ADaemonThatRestartsIsListenedToAgain) {
   listen();
-  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}, {"DeviceID", 5}}));
-  queue->drain();
+  say(0, 0, {{"MessageType", "Attached"}, {"DeviceID", 5}});
   notifications.clear();
   daemon.stop();
   queue->drain();
@@ -188,12 +187,10 @@ TEST_F(PTUSBHubTest, ADaemonThatRestartsIsListenedToAgain) {
 
 TEST_F(PTUSBHubTest, ADaemonThatRefusesIsAskedAgain) {
   makeHub();
-  daemon.send(0, StandInDaemon::packet(1, {{"Number", 1}}));
-  queue->drain();
+  say(0, 1, {{"Number", 1}});
   queue->advance(2.1);
   ASSERT_EQ(daemon.connections.size(), 2u);
-  daemon.send(1, StandInDaemon::packet(1, {{"Number", 0}}));
-  queue->drain();
+  say(1, 1, {{"Number", 0}});
   EXPECT_EQ(log.take(), (std::vector<std::string>{
                             "PTUSBHub failed to initialize: Error Domain=PTUSBHubError Code=1 \"illegal command\"",
                             "✅ PTUSBHub: The USB daemon is there - listening for devices"}));

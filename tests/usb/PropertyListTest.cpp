@@ -47,6 +47,7 @@ TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
     std::optional<PropertyList> expected;
   } cases[] = {
       {"<!-- <array> --><string a=\"b\"> x </string>", " x "},
+      {"<!--> <array> --><true/>", true},
       {"<true></true>", true},
       {" <array>\n<false/> <array/>\t<dict/><string/></array>",
        PropertyList{false, PropertyList::array(), PropertyList::object(), ""}},
@@ -56,6 +57,8 @@ TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
       {"<real>-1.5e3</real>", -1500.0},
       {"<integer>x</integer>", std::nullopt},
       {"<integer>[1]</integer>", std::nullopt},
+      {"<integer>true</integer>", std::nullopt},
+      {"<date>2001-01-02T00:00:01+</date>", std::nullopt},
       {"<date>2001-13-02T00:00:01Z</date>", std::nullopt},
       {"<data>A*</data>", std::nullopt},
       {"<string>&#65;</string>", std::nullopt},
@@ -66,6 +69,8 @@ TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
       {"<!-- <true/>", std::nullopt},
       {"<unknown/>", std::nullopt},
       {"<true/><key>second</key>", std::nullopt},
+      {"<true/><string>second</string><true/>", std::nullopt},
+      {"<string>&amp", std::nullopt},
       {"", std::nullopt},
   };
   for (const auto& each : cases) {
@@ -127,23 +132,54 @@ TEST(PropertyListTest, WhatIsReadStaysWithinItsBounds) {
   EXPECT_FALSE(isRead(binaryList({"\xd1\x01\x02", "\x51k", "\xa1\x02"}))) << "an array that holds itself";
 }
 
+TEST(PropertyListTest, ReadsBinaryValuesAsDaemonsWriteThem) {
+  using namespace std::string_literals;
+  const std::string zeros(16, '\0');
+  const struct {
+    std::string object;
+    std::optional<PropertyList> expected;
+  } cases[] = {
+      {"\x13\xff\xff\xff\xff\xff\xff\xff\xff", -1},
+      {"\x14" + zeros.substr(8) + "\xff" + zeros.substr(9), 0xff00000000000000u},
+      {"\x22\x3f\x80\0\0"s, 1.0},
+      {"\x33\x3f\xf0" + zeros.substr(10), 1.0},
+      {"\x80\x07", 7},
+      {"\x61\xe0\0"s, "\uE000"},
+      {"\x62\xd8\0\xdc\0"s, "\U00010000"},
+      {"\x5f\x10\x01!", "!"},
+      {"\x14" + zeros.substr(9) + "\x01" + zeros.substr(8), std::nullopt},
+      {"\x15" + zeros + zeros, std::nullopt},
+      {"\x14", std::nullopt},
+      {"\x21" + zeros, std::nullopt},
+      {"\x32" + zeros, std::nullopt},
+      {"\x5f\x50" + zeros, std::nullopt},
+      {"\x5f\x13\xff\xff\xff\xff\xff\xff\xff\xff", std::nullopt},
+      {"\x61\xd8\x01", std::nullopt},
+      {"\x62\xdc\0\xdc\0"s, std::nullopt},
+      {"\x6f\x10\x28", std::nullopt},
+      {"\x5f\x10\x30", std::nullopt},
+      {"\x70", std::nullopt},
+  };
+  for (const auto& [object, expected] : cases) {
+    const auto dictionary = dictionaryWithContentsOfData(binaryList({"\xd1\x01\x02", "\x51k", object}));
+    EXPECT_EQ(dictionary ? std::optional(dictionary->at("k")) : std::nullopt, expected)
+        << testing::PrintToString(object);
+  }
+}
+
 TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
   const std::vector<std::string> cases = {
       "",
       "garbage",
       "<plist><string>no</string></plist>",
       "<dict/>",
+      "<other><dict/></plist>",
+      "<plist><dict/></dict>",
       "<?xml version=\"1.0\"?><plist><dict><key>unfinished",
       "bplist00\xff\xff\xff\xff",
       std::string(binaryList({"\x51k"}).text()),
       std::string(binaryList({"\xd1\x01\x02", "\x09", "\x09"}).text()),
       std::string(binaryList({"\xd1\x01\x05", "\x51k"}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x5f\x13\xff\xff\xff\xff\xff\xff\xff\xff"}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x61\xd8\x01"}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", std::string("\x62\xdc\0\xdc\0", 5)}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x6f\x10\x28"}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x14"}).text()),
-      std::string(binaryList({"\xd1\x01\x02", "\x51k", "\x70"}).text()),
   };
   for (std::size_t index = 0; index < cases.size(); ++index) {
     EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(cases[index]))) << index;

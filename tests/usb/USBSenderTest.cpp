@@ -11,9 +11,9 @@
 namespace tandemview {
 namespace {
 
-class USBSenderTest : public testing::Test {
+class USBSenderFixture : public testing::Test {
  protected:
-  USBSenderTest() {
+  USBSenderFixture() {
     sender->onClientConnected = [this] { calls.push_back("connected"); };
     sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
     sender->onDeviceInfo = [this](const MacProtocol::DeviceInfo& info) {
@@ -22,6 +22,25 @@ class USBSenderTest : public testing::Test {
     sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->onKeyEvent = [this](const Data& data) { calls.push_back("key " + std::string(data.text())); };
     sender->onRoomForFrames = [this] { calls.push_back("room"); };
+  }
+
+  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
+  LogRecorder log;
+  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
+  std::shared_ptr<PTUSBHub> hub;
+  std::shared_ptr<USBSender> sender =
+      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
+                                                                .notificationCenter = center,
+                                                                .clock = std::make_shared<ManualClock>(queue, 1.5),
+                                                                .program = {.name = "Tandemview"},
+                                                                .sharedHub = [this] { return hub; }});
+  std::vector<std::string> calls;
+};
+
+class USBSenderTest : public USBSenderFixture {
+ protected:
+  USBSenderTest() {
+    hub = phone->hub;
     sender->start();
     queue->drain();
     log.take();
@@ -31,16 +50,7 @@ class USBSenderTest : public testing::Test {
     queue->drain();
   }
 
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  LogRecorder log;
-  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue);
-  std::shared_ptr<USBSender> sender =
-      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
-                                                                .notificationCenter = phone->center,
-                                                                .clock = std::make_shared<ManualClock>(queue, 1.5),
-                                                                .program = {.name = "Tandemview"},
-                                                                .sharedHub = [this] { return phone->hub; }});
-  std::vector<std::string> calls;
+  std::shared_ptr<PhoneStandIn> phone = PhoneStandIn::on(queue, center);
 };
 
 TEST_F(USBSenderTest, ConnectsGreetsAndHandsOnWhatThePhoneSays) {
@@ -95,10 +105,16 @@ TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
 }
 
 TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
+  sender->startRetryTimer();
+  queue->advance(2.1);
+  EXPECT_TRUE(log.take().empty()) << "there is no device yet";
+  sender->stopRetryTimer();
   phone->connectResult = 3;
   attach(7);
   log.take();
-  queue->advance(4.1);
+  queue->advance(1);
+  sender->startRetryTimer();  // it runs already
+  queue->advance(3.1);
   EXPECT_EQ(log.take(), (std::vector<std::string>{
                             "🔄 USBSender: Timer retry...", "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
                             "❌ USBSender: Failed to connect: connection refused", "🔄 USBSender: Timer retry...",
@@ -119,6 +135,11 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   queue->advance(2.1);
   EXPECT_EQ(calls.size(), 3u);
   EXPECT_FALSE(sender->isRetrying());
+  sender->startRetryTimer();
+  log.take();
+  queue->advance(2.1);
+  EXPECT_FALSE(sender->isRetrying()) << "the link stands";
+  EXPECT_TRUE(log.take().empty());
 }
 
 TEST_F(USBSenderTest, TellsDevicesApart) {
@@ -139,16 +160,13 @@ TEST_F(USBSenderTest, TellsDevicesApart) {
 }
 
 /// With a daemon that answers when the test says so.
-class USBSenderAttemptsTest : public testing::Test {
+class USBSenderAttemptsTest : public USBSenderFixture {
  protected:
   USBSenderAttemptsTest() {
     hub = PTUSBHub::listeningHub(
         {.socketPath = daemon.socketPath(), .program = {}, .queue = queue, .notificationCenter = center});
     queue->drain();
     daemon.send(0, StandInDaemon::packet(1, {{"MessageType", "Result"}, {"Number", 0}}));
-    sender->onClientConnected = [this] { calls.push_back("connected"); };
-    sender->onClientDisconnected = [this] { calls.push_back("disconnected"); };
-    sender->onTouchEvent = [this](const Data& data) { calls.push_back("touch " + std::string(data.text())); };
     sender->start();
     queue->drain();
   }
@@ -177,21 +195,12 @@ class USBSenderAttemptsTest : public testing::Test {
   }
 
   using Connections = std::vector<std::size_t>;
-  std::shared_ptr<ManualQueue> queue = ManualQueue::make();
-  LogRecorder log;
   StandInDaemon daemon{queue};
-  std::shared_ptr<NotificationCenter> center = std::make_shared<NotificationCenter>();
-  std::shared_ptr<PTUSBHub> hub;
-  std::shared_ptr<USBSender> sender =
-      std::make_shared<USBSender>(2345, USBSender::Surroundings{.mainQueue = queue,
-                                                                .notificationCenter = center,
-                                                                .clock = std::make_shared<ManualClock>(queue),
-                                                                .program = {},
-                                                                .sharedHub = [this] { return hub; }});
-  std::vector<std::string> calls;
 };
 
 TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {
+  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}}));
+  daemon.send(0, StandInDaemon::packet(0, {{"MessageType", "Attached"}, {"DeviceID", "7"}}));
   announce("Attached", 7);
   queue->advance(4.1);  // two retries while the daemon thinks
   ASSERT_EQ(openConnections(), (Connections{1, 2, 3}));
@@ -214,11 +223,12 @@ TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {
     const char* name;
     std::function<void()> reason;
     Connections left;
+    bool isTold;
   } cases[] = {
-      {"the sender stops", [&] { sender->stop(); }, {}},
-      {"the device goes", [&] { announce("Detached", 7); }, {}},
-      {"another device goes", [&] { announce("Detached", 9); }, {1, 2}},
-      {"another device comes", [&] { announce("Attached", 8); }, {3}},
+      {"the sender stops", [&] { sender->stop(); }, {}, false},
+      {"the device goes", [&] { announce("Detached", 7); }, {}, true},
+      {"another device goes", [&] { announce("Detached", 9); }, {1, 2}, false},
+      {"another device comes", [&] { announce("Attached", 8); }, {3}, false},
   };
   for (const auto& each : cases) {
     SCOPED_TRACE(each.name);
@@ -229,16 +239,21 @@ TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {
     each.reason();
     queue->drain();
     EXPECT_EQ(openConnections(), each.left);
-    calls.clear();
+    EXPECT_EQ(std::exchange(calls, {}).size(), each.isTold ? 1u : 0u);
     for (const std::size_t connection : {1, 2}) accept(connection);
     EXPECT_EQ(calls.empty(), each.left.size() < 2) << "a late answer is none";
     for (const std::string& line : log.take()) EXPECT_FALSE(line.starts_with("❌")) << line;
 
     sender->stop();
+    queue->drain();
+    calls.clear();
+    daemon.connections.resize(1);
+    queue->advance(2.1);
+    EXPECT_TRUE(openConnections().empty()) << "no retry either";
+    sender->start();
     announce("Detached", 7);
     announce("Detached", 8);
-    daemon.connections.resize(1);
-    sender->start();
+    EXPECT_TRUE(calls.empty()) << "of before";
   }
 }
 
@@ -301,14 +316,6 @@ TEST_F(USBSenderTest, StopEndsEverything) {
   queue->advance(10);
   EXPECT_EQ(phone->connectedTo.size(), 1u);
   EXPECT_EQ(calls, std::vector<std::string>{"connected"});
-
-  phone->connectResult = 3;
-  sender->start();
-  attach(9);
-  sender->stop();
-  phone->connectResult = 0;
-  queue->advance(10);
-  EXPECT_EQ(phone->connectedTo.size(), 1u) << "no retry either";
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <set>
 
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualWallClock.h"

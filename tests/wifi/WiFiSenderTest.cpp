@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
-
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/ManualWallClock.h"
@@ -130,7 +128,7 @@ class WiFiSenderTest : public testing::Test {
                                .userDefaults = userDefaults,
                                .clock = std::make_shared<ManualClock>(queue, 2.0 - 0.3 - 0.3 - 0.5),
                                .wallClock = wallClock,
-                               .program = {.name = "Tandemview"}});
+                               .program = {.name = "Tandemview", .shortVersion = "1.2"}});
 };
 
 TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
@@ -164,7 +162,7 @@ TEST_F(WiFiSenderTest, FindsThePhoneOfItsCodeAndGreetsIt) {
   EXPECT_EQ(log.take(), Lines{"✅ WiFiSender: Connected to iPhone via P2P WiFi!"});
   EXPECT_FALSE(browser().isRunning());
   EXPECT_EQ(link().takeSent(),
-            Lines{envelope(R"({"build":"0","features":["resize"],"kind":"macInfo","version":"0"})")});
+            Lines{envelope(R"({"build":"0","features":["resize"],"kind":"macInfo","version":"1.2"})")});
   queue->advance(0.49);
   EXPECT_TRUE(calls.empty());
   queue->advance(0.01);
@@ -207,10 +205,16 @@ TEST_F(WiFiSenderTest, HoldsThePhoneUpWhileTheMainQueueIsBusy) {
   queue->drain();
   EXPECT_EQ(calls, expected);
   EXPECT_EQ(link().takeSent().size(), 1u) << "the ping behind the flood";
-  queue->advance(10);
+  queue->advance(9);
   EXPECT_TRUE(sender->isLive()) << "the silence was ours";
   EXPECT_TRUE(log.take().empty());
-  queue->advance(2);
+  mainQueue->isBusy = true;
+  for (int number = 0; number < 16; ++number) say(touch(number));  // and nothing behind them
+  queue->advance(30);
+  mainQueue->goOn();
+  queue->advance(9);
+  EXPECT_TRUE(sender->isLive());
+  queue->advance(3);
   EXPECT_FALSE(sender->isLive());
 }
 
@@ -422,27 +426,27 @@ TEST_F(WiFiSenderTest, ReportsOfAnEarlierLinkDoNotTouchTheNext) {
 }
 
 TEST_F(WiFiSenderTest, ConnectsOnlyToWhoMayBeThePhone) {
-  const Lines codes = {"ScrRcv-10", "ScrRcv-11", "ScrRcv-12", "ScrRcv-13", "ScrRcv-47"};
-  const WiFiBrowser::HostNames rogue = {"rogue.local"};
+  const Lines codes = {"10", "11", "12", "13", "47"};
+  Lines names;
+  for (const std::string& code : codes) names.push_back("ScrRcv-" + code);
+  using Hosts = std::map<std::string, WiFiBrowser::HostNames>;
+  const auto rogueHas = [](const Lines& announced) {
+    Hosts hosts;
+    for (const std::string& code : announced) hosts["ScrRcv-" + code] = {"rogue.local"};
+    return hosts;
+  };
   struct Case {
     const char* name;
-    std::map<std::string, WiFiBrowser::HostNames> hosts;
+    Hosts hosts;
     std::string line;  // none: it connects
     Lines calls;
   };
   for (const Case& each : std::vector<Case>{
            {"a phone among other phones", {}, "", {}},
            {"a host that the system can't name", {{"ScrRcv-47", {}}}, "", {}},
-           {"a phone whose user typed three wrong codes before",
-            {{"ScrRcv-47", rogue}, {"ScrRcv-10", rogue}, {"ScrRcv-11", rogue}, {"ScrRcv-12", rogue}},
-            "",
-            {}},
+           {"a phone whose user typed three wrong codes before", rogueHas({"47", "10", "11", "12"}), "", {}},
            {"one host with many codes",
-            {{"ScrRcv-47", rogue},
-             {"ScrRcv-10", rogue},
-             {"ScrRcv-11", rogue},
-             {"ScrRcv-12", rogue},
-             {"ScrRcv-13", rogue}},
+            rogueHas(codes),
             "⚠️ WiFiSender: Ignoring rogue.local: it announces 5 pairing codes, and a phone has one",
             {}},
            {"two hosts with our code",
@@ -463,7 +467,7 @@ TEST_F(WiFiSenderTest, ConnectsOnlyToWhoMayBeThePhone) {
     calls.clear();
     const std::size_t connections = network->connections().size();
     browser().hosts = each.hosts;
-    find(codes);
+    find(names);
     Lines lines = log.take();
     lines.erase(lines.begin(), lines.begin() + 4);  // of the strangers
     EXPECT_EQ(calls, each.calls);

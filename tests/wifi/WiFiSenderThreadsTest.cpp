@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <thread>
 
 #include "fakes/LogRecorder.h"
@@ -77,21 +76,16 @@ TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
       link->deliver(std::string("\0\0\0\x08", 4) + "12345678");
       link->deliver(std::string("\0\0\0\x16", 4) + R"({"type":1,"x":1,"y":1})");
     });
+    const std::function<void(RecordingWiFiNetwork::Connection&)> ends[] = {
+        [](auto& link) { link.fail({.domain = "test", .code = 1, .description = "broken"}); },
+        [](auto& link) { link.deliver(std::string(100, '\0')); },
+        [&](auto&) { hastyMain->async([sender] { sender->start(); }); },
+    };
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     for (int turn = 0; turn < 30; ++turn) {
       const int before = linksUp;
       while (linksUp == before && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-      const auto link = network->connections().back();
-      switch (turn % 3) {
-        case 0:
-          link->fail({.domain = "test", .code = 1, .description = "broken"});
-          break;
-        case 1:
-          link->deliver(std::string(100, '\0'));
-          break;
-        default:
-          hastyMain->async([sender] { sender->start(); });
-      }
+      ends[turn % 3](*network->connections().back());
     }
     EXPECT_GE(linksUp, 30);
     EXPECT_GT(touches, 0);

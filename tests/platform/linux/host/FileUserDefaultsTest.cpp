@@ -5,9 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <vector>
 
 #include "fakes/LogRecorder.h"
 #include "support/TemporaryDirectory.h"
@@ -15,34 +13,37 @@
 namespace tandemview {
 namespace {
 
-TEST(FileUserDefaultsTest, KeepsEveryTypeAcrossRuns) {
+class FileUserDefaultsTest : public testing::Test {
+ protected:
   const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/new/folder/settings.json";
+  const std::string path = directory.path() + "/settings.json";
+  LogRecorder log;
+};
+
+TEST_F(FileUserDefaultsTest, KeepsEveryTypeAcrossRuns) {
+  const std::string inNewFolder = directory.path() + "/new/folder/settings.json";
   {
-    FileUserDefaults defaults(path);
+    FileUserDefaults defaults(inNewFolder);
     EXPECT_FALSE(defaults.string("quality"));
     defaults.setString("quality", "sharp");
     defaults.setBoolean("launch", true);
     defaults.setDate("made", 1700000000.25);
   }
-  const FileUserDefaults defaults(path);
+  const FileUserDefaults defaults(inNewFolder);
   EXPECT_EQ(defaults.string("quality"), "sharp");
   EXPECT_EQ(defaults.boolean("launch"), true);
   EXPECT_EQ(defaults.date("made"), 1700000000.25);
   EXPECT_FALSE(defaults.string("launch")) << "another type is no value";
   EXPECT_FALSE(defaults.date("quality"));
   struct stat status {};
-  ASSERT_EQ(::stat(path.c_str(), &status), 0);
+  ASSERT_EQ(::stat(inNewFolder.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
-TEST(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/settings.json";
+TEST_F(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
   for (const std::string& content :
        {std::string(), std::string("{\"quality\": \"sh"), std::string("[1]"), std::string("\xff\0\xfe", 3)}) {
     std::ofstream(path) << content;
-    LogRecorder log;
     FileUserDefaults defaults(path);
     EXPECT_EQ(log.take().size(), 1u);
     EXPECT_TRUE(std::filesystem::exists(path + ".damaged"));
@@ -51,20 +52,16 @@ TEST(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
   }
 }
 
-TEST(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
-  LogRecorder log;
-  const TemporaryDirectory directory;
+TEST_F(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
   std::filesystem::create_symlink("nowhere", directory.path() + "/configuration");
-  const std::string path = directory.path() + "/configuration/tandemview/settings.json";
-  FileUserDefaults defaults(path);
+  const std::string behind = directory.path() + "/configuration/tandemview/settings.json";
+  FileUserDefaults defaults(behind);
   defaults.setString("quality", "sharp");
   EXPECT_EQ(defaults.string("quality"), "sharp") << "for this run";
-  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + path + ": File exists"});
+  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + behind + ": File exists"});
 }
 
-TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/settings.json";
+TEST_F(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {
   const std::vector<std::pair<const char*, std::function<void()>>> cases = {
       {"a directory", [&] { std::filesystem::create_directory(path); }},
       {"a FIFO that nobody writes to", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
@@ -75,7 +72,6 @@ TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {
     std::filesystem::remove(path);
     lay();
     const auto before = std::filesystem::symlink_status(path).type();
-    LogRecorder log;
     FileUserDefaults defaults(path);
     EXPECT_EQ(log.take().size(), 1u) << name;
     defaults.setString("quality", "sharp");
@@ -86,9 +82,7 @@ TEST(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {
   }
 }
 
-TEST(FileUserDefaultsTest, ALinkStaysALink) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/settings.json";
+TEST_F(FileUserDefaultsTest, ALinkStaysALink) {
   std::filesystem::create_symlink("second", path);
   std::filesystem::create_symlink("elsewhere/settings", directory.path() + "/second");
   for (const char* quality : {"sharp", "smooth"}) {  // the first writes the file
@@ -98,9 +92,7 @@ TEST(FileUserDefaultsTest, ALinkStaysALink) {
   }
 }
 
-TEST(FileUserDefaultsTest, DeepValuesAreDropped) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/settings.json";
+TEST_F(FileUserDefaultsTest, DeepValuesAreDropped) {
   std::ofstream(path) << "{\"foreign\":" << std::string(400'000, '[') << std::string(400'000, ']')
                       << ", \"quality\": \"sharp\"}";
   FileUserDefaults defaults(path);

@@ -10,33 +10,14 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "end_to_end/Program.h"
 #include "platform/linux/host/Succession.h"
+#include "runtime/FileContents.h"
 #include "support/TemporaryDirectory.h"
 
 namespace tandemview {
 namespace {
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-TEST(LinuxApplicationTest, AFileIsReplacedAndALinkIsNotFollowed) {
-  const TemporaryDirectory directory;
-  LinuxApplication application({});
-  const std::string victim = directory.path() + "/victim";
-  const std::string script = directory.path() + "/script.sh";
-  std::ofstream(victim) << "precious";
-  std::filesystem::create_symlink(victim, script);
-  EXPECT_TRUE(application.writeFile(script, "#!/bin/bash\ntrue"));
-  EXPECT_EQ(contentOf(victim), "precious");
-  EXPECT_EQ(contentOf(script), "#!/bin/bash\ntrue");
-  EXPECT_FALSE(std::filesystem::is_symlink(script));
-  EXPECT_FALSE(application.writeFile("/proc/nowhere/script.sh", ""));
-}
 
 TEST(LinuxApplicationTest, RunsToolsAndTellsHowTheyEnded) {
   LinuxApplication application({});
@@ -79,7 +60,7 @@ TEST(LinuxApplicationTest, WhatStartsItAnewIsLeftWhatTheNextCopyNeeds) {
       {"-c", "cd " + directory.path() + "; echo $TANDEMVIEW_SUCCESSION >new; mv new told; read line <end"});
   ASSERT_TRUE(child);
   ASSERT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(told); }));
-  EXPECT_TRUE(contentOf(told).starts_with(std::to_string(::getpid()) + ":"));
+  EXPECT_TRUE(contentsOfRegularFile(told)->starts_with(std::to_string(::getpid()) + ":"));
   held = Descriptor();
   pollfd ended = {.fd = lock.get(), .events = POLLIN, .revents = 0};
   EXPECT_EQ(::poll(&ended, 1, 0), 0) << "the lock was let go";

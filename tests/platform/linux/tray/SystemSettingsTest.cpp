@@ -12,6 +12,7 @@
 #include "platform/linux/host/LogindLidInhibitor.h"
 #include "platform/linux/host/ProcfsResources.h"
 #include "platform/linux/x11/X11Permissions.h"
+#include "support/LogindStandIn.h"
 #include "support/PrivateBus.h"
 #include "support/PrivateXServer.h"
 
@@ -24,11 +25,8 @@ TEST(LogindLidInhibitorTest, LogindKeepsTheLock) {
   PrivateBus bus;
   bus.start();
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
-  Program logind({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
-                  "mount -t tmpfs none /run && cd /run && mkdir -p systemd/seats systemd/users systemd/sessions "
-                  "systemd/inhibit && exec /lib/systemd/systemd-logind"},
-                 {});
-  ASSERT_TRUE(logind.prints("New seat seat0")) << logind.output();
+  const auto logind = startRealLogind(bus.address());
+  ASSERT_TRUE(logind);
 
   LogRecorder log;
   LogindLidInhibitor lid;
@@ -58,7 +56,7 @@ TEST(LogindLidInhibitorTest, LogindKeepsTheLock) {
   log.take();
 
   // One that has hung costs a line and a few seconds.
-  ::kill(logind.process(), SIGSTOP);
+  ::kill(logind->process(), SIGSTOP);
   const auto begin = std::chrono::steady_clock::now();
   lid.setPrevented(true);
   EXPECT_FALSE(lid.isPrevented());

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <future>
-#include <optional>
 
 #include "platform/linux/wifi/WiFiNetworkFixture.h"
 #include "support/AvahiStandIn.h"
@@ -41,18 +40,12 @@ class AvahiDaemonTest : public WiFiNetworkFixture {
 TEST_F(AvahiDaemonTest, BelievesTheDaemonAlone) {
   browse();
   ASSERT_TRUE(becomesReady());
-  const auto impostor = sdbus::createSessionBusConnectionWithAddress(bus.address());
-  const auto browserObject = sdbus::createObject(*impostor, AvahiStandIn::browserPath);
-  const auto busObject = sdbus::createObject(*impostor, "/org/freedesktop/DBus");
-  const auto server = sdbus::createObject(*impostor, "/");
-  const std::string name = impostor->getUniqueName();
-  for (const std::string& newOwner : {name, std::string()}) {
-    AvahiStandIn::tellEverybody(*impostor, *busObject, "org.freedesktop.DBus", "NameOwnerChanged",
-                                [&](sdbus::Signal& signal) {
-                                  signal << "org.freedesktop.Avahi"
-                                         << "" << newOwner;
-                                });
-    AvahiStandIn::tellOfService(*impostor, *browserObject, "ScrRcv-66");
+  Stranger impostor(bus.address());
+  for (const std::string& newOwner : {impostor.name(), std::string()}) {
+    impostor.send("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged", "org.freedesktop.Avahi", "",
+                  newOwner);
+    impostor.send(AvahiStandIn::browserPath, AvahiStandIn::browserInterface, "ItemNew", std::int32_t{1},
+                  std::int32_t{0}, "ScrRcv-66", AvahiStandIn::serviceType, "local", std::uint32_t{0});
   }
   daemon->tellOfService("ScrRcv-47");
   EXPECT_TRUE(finds({"ScrRcv-47"}));

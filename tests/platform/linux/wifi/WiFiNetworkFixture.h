@@ -2,11 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "end_to_end/Program.h"
 #include "fakes/LogRecorder.h"

@@ -12,7 +12,6 @@
 
 #include "platform/linux/picture/FramePacer.h"
 #include "platform/linux/x11/capture/X11CaptureSystem.h"
-#include "platform/linux/x11/capture/X11PixelBufferPool.h"
 #include "platform/linux/x11/display/RandrScreen.h"
 #include "runtime/SerialQueue.h"
 #include "support/PrivateXServer.h"
@@ -163,18 +162,17 @@ TEST_F(X11CaptureTest, ShowsWhatIsPaintedAndTellsWhere) {
   ASSERT_EQ(start(), std::nullopt);
   EXPECT_EQ(next()->damage(), (Damage{{0, 0, 200, 300}}));
 
-  struct Step {
+  const struct {
     PixelRectangle painted;  // on the screen
     std::uint32_t color;
     Damage damage;  // of the picture; none: no picture
-  };
-  const std::vector<Step> steps = {{{1290, 20, 50, 10}, red, {{10, 20, 50, 10}}},
-                                   {{1300, 280, 180, 20}, green, {{20, 280, 180, 20}}},
-                                   {{1000, 100, 280, 50}, red, {}},
-                                   {{1200, 500, 200, 50}, red, {}},
-                                   {{1270, 290, 20, 300}, blue, {{0, 290, 10, 10}}},
-                                   {{1280, 0, 1, 1}, red, {{0, 0, 1, 1}}}};
-  for (const Step& step : steps) {
+  } steps[] = {{{1290, 20, 50, 10}, red, {{10, 20, 50, 10}}},
+               {{1300, 280, 180, 20}, green, {{20, 280, 180, 20}}},
+               {{1000, 100, 280, 50}, red, {}},
+               {{1200, 500, 200, 50}, red, {}},
+               {{1270, 290, 20, 300}, blue, {{0, 290, 10, 10}}},
+               {{1280, 0, 1, 1}, red, {{0, 0, 1, 1}}}};
+  for (const auto& step : steps) {
     client_.paint(step.painted, step.color);
     if (step.damage.empty()) continue;
     // The next picture is of this step: those outside the display have made none.
@@ -211,19 +209,18 @@ TEST_F(X11CaptureTest, DrawsTheCursorAndErasesItAgain) {
   client_.paint({1280, 0, 200, 300}, blue);
   ASSERT_EQ(start(), std::nullopt);
   next();
-  struct Step {
+  const struct {
     std::int16_t x, y;  // of the pointer, on the screen
     Damage damage;      // none: no picture
     std::vector<std::pair<int, int>> covered;
-  };
-  const std::vector<Step> steps = {{1300, 50, {{20, 50, 16, 16}}, {{20, 50}, {35, 65}}},
-                                   {1330, 70, {{20, 50, 16, 16}, {50, 70, 16, 16}}, {{50, 70}}},
-                                   {1475, 295, {{50, 70, 16, 16}, {195, 295, 5, 5}}, {{199, 299}}},
-                                   {1275, 100, {{0, 100, 11, 16}, {195, 295, 5, 5}}, {{0, 100}, {10, 115}}},
-                                   {900, 100, {{0, 100, 11, 16}}, {}},
-                                   {100, 500, {}, {}},
-                                   {1380, 100, {{100, 100, 16, 16}}, {{100, 100}}}};
-  for (const Step& step : steps) {
+  } steps[] = {{1300, 50, {{20, 50, 16, 16}}, {{20, 50}, {35, 65}}},
+               {1330, 70, {{20, 50, 16, 16}, {50, 70, 16, 16}}, {{50, 70}}},
+               {1475, 295, {{50, 70, 16, 16}, {195, 295, 5, 5}}, {{199, 299}}},
+               {1275, 100, {{0, 100, 11, 16}, {195, 295, 5, 5}}, {{0, 100}, {10, 115}}},
+               {900, 100, {{0, 100, 11, 16}}, {}},
+               {100, 500, {}, {}},
+               {1380, 100, {{100, 100, 16, 16}}, {{100, 100}}}};
+  for (const auto& step : steps) {
     client_.movePointer(step.x, step.y);
     if (step.damage.empty()) continue;
     const Picture picture = next();
@@ -375,28 +372,6 @@ TEST_F(X11CaptureTest, ListsTheActiveDisplaysWithTheirNames) {
   client_.setEdid(shown_->output, edid);
   EXPECT_EQ(system_.productName(shown_->output), "Kitchen");
   EXPECT_EQ(system_.productName(4711), std::nullopt);
-}
-
-TEST(X11PixelBufferPool, TellsOnceWhenABufferHasComeBack) {
-  auto pool = std::make_shared<X11PixelBufferPool>();
-  pool->add(std::make_unique<X11PixelBuffer>(*SharedPixels::make(4, 4)));
-  int returns = 0;
-  const auto returned = [&returns] { ++returns; };
-  auto lent = pool->lend(*pool->freeBuffer(returned));
-  lent = nullptr;
-  EXPECT_EQ(returns, 0) << "nobody waited";
-  lent = pool->lend(*pool->freeBuffer(returned));
-  EXPECT_EQ(pool->freeBuffer(returned), nullptr);
-  EXPECT_EQ(pool->freeBuffer(returned), nullptr);
-  lent = nullptr;
-  EXPECT_EQ(returns, 1);
-
-  lent = pool->lend(*pool->freeBuffer(returned));
-  EXPECT_EQ(pool->freeBuffer(returned), nullptr);
-  pool->cancelWait();
-  pool = nullptr;
-  lent = nullptr;
-  EXPECT_EQ(returns, 1) << "nobody waits any more";
 }
 
 TEST(FramePacer, KeepsTheFullRateThoughPicturesComeLate) {

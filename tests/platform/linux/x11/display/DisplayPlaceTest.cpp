@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "end_to_end/Program.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "platform/linux/x11/display/X11DisplaySystem.h"
@@ -94,11 +93,6 @@ class X11PlaceTest : public testing::Test {
     system_.watch(queue_, [] {});
   }
 
-  /// What the user does to the arrangement.
-  void xrandr(const std::string& arguments) {
-    Program program({"/bin/sh", "-c", "exec xrandr " + arguments}, {{"DISPLAY", server_.displayName()}});
-    ASSERT_EQ(program.wait(), 0) << program.output();
-  }
   void apply(std::uint32_t width, std::uint32_t height) {
     ASSERT_EQ(display_->applySettings({.modes = {{.width = width, .height = height, .refreshRate = 60}}}),
               ApplyOutcome::Applied);
@@ -135,7 +129,7 @@ TEST_F(X11PlaceTest, TheUsersArrangementComesBackWithTheDisplay) {
         Row{"--output DUMMY0 --pos 0x0 --output DUMMY1 --pos 1280x800", "1280,800", "0,0", "1280,800", "0,0"}}) {
     apply(644, 1398);
     const auto before = kept();
-    xrandr(row.arguments);
+    client_.xrandr(row.arguments);
     EXPECT_TRUE(queue_->drainUntil([&] { return kept() != before; })) << "noticed at once: " << row.arguments;
     EXPECT_EQ(placeOf("DUMMY1"), row.own) << row.arguments;
     EXPECT_EQ(placeOf("DUMMY0"), row.main) << row.arguments;
@@ -164,22 +158,22 @@ TEST_F(X11PlaceTest, OnlyWhatTheUserHasArrangedIsKept) {
   apply(1398, 644);
   queue_->drain();
   EXPECT_EQ(kept(), std::nullopt) << "our own doing";
-  xrandr("--output DUMMY1 --same-as DUMMY0");
+  client_.xrandr("--output DUMMY1 --same-as DUMMY0");
   display_->terminate();
   EXPECT_EQ(kept(), std::nullopt) << "over another screen";
   apply(644, 1398);
-  xrandr("--addmode DUMMY9 1280x800");
-  xrandr("--output DUMMY9 --mode 1280x800 --left-of DUMMY0");
+  client_.xrandr("--addmode DUMMY9 1280x800");
+  client_.xrandr("--output DUMMY9 --mode 1280x800 --left-of DUMMY0");
   queue_->drain();
   EXPECT_EQ(placeOf("DUMMY1"), "2560,0");
-  xrandr("--output DUMMY9 --right-of DUMMY1");
-  xrandr("--output DUMMY9 --off");
+  client_.xrandr("--output DUMMY9 --right-of DUMMY1");
+  client_.xrandr("--output DUMMY9 --off");
   display_->terminate();
   EXPECT_EQ(kept(), std::nullopt) << "other screens came and went";
 
   // The last moment is early enough, before the server's notice has been read.
   apply(644, 1398);
-  xrandr("--output DUMMY1 --below DUMMY0");
+  client_.xrandr("--output DUMMY1 --below DUMMY0");
   display_->terminate();
   EXPECT_EQ(kept(), "start 0 after 0 DUMMY0");
 }

@@ -3,10 +3,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "fakes/LogRecorder.h"
 #include "fakes/ManualQueue.h"
 #include "input/KeyboardInjector.h"
@@ -62,8 +58,9 @@ struct X11InputFixture : testing::Test {
 
   /// The keymap of a desktop with these layouts.
   void setLayout(const std::string& layouts) const {
-    ASSERT_TRUE(runClient(server.displayName(),
-                          {"setxkbmap", "-rules", "evdev", "-model", "pc105", "-option", "", "-layout", layouts}))
+    ASSERT_TRUE(ClientProcess(server.displayName(),
+                              {"setxkbmap", "-rules", "evdev", "-model", "pc105", "-option", "", "-layout", layouts})
+                    .wait() == 0)
         << "package x11-xkb-utils";
   }
 
@@ -73,7 +70,8 @@ struct X11InputFixture : testing::Test {
     for (const std::string& kind : kinds) command.insert(command.end(), {"-event", kind});
     auto xev = std::make_unique<ClientProcess>(server.displayName(), command);
     touch("direct", "move", 0.5, 0.5);
-    EXPECT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "xev (package x11-utils)";
+    EXPECT_TRUE(Program::within30Seconds([this] { return windowUnderPointer() != XCB_NONE; }))
+        << "xev (package x11-utils)";
     return xev;
   }
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "platform/linux/x11/input/X11EventInput.h"
 #include "platform/linux/x11/input/X11InputFixture.h"
@@ -21,7 +22,7 @@ struct X11KeyTest : X11InputFixture {
     auto gtk =
         std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
     touch("direct", "move", 0.5, 0.15);
-    EXPECT_TRUE(gtk->hasPrinted("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
+    EXPECT_TRUE(gtk->prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
     return gtk;
   }
 
@@ -57,7 +58,7 @@ struct X11KeyTest : X11InputFixture {
   /// The last text of the field, once it is as expected, or for too long isn't.
   static std::string fieldText(const ClientProcess& gtk, const std::string& expected) {
     std::string text;
-    waitUntil([&] {
+    Program::within30Seconds([&] {
       const std::string output = gtk.output();
       const std::size_t start = output.rfind("text ");
       if (start != std::string::npos) text = output.substr(start + 5, output.find('\n', start) - start - 5);
@@ -76,30 +77,12 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
     return [this, name, modifiers] { pressKey(name, modifiers); };
   };
   std::vector<Row> rows;
-  const std::pair<const char*, const char*> names[] = {{"Return", "Return"},
-                                                       {"enter", "Return"},
-                                                       {"tab", "Tab"},
-                                                       {"space", "space"},
-                                                       {"escape", "Escape"},
-                                                       {"delete", "BackSpace"},
-                                                       {"backspace", "BackSpace"},
-                                                       {"left", "Left"},
-                                                       {"right", "Right"},
-                                                       {"up", "Up"},
-                                                       {"down", "Down"},
-                                                       {"=", "equal"},
-                                                       {"-", "minus"},
-                                                       {"]", "bracketright"},
-                                                       {"[", "bracketleft"},
-                                                       {"'", "apostrophe"},
-                                                       {";", "semicolon"},
-                                                       {"\\\\", "backslash"},
-                                                       {",", "comma"},
-                                                       {"/", "slash"},
-                                                       {".", "period"},
-                                                       {"`", "grave"}};
-  for (const auto& [name, symbol] : names) {
-    rows.push_back({key(name), {fmt::format("press {}", symbol), fmt::format("release {}", symbol)}});
+  std::istringstream names(
+      "Return Return enter Return tab Tab space space escape Escape delete BackSpace backspace BackSpace left Left "
+      "right Right up Up down Down = equal - minus ] bracketright [ bracketleft ' apostrophe ; semicolon "
+      "\\\\ backslash , comma / slash . period ` grave");
+  for (std::string name, symbol; names >> name >> symbol;) {
+    rows.push_back({key(name), {"press " + symbol, "release " + symbol}});
   }
   for (const char character : std::string("abcdefghijklmnopqrstuvwxyz0123456789")) {
     rows.push_back({key({character}), {fmt::format("press {}", character), fmt::format("release {}", character)}});
@@ -146,7 +129,7 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
     Lines expected = row.expected;
     expected.insert(expected.end(), {"press space", "release space"});
     Lines seen;
-    waitUntil([&] {
+    Program::within30Seconds([&] {
       seen = xevEvents(xev->output());
       seen.erase(seen.begin(), seen.begin() + static_cast<long>(before));
       return seen.size() >= expected.size();
@@ -171,7 +154,7 @@ TEST_F(X11KeyTest, AShortcutGoesToTheKeyThatBearsItsCharacter) {
     const auto xev = startXev({"keyboard"});
     pressKey(row.key, R"("option")");
     const std::string expected = fmt::format("press {} state 8", row.symbol);
-    EXPECT_TRUE(waitUntil([&] { return std::ranges::count(xevEvents(xev->output()), expected) == 1; }))
+    EXPECT_TRUE(Program::within30Seconds([&] { return std::ranges::count(xevEvents(xev->output()), expected) == 1; }))
         << row.layout << " " << row.key << "\n"
         << xev->output();
   }
@@ -192,7 +175,7 @@ TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
     events->postScrollEvent({.vertical = -50});
     const Lines expected = {"button 1 press 1300,1300", "button 1 release 1300,1300 state 100",
                             "button 5 press 1300,1300", "button 5 release 1300,1300 state 1000"};
-    waitUntil([&] { return xevEvents(xev->output()).size() >= seen + expected.size(); });
+    Program::within30Seconds([&] { return xevEvents(xev->output()).size() >= seen + expected.size(); });
     const Lines all = xevEvents(xev->output());
     EXPECT_EQ(Lines(all.begin() + static_cast<long>(seen), all.end()), expected);
     seen = all.size();
@@ -200,7 +183,7 @@ TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
     const auto gtk = startGtk();
     type("aBc{y}Z 你ß!");
     pressKey("return");
-    EXPECT_TRUE(gtk->hasPrinted("text aBc{y}Z 你ß!\nactivated")) << gtk->output();
+    EXPECT_TRUE(gtk->prints("text aBc{y}Z 你ß!\nactivated")) << gtk->output();
     EXPECT_EQ(pointer()->mask, mask) << "it is held as before";
     for (const std::uint8_t key : held) keyboard.release(key);
     EXPECT_EQ(pointer()->mask, 0);
@@ -215,7 +198,7 @@ TEST_F(X11KeyTest, WhatTheUserHoldsChangesNothing) {
 
 TEST_F(X11KeyTest, TheKeysThatArePressedMeanWhatTheirOwnKeyboardSays) {
   // The user's keyboard has another layout than the one that no hand touches.
-  ASSERT_TRUE(runClient(server.displayName(), {"setxkbmap", "-device", keyboardID(), "-layout", "de"}));
+  ASSERT_TRUE(ClientProcess(server.displayName(), {"setxkbmap", "-device", keyboardID(), "-layout", "de"}).wait() == 0);
   const auto gtk = startGtk();
   constexpr std::uint8_t y = 29;
   keyboard.press(y);
@@ -229,7 +212,7 @@ TEST_F(X11KeyTest, KeysThatNoKeyboardHasAreTheLastChoice) {
   setLayout("us");
   const auto xev = startXev({"keyboard"});
   type("(");
-  ASSERT_TRUE(xev->hasPrinted("keysym 0x28, parenleft"));
+  ASSERT_TRUE(xev->prints("keysym 0x28, parenleft"));
   EXPECT_EQ(xevEvents(xev->output()), (Lines{"press Shift_L", "press parenleft state 1", "release parenleft state 1",
                                              "release Shift_L state 1"}));
 }
@@ -253,7 +236,8 @@ TEST_F(X11KeyTest, AnyTextReachesATextFieldWhateverTheLayout) {
     }
     EXPECT_NE(keyboardMapping(), mapping);
     time->advance(6);
-    EXPECT_TRUE(waitUntil([&] { return keyboardMapping() == mapping; })) << "what was borrowed is given back";
+    EXPECT_TRUE(Program::within30Seconds([&] { return keyboardMapping() == mapping; }))
+        << "what was borrowed is given back";
   }
 }
 
@@ -281,10 +265,10 @@ TEST_F(X11KeyTest, AnyTextReachesATerminalWhateverTheLayout) {
     const ClientProcess terminal(server.displayName(),
                                  {"xterm", "-u8", "-geometry", "60x10+1380+600", "-e", "sh", "-c", "cat > " + path});
     touch("direct", "move", 0.3, 0.47);
-    ASSERT_TRUE(waitUntil([this] { return windowUnderPointer() != XCB_NONE; })) << "package xterm";
+    ASSERT_TRUE(Program::within30Seconds([this] { return windowUnderPointer() != XCB_NONE; })) << "package xterm";
     type(std::string(text) + "\r\n");
     std::string line;
-    waitUntil([&] { return std::getline(std::ifstream(path), line) && line == text; });
+    Program::within30Seconds([&] { return std::getline(std::ifstream(path), line) && line == text; });
     EXPECT_EQ(line, text);
   }
 }

@@ -36,7 +36,7 @@ struct X11WaitingTest : X11InputFixture {
     postInput(*client, XCB_KEY_RELEASE, f12);
     xcb_flush(client->get());
     Lines lines;
-    EXPECT_TRUE(waitUntil([&] {
+    EXPECT_TRUE(Program::within30Seconds([&] {
       lines = xevEvents(xev.output());
       return std::ranges::count_if(lines, [](const auto& line) { return line.starts_with("release F12"); }) == marks;
     }));
@@ -64,7 +64,7 @@ TEST_F(X11WaitingTest, ALongTextLeavesRoomForOtherWork) {
   EXPECT_TRUE(hasRun);
   keys.typeText("z");
   time->drain();
-  ASSERT_TRUE(xev->hasPrinted("keysym 0x7a, z"));
+  ASSERT_TRUE(xev->prints("keysym 0x7a, z"));
   const auto count = std::ranges::count(xevEvents(xev->output()), "press a");
   EXPECT_GE(count, 1);
   EXPECT_LE(count, 100);
@@ -74,7 +74,7 @@ TEST_F(X11WaitingTest, MovementsAndTheWheelDontWaitForCharactersAndClicksKeepThe
   const auto xev = startXev({"mouse", "keyboard"});
   type(chineseCharacters(60));
   touch("direct", "move", 0.25, 0.25);
-  EXPECT_TRUE(waitUntil([&] { return pointer()->root_x == 1441 && pointer()->root_y == 349; }));
+  EXPECT_TRUE(Program::within30Seconds([&] { return pointer()->root_x == 1441 && pointer()->root_y == 349; }));
   events->postScrollEvent({.vertical = 50});
   const auto first = std::ranges::count(seen(*xev), "key");
   EXPECT_LT(first, 60);
@@ -105,7 +105,7 @@ TEST_F(X11WaitingTest, AClickWaitsForAFewSecondsThenTheCharactersBeforeItAreDrop
   const Lines lines = seen(*xev);
   EXPECT_LT(lines.size(), 300U);
   EXPECT_EQ(Lines(lines.end() - 2, lines.end()), (Lines{"button 1 press 1290,20", "key"}));
-  EXPECT_TRUE(xev->hasPrinted("keysym 0x7a, z"));
+  EXPECT_TRUE(xev->prints("keysym 0x7a, z"));
   const Lines printed = log.take();
   EXPECT_NE(printed.back().find("characters were dropped"), std::string::npos) << printed.back();
 }
@@ -133,7 +133,7 @@ TEST_F(X11WaitingTest, WhatWaitsCanBeDroppedAndLeavesNoButtonDown) {
   EXPECT_LT(seen(*xev).size(), before + 1000);
   EXPECT_EQ(pointer()->mask, 0);
   type("z");
-  EXPECT_TRUE(xev->hasPrinted("keysym 0x7a, z"));
+  EXPECT_TRUE(xev->prints("keysym 0x7a, z"));
 }
 
 }  // namespace
