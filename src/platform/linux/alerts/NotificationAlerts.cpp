@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/linux/bus/BusService.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -68,23 +69,14 @@ void NotificationAlerts::show(const Alert& alert, std::function<void(int button)
 }
 
 void NotificationAlerts::connect() {
-  const std::weak_ptr<Queue> weakQueue = mainQueue_;
-  BusConnection::open(BusConnection::Bus::Session, [weakQueue, weak = weak_from_this()](BusConnection::Opened opened) {
-    const auto queue = weakQueue.lock();
-    if (!queue) return;
-    queue->async([weak, opened = std::move(opened)] {
-      if (const auto self = weak.lock()) self->connected(opened);
-    });
-  });
+  BusConnection::open(BusConnection::Bus::Session, mainQueue_, weakly(this, &NotificationAlerts::connected));
 }
 
 void NotificationAlerts::connected(BusConnection::Opened opened) {
   isConnecting_ = false;
   if (!opened) return busIsGone();
   const auto weak = weak_from_this();
-  connection_ = BusConnection::serving(*opened, mainQueue_, [weak] {
-    if (const auto self = weak.lock()) self->busIsGone();
-  });
+  connection_ = BusConnection::serving(*opened, mainQueue_, weakly(this, &NotificationAlerts::busIsGone));
   try {
     server_ = std::make_unique<BusService>(*connection_, serverPlace, [weak](bool) {
       if (const auto self = weak.lock()) self->serverIsGone();  // whoever is there now knows nothing of ours

@@ -32,9 +32,8 @@ BusConnection::Opened openBlocking(BusConnection::Bus bus) {
   }
 }
 
-}  // namespace
-
-void BusConnection::open(Bus bus, std::function<void(Opened)> completion) {
+/// Calls `completion` on a thread of its own or, if there is none to be had, at once.
+void openAside(BusConnection::Bus bus, const std::function<void(BusConnection::Opened)>& completion) {
   try {
     std::thread([bus, completion] { completion(openBlocking(bus)); }).detach();
   } catch (const std::system_error& error) {
@@ -42,10 +41,19 @@ void BusConnection::open(Bus bus, std::function<void(Opened)> completion) {
   }
 }
 
+}  // namespace
+
+void BusConnection::open(Bus bus, const std::shared_ptr<Queue>& queue, std::function<void(Opened)> completion) {
+  openAside(bus, [weakQueue = std::weak_ptr(queue), completion = std::move(completion)](Opened opened) {
+    if (const auto live = weakQueue.lock())
+      live->async([completion, opened = std::move(opened)] { completion(opened); });
+  });
+}
+
 BusConnection::Opened BusConnection::open(Bus bus) {
   const auto promise = std::make_shared<std::promise<Opened>>();
   std::future<Opened> opened = promise->get_future();
-  open(bus, [promise](Opened connection) { promise->set_value(std::move(connection)); });
+  openAside(bus, [promise](Opened connection) { promise->set_value(std::move(connection)); });
   if (opened.wait_for(std::chrono::seconds(timeoutSeconds)) != std::future_status::ready) {
     return tl::unexpected(posixError(ETIMEDOUT));
   }

@@ -27,8 +27,8 @@ class BusConnection final : public std::enable_shared_from_this<BusConnection> {
 
   /// Opens a connection to the bus that the environment names and says hello to it. A bus that accepts and then keeps
   /// silent holds the greeting up for longer than anybody should wait, and the library can't be told to give up: a
-  /// passing thread waits in our place, and calls `completion`.
-  static void open(Bus bus, std::function<void(Opened)> completion);
+  /// passing thread waits in our place. `completion` runs on `queue`, if that is still there.
+  static void open(Bus bus, const std::shared_ptr<Queue>& queue, std::function<void(Opened)> completion);
 
   /// The same, waiting for it.
   static Opened open(Bus bus);

@@ -9,6 +9,7 @@
 #include "platform/linux/bus/BusService.h"
 #include "platform/linux/host/Logind.h"
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -29,14 +30,8 @@ LogindSleepMonitor::LogindSleepMonitor(Surroundings surroundings) : surroundings
 LogindSleepMonitor::~LogindSleepMonitor() = default;
 
 void LogindSleepMonitor::connect() {
-  const std::weak_ptr<Queue> weakQueue = surroundings_.mainQueue;
-  BusConnection::open(BusConnection::Bus::System, [weakQueue, weak = weak_from_this()](BusConnection::Opened opened) {
-    const auto queue = weakQueue.lock();
-    if (!queue) return;
-    queue->async([weak, opened = std::move(opened)] {
-      if (const auto self = weak.lock()) self->connected(opened);
-    });
-  });
+  BusConnection::open(BusConnection::Bus::System, surroundings_.mainQueue,
+                      weakly(this, &LogindSleepMonitor::connected));
 }
 
 void LogindSleepMonitor::connected(BusConnection::Opened opened) {

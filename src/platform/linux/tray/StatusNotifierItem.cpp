@@ -8,6 +8,7 @@
 #include "platform/linux/bus/BusService.h"
 #include "platform/linux/tray/SymbolIcons.h"
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -54,14 +55,7 @@ void StatusNotifierItem::install(std::shared_ptr<const StatusItem> item, MenuHan
 }
 
 void StatusNotifierItem::connect() {
-  const std::weak_ptr<Queue> weakQueue = mainQueue_;
-  BusConnection::open(BusConnection::Bus::Session, [weakQueue, weak = weak_from_this()](BusConnection::Opened opened) {
-    const auto queue = weakQueue.lock();
-    if (!queue) return;
-    queue->async([weak, opened = std::move(opened)] {
-      if (const auto self = weak.lock()) self->connected(opened);
-    });
-  });
+  BusConnection::open(BusConnection::Bus::Session, mainQueue_, weakly(this, &StatusNotifierItem::connected));
 }
 
 void StatusNotifierItem::connected(BusConnection::Opened opened) {

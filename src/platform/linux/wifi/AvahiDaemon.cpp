@@ -8,6 +8,7 @@
 #include "platform/linux/bus/BusService.h"
 #include "platform/linux/wifi/AvahiNames.h"
 #include "runtime/Log.h"
+#include "runtime/Weakly.h"
 
 namespace tandemview {
 
@@ -81,23 +82,14 @@ void AvahiDaemon::free(const std::string& path, const std::string& interface) {
 void AvahiDaemon::connect() {
   isConnecting_ = true;
   isFailing_ = false;
-  BusConnection::open(BusConnection::Bus::System,
-                      [weakQueue = std::weak_ptr(queue_), weak = weak_from_this()](BusConnection::Opened opened) {
-                        const auto queue = weakQueue.lock();
-                        if (!queue) return;
-                        queue->async([weak, opened = std::move(opened)] {
-                          if (const auto self = weak.lock()) self->connected(opened);
-                        });
-                      });
+  BusConnection::open(BusConnection::Bus::System, queue_, weakly(this, &AvahiDaemon::connected));
 }
 
 void AvahiDaemon::connected(BusConnection::Opened opened) {
   isConnecting_ = false;
   if (!opened) return reconnect();
   const auto weak = weak_from_this();
-  connection_ = BusConnection::serving(*opened, queue_, [weak] {
-    if (const auto self = weak.lock()) self->reconnect();
-  });
+  connection_ = BusConnection::serving(*opened, queue_, weakly(this, &AvahiDaemon::reconnect));
   try {
     ownerWatch_ = watchOwner(connection_->bus(), AvahiNames::service, [weak](const std::string& owner) {
       if (const auto self = weak.lock()) self->setOwner(owner);
