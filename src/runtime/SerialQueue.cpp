@@ -60,6 +60,17 @@ void waitForSignal(const std::shared_ptr<asio::signal_set>& signals, std::functi
   });
 }
 
+/// Names the calling thread after the last part of a label, for debuggers and for "top".
+void nameThread(std::string_view label) {
+  constexpr std::size_t longestName = 15;  // that Linux keeps
+  const std::string name(label.substr(label.rfind('.') + 1).substr(0, longestName));
+#ifdef __APPLE__
+  ::pthread_setname_np(name.c_str());
+#else
+  ::pthread_setname_np(::pthread_self(), name.c_str());
+#endif
+}
+
 }  // namespace
 
 struct SerialQueue::Loop {
@@ -70,11 +81,11 @@ struct SerialQueue::Loop {
 };
 
 std::shared_ptr<SerialQueue> SerialQueue::withThread(std::string_view label) {
-  constexpr std::size_t longestName = 15;  // that Linux keeps
-  const std::string_view lastPart = label.substr(label.rfind('.') + 1);
   auto queue = std::make_shared<SerialQueue>();
-  queue->thread_ = std::thread([loop = queue->loop_.get()] { loop->context.run(); });
-  ::pthread_setname_np(queue->thread_.native_handle(), std::string(lastPart.substr(0, longestName)).c_str());
+  queue->thread_ = std::thread([loop = queue->loop_.get(), name = std::string(label)] {
+    nameThread(name);
+    loop->context.run();
+  });
   return queue;
 }
 

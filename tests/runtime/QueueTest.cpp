@@ -18,11 +18,11 @@ TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   const auto queue = SerialQueue::withThread("test");
   int count = 0;  // unguarded: the queue is the guard
   {
-    std::vector<std::jthread> threads;
+    std::vector<std::future<void>> threads;  // whose ends wait for theirs
     for (int thread = 0; thread < 4; ++thread) {
-      threads.emplace_back([&] {
+      threads.push_back(std::async(std::launch::async, [&] {
         for (int turn = 0; turn < 1000; ++turn) queue->async([&] { ++count; });
-      });
+      }));
     }
   }
   std::promise<void> done;
