@@ -8,9 +8,11 @@
 #include <filesystem>
 #include <future>
 #include <mutex>
+#include <random>
 #include <stdexcept>
 
 #include "platform/linux/picture/FramePacer.h"
+#include "platform/linux/picture/TurboJpegImageEncoder.h"
 #include "platform/linux/x11/capture/X11CaptureSystem.h"
 #include "platform/linux/x11/capture/X11PixelBufferPool.h"
 #include "platform/linux/x11/display/RandrScreen.h"
@@ -248,6 +250,42 @@ TEST_F(X11CaptureTest, DrawsTheCursorAndErasesItAgain) {
   client_.movePointer(1400, 150);
   client_.paint({1280, 0, 1, 1}, green);
   EXPECT_EQ(next()->damage(), (Damage{{0, 0, 1, 1}}));
+}
+
+/// The encoder goes by the damage alone, and many a picture of a burst is newer than its own tells.
+TEST_F(X11CaptureTest, TellsAllDamageInTheEndSoThatTheImageAtRestIsExact) {
+  for (const int width : {200, 133}) {
+    SCOPED_TRACE(width);
+    configuration_.width = width;
+    client_.paint({1280, 0, 200, 300}, blue);
+    ASSERT_EQ(start(), std::nullopt);
+    TurboJpegImageEncoder encoder;
+    std::mt19937 random(static_cast<unsigned int>(width));
+    const auto below = [&random](std::uint32_t bound) { return static_cast<std::int32_t>(random() % bound); };
+    for (int turn = 0; turn < 300; ++turn) {
+      const PixelRectangle rectangle = {
+          .x = 1280 + below(190), .y = below(290), .width = 1 + below(60), .height = 1 + below(60)};
+      client_.paint(rectangle, random() & 0xFFFFFF);
+      client_.movePointer(static_cast<std::int16_t>(1270 + below(220)), static_cast<std::int16_t>(below(300)));
+      while (waitingPictures() > 0) ASSERT_TRUE(encoder.jpegRepresentation(next(), 0.7));
+    }
+    client_.movePointer(10, 10);
+    client_.paint({1280, 0, 200, 40}, red);
+    client_.paint({1280, 260, 200, 40}, green);
+    Picture picture;
+    Data image;
+    const auto showNext = [&] {
+      picture = next();
+      image = *encoder.jpegRepresentation(picture, 0.7);
+    };
+    do {
+      showNext();
+    } while (pixelAt(*picture, width / 2, 20) != red || pixelAt(*picture, width / 2, 280) != green);
+    const Data exact = *TurboJpegImageEncoder().jpegRepresentation(picture, 0.7);
+    while (image != exact) showNext();
+    picture = nullptr;
+    stop();
+  }
 }
 
 TEST_F(X11CaptureTest, ScalesToTheSizeAskedFor) {
