@@ -2,7 +2,7 @@
 """Reads Google Benchmark's JSON and prints ours against the baseline: the medians and their ratio.
 
 ratios.py BASELINE OURS time|rate GOAL: `time` in milliseconds (the ratio shall be at most GOAL), `rate` in GB/s (at
-least GOAL).
+least GOAL). A case that only one of the two has is left out.
 """
 import json
 import statistics
@@ -19,6 +19,8 @@ for run in json.load(sys.stdin)["benchmarks"]:
 
 unit = "ms" if kind == "time" else "GB/s"
 for case, values in runs.items():
+    if baseline not in values or ours not in values:
+        continue
     base, own = statistics.median(values[baseline]), statistics.median(values[ours])
     ratio = own / base
     met = ratio <= goal if kind == "time" else ratio >= goal

@@ -52,8 +52,8 @@ class CaptureStream {
 /// Where a stream reports to. The handlers hold their owner weakly.
 struct CaptureOutput {
   std::shared_ptr<Queue> sampleQueue;
-  /// On `sampleQueue`, one at a time: the first picture at once, then one whenever something changed, no sooner than
-  /// the minimum interval. A sample may come without a picture.
+  /// On `sampleQueue`, one at a time: the first picture at once, then one whenever something changed, on average no
+  /// sooner than the minimum interval. A sample may come without a picture.
   std::function<void(SampleType, std::shared_ptr<PixelBuffer>)> didOutputSample;
   /// From any thread: the stream has ended by itself and outputs nothing more.
   std::function<void(Error)> didStopWithError;

@@ -8,7 +8,8 @@
 
 namespace tandemview {
 
-/// The system's JPEG encoder. Used from one thread at a time.
+/// The system's JPEG encoder. Used from one thread at a time, for every picture of a stream and in their order, so that
+/// what a picture's damage leaves out need not be encoded again.
 class ImageEncoder {
  public:
   virtual ~ImageEncoder() = default;
@@ -17,8 +18,8 @@ class ImageEncoder {
   virtual bool isAccelerated() const = 0;
 
   /// One complete JPEG image with exactly the buffer's width and height, in device RGB. `quality` from 0 to 1.
-  /// Absent if the picture can't be encoded. The result may come from a buffer that is reused once the last owner of
-  /// the data has let go.
+  /// Absent if the picture can't be encoded. The result may come from buffers that are reused once the last owner of
+  /// the data has let go, and share them with the results before.
   virtual std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer, double quality) = 0;
 };
 

@@ -11,6 +11,10 @@ Data::Data(std::shared_ptr<const void> owner, std::span<const std::byte> bytes) 
   if (!bytes.empty()) segments_.push_back({std::move(owner), bytes});
 }
 
+Data::Data(std::vector<Segment> segments) : segments_(std::move(segments)) {
+  for (const Segment& segment : segments_) size_ += segment.bytes.size();
+}
+
 Data Data::copying(std::span<const std::byte> bytes) {
   std::shared_ptr<std::byte[]> storage(new std::byte[bytes.size()]);
   std::copy(bytes.begin(), bytes.end(), storage.get());

@@ -21,6 +21,9 @@ class Data {
   /// Bytes that stay valid for as long as `owner` lives.
   Data(std::shared_ptr<const void> owner, std::span<const std::byte> bytes);
 
+  /// The bytes of all segments, of which none is empty.
+  explicit Data(std::vector<Segment> segments);
+
   static Data copying(std::span<const std::byte> bytes);
   static Data copying(std::string_view text);
 

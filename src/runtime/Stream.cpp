@@ -21,6 +21,9 @@ constexpr std::size_t firstCapacity = 256 * 1024;
 /// header and a payload, each a tap that keeps the queue for 10 ms if the worst comes.
 constexpr int readsPerTurn = 16;
 
+/// How many segments one system call takes: those of the highest picture that is likely. The system's bound is 1024.
+constexpr std::size_t mostGathered = 256;
+
 constexpr double lingerSeconds = 5;
 
 /// A peer that is gone is a write error, never a signal that ends the program.
@@ -150,7 +153,7 @@ void Stream::serveWrites() {
 /// One system call for the first write. False: the socket takes nothing more now.
 bool Stream::advanceWrite() {
   Write& write = writes_.front();
-  std::array<iovec, 8> vectors;
+  std::array<iovec, mostGathered> vectors;
   std::size_t vectorCount = 0;
   std::size_t skipped = write.written;
   for (const Data::Segment& segment : write.data.segments()) {

@@ -55,8 +55,10 @@ TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
   open();
   std::string text(3'000'000, ' ');
   for (std::size_t index = 0; index < text.size(); ++index) text[index] = static_cast<char>('a' + index % 23);
-  const Data head = Data::copying(std::string_view(text).substr(0, 17));
-  const Data tail = Data::copying(std::string_view(text).substr(17));
+  Data pieces;
+  for (std::size_t begin = 0; begin < text.size(); begin += 7001) {
+    pieces = pieces.joinedWith(Data::copying(std::string_view(text).substr(begin, 7001)));
+  }
   read(text.size());
   std::thread writer([&] { pair.send(text); });
   EXPECT_TRUE(queue->drainUntil([&] { return !results.empty(); }));
@@ -64,7 +66,7 @@ TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
   EXPECT_TRUE(results.front() == text);
 
   bool isWritten = false;
-  stream->write(head.joinedWith(tail), [&](const std::optional<Error>& error) { isWritten = !error; });
+  stream->write(pieces, [&](const std::optional<Error>& error) { isWritten = !error; });
   stream->close();
   const std::weak_ptr<Stream> closing = std::exchange(stream, nullptr);
   std::string received;

@@ -1,9 +1,13 @@
 #include "platform/linux/picture/TurboJpegImageEncoder.h"
 
-#include <turbojpeg.h>
-
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
+#include <functional>
+#include <thread>
+
+#include "platform/linux/picture/JpegMarkers.h"
 
 namespace tandemview {
 
@@ -14,37 +18,142 @@ namespace {
 /// worth it where sharpness is asked for, and only there.
 constexpr int leastQualityWithFullColor = 60;
 
-/// Both transports keep a few frames each: more than this many unused buffers were needed in a burst only.
+/// Rows of a band: whole blocks of either subsampling. Lower ones follow a small change more closely and cost more on
+/// a full one, as each begins without knowing its neighbours' colour (3 % at this height).
+constexpr std::int32_t bandHeight = 32;
+constexpr std::int32_t largestBlock = 16;
+static_assert(bandHeight % largestBlock == 0);
+
+/// The library's bound for both sides.
+constexpr std::int64_t longestSide = 65500;
+
+/// Half a millisecond's work: less isn't worth waking a thread for, which takes a tenth of that.
+constexpr std::size_t pixelsPerWorker = 1 << 17;
+
+/// Both transports keep a few frames each: more than this many unused buffers of a band were needed in a burst only.
 constexpr std::size_t keptBuffers = 4;
+
+constexpr std::int32_t blockSide(const BandForm& form) {
+  return form.hasFullColor ? 8 : 16;
+}
+
+/// The blocks of a band. Even those of the longest rows are fewer than the 65535 that the format can tell.
+constexpr std::uint16_t blocksOfBand(const BandForm& form) {
+  const std::int32_t side = blockSide(form);
+  return static_cast<std::uint16_t>((form.width + side - 1) / side * (bandHeight / side));
+}
+
+/// The whole image's head: that of a band and, before the scan's header, after how many blocks a restart comes.
+Data::Segment imageHead(std::span<const std::byte> bandHead, const BandForm& form) {
+  constexpr std::size_t restartSegmentSize = 6;
+  constexpr std::size_t scanHeaderSize = 14;  // for three components
+  const std::shared_ptr<std::byte[]> bytes(new std::byte[bandHead.size() + restartSegmentSize]);
+  const auto beforeScan = bandHead.first(bandHead.size() - scanHeaderSize);
+  const std::array<std::byte, jpeg::markerSize> length = jpeg::bytesOf(restartSegmentSize - jpeg::markerSize);
+  const std::array<std::byte, 2> interval = jpeg::bytesOf(blocksOfBand(form));
+  const std::array restart = {std::byte{0xFF}, jpeg::restartInterval, length[0], length[1], interval[0], interval[1]};
+  static_assert(restart.size() == restartSegmentSize);
+  std::byte* end = std::ranges::copy(beforeScan, bytes.get()).out;
+  end = std::ranges::copy(restart, end).out;
+  end = std::ranges::copy(bandHead.last(scanHeaderSize), end).out;
+  return {.owner = bytes, .bytes = {bytes.get(), end}};
+}
 
 }  // namespace
 
-TurboJpegImageEncoder::TurboJpegImageEncoder()
-    : compressor_(tjInitCompress()), pool_(BufferPool::keeping(keptBuffers)) {}
+TurboJpegImageEncoder::TurboJpegImageEncoder() : team_(std::max(1U, std::thread::hardware_concurrency())) {}
 
 std::optional<Data> TurboJpegImageEncoder::jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer,
                                                               double quality) {
-  if (!compressor_ || !std::isfinite(quality)) return std::nullopt;
+  const bool isPossible = std::isfinite(quality) && buffer->width() > 0 && buffer->width() <= longestSide &&
+                          buffer->height() > 0 && buffer->height() <= longestSide;
+  if (!isPossible) {
+    forget();
+    return std::nullopt;
+  }
   const int percent = static_cast<int>(std::lround(std::clamp(quality, 0.01, 1.0) * 100));
-  const int subsampling = percent >= leastQualityWithFullColor ? TJSAMP_444 : TJSAMP_420;
-  const int width = static_cast<int>(buffer->width());
-  const int height = static_cast<int>(buffer->height());
-  unsigned long size = tjBufSize(width, height, subsampling);
-  if (size == static_cast<unsigned long>(-1)) return std::nullopt;
-
-  // Room for the worst case. The system provides only the part that is written to.
-  std::shared_ptr<std::byte[]> bytes = pool_->take(size);
-  auto* start = reinterpret_cast<unsigned char*>(bytes.get());
-  const int result = tjCompress2(compressor_.get(), reinterpret_cast<const unsigned char*>(buffer->baseAddress()),
-                                 width, static_cast<int>(buffer->bytesPerRow()), height, TJPF_BGRX, &start, &size,
-                                 subsampling, percent, TJFLAG_NOREALLOC);
-  if (result != 0) return std::nullopt;
-  const std::span<const std::byte> image(bytes.get(), size);
-  return Data(std::move(bytes), image);
+  const BandForm form = {.width = static_cast<std::int32_t>(buffer->width()),
+                         .height = static_cast<std::int32_t>(buffer->height()),
+                         .quality = percent,
+                         .hasFullColor = percent >= leastQualityWithFullColor};
+  if (form == form_) {
+    dropDamaged(*buffer);
+  } else if (!startAnew(*buffer, form)) {
+    return std::nullopt;
+  }
+  if (!encodeMissing(*buffer)) {
+    forget();
+    return std::nullopt;
+  }
+  std::vector<Data::Segment> segments;
+  segments.reserve(1 + bands_.size());
+  segments.push_back(head_);
+  for (const Band& band : bands_) segments.push_back(band.bytes);
+  return Data(std::move(segments));
 }
 
-void TurboJpegImageEncoder::Deleter::operator()(void* compressor) const {
-  tjDestroy(compressor);
+bool TurboJpegImageEncoder::startAnew(const PixelBuffer& picture, const BandForm& form) {
+  forget();
+  if (compressors_.empty()) compressors_.emplace_back();
+  // Of a single row, for its head: that of every band is the same.
+  const auto row = compressors_.front().compress(picture, form, 0, 1);
+  if (!row) return false;
+  form_ = form;
+  bandHead_.assign(row->head.begin(), row->head.end());
+  head_ = imageHead(bandHead_, form);
+  const auto count = static_cast<std::size_t>((form.height + bandHeight - 1) / bandHeight);
+  for (std::size_t index = 0; index < count; ++index) bands_.push_back({.pool = BufferPool::keeping(keptBuffers)});
+  return true;
+}
+
+/// What comes next may differ in more than its damage from what is known.
+void TurboJpegImageEncoder::forget() {
+  form_ = {};
+  bands_.clear();
+}
+
+void TurboJpegImageEncoder::dropDamaged(const PixelBuffer& picture) {
+  for (const PixelRectangle& rectangle : picture.damage()) {
+    const std::int32_t top = std::max(rectangle.y, 0);
+    const std::int32_t bottom = std::min(rectangle.y + rectangle.height, form_.height);
+    for (std::int32_t row = top - top % bandHeight; row < bottom; row += bandHeight) {
+      bands_[static_cast<std::size_t>(row / bandHeight)].bytes = {};
+    }
+  }
+}
+
+bool TurboJpegImageEncoder::encodeMissing(const PixelBuffer& picture) {
+  missing_.clear();
+  for (std::size_t index = 0; index < bands_.size(); ++index) {
+    if (!bands_[index].bytes.owner) missing_.push_back(index);
+  }
+  const std::size_t pixels = missing_.size() * static_cast<std::size_t>(bandHeight * form_.width);
+  const std::size_t workers = std::min(team_.most(), 1 + pixels / pixelsPerWorker);
+  while (compressors_.size() < workers) compressors_.emplace_back();
+  std::atomic<std::size_t> next = 0;
+  std::atomic<bool> isComplete = true;
+  const auto work = [&](std::size_t worker) {
+    for (std::size_t job = next++; job < missing_.size() && isComplete; job = next++) {
+      if (!encodeBand(picture, missing_[job], compressors_[worker])) isComplete = false;
+    }
+  };
+  team_.run(workers, std::ref(work));
+  return isComplete;
+}
+
+bool TurboJpegImageEncoder::encodeBand(const PixelBuffer& picture, std::size_t index, BandCompressor& compressor) {
+  const std::int32_t top = static_cast<std::int32_t>(index) * bandHeight;
+  const auto compressed = compressor.compress(picture, form_, top, std::min(top + bandHeight, form_.height));
+  if (!compressed || !std::ranges::equal(compressed->head, bandHead_)) return false;
+  Band& band = bands_[index];
+  std::shared_ptr<std::byte[]> bytes = band.pool->take(compressed->scan.size());
+  std::byte* const end = std::ranges::copy(compressed->scan, bytes.get()).out;
+  // The last band's end is the image's; the others' are restarts.
+  if (index + 1 < bands_.size())
+    end[-1] = std::byte(std::to_integer<std::size_t>(jpeg::firstRestart) + index % jpeg::restartCycle);
+  const std::span<const std::byte> written(bytes.get(), end);
+  band.bytes = {.owner = std::move(bytes), .bytes = written};
+  return true;
 }
 
 }  // namespace tandemview

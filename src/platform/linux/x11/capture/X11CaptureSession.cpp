@@ -190,18 +190,27 @@ void X11CaptureSession::turn() {
       if (const auto error = followDisplay()) return fail(*error);
       continue;
     }
-    if (!hasDamage_ && !hasPointerEvent_ && undelivered_.isEmpty()) return waitForEvents();
+    const bool hasChange = hasDamage_ || hasPointerEvent_ || (!undelivered_.isEmpty() && !waitsForFreshPixels_);
+    if (!hasChange) return waitForEvents();
     const double now = clock_.now();
-    const double wait = std::max(pacer_.wait(now), nextLook_ - now);
+    const double pictureWait = pacer_.wait(now);
+    const double wait = std::max(pictureWait, nextLook_ - now);
+    hasGrownOld_ = hasGrownOld_ || pictureWait > 0;
     if (wait > 0) return waitFor(wait);
 
     X11PixelBuffer* const buffer = pool_->freeBuffer([this] { queueTurn(); });
     if (!buffer) return waitForEvents();
     readChanges();
     if (undelivered_.isEmpty()) {
+      hasGrownOld_ = false;
       nextLook_ = now + emptyLookInterval;
       continue;
     }
+    if (std::exchange(hasGrownOld_, false) && pacer_.patience() > 0) {
+      waitForFreshPixels(pacer_.patience());
+      continue;
+    }
+    waitsForFreshPixels_ = false;
     pacer_.taken(now);
     takePicture(*buffer);
     return queueTurn();
@@ -369,6 +378,18 @@ void X11CaptureSession::waitFor(double seconds) {
     const auto session = weak.lock();
     if (!session) return;
     session->waitsForTime_ = false;
+    session->turn();
+  });
+}
+
+/// The next change is shown as soon as it is drawn, together with those that have waited. It may never come.
+void X11CaptureSession::waitForFreshPixels(double seconds) {
+  const std::uint64_t wait = ++freshPixelsWait_;
+  waitsForFreshPixels_ = true;
+  queue_.after(seconds, [weak = weak_from_this(), wait] {
+    const auto session = weak.lock();
+    if (!session || session->freshPixelsWait_ != wait) return;
+    session->waitsForFreshPixels_ = false;
     session->turn();
   });
 }

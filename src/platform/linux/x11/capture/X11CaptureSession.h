@@ -69,6 +69,7 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
   bool refresh(SharedPixels& picture);
   void waitForEvents();
   void waitFor(double seconds);
+  void waitForFreshPixels(double seconds);
   void fail(const Error& error);
 
   const std::string displayName_;
@@ -101,6 +102,10 @@ class X11CaptureSession : public std::enable_shared_from_this<X11CaptureSession>
   bool hasDamage_ = false;
   bool hasPointerEvent_ = false;
   bool hasLayoutChange_ = false;
+
+  bool hasGrownOld_ = false;  // a change had to wait until a picture was due
+  bool waitsForFreshPixels_ = false;
+  std::uint64_t freshPixelsWait_ = 0;  // the last one's number
 
   PixelRegion undelivered_;  // of the display: what has changed since the last picture
   bool wasRefused_ = false;  // the server refused the last picture
