@@ -238,6 +238,7 @@ TEST_F(TouchInjectorTest, DropsWhatItCannotRead) {
         std::string(R"({"type":"tap","x":0,"y":1e300,"mode":""})"),
         std::string(R"({"type":"tap","x":1e999,"y":0,"mode":""})"),
         std::string(R"({"type":"move","x":-1e300,"y":0,"mode":""})"),
+        std::string(R"({"type":"drag","phase":"began","x":0,"y":1e300,"mode":""})"),
         std::string(R"({"type":"drag","phase":"moved","x":0,"y":1e300,"mode":""})"),
         std::string(R"({"type":"scroll","x":2147483649,"y":0,"mode":"trackpad"})"),
         std::string(R"({"type":"scroll","x":0,"y":-18446744073709551616,"mode":"trackpad"})"),
