@@ -12,6 +12,11 @@ inline std::array<std::byte, 4> bigEndianBytes(std::uint32_t value) {
   return {std::byte(value >> 24), std::byte(value >> 16), std::byte(value >> 8), std::byte(value)};
 }
 
+/// The same in 2 bytes.
+inline std::array<std::byte, 2> bigEndianBytes(std::uint16_t value) {
+  return {std::byte(value >> 8), std::byte(value & 0xFF)};
+}
+
 /// The number that `bytes`, at most 8 of them, are.
 inline std::uint64_t bigEndianNumber(std::span<const std::byte> bytes) {
   std::uint64_t number = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/linux/picture/JpegMarkers.h"
+#include "runtime/BigEndian.h"
 
 namespace tandemview {
 
@@ -20,13 +21,12 @@ std::optional<std::size_t> readHead(std::span<std::byte> image, std::uint16_t he
   std::size_t position = jpeg::markerSize;
   while (position + 2 * jpeg::markerSize <= image.size()) {
     const std::byte marker = image[position + 1];
-    const auto length =
-        std::to_integer<std::size_t>(image[position + 2]) << 8 | std::to_integer<std::size_t>(image[position + 3]);
+    const std::size_t length = bigEndianNumber(image.subspan(position + jpeg::markerSize, jpeg::markerSize));
     const std::size_t end = position + jpeg::markerSize + length;
     if (end > image.size() || marker == jpeg::restartInterval) return std::nullopt;
     if (marker == jpeg::baselineFrame) {
       isBaseline = true;
-      std::ranges::copy(jpeg::bytesOf(height),
+      std::ranges::copy(bigEndianBytes(height),
                         image.begin() + static_cast<std::ptrdiff_t>(position + heightInFrameHeader));
     }
     position = end;

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/linux/picture/JpegMarkers.h"
+#include "runtime/BigEndian.h"
 
 namespace tandemview {
 
@@ -45,12 +46,13 @@ constexpr std::uint16_t blocksOfBand(const BandForm& form) {
 
 /// The whole image's head: that of a band and, before the scan's header, after how many blocks a restart comes.
 Data::Segment imageHead(std::span<const std::byte> bandHead, const BandForm& form) {
-  constexpr std::size_t restartSegmentSize = 6;
+  constexpr std::uint16_t restartLength = 4;  // which counts itself, but not the marker
+  constexpr std::size_t restartSegmentSize = jpeg::markerSize + restartLength;
   constexpr std::size_t scanHeaderSize = 14;  // for three components
   const std::shared_ptr<std::byte[]> bytes(new std::byte[bandHead.size() + restartSegmentSize]);
   const auto beforeScan = bandHead.first(bandHead.size() - scanHeaderSize);
-  const std::array<std::byte, jpeg::markerSize> length = jpeg::bytesOf(restartSegmentSize - jpeg::markerSize);
-  const std::array<std::byte, 2> interval = jpeg::bytesOf(blocksOfBand(form));
+  const std::array<std::byte, 2> length = bigEndianBytes(restartLength);
+  const std::array<std::byte, 2> interval = bigEndianBytes(blocksOfBand(form));
   const std::array restart = {std::byte{0xFF}, jpeg::restartInterval, length[0], length[1], interval[0], interval[1]};
   static_assert(restart.size() == restartSegmentSize);
   std::byte* end = std::ranges::copy(beforeScan, bytes.get()).out;
