@@ -1,5 +1,9 @@
 #include "support/PrivateXServer.h"
 
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -17,11 +21,12 @@ PrivateXServer::PrivateXServer(const std::string& devices) {
   std::abort();
 }
 
-/// With setpriv, because a test that crashes leaves no server.
+/// With setpriv, because a test that crashes leaves no server; with its abstract socket alone, because that of the file
+/// system would replace the one of a server of the same number in another network.
 bool PrivateXServer::start() {
   const std::string command =
       "exec setpriv --pdeathsig KILL Xorg -displayfd 3 -config \"$0/xorg.conf\" -logfile \"$0/log\" -noreset "
-      "-nolisten tcp -novtswitch -sharevts 3>\"$0/number\" </dev/null";
+      "-nolisten tcp -nolisten unix -novtswitch -sharevts 3>\"$0/number\" </dev/null";
   process_.emplace(std::vector<std::string>{"/bin/sh", "-c", command, directory_.path()}, Program::Environment());
   std::string number;  // and a line feed: the server takes connections
   Program::within30Seconds([&] {
@@ -36,6 +41,17 @@ bool PrivateXServer::start() {
 
 PrivateXServer::~PrivateXServer() {
   if (process_) process_->end(SIGTERM);
+}
+
+void PrivateXServer::kill() {
+  process_.reset();
+  const std::string path = "/tmp/.X11-unix/X" + displayName_.substr(1);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path + 1, sizeof(address.sun_path) - 1);
+  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + path.size());
+  number_ = Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  ::bind(number_.get(), reinterpret_cast<const sockaddr*>(&address), length);
 }
 
 void PrivateXServer::suspend() const {
