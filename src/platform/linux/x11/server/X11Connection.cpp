@@ -34,7 +34,10 @@ std::shared_ptr<X11Connection> X11Connection::open(const std::string& displayNam
 
 std::shared_ptr<X11Connection> X11Connection::openDespiteGrabs(const std::string& displayName) {
   auto connection = open(displayName);
-  if (connection && connection->offers(xcb_test_id)) xcb_test_grab_control(connection->get(), /*impervious=*/1);
+  // Carried out before anything is asked: by then it would wait for the end of a grab itself.
+  if (connection && connection->offers(xcb_test_id)) {
+    connection->succeeded(xcb_test_grab_control_checked(connection->get(), /*impervious=*/1));
+  }
   return connection;
 }
 
