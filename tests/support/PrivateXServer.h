@@ -4,7 +4,6 @@
 #include <string>
 
 #include "end_to_end/Program.h"
-#include "runtime/Descriptor.h"
 #include "support/TemporaryDirectory.h"
 
 namespace tandemview {
@@ -27,8 +26,8 @@ class PrivateXServer {
   void suspend() const;
   void resume() const;
 
-  /// Ends the server at once, as a crash does. Its name remains nobody's as long as the object lives.
-  void kill();
+  /// Ends the server at once, as a crash does.
+  void kill() { process_.reset(); }
 
  private:
   bool start();
@@ -36,7 +35,6 @@ class PrivateXServer {
   TemporaryDirectory directory_;
   std::string displayName_;
   std::optional<Program> process_;
-  Descriptor number_;  // of a server that was killed
 };
 
 }  // namespace tandemview
