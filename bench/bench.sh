@@ -35,6 +35,7 @@ measure() (
       figures=$(google encode 0.3 9)
       bench/ratios.py bareLibrary ourEncoder time 0.6 <<<"$figures"
       bench/ratios.py ourEncoder ourEncoderAtTyping time 0.083 <<<"$figures"
+      bench/ratios.py ourEncoder ourEncoderAtTypingRested time <<<"$figures"
       ;;
     channel) google channel 0.3 9 | bench/ratios.py bareWriteAndRead framedChannel rate 0.8 ;;
     wifi)

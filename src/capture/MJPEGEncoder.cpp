@@ -13,7 +13,14 @@ MJPEGEncoder::MJPEGEncoder(std::unique_ptr<ImageEncoder> imageEncoder, std::shar
 }
 
 void MJPEGEncoder::encode(const std::shared_ptr<PixelBuffer>& buffer) {
-  const std::optional<Data> image = imageEncoder_->jpegRepresentation(buffer, jpegQuality);
+  handOut(imageEncoder_->jpegRepresentation(buffer, jpegQuality));
+}
+
+void MJPEGEncoder::encodeAtRest() {
+  handOut(imageEncoder_->restingRepresentation());
+}
+
+void MJPEGEncoder::handOut(const std::optional<Data>& image) {
   if (!image) return;
   const Data frame = MacProtocol::timestamp(clock_->now()).joinedWith(*image);
   if (onEncodedData) onEncodedData(frame);
