@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-all=(encode channel capture stream touch input wifi menu rotation soak)
+all=(encode channel capture stream delay touch input wifi menu rotation soak)
 only_check=
 if [ "${1:-}" = --check ]; then
   only_check=yes

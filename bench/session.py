@@ -16,7 +16,8 @@ binaries = root / "build/release"
 class Session:
     """One run of the whole pipeline. Ends everything that it started."""
 
-    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None, session_bus=None):
+    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None, session_bus=None,
+                 scene=(), trace=None):
         self.lines = []  # of the program and the companion, each with the time at which it was printed
         self.directory = tempfile.TemporaryDirectory()
         path = pathlib.Path(self.directory.name)
@@ -37,7 +38,10 @@ class Session:
                      "--ping-interval", str(ping_interval), *more]
         if quality == "fullResolution":
             companion.append("--full-resolution")
-        self.scene = self.start([binaries / "scene", "--load", load])
+        if trace:
+            companion += ["--trace", f"{trace}/received"]
+            self.environment["TANDEMVIEW_TRACE"] = f"{trace}/program"
+        self.scene = self.start([binaries / "scene", "--load", load, *scene])
         self.companion = self.start(companion)
         self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux])
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "companion/CableLink.h"
+#include "companion/ClockPattern.h"
 #include "companion/WholeFile.h"
 #include "companion/WiFiLink.h"
 #include "protocol/DisplayPlan.h"
@@ -53,6 +54,11 @@ bool Companion::start() {
       return false;
     }
     saver_ = std::move(*saver);
+  }
+  if (!options_.tracePath.empty()) trace_.open(options_.tracePath);
+  if (!trace_) {
+    say("cannot write {}", options_.tracePath);
+    return false;
   }
   if (options_.window && !openWindow()) return false;
   if (options_.muxPath && !startDaemon()) return false;
@@ -202,6 +208,10 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
   const auto frame = checkerOf(phone).check(payload.bytes(), now);
   if (!frame) return phoneDidSeeFault(frame.error());
   statistics_.frameDidArrive(*frame, payload.size(), now);
+  if (trace_.is_open()) {
+    const double drawn = frame->clockTicks ? now - ClockPattern::age(*frame->clockTicks, now) : 0;
+    trace_ << fmt::format("{:.9f} {:.9f} {:.9f}\n", now, frame->timestamp, drawn);
+  }
   if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
   shownSize_ = frame->size;
   keep(payload, *frame);

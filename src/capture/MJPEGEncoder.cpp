@@ -3,6 +3,7 @@
 #include "protocol/Message.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
+#include "runtime/Trace.h"
 
 namespace tandemview {
 
@@ -23,6 +24,7 @@ void MJPEGEncoder::encodeAtRest() {
 void MJPEGEncoder::handOut(const std::optional<Data>& image) {
   if (!image) return;
   const Data frame = MacProtocol::timestamp(clock_->now()).joinedWith(*image);
+  Trace::mark(Trace::Step::encoded, Trace::nameOf(frame));
   if (onEncodedData) onEncodedData(frame);
 }
 
