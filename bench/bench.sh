@@ -5,6 +5,8 @@ set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
 all=(encode channel capture stream delay touch input wifi menu rotation soak)
+# Those that need packages which nothing else does are asked for by name.
+others=(peers)
 only_check=
 if [ "${1:-}" = --check ]; then
   only_check=yes
@@ -12,10 +14,10 @@ if [ "${1:-}" = --check ]; then
 fi
 if [ $# -eq 0 ]; then set -- "${all[@]}"; fi
 for name in "$@"; do
-  case " ${all[*]} " in
+  case " ${all[*]} ${others[*]} " in
     *" $name "*) ;;
     *)
-      echo "bench: no measurement is called '$name'; there are: ${all[*]}" >&2
+      echo "bench: no measurement is called '$name'; there are: ${all[*]} ${others[*]}" >&2
       exit 2
       ;;
   esac

@@ -35,7 +35,7 @@ def pictures(directory):
             moments[name].append(moment)
     shown = set()
     for line in (directory / "received").read_text().splitlines():
-        received, name, drawn = line.split()
+        received, name, drawn, _ = line.split()
         if drawn in shown or float(drawn) == 0 or len(moments.get(name, ())) != 6:
             continue
         shown.add(drawn)

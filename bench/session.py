@@ -69,9 +69,13 @@ class Session:
     def wait_for_stream(self):
         self.time_of("✅ Capture started")
 
+    def text_of(self, text):
+        """The first line that holds the text; waits for it."""
+        self.time_of(text)
+        return next(line for _, line in self.lines if text in line)
+
     def cpu_seconds(self):
-        fields = pathlib.Path(f"/proc/{self.program.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        return cpu_seconds(self.program.pid)
 
     def resident_megabytes(self):
         for line in pathlib.Path(f"/proc/{self.program.pid}/status").read_text().splitlines():
@@ -92,6 +96,17 @@ class Session:
         self.server.wait()
         self.directory.cleanup()
         return result
+
+
+def cpu_seconds(process):
+    """What all its threads have had so far, to the nanosecond; 0 if it is gone."""
+    total = 0
+    for thread in pathlib.Path(f"/proc/{process}/task").glob("*/schedstat"):
+        try:
+            total += int(thread.read_text().split()[0])
+        except OSError:
+            pass  # the thread has just ended
+    return total / 1e9
 
 
 def report(name, value, unit, goal=None, at_most=True):

@@ -210,9 +210,10 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
   if (!frame) return phoneDidSeeFault(frame.error());
   statistics_.frameDidArrive(*frame, payload.size(), now);
   if (trace_.is_open()) {
+    // Without the part of a tick: a name for the drawing, too.
     const double lastTick = std::floor(now * ClockPattern::ticksPerSecond) / ClockPattern::ticksPerSecond;
     const double drawn = frame->clockTicks ? lastTick - ClockPattern::age(*frame->clockTicks, now) : 0;
-    trace_ << fmt::format("{:.9f} {:.9f} {:.4f}\n", now, frame->timestamp, drawn);  // a name for the drawing, too
+    trace_ << fmt::format("{:.9f} {:.9f} {:.4f} {}\n", now, frame->timestamp, drawn, payload.size()) << std::flush;
   }
   if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
   shownSize_ = frame->size;
