@@ -6,7 +6,7 @@ cd "$(dirname "$(readlink -f "$0")")/.."
 
 all=(encode channel capture stream delay touch input wifi menu rotation soak)
 # Those that need packages which nothing else does are asked for by name.
-others=(peers)
+others=(peers decoders)
 only_check=
 if [ "${1:-}" = --check ]; then
   only_check=yes
