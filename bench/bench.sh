@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-all=(encode channel capture stream delay touch input wifi menu rotation soak)
+all=(encode channel capture stream delay halves touch input wifi menu rotation soak)
 # Those that need packages which nothing else does are asked for by name.
 others=(peers decoders)
 only_check=
