@@ -72,12 +72,15 @@ def ffmpeg(environment, place, scale, seconds):
 
     listener = threading.Thread(target=listen, daemon=True)
     listener.start()
-    time.sleep(1 + seconds)
+    deadline = time.monotonic() + 20
+    while not told and time.monotonic() < deadline:
+        time.sleep(0.05)
+    time.sleep(seconds)
     end = time.monotonic()  # the time of threads that end is not counted any more
     process.terminate()
     process.wait()
     listener.join()
-    told = [line for line in told[1:] if line[0] < end]
+    told = [line for line in told if line[0] < end]
     if len(told) < 2:
         sys.exit("bench: ffmpeg has told nothing")
     return Measured(*(last - first for first, last in zip(told[0], told[-1])))
@@ -86,7 +89,7 @@ def ffmpeg(environment, place, scale, seconds):
 def like_quality(environment, place, kilobytes):
     """The value of the encoder's scale whose frames are nearest in size."""
     return min((2, 3, 4, 5, 6, 8, 10),
-               key=lambda scale: abs(ffmpeg(environment, place, scale, 1.2).kilobytes - kilobytes))
+               key=lambda scale: abs(ffmpeg(environment, place, scale, 1.5).kilobytes - kilobytes))
 
 
 def x11vnc(environment, place, seconds):
