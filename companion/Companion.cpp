@@ -1,9 +1,11 @@
 #include "companion/Companion.h"
 
+#include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "companion/CableLink.h"
+#include "companion/ClockPattern.h"
 #include "companion/WholeFile.h"
 #include "companion/WiFiLink.h"
 #include "protocol/DisplayPlan.h"
@@ -53,6 +55,11 @@ bool Companion::start() {
       return false;
     }
     saver_ = std::move(*saver);
+  }
+  if (!options_.tracePath.empty()) trace_.open(options_.tracePath);
+  if (!trace_) {
+    say("cannot write {}", options_.tracePath);
+    return false;
   }
   if (options_.window && !openWindow()) return false;
   if (options_.muxPath && !startDaemon()) return false;
@@ -202,6 +209,12 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
   const auto frame = checkerOf(phone).check(payload.bytes(), now);
   if (!frame) return phoneDidSeeFault(frame.error());
   statistics_.frameDidArrive(*frame, payload.size(), now);
+  if (trace_.is_open()) {
+    // Without the part of a tick: a name for the drawing, too.
+    const double lastTick = std::floor(now * ClockPattern::ticksPerSecond) / ClockPattern::ticksPerSecond;
+    const double drawn = frame->clockTicks ? lastTick - ClockPattern::age(*frame->clockTicks, now) : 0;
+    trace_ << fmt::format("{:.9f} {:.9f} {:.4f} {}\n", now, frame->timestamp, drawn, payload.size()) << std::flush;
+  }
   if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
   shownSize_ = frame->size;
   keep(payload, *frame);

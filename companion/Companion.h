@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,7 +37,8 @@ class Companion final : public PhoneDelegate {
     std::optional<double> seconds;        // end after so long
     std::string saveDirectory;            // empty: save nothing
     std::uint64_t saveEvery = 1;
-    std::string jsonPath;  // empty: no summary for programs; "-": standard output
+    std::string jsonPath;   // empty: no summary for programs; "-": standard output
+    std::string tracePath;  // empty: no times of each frame
     bool window = false;
     std::vector<ScriptAction> script;
   };
@@ -89,6 +91,7 @@ class Companion final : public PhoneDelegate {
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;
   FrameSize shownSize_;
+  std::ofstream trace_;
 
   // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;

@@ -43,8 +43,7 @@ void Statistics::frameDidArrive(const CheckedFrame& frame, std::size_t bytes, do
   sentToReceived_.add(lastLatency_);
   // A frame that shows the clock of the one before was drawn once and sent twice.
   if (frame.clockTicks && frame.clockTicks != lastClockTicks_) {
-    const std::uint32_t age = ClockPattern::ticks(now) - *frame.clockTicks;
-    lastLatency_ = age * 1000 / ClockPattern::ticksPerSecond;
+    lastLatency_ = ClockPattern::age(*frame.clockTicks, now) * 1000;
     drawnToReceived_.add(lastLatency_);
   }
   lastClockTicks_ = frame.clockTicks;

@@ -58,6 +58,8 @@ void declareOptions(OptionParser& line, Arguments& arguments) {
               options.saveDirectory);
   line.option({"--save-every", "Save only every Nth frame; 0 saves only the last", "N"}, options.saveEvery,
               OptionParser::range(0, 1e9));
+  line.option({"--trace", "Write a line for each frame: when it was received, sent and drawn, and its bytes", "FILE"},
+              options.tracePath);
   line.option({"--json", "Write a summary for programs; - is standard output, for it alone", "FILE"}, options.jsonPath);
 #ifndef __APPLE__  // There windows are for the main thread to serve, which serves the queue here.
   line.flag("--window", "Show the frames in a window, whose mouse and keyboard are the phone's", options.window);

@@ -514,6 +514,8 @@ TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   link->takeSent();
   const std::size_t frames = phone->frames.size();
   queue->advance(1);
+  EXPECT_EQ(phone->frames.size(), frames + 1);
+  EXPECT_TRUE(phone->frames.back().payload.text().ends_with("rest")) << "the picture shows all that it has";
   EXPECT_TRUE(link->takeSent().empty()) << "no room yet";
   link->completeSends();
   queue->advance(0.06);
@@ -523,7 +525,7 @@ TEST_F(AppDelegateTest, EveryLinkGetsTheLastPicture) {
   link->completeSends();
   queue->advance(5);
   EXPECT_TRUE(link->takeSent().empty());
-  EXPECT_EQ(phone->frames.size(), frames) << "the cable had it";
+  EXPECT_EQ(phone->frames.size(), frames + 1) << "the cable had it, and nothing runs at rest";
 
   unplug();
   plugIn();

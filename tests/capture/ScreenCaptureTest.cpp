@@ -176,6 +176,7 @@ class FixedImageEncoder final : public ImageEncoder {
     if (quality < 0.1) return std::nullopt;
     return Data::copying("\xff\xd8...\xff\xd9");
   }
+  std::optional<Data> restingRepresentation() override { return std::nullopt; }
 };
 
 TEST(MJPEGEncoderTest, PutsTheClockBeforeTheImage) {
