@@ -96,6 +96,7 @@ bool Companion::startDaemon() {
   }
   daemon_ = std::move(*daemon);
   say("plays the multiplexing daemon at {}", *options_.muxPath);
+  linkStatus_.ways.push_back(fmt::format("cable, {}", *options_.muxPath));
   attach(options_.deviceID);
   return true;
 }
@@ -106,7 +107,9 @@ bool Companion::startListening() {
     say("cannot listen on port {}: {}", *options_.listenPort, socket.error().localizedDescription());
     return false;
   }
-  say("listens on port {} of 127.0.0.1", localPort(socket->get()));
+  const std::string address = fmt::format("port {} of 127.0.0.1", localPort(socket->get()));
+  say("listens on {}", address);
+  linkStatus_.ways.push_back(address);
   return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream) {
     phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
   });
@@ -133,6 +136,7 @@ bool Companion::startWiFi() {
     say("cannot listen: {}", socket.error().localizedDescription());
     return false;
   }
+  linkStatus_.ways.push_back(fmt::format("Wi-Fi, code {}", *options_.wifiCode));
   announcement_ = WiFiAnnouncement::of(*options_.wifiCode, localPort(socket->get()), queue_,
                                        [](const std::string& text) { say("{}", text); });
   return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream) {
@@ -184,11 +188,21 @@ void Companion::phoneDidConnect(const Phone& phone) {
   statistics_.connectionDidStart();
   checkerOf(phone).connectionDidStart();
   say("connected");
+  linkDidChange("");
 }
 
 void Companion::phoneDidDisconnect(const std::string& reason) {
   if (!phone_->isConnected()) connectedDevice_ = -1;
   say("disconnected: {}", reason);
+  linkDidChange(reason);
+}
+
+/// `reason`: of the end of a link, if it is one that ended.
+void Companion::linkDidChange(const std::string& reason) {
+  using State = LinkStatus::State;
+  const bool isConnected = phone_->isConnected() || wifiPhone_->isConnected();
+  linkStatus_.state = isConnected ? State::Connected : State::Lost;
+  linkStatus_.reason = isConnected ? "" : reason;
 }
 
 void Companion::phoneDidMeetHost(const std::string& macInfo) {

@@ -9,6 +9,7 @@
 #include "companion/FrameChecker.h"
 #include "companion/FrameSaver.h"
 #include "companion/FrameWindow.h"
+#include "companion/LinkStatus.h"
 #include "companion/Listener.h"
 #include "companion/MuxDaemon.h"
 #include "companion/Phone.h"
@@ -71,6 +72,7 @@ class Companion final : public PhoneDelegate {
   void perform(const ScriptAction& action);
   void perform(const ScriptAction& action, Phone& phone);
   FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
+  void linkDidChange(const std::string& reason);
   void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
@@ -89,6 +91,7 @@ class Companion final : public PhoneDelegate {
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;
   FrameSize shownSize_;
+  LinkStatus linkStatus_;
 
   // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;
