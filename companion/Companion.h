@@ -17,6 +17,7 @@
 #include "companion/Statistics.h"
 #include "companion/WiFiAnnouncement.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/Timer.h"
 
 namespace tandemview {
 
@@ -39,6 +40,8 @@ class Companion final : public PhoneDelegate {
     std::uint64_t saveEvery = 1;
     std::string jsonPath;  // empty: no summary for programs; "-": standard output
     bool window = false;
+    bool fullScreen = false;      // the window
+    bool sizeOfWindow = false;    // the phone's screen is what makes frames of the window's size
     std::vector<ScriptAction> script;
   };
 
@@ -73,6 +76,9 @@ class Companion final : public PhoneDelegate {
   void perform(const ScriptAction& action, Phone& phone);
   FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
   void linkDidChange(const std::string& reason);
+  void turn();
+  void windowDidSettle(FrameSize size);
+  void describeStatistics();
   void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
@@ -90,6 +96,7 @@ class Companion final : public PhoneDelegate {
   Statistics statistics_;
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;
+  std::shared_ptr<Timer> statisticsTimer_;  // while there is a window
   FrameSize shownSize_;
   LinkStatus linkStatus_;
 
