@@ -47,7 +47,9 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
       phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)),
       wifiPhone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
 
-Companion::~Companion() = default;
+Companion::~Companion() {
+  FrameWindow::close(std::move(window_));
+}
 
 bool Companion::start() {
   if (!options_.saveDirectory.empty()) {

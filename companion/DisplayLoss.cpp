@@ -1,43 +1,37 @@
 #include "companion/DisplayLoss.h"
 
-#include <SDL_syswm.h>
+#ifndef __APPLE__
+#include <X11/Xlib.h>
+#include <unistd.h>
 
 #include <utility>
-
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xlib.h>
 #endif
 
 namespace tandemview {
 
-#ifdef SDL_VIDEO_DRIVER_X11
+#ifdef __APPLE__
+
+void onDisplayLoss(std::function<void()>) {}
+
+#else
 
 namespace {
 
-/// For as long as the program runs: Xlib calls the handler whenever it finds the connection broken.
+/// Outlives everything: a thread may find out while the program ends.
 std::function<void()>& handler() {
-  static std::function<void()> instance;
-  return instance;
+  static auto* const instance = new std::function<void()>;
+  return *instance;
 }
 
 }  // namespace
 
-void onDisplayLoss(SDL_Window* window, std::function<void()> didLose) {
-  SDL_SysWMinfo info;
-  SDL_VERSION(&info.version);
-  if (SDL_GetWindowWMInfo(window, &info) == SDL_FALSE || info.subsystem != SDL_SYSWM_X11) return;
+void onDisplayLoss(std::function<void()> didLose) {
   handler() = std::move(didLose);
-  XSetIOErrorExitHandler(
-      info.info.x11.display,
-      [](Display*, void*) {
-        if (const auto lost = std::exchange(handler(), nullptr)) lost();
-      },
-      nullptr);
+  XSetIOErrorHandler([](Display*) -> int {
+    if (const auto lost = std::exchange(handler(), nullptr)) lost();
+    for (;;) ::pause();
+  });
 }
-
-#else
-
-void onDisplayLoss(SDL_Window*, std::function<void()>) {}
 
 #endif
 
