@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "companion/CableLink.h"
+#include "companion/ScreenForFrames.h"
 #include "companion/WholeFile.h"
 #include "companion/WiFiLink.h"
 #include "protocol/DisplayPlan.h"
@@ -16,6 +17,9 @@ namespace {
 
 /// Of each kind: a host that does everything wrong must not drown the rest of the output.
 constexpr std::uint64_t mostFaultsPrinted = 5;
+
+/// How often the window's statistics change, in seconds: for the eye to read them.
+constexpr double statisticsInterval = 0.5;
 
 template <typename... Arguments>
 void say(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
@@ -92,6 +96,7 @@ bool Companion::start() {
   if (options_.muxPath && !startDaemon()) return false;
   if (options_.listening && !startListening()) return false;
   if (options_.wifiCode && !startWiFi()) return false;
+  if (window_) window_->setLink(linkStatus_);
   if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
   scheduleScript(0);
   return true;
@@ -104,12 +109,18 @@ bool Companion::openWindow() {
     (phone_->isConnected() ? phone_ : wifiPhone_)->send(type, Data::copying(message));
   };
   auto window =
-      FrameWindow::open(queue_, size, {.didClose = [this] { end("the window is closed"); }, .didTakeInput = sendInput});
+      FrameWindow::open(queue_, {.size = size, .isFree = options_.sizeOfWindow, .fullScreen = options_.fullScreen},
+                        {.didClose = [this](const std::string& reason) { end(reason); },
+                         .didTakeInput = sendInput,
+                         .wantsTurn = [this] { turn(); },
+                         .didSettle = [this](FrameSize settled) { windowDidSettle(settled); },
+                         .didAnswer = [](const std::string&) {}});
   if (!window) {
     say("cannot open a window: {}", window.error().localizedDescription());
     return false;
   }
   window_ = std::move(*window);
+  statisticsTimer_ = Timer::repeating(queue_, statisticsInterval, [this] { describeStatistics(); });
   return true;
 }
 
@@ -254,6 +265,7 @@ void Companion::linkDidChange(const std::string& reason) {
   const bool isConnected = phone_->isConnected() || wifiPhone_->isConnected();
   linkStatus_.state = isConnected ? State::Connected : State::Lost;
   linkStatus_.reason = isConnected ? "" : reason;
+  if (window_) window_->setLink(linkStatus_);
 }
 
 void Companion::phoneDidMeetHost(const Phone& phone, const std::string& macInfo) {
@@ -281,9 +293,7 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
 }
 
 void Companion::keep(const Data& image, const CheckedFrame& frame) {
-  if (window_ && frame.size) {
-    window_->show(image, *frame.size, statistics_.framesPerSecond(), statistics_.lastLatency().value_or(0));
-  }
+  if (window_) window_->show(image, frame.timestamp, clock_.now());
   if (!saver_) return;
   auto error = saver_->save(image);
   if (!error && !frame.faults.empty()) error = saver_->saveFaulty(image, arrivedFrames_ + 1);
@@ -356,9 +366,7 @@ void Companion::perform(const ScriptAction& action) {
   MacProtocol::DeviceInfo info = phone_->info();
   switch (action.kind) {
     case Kind::rotate:
-      std::swap(info.width, info.height);
-      info.orientation = info.width > info.height ? "Landscape" : "Portrait";
-      return changeInfo(info);
+      return turn();
     case Kind::quality:
       info.quality = action.text;
       return changeInfo(info);
@@ -414,6 +422,33 @@ void Companion::perform(const ScriptAction& action, Phone& phone) {
     default:
       return;
   }
+}
+
+void Companion::turn() {
+  MacProtocol::DeviceInfo info = phone_->info();
+  std::swap(info.width, info.height);
+  info.orientation = info.width > info.height ? "Landscape" : "Portrait";
+  changeInfo(info);
+}
+
+void Companion::windowDidSettle(FrameSize size) {
+  MacProtocol::DeviceInfo info = phone_->info();
+  const auto screen = screenForFrames(size, info.idiom, fullResolution_);
+  if (!screen) return say("no frames are as small as the window, {}", size.text());
+  if (screen->width == info.width && screen->height == info.height) return;
+  info.width = screen->width;
+  info.height = screen->height;
+  info.orientation = info.width > info.height ? "Landscape" : "Portrait";
+  say("the window is {}, and the phone {}", size.text(), screen->text());
+  changeInfo(info);
+}
+
+void Companion::describeStatistics() {
+  const std::optional<double> latency = statistics_.lastLatency();
+  window_->setStatistics(
+      {fmt::format("{}, {} frames a second", shownSize_.text(), window_->framesPerSecond(clock_.now())),
+       latency ? fmt::format("{:.1f} ms old on arrival", *latency) : "age on arrival unknown: no pong yet",
+       fmt::format("{} frames, {} faults", statistics_.frames(), statistics_.faults())});
 }
 
 void Companion::changeInfo(const MacProtocol::DeviceInfo& info) {

@@ -19,6 +19,7 @@
 #include "companion/Statistics.h"
 #include "companion/WiFiAnnouncement.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/Timer.h"
 
 namespace tandemview {
 
@@ -44,6 +45,8 @@ class Companion final : public PhoneDelegate {
     bool trace = false;    // print every message
     std::string jsonPath;  // empty: no summary for programs; "-": standard output
     bool window = false;
+    bool fullScreen = false;    // the window
+    bool sizeOfWindow = false;  // the phone's screen is what makes frames of the window's size
     std::vector<ScriptAction> script;
   };
 
@@ -82,6 +85,9 @@ class Companion final : public PhoneDelegate {
   void perform(const ScriptAction& action, Phone& phone);
   FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
   void linkDidChange(const std::string& reason);
+  void turn();
+  void windowDidSettle(FrameSize size);
+  void describeStatistics();
   void expectSize(const MacProtocol::DeviceInfo& info);
   void startDeadline(const Phone& phone);
   void changeInfo(const MacProtocol::DeviceInfo& info);
@@ -103,6 +109,7 @@ class Companion final : public PhoneDelegate {
   Statistics statistics_;
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;
+  std::shared_ptr<Timer> statisticsTimer_;  // while there is a window
   PictureChecker pictureChecker_{queue_};
   std::uint64_t arrivedFrames_ = 0;
   std::uint64_t uncheckedFrames_ = 0;  // of these, their pictures

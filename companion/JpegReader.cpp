@@ -60,7 +60,8 @@ struct JpegReader::State {
       JSAMPROW row = pixels + image.output_scanline * rowSize;
       if (jpeg_read_scanlines(&image, &row, 1) != 1) return false;
     }
-    return errors.num_warnings == 0;
+    // Damage may show only in what is left before the image's end.
+    return jpeg_finish_decompress(&image) == TRUE && errors.num_warnings == 0;
   }
 
   /// A hostile image of many scans costs the whole size for each of them, which take a few bytes each.

@@ -13,10 +13,13 @@ using namespace tandemview;
 
 constexpr int usageError = 2;
 
+constexpr std::string_view sizeOfWindow = "window";
+constexpr const char* usualSize = "1290x2796";
+
 /// What the command line says beside the options proper.
 struct Arguments {
   Companion::Options options;
-  std::string size = "1290x2796";
+  std::string size = usualSize;
   std::string listening;
   std::string scriptPath;
 };
@@ -55,9 +58,12 @@ void declareOptions(OptionParser& line, Arguments& arguments) {
               }));
 
   line.group("The phone");
-  line.option({"--size", "Its screen in pixels"}, arguments.size,
+  line.option({"--size", "Its screen in pixels; \"window\": the one for frames that fill the window sharply"},
+              arguments.size,
               {[](const std::string& text) {
-                 return frameSizeFromText(text) ? "" : "sides from 16 to 16384 pixels, such as 1290x2796";
+                 return text == sizeOfWindow || frameSizeFromText(text)
+                            ? ""
+                            : "sides from 16 to 16384 pixels, such as 1290x2796, or window";
                },
                "WxH"});
   line.option({"--scale", "Pixels per point"}, options.info.scale, OptionParser::range(0.1, 100));
@@ -90,6 +96,8 @@ void declareOptions(OptionParser& line, Arguments& arguments) {
               notEmpty);
 #ifndef __APPLE__  // There windows are for the main thread to serve, which serves the queue here.
   line.flag("--window", "Show the frames in a window, whose mouse and keyboard are the phone's", options.window);
+  line.flag("--fullscreen", "Show them on the whole screen, with mouse and keyboard taken; F11 gives them back",
+            options.fullScreen);
 #endif
 }
 
@@ -106,7 +114,13 @@ bool loadScript(Arguments& arguments) {
 }
 
 int run(Arguments arguments) {
-  const FrameSize size = *frameSizeFromText(arguments.size);
+  arguments.options.window |= arguments.options.fullScreen;
+  arguments.options.sizeOfWindow = arguments.size == sizeOfWindow;
+  if (arguments.options.sizeOfWindow && !arguments.options.window) {
+    Log::line("companion: --size window needs --window");
+    return usageError;
+  }
+  const FrameSize size = *frameSizeFromText(arguments.options.sizeOfWindow ? usualSize : arguments.size);
   arguments.options.info.width = size.width;
   arguments.options.info.height = size.height;
   arguments.options.listening = socketAddressFromText(arguments.listening);
