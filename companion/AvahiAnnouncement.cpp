@@ -58,13 +58,15 @@ void AvahiAnnouncement::groupReported(sdbus::Message& arguments) {
   std::int32_t state = 0;
   std::string error;
   arguments >> state >> error;
-  if (state == AvahiNames::groupIsEstablished) report_(fmt::format("{} is announced, on port {}", name_, port_));
-  if (state == AvahiNames::groupCollides) cannotBeAnnounced("another phone has this name");
+  if (state == AvahiNames::groupIsEstablished) {
+    report_(State::Announced, fmt::format("{} is announced, on port {}", name_, port_));
+  }
+  if (state == AvahiNames::groupCollides) cannotBeAnnounced("another phone has this name", State::Taken);
   if (state == AvahiNames::groupHasFailed) cannotBeAnnounced(error);
 }
 
-void AvahiAnnouncement::cannotBeAnnounced(const std::string& reason) {
-  report_(fmt::format("{} cannot be announced: {}", name_, reason));
+void AvahiAnnouncement::cannotBeAnnounced(const std::string& reason, State state) {
+  report_(state, fmt::format("{} cannot be announced: {}", name_, reason));
 }
 
 }  // namespace tandemview

@@ -24,7 +24,7 @@ class AvahiAnnouncement final : public WiFiAnnouncement,
   void addService();
   void commit();
   void groupReported(sdbus::Message& arguments);
-  void cannotBeAnnounced(const std::string& reason);
+  void cannotBeAnnounced(const std::string& reason, State state = State::Failed);
 
   const std::string name_;
   const std::uint16_t port_;

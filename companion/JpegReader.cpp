@@ -60,7 +60,8 @@ struct JpegReader::State {
       JSAMPROW row = pixels + image.output_scanline * rowSize;
       if (jpeg_read_scanlines(&image, &row, 1) != 1) return false;
     }
-    return errors.num_warnings == 0;
+    // Damage may show only in what is left before the image's end.
+    return jpeg_finish_decompress(&image) == TRUE && errors.num_warnings == 0;
   }
 
   /// A hostile image of many scans costs the whole size for each of them, which take a few bytes each.
@@ -101,8 +102,9 @@ struct JpegReader::State {
     return errors.num_warnings == 0;
   }
 
-  bool read(std::size_t rows, std::vector<std::uint8_t>& pixels) {
-    if (!start() || image.output_height < rows) return false;
+  bool read(std::vector<std::uint8_t>& pixels) {
+    if (!start()) return false;
+    const std::size_t rows = image.output_height;
     const std::size_t rowSize = std::size_t{image.output_width} * static_cast<std::size_t>(image.output_components);
     pixels.resize(rows * rowSize);
     return readRows(pixels.data(), rows, rowSize);
@@ -118,12 +120,12 @@ std::optional<FrameSize> JpegReader::open(std::span<const std::byte> bytes) {
   return FrameSize{state_->image.image_width, state_->image.image_height};
 }
 
-bool JpegReader::readTopAtAnEighth(std::size_t rows, std::vector<std::uint8_t>& luminance) {
+bool JpegReader::readAtAnEighth(std::vector<std::uint8_t>& luminance) {
   // Of each 8x8 block only its mean is wanted, which is the first of its coefficients.
   state_->image.scale_num = 1;
   state_->image.scale_denom = 8;
   state_->image.out_color_space = JCS_GRAYSCALE;
-  return state_->read(rows, luminance);
+  return state_->read(luminance);
 }
 
 bool JpegReader::readPicture(Picture& picture) {
@@ -133,7 +135,7 @@ bool JpegReader::readPicture(Picture& picture) {
     picture.layout = Picture::Layout::packed;
     picture.rowSize = std::size_t{image.image_width} * 4;
     image.out_color_space = JCS_EXT_BGRX;
-    return state_->read(image.image_height, picture.bytes);
+    return state_->read(picture.bytes);
   }
   picture.layout = Picture::Layout::planar;
   picture.rowSize = roundedUp(image.image_width, rowsAtOnce);

@@ -25,9 +25,9 @@ class JpegReader {
   /// must stay valid until one of the operations below is through.
   std::optional<FrameSize> open(std::span<const std::byte> bytes);
 
-  /// The luminance of the image at an eighth of its size, which costs next to nothing: the first `rows` rows, each
-  /// as wide as an eighth of the image, rounded up. False if these rows are damaged. Ends the image.
-  bool readTopAtAnEighth(std::size_t rows, std::vector<std::uint8_t>& luminance);
+  /// The luminance of the image at an eighth of its size, each row as wide as an eighth of the image, rounded up: the
+  /// cheapest way to read all of it. False if it is damaged. Ends the image.
+  bool readAtAnEighth(std::vector<std::uint8_t>& luminance);
 
   /// The whole image: planar if it is coded so, which saves the conversion. False if it is damaged. Ends the image.
   bool readPicture(Picture& picture);

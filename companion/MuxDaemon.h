@@ -32,10 +32,10 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   /// A client is connected; from now on the stream carries the bytes of the device's port alone.
   using ConnectHandler = std::function<void(std::int64_t deviceID, std::shared_ptr<Stream> stream)>;
 
-  /// Replaces a socket left at `path` by an ended process.
+  /// Replaces a socket left at `path` by an ended process, and nothing else.
   static Result<std::shared_ptr<MuxDaemon>> listeningAt(const std::string& path, std::shared_ptr<Queue> queue,
                                                         ConnectTest connectTest, ConnectHandler connectHandler);
-  /// Removes the socket and hangs up on all clients but the connected ones.
+  /// Removes the socket, if it is still its own, and hangs up on all clients but the connected ones.
   ~MuxDaemon();
   MuxDaemon(const MuxDaemon&) = delete;
   MuxDaemon& operator=(const MuxDaemon&) = delete;
@@ -47,6 +47,14 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
  private:
   struct Client;
   struct Header;
+
+  /// What tells one file from another.
+  struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileIdentity&) const = default;
+  };
+  static FileIdentity identityOf(const std::string& path);
 
   MuxDaemon(std::string path, std::shared_ptr<Queue> queue, ConnectTest connectTest, ConnectHandler connectHandler);
 
@@ -61,6 +69,7 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   void broadcast(const PropertyList& message);
 
   const std::string path_;
+  const FileIdentity socketFile_;
   std::shared_ptr<Queue> queue_;
   ConnectTest connectTest_;
   ConnectHandler connectHandler_;

@@ -56,7 +56,7 @@ class WindowFingers {
   std::vector<Finger> fingers_;
   Gesture gesture_ = Gesture::None;
   bool isOnScreen_ = true;
-  Point scrolled_;          // by two fingers since they came, in pixels
+  Point scrolled_;           // by two fingers since they came, in pixels
   double zoomDistance_ = 0;  // between two fingers when they came or zoomed last
 };
 

@@ -45,8 +45,8 @@ bool isStop(const SDL_Event& event) {
 /// A mouse reports up to a thousand motions a second: of those that wait already, the last is enough.
 bool isOvertaken(const SDL_Event& event) {
   SDL_Event next;
-  return event.type == SDL_MOUSEMOTION &&
-         SDL_PeepEvents(&next, 1, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) == 1 && next.type == SDL_MOUSEMOTION;
+  return event.type == SDL_MOUSEMOTION && SDL_PeepEvents(&next, 1, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) == 1 &&
+         next.type == SDL_MOUSEMOTION;
 }
 
 std::string clipboard() {
@@ -75,7 +75,7 @@ struct WindowScreen::Window {
       SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // they are the main queue's
       SDL_SetHint(SDL_HINT_MOUSE_AUTO_CAPTURE, "0");  // a finger beyond the screen's edge touches nothing
       SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
-      SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");  // fingers are fingers
+      SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");       // fingers are fingers
       SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");  // but while pictures come
       SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
       isReady = SDL_Init(SDL_INIT_VIDEO) == 0;
@@ -254,8 +254,7 @@ void WindowScreen::turn() {
     SDL_GetWindowSize(window_->window.get(), &width, &height);
     SDL_Rect screen{0, 0, height, width};
     SDL_GetDisplayUsableBounds(std::max(0, SDL_GetWindowDisplayIndex(window_->window.get())), &screen);
-    const double scale =
-        std::min({1.0, screen.w / static_cast<double>(height), screen.h / static_cast<double>(width)});
+    const double scale = std::min({1.0, screen.w / static_cast<double>(height), screen.h / static_cast<double>(width)});
     SDL_SetWindowSize(window_->window.get(), static_cast<int>(height * scale), static_cast<int>(width * scale));
   }
   if (!isFree_) output_.wantsTurn();

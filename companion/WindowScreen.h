@@ -25,8 +25,8 @@ namespace tandemview {
 class WindowScreen {
  public:
   struct Options {
-    FrameSize size;         // of the first pictures; the window is made for it
-    bool isFree = false;    // the pictures will be made for the window: it takes a size of its own
+    FrameSize size;       // of the first pictures; the window is made for it
+    bool isFree = false;  // the pictures will be made for the window: it takes a size of its own
     bool fullScreen = false;
   };
 

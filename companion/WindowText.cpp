@@ -51,7 +51,8 @@ WindowText::WindowText(SDL_Renderer* renderer)
     const WindowFont::Glyph& glyph = WindowFont::glyph(static_cast<char32_t>(character));
     for (std::size_t y = 0; y < glyph.size(); ++y) {
       std::uint32_t* const row = &pixels[(y * characterCount + character) * WindowFont::width];
-      for (int x = 0; x < WindowFont::width; ++x) row[x] = (glyph[y] >> (WindowFont::width - 1 - x)) & 1 ? opaqueWhite : 0;
+      for (int x = 0; x < WindowFont::width; ++x)
+        row[x] = (glyph[y] >> (WindowFont::width - 1 - x)) & 1 ? opaqueWhite : 0;
     }
   }
   SDL_UpdateTexture(glyphs_.get(), nullptr, pixels.data(), characterCount * WindowFont::width * 4);
