@@ -4,6 +4,9 @@
 #include <X11/Xlib.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <utility>
 #endif
 
@@ -13,9 +16,13 @@ namespace tandemview {
 
 void onDisplayLoss(std::function<void()>) {}
 
+void leaveDisplayLibrariesAfterLoss() {}
+
 #else
 
 namespace {
+
+std::atomic<bool> isLost = false;
 
 /// Outlives everything: a thread may find out while the program ends.
 std::function<void()>& handler() {
@@ -28,9 +35,20 @@ std::function<void()>& handler() {
 void onDisplayLoss(std::function<void()> didLose) {
   handler() = std::move(didLose);
   XSetIOErrorHandler([](Display*) -> int {
+    isLost = true;
     if (const auto lost = std::exchange(handler(), nullptr)) lost();
     for (;;) ::pause();
   });
+}
+
+void leaveDisplayLibrariesAfterLoss() {
+  ::on_exit(
+      [](int status, void*) {
+        if (!isLost) return;
+        std::fflush(nullptr);
+        ::_exit(status);
+      },
+      nullptr);
 }
 
 #endif

@@ -9,4 +9,8 @@ namespace tandemview {
 /// window's end.
 void onDisplayLoss(std::function<void()> didLose);
 
+/// To be called before anything else is registered for the program's end: after a loss, the libraries do not clean up
+/// there, as they would wait for the thread that stands still.
+void leaveDisplayLibrariesAfterLoss();
+
 }  // namespace tandemview

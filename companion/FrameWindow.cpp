@@ -24,8 +24,8 @@ Result<std::unique_ptr<FrameWindow>> FrameWindow::open(std::shared_ptr<Queue> ma
 }
 
 void FrameWindow::close(std::unique_ptr<FrameWindow> window) {
-  static FrameWindow* leftBehind = nullptr;
-  if (window && window->isDisplayLost_) leftBehind = window.release();
+  static std::unique_ptr<FrameWindow>& leftBehind = *new std::unique_ptr<FrameWindow>;
+  if (window && window->isDisplayLost_) leftBehind = std::move(window);
 }
 
 FrameWindow::~FrameWindow() {
