@@ -44,7 +44,7 @@ void CableLink::receivedHeader(const Data& header) {
   }
   const std::uint32_t type = field(1);
   const std::uint32_t payloadSize = field(3);
-  if (field(2) != 0) fault("message", fmt::format("a frame of type {} has the tag {}", type, field(2)));
+  if (field(2) != 0) fault("tag", fmt::format("a frame of type {} has the tag {}", type, field(2)));
   if (payloadSize > longestPayload) {
     fault("link", fmt::format("a frame of type {} announces {} bytes", type, payloadSize));
     return end("no message is that long");

@@ -133,9 +133,8 @@ bool Companion::startDaemon() {
         if (refusal_ != MuxResult::success) return refusal_;
         return port == options_.port ? MuxResult::success : MuxResult::connectionRefused;
       },
-      [this](std::int64_t deviceID, std::shared_ptr<Stream> stream) {
+      [this](std::int64_t, std::shared_ptr<Stream> stream) {
         phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
-        connectedDevice_ = deviceID;  // after the end of the link whose place this one takes
       });
   if (!daemon) {
     say("cannot listen at {}: {}", *options_.muxPath, daemon.error().localizedDescription());
@@ -256,7 +255,6 @@ void Companion::phoneDidConnect(const Phone& phone) {
 }
 
 void Companion::phoneDidDisconnect(const Phone& phone, const std::string& reason) {
-  if (!phone_->isConnected()) connectedDevice_ = -1;
   say("disconnected ({}): {}", phone.linkName(), reason);
   linkDidChange(reason);
 }
@@ -488,7 +486,6 @@ void Companion::detach(std::optional<std::uint32_t> deviceID) {
   if (!daemon_ || !deviceID || !daemon_->detach(*deviceID)) return;
   std::erase(attachedDevices_, *deviceID);
   say("device {} is detached", *deviceID);
-  if (connectedDevice_ == *deviceID) phone_->hangUp("its device is detached");
 }
 
 }  // namespace tandemview

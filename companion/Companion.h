@@ -125,7 +125,6 @@ class Companion final : public PhoneDelegate {
   std::shared_ptr<Listener> wifiListener_;
   std::shared_ptr<WiFiAnnouncement> announcement_;
   std::vector<std::uint32_t> attachedDevices_;  // in the order of their attachment
-  std::int64_t connectedDevice_ = -1;
   std::uint32_t refusal_ = MuxResult::success;
 
   struct FrameWait {

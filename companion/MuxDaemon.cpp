@@ -116,6 +116,10 @@ bool MuxDaemon::attach(std::int64_t deviceID) {
 bool MuxDaemon::detach(std::int64_t deviceID) {
   if (attachedDevices_.erase(deviceID) == 0) return false;
   broadcast({{"MessageType", "Detached"}, {"DeviceID", deviceID}});
+  for (const auto& [device, connection] : connections_) {
+    const auto stream = connection.lock();
+    if (device == deviceID && stream) stream->stop();
+  }
   return true;
 }
 
@@ -187,6 +191,8 @@ void MuxDaemon::connect(const std::shared_ptr<Client>& client, std::uint32_t tag
   if (result != MuxResult::success) return reply(client, tag, result);
   client->send(tag, {{"MessageType", "Result"}, {"Number", result}}, nullptr);
   clients_.erase(client);
+  std::erase_if(connections_, [](const auto& each) { return each.second.expired(); });
+  connections_.emplace_back(device, client->stream);
   connectHandler_(device, client->stream);
 }
 

@@ -40,7 +40,7 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   MuxDaemon(const MuxDaemon&) = delete;
   MuxDaemon& operator=(const MuxDaemon&) = delete;
 
-  /// False if the device is attached already, or not attached.
+  /// False if the device is attached already, or not attached. Detaching stops the streams of its connections.
   bool attach(std::int64_t deviceID);
   bool detach(std::int64_t deviceID);
 
@@ -76,6 +76,7 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   std::shared_ptr<Listener> listener_;
   std::set<std::shared_ptr<Client>> clients_;
   std::set<std::int64_t> attachedDevices_;
+  std::vector<std::pair<std::int64_t, std::weak_ptr<Stream>>> connections_;  // handed over, each with its device
 };
 
 }  // namespace tandemview

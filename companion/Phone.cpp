@@ -123,7 +123,7 @@ void Phone::receive(std::uint32_t type, const Data& payload) {
   if (type == MessageType::macInfo) return receiveMacInfo(payload);
   if (type == MessageType::pong) return receivePong(payload, now);
   if (type != MessageType::videoFrame) {
-    return fault("message", fmt::format("a frame of type {}, which no host sends", type));
+    return fault("type", fmt::format("a frame of type {}, which no host sends", type));
   }
   if (!hasMetHost_) fault("Mac info", "a video frame before the Mac info");
   delegate_.phoneDidReceiveFrame(*this, payload, now);

@@ -1,5 +1,6 @@
 #include "companion/PhoneLink.h"
 
+#include <cerrno>
 #include <optional>
 #include <utility>
 
@@ -32,6 +33,8 @@ void PhoneLink::read(std::size_t length, Position position, std::function<void(c
                             const std::optional<Error>& error, const Data& bytes) {
     const auto link = weak.lock();
     if (!link || link->isStopped_) return;
+    // Nobody but the cable's daemon stops the stream of a link that goes on.
+    if (error && error->code == ECANCELED) return link->end("its device is detached");
     if (error) return link->end(error->localizedDescription());
     if (bytes.size() == length) return next(bytes);
     if (bytes.empty() && position == Position::betweenMessages) return link->end("the host has closed it");
