@@ -75,7 +75,9 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
   wifiPhone_ = phone("Wi-Fi");
 }
 
-Companion::~Companion() = default;
+Companion::~Companion() {
+  FrameWindow::close(std::move(window_));
+}
 
 bool Companion::start() {
   if (!options_.saveDirectory.empty()) {

@@ -1,43 +1,55 @@
 #include "companion/DisplayLoss.h"
 
-#include <SDL_syswm.h>
-
-#include <utility>
-
-#ifdef SDL_VIDEO_DRIVER_X11
+#ifndef __APPLE__
 #include <X11/Xlib.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
 #endif
 
 namespace tandemview {
 
-#ifdef SDL_VIDEO_DRIVER_X11
+#ifdef __APPLE__
+
+void onDisplayLoss(std::function<void()>) {}
+
+void leaveDisplayLibrariesAfterLoss() {}
+
+#else
 
 namespace {
 
-/// For as long as the program runs: Xlib calls the handler whenever it finds the connection broken.
+std::atomic<bool> isLost = false;
+
+/// Outlives everything: a thread may find out while the program ends.
 std::function<void()>& handler() {
-  static std::function<void()> instance;
-  return instance;
+  static auto* const instance = new std::function<void()>;
+  return *instance;
 }
 
 }  // namespace
 
-void onDisplayLoss(SDL_Window* window, std::function<void()> didLose) {
-  SDL_SysWMinfo info;
-  SDL_VERSION(&info.version);
-  if (SDL_GetWindowWMInfo(window, &info) == SDL_FALSE || info.subsystem != SDL_SYSWM_X11) return;
+void onDisplayLoss(std::function<void()> didLose) {
   handler() = std::move(didLose);
-  XSetIOErrorExitHandler(
-      info.info.x11.display,
-      [](Display*, void*) {
-        if (const auto lost = std::exchange(handler(), nullptr)) lost();
+  XSetIOErrorHandler([](Display*) -> int {
+    isLost = true;
+    if (const auto lost = std::exchange(handler(), nullptr)) lost();
+    for (;;) ::pause();
+  });
+}
+
+void leaveDisplayLibrariesAfterLoss() {
+  ::on_exit(
+      [](int status, void*) {
+        if (!isLost) return;
+        std::fflush(nullptr);
+        ::_exit(status);
       },
       nullptr);
 }
-
-#else
-
-void onDisplayLoss(SDL_Window*, std::function<void()>) {}
 
 #endif
 

@@ -23,6 +23,11 @@ Result<std::unique_ptr<FrameWindow>> FrameWindow::open(std::shared_ptr<Queue> ma
   return window;
 }
 
+void FrameWindow::close(std::unique_ptr<FrameWindow> window) {
+  static std::unique_ptr<FrameWindow>& leftBehind = *new std::unique_ptr<FrameWindow>;
+  if (window && window->isDisplayLost_) leftBehind = std::move(window);
+}
+
 FrameWindow::~FrameWindow() {
   output_ = nullptr;
   decodingQueue_->stopAndJoin();
@@ -42,6 +47,11 @@ auto FrameWindow::onMainQueue(Handler Output::*handler) {
 WindowScreen::Output FrameWindow::screenOutput() {
   // The window's thread ends before we do.
   return {.didClose = onMainQueue(&Output::didClose),
+          .didLoseDisplay =
+              [this, didClose = onMainQueue(&Output::didClose)] {
+                isDisplayLost_ = true;
+                didClose("the display is gone");
+              },
           .didTakeInput = onMainQueue(&Output::didTakeInput),
           .takePicture = [this](Picture& picture) { return pictures_.take(picture); },
           .takeContents = [this](WindowContents& contents) { return contentsToShow_.take(contents); },
@@ -81,7 +91,8 @@ void FrameWindow::ask(std::optional<WindowQuestion> question) {
 
 void FrameWindow::publishContents() {
   WindowContents newest = contents_;
-  if (contentsToShow_.put(newest)) WindowScreen::wake();
+  // Not from the main queue, which must not stand still.
+  if (contentsToShow_.put(newest)) decodingQueue_->async(WindowScreen::wake);
 }
 
 void FrameWindow::decodeNewest() {

@@ -37,6 +37,9 @@ class FrameWindow {
 
   static Result<std::unique_ptr<FrameWindow>> open(std::shared_ptr<Queue> mainQueue,
                                                    const WindowScreen::Options& options, Output output);
+  /// Closes the window. One whose display is lost stays behind until the program ends, with its threads, which stand
+  /// still.
+  static void close(std::unique_ptr<FrameWindow> window);
   ~FrameWindow();
   FrameWindow(const FrameWindow&) = delete;
   FrameWindow& operator=(const FrameWindow&) = delete;
@@ -71,6 +74,7 @@ class FrameWindow {
   NewestPlace<Data> images_;
   NewestPlace<Picture> pictures_;
   NewestPlace<WindowContents> contentsToShow_;
+  std::atomic<bool> isDisplayLost_ = false;
   std::atomic<bool> isVisible_ = true;  // what nobody sees is not decoded
 
   // These belong to the decoding queue.

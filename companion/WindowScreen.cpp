@@ -119,7 +119,7 @@ std::optional<Error> WindowScreen::open(const Options& options) {
   if (!window_->window) return sdlError();
   window_->renderer.reset(SDL_CreateRenderer(window_->window.get(), -1, 0));
   if (!window_->renderer) return sdlError();
-  onDisplayLoss(window_->window.get(), [this] { output_.didClose("the display is gone"); });
+  onDisplayLoss([this] { output_.didLoseDisplay(); });
   window_->picture.emplace(window_->renderer.get(), options.size);
   window_->text.emplace(window_->renderer.get());
   pointer_.setPictureSize(options.size);

@@ -32,6 +32,8 @@ class WindowScreen {
 
   struct Output {
     std::function<void(const std::string& reason)> didClose;
+    /// From the thread that finds out, which then stands still for ever.
+    std::function<void()> didLoseDisplay;
     /// A touch or key message (MessageType) that the phone is to send.
     std::function<void(std::uint32_t type, const std::string& message)> didTakeInput;
     /// What is to be shown now, fetched after wake(). False: nothing new.
@@ -56,7 +58,8 @@ class WindowScreen {
   /// Serves the window until stop(), or until the system takes it away.
   void run();
 
-  /// From any thread while run() is under way: lets it fetch what is new, or return.
+  /// From another thread while run() is under way: lets it fetch what is new, or return. That thread may be the one
+  /// that finds out that the display is lost.
   static void wake();
   static void stop();
 

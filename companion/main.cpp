@@ -3,6 +3,7 @@
 
 #include "command_line/OptionParser.h"
 #include "companion/Companion.h"
+#include "companion/DisplayLoss.h"
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
 #include "runtime/StandardDescriptors.h"
@@ -144,6 +145,7 @@ int run(Arguments arguments) {
 
 int main(int argumentCount, char** argumentValues) {
   openStandardDescriptors();
+  leaveDisplayLibrariesAfterLoss();
   OptionParser line("Plays the phone for Tandemview: receives its frames, checks and measures them.",
                     "tandemview-companion", "tandemview-companion " TANDEMVIEW_VERSION);
   Arguments arguments;
