@@ -24,8 +24,7 @@ void WindowFingers::handle(const SDL_Event& event) {
   switch (event.type) {
     case SDL_FINGERDOWN: {
       const Point place{finger.x, finger.y};
-      return put({finger.fingerId, place, place},
-                 SDL_GetTouchDeviceType(finger.touchId) != SDL_TOUCH_DEVICE_INDIRECT_RELATIVE);
+      return put({finger.fingerId, place, place}, !isTouchpad_(finger.touchId));
     }
     case SDL_FINGERMOTION:
       return move(finger.fingerId, {finger.x, finger.y});
@@ -42,11 +41,13 @@ void WindowFingers::handle(const SDL_Event& event) {
 }
 
 void WindowFingers::put(Finger finger, bool isOnScreen) {
+  const bool counts = fingers_.empty() || (fingers_.size() == 1 && gesture_ == Gesture::Undecided);
+  if (!counts) return;
   fingers_.push_back(finger);
   isOnScreen_ = isOnScreen;
   if (fingers_.size() == 1) {
     gesture_ = Gesture::Undecided;
-  } else if (fingers_.size() == 2 && gesture_ == Gesture::Undecided) {
+  } else {
     gesture_ = Gesture::Two;
     scrolled_ = {};
     zoomDistance_ = distance();
@@ -84,15 +85,14 @@ void WindowFingers::moveTwo(Point middleBefore) {
     return send_(touchMessage("zoom", TouchMode::Trackpad, ratio > 1 ? 1 : -1, 0));
   }
   if (!isOnScreen_ || (gesture_ != Gesture::Two && gesture_ != Gesture::Scroll)) return;
-  Point by = inPixels(middleBefore, middle());
+  Point by = inPixels(middle(), middleBefore);  // against the fingers: the host turns the wheel the other way round
   scrolled_ = {scrolled_.x + by.x, scrolled_.y + by.y};
   if (gesture_ == Gesture::Two) {
     if (std::hypot(scrolled_.x, scrolled_.y) < restSlop) return;
     gesture_ = Gesture::Scroll;
     by = scrolled_;  // from the beginning
   }
-  // The host turns the wheel the other way round.
-  send_(touchMessage("scroll", TouchMode::Trackpad, -by.x, -by.y));
+  send_(touchMessage("scroll", TouchMode::Trackpad, by.x, by.y));
 }
 
 void WindowFingers::lift(std::int64_t id) {

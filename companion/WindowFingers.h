@@ -19,7 +19,9 @@ class WindowFingers {
   /// Takes the JSON text of a touch message.
   using Send = std::function<void(const std::string& message)>;
 
-  explicit WindowFingers(Send send) : send_(std::move(send)) {}
+  /// `isTouchpad` tells the touch devices (SDL's numbers) whose fingers are not on the picture.
+  WindowFingers(Send send, std::function<bool(std::int64_t device)> isTouchpad)
+      : send_(std::move(send)), isTouchpad_(std::move(isTouchpad)) {}
 
   /// The size of the picture in its own pixels. The events count in fractions of it.
   void setPictureSize(FrameSize size) { size_ = size; }
@@ -52,6 +54,7 @@ class WindowFingers {
   double distance() const;
 
   const Send send_;
+  const std::function<bool(std::int64_t device)> isTouchpad_;
   FrameSize size_;
   std::vector<Finger> fingers_;
   Gesture gesture_ = Gesture::None;

@@ -60,6 +60,24 @@ Error sdlError() {
   return {"SDL", 0, SDL_GetError()};
 }
 
+/// Mesa's OpenGL without a graphics card costs several times what SDL's own drawing does.
+bool isDrawnByProcessor() {
+  using GetString = const unsigned char* (*)(unsigned);
+  constexpr unsigned nameOfRenderer = 0x1F01;  // GL_RENDERER
+  const auto getString = reinterpret_cast<GetString>(SDL_GL_GetProcAddress("glGetString"));
+  const unsigned char* const text = getString && SDL_GL_GetCurrentContext() ? getString(nameOfRenderer) : nullptr;
+  const std::string_view driver = text ? reinterpret_cast<const char*>(text) : "";
+  return driver.starts_with("llvmpipe") || driver.starts_with("softpipe");
+}
+
+SdlHandle<SDL_Renderer> makeRenderer(SDL_Window* window) {
+  SdlHandle<SDL_Renderer> renderer(SDL_CreateRenderer(window, -1, 0));
+  if (renderer && !isDrawnByProcessor()) return renderer;
+  renderer = nullptr;  // a window has one at a time
+  renderer.reset(SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE));
+  return renderer;
+}
+
 /// Without a desktop, SDL draws into memory.
 bool isSeen() {
   const std::string_view driver = SDL_GetCurrentVideoDriver();
@@ -78,6 +96,7 @@ struct WindowScreen::Window {
       SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");       // fingers are fingers
       SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");  // but while pictures come
       SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
+      SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");  // a software renderer is not presented by OpenGL
       isReady = SDL_Init(SDL_INIT_VIDEO) == 0;
     }
     Library(const Library&) = delete;
@@ -95,7 +114,10 @@ struct WindowScreen::Window {
 WindowScreen::WindowScreen(Output output)
     : output_(std::move(output)),
       pointer_([this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); }),
-      fingers_([this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); }),
+      fingers_([this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); },
+               [](std::int64_t device) {
+                 return SDL_GetTouchDeviceType(device) == SDL_TOUCH_DEVICE_INDIRECT_RELATIVE;
+               }),
       keys_([this](const std::string& message) { output_.didTakeInput(MessageType::keyEvent, message); }, clipboard) {}
 
 WindowScreen::~WindowScreen() = default;
@@ -117,7 +139,7 @@ std::optional<Error> WindowScreen::open(const Options& options) {
                                          side(screen.w, options.size.width), side(screen.h, options.size.height),
                                          flags));
   if (!window_->window) return sdlError();
-  window_->renderer.reset(SDL_CreateRenderer(window_->window.get(), -1, 0));
+  window_->renderer = makeRenderer(window_->window.get());
   if (!window_->renderer) return sdlError();
   onDisplayLoss([this] { output_.didLoseDisplay(); });
   window_->picture.emplace(window_->renderer.get(), options.size);
