@@ -196,7 +196,7 @@ void Companion::announcementDidChange(WiFiAnnouncement::State state, const std::
   if (state == WiFiAnnouncement::State::Announced) isAnnounced_ = true;
   if (state != WiFiAnnouncement::State::Taken || isAnnounced_) return;
   lack(fmt::format("the code {} is taken", *options_.wifiCode));
-  end("no host could find this phone");
+  queue_->async([this] { end("no host could find this phone"); });  // the announcement is at work, and would go
 }
 
 void Companion::end(const std::string& reason) {
