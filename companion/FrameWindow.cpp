@@ -64,9 +64,10 @@ WindowScreen::Output FrameWindow::screenOutput() {
           .didAnswer = onMainQueue(&Output::didAnswer)};
 }
 
-void FrameWindow::show(const Data& image, double timestamp, double now) {
-  if (newestTimestamp_ && timestamp <= *newestTimestamp_) return;
+void FrameWindow::show(const Data& image, double timestamp, const std::string& link, double now) {
+  if (newestTimestamp_ && newestLink_ != link && timestamp <= *newestTimestamp_) return;
   newestTimestamp_ = timestamp;
+  newestLink_ = link;
   rate_.frameDidArrive(now);
   Data newest = image;
   if (images_.put(newest)) decodeNewest();

@@ -44,9 +44,9 @@ class FrameWindow {
   FrameWindow(const FrameWindow&) = delete;
   FrameWindow& operator=(const FrameWindow&) = delete;
 
-  /// Shows a JPEG image (contiguous) with its timestamp that arrived at `now`. The same frame over a second link, or an
-  /// older one, changes nothing.
-  void show(const Data& image, double timestamp, double now);
+  /// Shows a JPEG image (contiguous) with its timestamp that arrived over `link` at `now`. What a second link brings
+  /// again, or later, changes nothing; what the same link brings is always shown, whatever its timestamp.
+  void show(const Data& image, double timestamp, const std::string& link, double now);
   void setLink(const LinkStatus& link);
   void setStatistics(std::vector<std::string> lines);
   /// Absent: nothing more is asked.
@@ -69,7 +69,8 @@ class FrameWindow {
   std::shared_ptr<const Output> output_;
   WindowContents contents_;
   FrameRate rate_;
-  std::optional<double> newestTimestamp_;  // of this connection
+  std::optional<double> newestTimestamp_;  // of the frame that is shown, while the links stay as they are
+  std::string newestLink_;                 // that brought it
 
   NewestPlace<Data> images_;
   NewestPlace<Picture> pictures_;
