@@ -214,6 +214,7 @@ void Companion::startReception() {
 
 void Companion::announcementDidChange(WiFiAnnouncement::State state, const std::string& text) {
   say("{}", text);
+  if (window_) window_->setNotice(state == WiFiAnnouncement::State::Announced ? "" : text);
   if (state == WiFiAnnouncement::State::Announced) isAnnounced_ = true;
   if (state != WiFiAnnouncement::State::Taken || isAnnounced_) return;
   if (reception_) return;  // which asks for another all the time

@@ -79,6 +79,11 @@ void FrameWindow::setLink(const LinkStatus& link) {
   publishContents();
 }
 
+void FrameWindow::setNotice(const std::string& text) {
+  contents_.notice = text;
+  publishContents();
+}
+
 void FrameWindow::setStatistics(std::vector<std::string> lines) {
   if (lines == contents_.statistics) return;
   contents_.statistics = std::move(lines);

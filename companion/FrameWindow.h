@@ -48,6 +48,7 @@ class FrameWindow {
   /// again, or later, changes nothing; what the same link brings is always shown, whatever its timestamp.
   void show(const Data& image, double timestamp, const std::string& link, double now);
   void setLink(const LinkStatus& link);
+  void setNotice(const std::string& text);
   void setStatistics(std::vector<std::string> lines);
   /// Absent: nothing more is asked.
   void ask(std::optional<WindowQuestion> question);
