@@ -293,7 +293,8 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
 }
 
 void Companion::keep(const Data& image, const CheckedFrame& frame) {
-  if (window_) window_->show(image, frame.timestamp, clock_.now());
+  const bool comesTwice = phone_->isConnected() && wifiPhone_->isConnected();
+  if (window_) window_->show(image, comesTwice ? std::optional(frame.timestamp) : std::nullopt, clock_.now());
   if (!saver_) return;
   auto error = saver_->save(image);
   if (!error && !frame.faults.empty()) error = saver_->saveFaulty(image, arrivedFrames_ + 1);

@@ -64,8 +64,8 @@ WindowScreen::Output FrameWindow::screenOutput() {
           .didAnswer = onMainQueue(&Output::didAnswer)};
 }
 
-void FrameWindow::show(const Data& image, double timestamp, double now) {
-  if (newestTimestamp_ && timestamp <= *newestTimestamp_) return;
+void FrameWindow::show(const Data& image, std::optional<double> timestamp, double now) {
+  if (timestamp && newestTimestamp_ && *timestamp <= *newestTimestamp_) return;
   newestTimestamp_ = timestamp;
   rate_.frameDidArrive(now);
   Data newest = image;

@@ -44,9 +44,9 @@ class FrameWindow {
   FrameWindow(const FrameWindow&) = delete;
   FrameWindow& operator=(const FrameWindow&) = delete;
 
-  /// Shows a JPEG image (contiguous) with its timestamp that arrived at `now`. The same frame over a second link, or an
-  /// older one, changes nothing.
-  void show(const Data& image, double timestamp, double now);
+  /// Shows a JPEG image (contiguous) that arrived at `now`. `timestamp`: while each frame may come over two links; the
+  /// same or an older one then changes nothing. Otherwise what comes is shown.
+  void show(const Data& image, std::optional<double> timestamp, double now);
   void setLink(const LinkStatus& link);
   void setStatistics(std::vector<std::string> lines);
   /// Absent: nothing more is asked.
