@@ -38,6 +38,13 @@ class Host {
     socket_ = Descriptor(::socket(target.storage.ss_family, SOCK_STREAM, 0));
     EXPECT_EQ(::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&target.storage), target.length), 0);
   }
+  /// Reads what is on its way, lest the system drop what it has sent.
+  ~Host() {
+    ::shutdown(socket_.get(), SHUT_WR);
+    while (!receiveBytes(1).empty()) continue;
+  }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
 
   void send(const std::string& bytes) const {
     EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
