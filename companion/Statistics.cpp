@@ -43,7 +43,7 @@ void Statistics::frameDidArrive(const Frame& frame) {
     // A frame that shows the clock of the one before was drawn once and sent twice.
     if (frame.clockTicks && frame.clockTicks != lastClockTicks_) {
       const auto age = static_cast<std::int32_t>(ClockPattern::ticks(*frame.hostArrival) - *frame.clockTicks);
-      lastLatency_ = age * 1000 / ClockPattern::ticksPerSecond;
+      lastLatency_ = age * (1000 / ClockPattern::ticksPerSecond);
       drawnToReceived_.add(*lastLatency_);
     }
   }
