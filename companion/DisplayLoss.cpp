@@ -35,8 +35,7 @@ std::function<void()>& handler() {
 void onDisplayLoss(std::function<void()> didLose) {
   handler() = std::move(didLose);
   XSetIOErrorHandler([](Display*) -> int {
-    isLost = true;
-    if (const auto lost = std::exchange(handler(), nullptr)) lost();
+    if (!isLost.exchange(true)) handler()();
     for (;;) ::pause();
   });
 }

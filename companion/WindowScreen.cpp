@@ -115,10 +115,9 @@ struct WindowScreen::Window {
 WindowScreen::WindowScreen(Output output)
     : output_(std::move(output)),
       pointer_([this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); }),
-      fingers_([this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); },
-               [](std::int64_t device) {
-                 return SDL_GetTouchDeviceType(device) == SDL_TOUCH_DEVICE_INDIRECT_RELATIVE;
-               }),
+      fingers_(
+          [this](const std::string& message) { output_.didTakeInput(MessageType::touchEvent, message); },
+          [](std::int64_t device) { return SDL_GetTouchDeviceType(device) == SDL_TOUCH_DEVICE_INDIRECT_RELATIVE; }),
       keys_([this](const std::string& message) { output_.didTakeInput(MessageType::keyEvent, message); }, clipboard) {}
 
 WindowScreen::~WindowScreen() = default;
