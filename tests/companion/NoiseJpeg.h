@@ -17,6 +17,7 @@ namespace tandemview {
 struct Encoding {
   int quality = 55;
   int lumaSampling = 2;  // 2: 4:2:0, 1: 4:4:4
+  bool isProgressive = false;
 };
 
 /// A JPEG image of coloured noise with a clock pattern.
@@ -40,6 +41,7 @@ inline std::string noiseJpeg(FrameSize size, std::uint32_t ticks, Encoding encod
   jpeg_set_defaults(&image);
   jpeg_set_quality(&image, encoding.quality, TRUE);
   image.comp_info[0].h_samp_factor = image.comp_info[0].v_samp_factor = encoding.lumaSampling;
+  if (encoding.isProgressive) jpeg_simple_progression(&image);
   jpeg_start_compress(&image, TRUE);
   while (image.next_scanline < image.image_height) {
     auto* row = reinterpret_cast<JSAMPLE*>(pixels.data() + image.next_scanline * static_cast<std::size_t>(size.width));

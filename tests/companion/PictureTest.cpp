@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "companion/ClockPattern.h"
+#include "companion/JpegReader.h"
 #include "companion/NewestPlace.h"
 #include "companion/NoiseJpeg.h"
 
@@ -25,6 +26,15 @@ TEST(PictureTest, IsPlanarWhereTheImageIsAndReadsAlikeEitherWay) {
       blocks[index] = picture.bytes[row * picture.rowSize + column * pixelSize];
     }
     EXPECT_EQ(ClockPattern::read(blocks), 0x12345678U);
+  }
+}
+
+TEST(PictureTest, IsRefusedWhereItsSizeDoesNotBoundItsCost) {
+  std::string huge = noiseJpeg({344, 400}, 1);
+  const std::size_t height = huge.find("\xFF\xC0") + 5;
+  huge.replace(height, 4, "\xFF\xFF\xFF\xFF");
+  for (const std::string& image : {noiseJpeg({344, 400}, 1, {.isProgressive = true}), huge}) {
+    EXPECT_EQ(JpegReader().open(std::as_bytes(std::span(image))), std::nullopt);
   }
 }
 
