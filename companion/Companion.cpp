@@ -97,7 +97,8 @@ bool Companion::start() {
   if (options_.window && !openWindow()) return false;
   if (options_.muxPath && !startDaemon()) return false;
   if (options_.listening && !startListening()) return false;
-  if (options_.wifiCode && !startWiFi()) return false;
+  if (options_.wifiCode && !startWiFi(*options_.wifiCode)) return false;
+  if (!options_.receptionPath.empty()) startReception();
   if (window_) window_->setLink(linkStatus_);
   if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
   scheduleScript(0);
@@ -116,7 +117,7 @@ bool Companion::openWindow() {
                          .didTakeInput = sendInput,
                          .wantsTurn = [this] { turn(); },
                          .didSettle = [this](FrameSize settled) { windowDidSettle(settled); },
-                         .didAnswer = [](const std::string&) {}});
+                         .didAnswer = [this](const std::string& answer) { reception_->didAnswer(answer); }});
   if (!window) {
     say("cannot open a window: {}", window.error().localizedDescription());
     return false;
@@ -156,17 +157,18 @@ bool Companion::startListening() {
   const std::string address = localAddress(socket->get()).text();
   say("listens at {}", address);
   linkStatus_.ways.push_back(address);
-  return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream) {
+  return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream, const std::string&) {
     phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
   });
 }
 
 /// Hands on each connection of a listening socket, unless connections are refused at that time.
 bool Companion::acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
-                           std::function<void(std::shared_ptr<Stream>)> accept) {
+                           std::function<void(std::shared_ptr<Stream>, const std::string& host)> accept) {
   auto listening = Listener::on(std::move(socket), queue_, [this, accept = std::move(accept)](Descriptor connection) {
     if (refusal_ != MuxResult::success) return;
-    if (const auto stream = Stream::adopting(std::move(connection), queue_, nullptr)) accept(*stream);
+    const std::string host = peerHost(connection.get());
+    if (const auto stream = Stream::adopting(std::move(connection), queue_, nullptr)) accept(*stream, host);
   });
   if (!listening) {
     say("cannot listen: {}", listening.error().localizedDescription());
@@ -176,25 +178,46 @@ bool Companion::acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listene
   return true;
 }
 
-bool Companion::startWiFi() {
+bool Companion::startWiFi(const std::string& code) {
   Result<Descriptor> socket = listeningSocket();
   if (!socket) {
     say("cannot listen: {}", socket.error().localizedDescription());
     return false;
   }
-  linkStatus_.ways.push_back(fmt::format("Wi-Fi, code {}", *options_.wifiCode));
+  linkStatus_.ways.push_back(fmt::format("Wi-Fi, code {}", code));
   announcement_ = WiFiAnnouncement::of(
-      *options_.wifiCode, localAddress(socket->get()).port(), queue_,
+      code, localAddress(socket->get()).port(), queue_,
       [this](WiFiAnnouncement::State state, const std::string& text) { announcementDidChange(state, text); });
-  return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream) {
-    wifiPhone_->accept(std::make_shared<WiFiLink>(std::move(stream), queue_, clock_));
+  return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream, const std::string& host) {
+    const auto admit = [this, stream = std::move(stream)] {
+      wifiPhone_->accept(std::make_shared<WiFiLink>(stream, queue_, clock_));
+    };
+    reception_ ? reception_->hostDidCome(host, admit) : admit();
   });
+}
+
+void Companion::startReception() {
+  reception_.emplace(options_.receptionPath,
+                     Reception::Output{.ask =
+                                           [this](std::optional<WindowQuestion> question) {
+                                             window_->ask(std::move(question));
+                                           },
+                                       .useCode =
+                                           [this](const std::string& code) {
+                                             linkStatus_.ways.clear();
+                                             if (!startWiFi(code)) return end("Wi-Fi cannot be used");
+                                             window_->setLink(linkStatus_);
+                                           },
+                                       .complain = [](const std::string& text) { say("{}", text); }});
+  reception_->start();
 }
 
 void Companion::announcementDidChange(WiFiAnnouncement::State state, const std::string& text) {
   say("{}", text);
+  if (window_) window_->setNotice(state == WiFiAnnouncement::State::Announced ? "" : text);
   if (state == WiFiAnnouncement::State::Announced) isAnnounced_ = true;
   if (state != WiFiAnnouncement::State::Taken || isAnnounced_) return;
+  if (reception_) return;  // which asks for another all the time
   lack(fmt::format("the code {} is taken", *options_.wifiCode));
   queue_->async([this] { end("no host could find this phone"); });  // the announcement is at work, and would go
 }
@@ -266,6 +289,7 @@ void Companion::linkDidChange(const std::string& reason) {
   linkStatus_.state = isConnected ? State::Connected : State::Lost;
   linkStatus_.reason = isConnected ? "" : reason;
   if (window_) window_->setLink(linkStatus_);
+  if (reception_) reception_->linkDidChange(linkStatus_.state);
 }
 
 void Companion::phoneDidMeetHost(const Phone& phone, const std::string& macInfo) {
@@ -283,7 +307,7 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
     shownSize_ = *frame.size;
   }
   const Data image = imageOf(payload);
-  keep(image, frame);
+  keep(phone, image, frame);
   Statistics::Frame arrived{now, std::nullopt, frame.timestamp, frame.size, std::nullopt, payload.size()};
   if (const auto offset = phone.hostClock().offset()) arrived.hostArrival = now + *offset;
   ++arrivedFrames_;
@@ -292,9 +316,8 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
   if (arrivedFrames_ == options_.frames) end("all frames are here");
 }
 
-void Companion::keep(const Data& image, const CheckedFrame& frame) {
-  const bool comesTwice = phone_->isConnected() && wifiPhone_->isConnected();
-  if (window_) window_->show(image, comesTwice ? std::optional(frame.timestamp) : std::nullopt, clock_.now());
+void Companion::keep(const Phone& phone, const Data& image, const CheckedFrame& frame) {
+  if (window_) window_->show(image, frame.timestamp, phone.linkName(), clock_.now());
   if (!saver_) return;
   auto error = saver_->save(image);
   if (!error && !frame.faults.empty()) error = saver_->saveFaulty(image, arrivedFrames_ + 1);

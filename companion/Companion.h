@@ -14,6 +14,7 @@
 #include "companion/MuxDaemon.h"
 #include "companion/Phone.h"
 #include "companion/PictureChecker.h"
+#include "companion/Reception.h"
 #include "companion/Script.h"
 #include "companion/SocketAddress.h"
 #include "companion/Statistics.h"
@@ -47,6 +48,8 @@ class Companion final : public PhoneDelegate {
     bool window = false;
     bool fullScreen = false;    // the window
     bool sizeOfWindow = false;  // the phone's screen is what makes frames of the window's size
+    /// Where a start without options remembers what it asks its user; empty: it asks nothing.
+    std::string receptionPath;
     std::vector<ScriptAction> script;
   };
 
@@ -74,10 +77,11 @@ class Companion final : public PhoneDelegate {
   bool openWindow();
   bool startDaemon();
   bool startListening();
-  bool startWiFi();
+  bool startWiFi(const std::string& code);
+  void startReception();
   void announcementDidChange(WiFiAnnouncement::State state, const std::string& text);
   bool acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
-                  std::function<void(std::shared_ptr<Stream>)> accept);
+                  std::function<void(std::shared_ptr<Stream>, const std::string& host)> accept);
   void scheduleScript(std::size_t next);
   void waitForFrame(std::size_t next, double seconds);
   void endWaitForFrame();
@@ -93,7 +97,7 @@ class Companion final : public PhoneDelegate {
   void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
-  void keep(const Data& image, const CheckedFrame& frame);
+  void keep(const Phone& phone, const Data& image, const CheckedFrame& frame);
   void checkPicture(const Phone& phone, const Data& image, Statistics::Frame frame);
   void lack(const std::string& text);
   std::optional<std::string> shortcoming() const;
@@ -116,6 +120,7 @@ class Companion final : public PhoneDelegate {
   FrameSize shownSize_;
   bool fullResolution_;
   LinkStatus linkStatus_;
+  std::optional<Reception> reception_;
 
   // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;

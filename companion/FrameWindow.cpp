@@ -64,9 +64,10 @@ WindowScreen::Output FrameWindow::screenOutput() {
           .didAnswer = onMainQueue(&Output::didAnswer)};
 }
 
-void FrameWindow::show(const Data& image, std::optional<double> timestamp, double now) {
-  if (timestamp && newestTimestamp_ && *timestamp <= *newestTimestamp_) return;
+void FrameWindow::show(const Data& image, double timestamp, const std::string& link, double now) {
+  if (newestTimestamp_ && newestLink_ != link && timestamp <= *newestTimestamp_) return;
   newestTimestamp_ = timestamp;
+  newestLink_ = link;
   rate_.frameDidArrive(now);
   Data newest = image;
   if (images_.put(newest)) decodeNewest();
@@ -75,6 +76,11 @@ void FrameWindow::show(const Data& image, std::optional<double> timestamp, doubl
 void FrameWindow::setLink(const LinkStatus& link) {
   newestTimestamp_ = std::nullopt;  // another host's clock may be behind
   contents_.link = link;
+  publishContents();
+}
+
+void FrameWindow::setNotice(const std::string& text) {
+  contents_.notice = text;
   publishContents();
 }
 

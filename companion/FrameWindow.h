@@ -44,10 +44,11 @@ class FrameWindow {
   FrameWindow(const FrameWindow&) = delete;
   FrameWindow& operator=(const FrameWindow&) = delete;
 
-  /// Shows a JPEG image (contiguous) that arrived at `now`. `timestamp`: while each frame may come over two links; the
-  /// same or an older one then changes nothing. Otherwise what comes is shown.
-  void show(const Data& image, std::optional<double> timestamp, double now);
+  /// Shows a JPEG image (contiguous) with its timestamp that arrived over `link` at `now`. What a second link brings
+  /// again, or later, changes nothing; what the same link brings is always shown, whatever its timestamp.
+  void show(const Data& image, double timestamp, const std::string& link, double now);
   void setLink(const LinkStatus& link);
+  void setNotice(const std::string& text);
   void setStatistics(std::vector<std::string> lines);
   /// Absent: nothing more is asked.
   void ask(std::optional<WindowQuestion> question);
@@ -69,7 +70,8 @@ class FrameWindow {
   std::shared_ptr<const Output> output_;
   WindowContents contents_;
   FrameRate rate_;
-  std::optional<double> newestTimestamp_;  // of this connection
+  std::optional<double> newestTimestamp_;  // of the frame that is shown, while the links stay as they are
+  std::string newestLink_;                 // that brought it
 
   NewestPlace<Data> images_;
   NewestPlace<Picture> pictures_;

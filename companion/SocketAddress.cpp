@@ -58,4 +58,16 @@ SocketAddress localAddress(int socket) {
   return address;
 }
 
+std::string peerHost(int socket) {
+  sockaddr_storage peer{};
+  socklen_t length = sizeof(peer);
+  std::array<char, NI_MAXHOST> host{};
+  auto* const address = reinterpret_cast<sockaddr*>(&peer);
+  if (::getpeername(socket, address, &length) != 0) return "";
+  if (::getnameinfo(address, length, host.data(), host.size(), nullptr, 0, NI_NUMERICHOST) != 0) return "";
+  const std::string_view text = host.data();
+  constexpr std::string_view mapped = "::ffff:";  // of a socket for both kinds of address
+  return std::string(text.starts_with(mapped) ? text.substr(mapped.size()) : text);
+}
+
 }  // namespace tandemview

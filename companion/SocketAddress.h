@@ -26,4 +26,7 @@ std::optional<SocketAddress> socketAddressFromText(std::string_view text);
 /// Where a socket is bound; of no length if it is not.
 SocketAddress localAddress(int socket);
 
+/// Who is at the other end of a connected one, in numbers and without a port.
+std::string peerHost(int socket);
+
 }  // namespace tandemview

@@ -24,6 +24,7 @@ struct WindowQuestion {
 /// What the window says beside the picture.
 struct WindowContents {
   LinkStatus link;
+  std::string notice;  // why no host can come over Wi-Fi; empty: one can
   std::vector<std::string> statistics;  // for whoever asks for them by a key
   std::optional<WindowQuestion> question;
 };

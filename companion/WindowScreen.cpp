@@ -18,6 +18,7 @@ namespace {
 using State = LinkStatus::State;
 
 constexpr const char* name = "Tandemview companion";
+constexpr const char* keysOfTheWindow = "F8 statistics, F9 trackpad, F10 turn, F11 full screen";
 
 /// The window's first size leaves at least this share of the screen free.
 constexpr double freeShare = 0.1;
@@ -245,11 +246,13 @@ bool WindowScreen::handleAnswer(const SDL_Event& event) {
 
 void WindowScreen::fetch() {
   const LinkStatus linkBefore = contents_.link;
+  const std::string noticeBefore = contents_.notice;
   const auto questionBefore = contents_.question;
   if (output_.takeContents(contents_)) {
     const bool isLinkNew = contents_.link != linkBefore;
     if (isLinkNew && linkBefore.state == State::Connected) isPictureOld_ = true;
-    if (isLinkNew || contents_.question != questionBefore || showsStatistics_) isOutdated_ = true;
+    const bool isNoticeNew = contents_.notice != noticeBefore;
+    if (isLinkNew || isNoticeNew || contents_.question != questionBefore || showsStatistics_) isOutdated_ = true;
     keepAwake();
     updateTitle();
   }
@@ -345,7 +348,10 @@ std::vector<std::string> WindowScreen::words() const {
   std::vector<std::string> lines;
   if (contents_.question) {
     lines = contents_.question->lines;
-    if (contents_.question->answer == WindowQuestion::Answer::Code) lines.push_back(fmt::format("{:_<2}", answer_));
+    if (contents_.question->answer == WindowQuestion::Answer::Code) {
+      lines.insert(lines.end(), {fmt::format("{:_<2}", answer_), "", keysOfTheWindow});
+    }
+    if (!contents_.notice.empty()) lines.insert(lines.end(), {"", contents_.notice});
     return lines;
   }
   switch (contents_.link.state) {
@@ -360,7 +366,8 @@ std::vector<std::string> WindowScreen::words() const {
       break;
   }
   lines.insert(lines.end(), contents_.link.ways.begin(), contents_.link.ways.end());
-  lines.insert(lines.end(), {"", "F8 statistics, F9 trackpad, F10 turn, F11 full screen"});
+  if (!contents_.notice.empty()) lines.insert(lines.end(), {"", contents_.notice});
+  lines.insert(lines.end(), {"", keysOfTheWindow});
   return lines;
 }
 
@@ -368,7 +375,8 @@ void WindowScreen::updateTitle() {
   std::string state;
   switch (contents_.link.state) {
     case State::Waiting:
-      state = fmt::format("waiting ({})", fmt::join(contents_.link.ways, "; "));
+      state = "waiting";
+      if (!contents_.link.ways.empty()) state += fmt::format(" ({})", fmt::join(contents_.link.ways, "; "));
       break;
     case State::Connected:
       state = window_->picture->isEmpty() ? "connected" : "connected, " + window_->picture->size().text();

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "command_line/OptionParser.h"
 #include "companion/Companion.h"
@@ -7,6 +8,10 @@
 #include "runtime/FileContents.h"
 #include "runtime/Log.h"
 #include "runtime/StandardDescriptors.h"
+
+#ifndef __APPLE__
+#include "platform/linux/session/ConfigurationDirectory.h"
+#endif
 
 namespace {
 
@@ -102,6 +107,23 @@ void declareOptions(OptionParser& line, Arguments& arguments) {
 #endif
 }
 
+#ifndef __APPLE__
+/// From a desktop's menu, where nobody can give options: a window that asks for what it needs.
+bool isPlainStart(int argumentCount) {
+  const auto isSet = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return value && *value;
+  };
+  return argumentCount == 1 && (isSet("DISPLAY") || isSet("WAYLAND_DISPLAY"));
+}
+
+void makePlainStart(Arguments& arguments) {
+  arguments.size = sizeOfWindow;
+  arguments.options.window = true;
+  arguments.options.receptionPath = configurationDirectory() + "/tandemview/companion.json";
+}
+#endif
+
 /// False, with a line printed: the script is no good.
 bool loadScript(Arguments& arguments) {
   if (arguments.scriptPath.empty()) return true;
@@ -146,9 +168,15 @@ int run(Arguments arguments) {
 int main(int argumentCount, char** argumentValues) {
   openStandardDescriptors();
   leaveDisplayLibrariesAfterLoss();
+  Arguments arguments;
+#ifndef __APPLE__
+  if (isPlainStart(argumentCount)) {
+    makePlainStart(arguments);
+    return run(std::move(arguments));
+  }
+#endif
   OptionParser line("Plays the phone for Tandemview: receives its frames, checks and measures them.",
                     "tandemview-companion", "tandemview-companion " TANDEMVIEW_VERSION);
-  Arguments arguments;
   declareOptions(line, arguments);
   line.footer(examples + scriptHelp());
   if (const auto status = line.parse(argumentCount, argumentValues)) return *status;
