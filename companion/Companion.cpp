@@ -197,18 +197,16 @@ bool Companion::startWiFi(const std::string& code) {
 }
 
 void Companion::startReception() {
-  reception_.emplace(options_.receptionPath,
-                     Reception::Output{.ask =
-                                           [this](std::optional<WindowQuestion> question) {
-                                             window_->ask(std::move(question));
-                                           },
-                                       .useCode =
-                                           [this](const std::string& code) {
-                                             linkStatus_.ways.clear();
-                                             if (!startWiFi(code)) return end("Wi-Fi cannot be used");
-                                             window_->setLink(linkStatus_);
-                                           },
-                                       .complain = [](const std::string& text) { say("{}", text); }});
+  reception_.emplace(
+      options_.receptionPath,
+      Reception::Output{.ask = [this](std::optional<WindowQuestion> question) { window_->ask(std::move(question)); },
+                        .useCode =
+                            [this](const std::string& code) {
+                              linkStatus_.ways.clear();
+                              if (!startWiFi(code)) return end("Wi-Fi cannot be used");
+                              window_->setLink(linkStatus_);
+                            },
+                        .complain = [](const std::string& text) { say("{}", text); }});
   reception_->start();
 }
 
