@@ -118,6 +118,7 @@ void Phone::silence(double seconds) {
 
 void Phone::receive(std::uint32_t type, const Data& payload) {
   const double now = clock_.now();
+  if (now - lastLook_ > longestSleep) look();  // lest an answer that has waited for us is late
   lastHeard_ = now;
   delegate_.phoneDidPassMessage(*this, Direction::fromHost, type, payload.size());
   if (type == MessageType::macInfo) return receiveMacInfo(payload);
