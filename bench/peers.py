@@ -122,7 +122,7 @@ def compare(load, seconds, scale):
         script = f"{directory}/script"
         with open(script, "w") as file:
             file.write(f"{start_up + seconds + 2} detach\n")
-        session = Session("1290x2796", load, ping_interval=1, more=("--script", script, "--trace", f"{directory}/received"))
+        session = Session("1290x2796", load, ping_interval=1, more=("--script", script, "--frame-log", f"{directory}/received"))
         session.wait_for_stream()
         shown = re.search(r"shows (\d+)x(\d+) at \((\d+), (\d+)\)", session.text_of("scene: shows "))
         place = [int(number) for number in shown.groups()]

@@ -39,7 +39,7 @@ class Session:
         if quality == "fullResolution":
             companion.append("--full-resolution")
         if trace:
-            companion += ["--trace", f"{trace}/received"]
+            companion += ["--frame-log", f"{trace}/received"]
             self.environment["TANDEMVIEW_TRACE"] = f"{trace}/program"
         self.scene = self.start([binaries / "scene", "--load", load, *scene])
         self.companion = self.start(companion)

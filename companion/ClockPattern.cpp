@@ -31,7 +31,7 @@ std::uint32_t ticks(double seconds) {
 }
 
 double age(std::uint32_t ticks, double now) {
-  return (ClockPattern::ticks(now) - ticks) / ticksPerSecond;
+  return static_cast<std::int32_t>(ClockPattern::ticks(now) - ticks) / ticksPerSecond;
 }
 
 void draw(std::uint32_t ticks, std::span<std::uint32_t> pixels, std::size_t stride) {
