@@ -17,7 +17,7 @@ namespace {
 
 using State = LinkStatus::State;
 
-constexpr const char* name = "Tandemview companion";
+constexpr const char* programName = "Tandemview companion";
 constexpr const char* keysOfTheWindow = "F8 statistics, F9 trackpad, F10 turn, F11 full screen";
 
 /// The window's first size leaves at least this share of the screen free.
@@ -135,7 +135,7 @@ std::optional<Error> WindowScreen::open(const Options& options) {
     return std::max(1, static_cast<int>(length));
   };
   const std::uint32_t flags = SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI;
-  window_->window.reset(SDL_CreateWindow(name, SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+  window_->window.reset(SDL_CreateWindow(programName, SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                          side(screen.w, options.size.width), side(screen.h, options.size.height),
                                          flags));
   if (!window_->window) return sdlError();
@@ -384,7 +384,7 @@ void WindowScreen::updateTitle() {
       state = "connection lost";
       break;
   }
-  const std::string title = fmt::format("{} \u00B7 {}", name, state);
+  const std::string title = fmt::format("{} \u00B7 {}", programName, state);
   if (title != SDL_GetWindowTitle(window_->window.get())) SDL_SetWindowTitle(window_->window.get(), title.c_str());
 }
 
