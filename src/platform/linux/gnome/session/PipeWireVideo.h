@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/linux/picture/PicturePixels.h"
+#include "runtime/Error.h"
+#include "runtime/Queue.h"
+#include "screens/Screens.h"
+
+namespace tandemview {
+
+/// Pictures from a node of PipeWire's. Made, used and destroyed on one queue, where its events arrive; it must not be
+/// destroyed from within one of them.
+class PipeWireVideo {
+ public:
+  struct Events {
+    /// The source has agreed to a size and a rate.
+    std::function<void(const PixelSize& size, std::uint32_t mostPerSecond)> formatChanged;
+    /// Valid during the call; the source gets the memory back after it.
+    std::function<void(const PicturePixels& picture)> arrived;
+    /// Nothing comes any more.
+    std::function<void(const std::string& reason)> ended;
+  };
+
+  static Result<std::unique_ptr<PipeWireVideo>> open(const std::shared_ptr<Queue>& queue, Events events);
+  ~PipeWireVideo();
+
+  /// Begins to receive; the source makes its pictures to our size and at `mostPerSecond`.
+  bool connect(std::uint32_t node, const PixelSize& size, std::uint32_t mostPerSecond);
+
+  /// Asks for another size or rate. An inactive source doesn't answer before it is active.
+  void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
+
+  /// Whether pictures are wanted. A source that becomes active sends a whole one.
+  void setActive(bool isActive);
+
+ private:
+  struct Link;
+
+  explicit PipeWireVideo(std::unique_ptr<Link> link);
+
+  const std::unique_ptr<Link> link_;
+};
+
+}  // namespace tandemview
