@@ -5,6 +5,7 @@
 #include "platform/linux/gnome/capture/GnomeCaptureSystem.h"
 #include "platform/linux/gnome/display/GnomeDisplaySystem.h"
 #include "platform/linux/gnome/display/GnomeScreens.h"
+#include "platform/linux/gnome/input/GnomeEventSystem.h"
 #include "platform/linux/gnome/session/GnomeService.h"
 #include "runtime/Log.h"
 
@@ -25,7 +26,8 @@ Desktop::Ports GnomeDesktop::open(const Surroundings& surroundings) {
   return {.screens = std::make_shared<GnomeScreens>(session),
           .displays = std::make_shared<GnomeDisplaySystem>(session),
           .captures = std::make_shared<GnomeCaptureSystem>(session, surroundings.mainQueue),
-          .events = nullptr,
+          .events = GnomeEventSystem::make(
+              {.queue = surroundings.mainQueue, .clock = surroundings.clock, .session = session}),
           .permissions = std::make_shared<GnomePermissions>(surroundings.application, session)};
 }
 
