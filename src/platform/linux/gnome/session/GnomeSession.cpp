@@ -120,9 +120,9 @@ std::optional<DisplayID> GnomeSession::display() const {
 bool GnomeSession::show(const PixelSize& size) {
   if (size.width < 1 || size.height < 1 || size.width > longestSide || size.height > longestSide) return false;
   const bool isThere = display().has_value();
-  const auto answer =
-      ask(isThere ? resizePatience : creationPatience, [this, size](const Answer& answer) { beginShow(size, answer); });
-  if (answer) return *answer;
+  const auto isShown =
+      ask(isThere ? resizePatience : creationPatience, [this, size](const Answer& done) { beginShow(size, done); });
+  if (isShown) return *isShown;
   if (isThere) return true;
   Log::print("⚠️ GNOME has shown no display within {} seconds", creationPatience);
   hide();
@@ -163,7 +163,7 @@ void GnomeSession::sendNoPicturesTo(std::weak_ptr<GnomePictureReceiver> receiver
   soon([this, receiver = std::move(receiver)] {
     if (receiver_.lock() != receiver.lock()) return;
     receiver_.reset();
-    if (video_ && rate_ == unlimitedRate && !isChanging_) video_->setActive(false);
+    if (video_ && rate_ == unlimitedRate && !isChanging_) video_->stop();
   });
 }
 
@@ -193,7 +193,8 @@ void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
   isChanging_ = true;
   if (!cast_) return create();
   if (!video_) return;  // it is about to be received, and in this size then
-  video_->setActive(true);
+  rate_ = 0;
+  video_->start();
   video_->negotiate(size_, refreshRate);
 }
 
@@ -250,14 +251,13 @@ void GnomeSession::raiseRate() {
   if (!video_ || !isEqual(formatSize_, size_)) return;
   if (rate_ == refreshRate) return video_->negotiate(size_, unlimitedRate);
   // This brings no picture of its own.
-  if (receiver_.expired()) return video_->setActive(false);
+  if (receiver_.expired()) return video_->stop();
   requestPicture();
 }
 
 void GnomeSession::requestPicture() {
   if (!video_ || rate_ != unlimitedRate) return;
-  video_->setActive(false);
-  video_->setActive(true);
+  video_->restart();
 }
 
 void GnomeSession::end(const std::string& why) {

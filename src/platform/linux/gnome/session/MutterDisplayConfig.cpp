@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "platform/linux/gnome/session/MutterNames.h"
-#include "runtime/Log.h"
 
 namespace tandemview {
 
@@ -46,7 +45,8 @@ Value property(const Properties& properties, const char* key, Value absent) {
 
 MutterDisplayConfig::MutterDisplayConfig(BusConnection& connection, std::function<void()> changed,
                                          std::function<void(bool isThere)> ownerChanged)
-    : service_(connection,
+    : connection_(connection),
+      service_(connection,
                {.name = mutter::displayConfig, .path = mutter::displayConfigPath, .interface = mutter::displayConfig},
                std::move(ownerChanged)) {
   service_.uponSignal("MonitorsChanged", [changed = std::move(changed)](sdbus::Message&) { changed(); });
@@ -84,10 +84,10 @@ std::optional<GnomeLayout> MutterDisplayConfig::read() {
       for (const Identity& identity : identities) screen.connectors.push_back(identity.get<0>());
       layout.screens.push_back(std::move(screen));
     }
-  } catch (const sdbus::Error& error) {
-    Log::print("⚠️ The desktop doesn't tell how its monitors are arranged: {}", error.getMessage());
+  } catch (const sdbus::Error&) {
     return std::nullopt;
   }
+  connection_.update();
   return layout;
 }
 
@@ -110,6 +110,7 @@ bool MutterDisplayConfig::apply(const GnomeLayout& layout, const std::vector<Gno
         .callMethod("ApplyMonitorsConfig")
         .onInterface(mutter::displayConfig)
         .withArguments(layout.serial, temporarily, wanted, Properties());
+    connection_.update();
     return true;
   } catch (const sdbus::Error&) {
     return false;

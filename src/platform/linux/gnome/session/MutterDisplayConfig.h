@@ -27,6 +27,7 @@ class MutterDisplayConfig {
  private:
   DisplayID number(const std::string& identity);
 
+  BusConnection& connection_;
   BusService service_;
   std::map<std::string, DisplayID> numbers_;  // counted up; a monitor that comes back gets the number that it had
 };

@@ -40,6 +40,7 @@ struct PipeWireVideo::Link {
 
   bool open(const std::shared_ptr<Queue>& queue);
   void wait();
+  void followStream();
   void end(const std::string& reason);
   void readFormat(const spa_pod* format);
   void readPictures();
@@ -56,6 +57,10 @@ struct PipeWireVideo::Link {
   spa_hook streamHook{};
   std::unique_ptr<DescriptorWatch> watch;
   PixelSize size;
+  std::uint32_t rate = 0;
+  bool hasNewFormat = false;  // and it has not been told of yet
+  int buffers = 0;
+  bool isRestarting = false;
   bool hasEnded = false;
 };
 
@@ -98,7 +103,17 @@ void PipeWireVideo::Link::wait() {
   watch->whenReadable([this] {  // the watch ends with the link
     pw_loop_iterate(loop, 0);
     wait();
+    followStream();
   });
+}
+
+/// What is done about the stream while its negotiation is under way may leave the two sides at odds.
+void PipeWireVideo::Link::followStream() {
+  if (buffers > 0 && std::exchange(hasNewFormat, false)) events.formatChanged(size, rate);
+  if (isRestarting && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_PAUSED) {
+    isRestarting = false;
+    pw_stream_set_active(stream, true);
+  }
 }
 
 void PipeWireVideo::Link::end(const std::string& reason) {
@@ -109,6 +124,8 @@ void PipeWireVideo::Link::readFormat(const spa_pod* format) {
   spa_video_info_raw info{};
   if (spa_format_video_raw_parse(format, &info) < 0) return;
   size = {.width = info.size.width, .height = info.size.height};
+  rate = info.max_framerate.num;
+  hasNewFormat = true;
   ParameterSpace space;
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(space.data(), space.size());
   std::array parameters = {static_cast<const spa_pod*>(spa_pod_builder_add_object(
@@ -116,7 +133,6 @@ void PipeWireVideo::Link::readFormat(const spa_pod* format) {
       SPA_POD_CHOICE_RANGE_Int(wantedBuffers, leastBuffers, mostBuffers), SPA_PARAM_BUFFERS_dataType,
       SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemFd) | (1 << SPA_DATA_MemPtr))))};
   pw_stream_update_params(stream, parameters.data(), parameters.size());
-  events.formatChanged(size, info.max_framerate.num);
 }
 
 /// Each picture is whole, so that the newest says all.
@@ -169,6 +185,8 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
           [](void* link, std::uint32_t id, const spa_pod* parameter) {
             if (id == SPA_PARAM_Format && parameter) Link::of(link).readFormat(parameter);
           },
+      .add_buffer = [](void* link, pw_buffer*) { ++Link::of(link).buffers; },
+      .remove_buffer = [](void* link, pw_buffer*) { --Link::of(link).buffers; },
       .process = [](void* link) { Link::of(link).readPictures(); }};
   link_->stream = pw_stream_new(
       link_->core, "tandemview",
@@ -191,8 +209,20 @@ void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond
   pw_stream_update_params(link_->stream, parameters.data(), parameters.size());
 }
 
-void PipeWireVideo::setActive(bool isActive) {
-  pw_stream_set_active(link_->stream, isActive);
+void PipeWireVideo::start() {
+  link_->isRestarting = false;
+  pw_stream_set_active(link_->stream, true);
+}
+
+void PipeWireVideo::stop() {
+  link_->isRestarting = false;
+  pw_stream_set_active(link_->stream, false);
+}
+
+void PipeWireVideo::restart() {
+  stop();
+  link_->isRestarting = true;
+  link_->followStream();
 }
 
 }  // namespace tandemview

@@ -17,7 +17,7 @@ namespace tandemview {
 class PipeWireVideo {
  public:
   struct Events {
-    /// The source has agreed to a size and a rate.
+    /// The source has agreed to a size and a rate, and its pictures will be like that.
     std::function<void(const PixelSize& size, std::uint32_t mostPerSecond)> formatChanged;
     /// Valid during the call; the source gets the memory back after it.
     std::function<void(const PicturePixels& picture)> arrived;
@@ -31,11 +31,15 @@ class PipeWireVideo {
   /// Begins to receive; the source makes its pictures to our size and at `mostPerSecond`.
   bool connect(std::uint32_t node, const PixelSize& size, std::uint32_t mostPerSecond);
 
-  /// Asks for another size or rate. An inactive source doesn't answer before it is active.
+  /// Asks for another size or rate. A source that is stopped doesn't answer before it is started.
   void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
 
-  /// Whether pictures are wanted. A source that becomes active sends a whole one.
-  void setActive(bool isActive);
+  /// Whether pictures are wanted. They are at first.
+  void start();
+  void stop();
+
+  /// Stops and starts the source, which makes it send a picture although nothing has changed.
+  void restart();
 
  private:
   struct Link;
