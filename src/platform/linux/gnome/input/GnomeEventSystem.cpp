@@ -17,8 +17,8 @@ namespace tandemview {
 
 namespace {
 
-/// Longer texts are left to the input method, which has no need to wait for Shift.
-constexpr std::size_t mostCharactersByKeys = 64;
+/// Longer texts are left to the input method, if it takes them: it has no need to wait for Shift.
+constexpr std::size_t mostCharactersByKeys = 1;
 
 /// Further than any screens reach. Mutter keeps the pointer on them.
 constexpr double farthest = 32768;

@@ -8,8 +8,9 @@ namespace tandemview {
 
 namespace {
 
-/// For how long a key may be on its way through the input method: two or three times what IBus took on a busy machine.
-constexpr double settleTime = 0.03;  // seconds
+/// For how long a key may be on its way through the input method. With IBus 10 milliseconds were too few now and then,
+/// 20 were not.
+constexpr double settleTime = 0.05;  // seconds
 
 struct ModifierKey {
   KeyModifiers modifier;
