@@ -29,6 +29,9 @@ constexpr double movePatience = 2;
 /// For an arrangement that others change at the same time.
 constexpr int mostAttempts = 3;
 
+/// Seconds after a change of ours in which the compositor may lay its monitors out in a row once more.
+constexpr double rowPatience = 2;
+
 Error displayGone() {
   return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
 }
@@ -306,6 +309,7 @@ void GnomeSession::look() {
   const auto layout = config_->read();
   if (!layout) return;
   if (!isChanging_) {
+    if (clock_.now() < undoneUntil_ && layout->screens == undone_) return settle(arrange(*layout));
     places_.look(arrangementOf(*layout));
     settled_ = *layout;
     return publish(*layout);
@@ -351,7 +355,10 @@ GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
     }
     for (const auto& screens : plannedScreens(layout, settled_, ours_, place)) {
       if (screens == layout.screens) return layout;
-      if (config_->apply(layout, screens)) return config_->read().value_or(layout);
+      if (!config_->apply(layout, screens)) continue;
+      undone_ = layout.screens;
+      undoneUntil_ = clock_.now() + rowPatience;
+      return config_->read().value_or(layout);
     }
     auto current = config_->read();
     if (!current || current->serial == layout.serial) break;
