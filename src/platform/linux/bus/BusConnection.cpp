@@ -21,18 +21,10 @@ constexpr std::uint64_t noDeadline = std::numeric_limits<std::uint64_t>::max();
 /// How many messages one turn may process before other work gets its chance.
 constexpr int messagesPerTurn = 64;
 
-/// Connects and says hello, which may take its time.
-using Open = std::function<std::unique_ptr<sdbus::IConnection>()>;
-
-Open opening(BusConnection::Bus bus) {
-  return [bus] {
-    return bus == BusConnection::Bus::System ? sdbus::createSystemBusConnection() : sdbus::createSessionBusConnection();
-  };
-}
-
-BusConnection::Opened openBlocking(const Open& open) {
+BusConnection::Opened openBlocking(BusConnection::Bus bus) {
   try {
-    std::shared_ptr<sdbus::IConnection> connection = open();
+    std::shared_ptr<sdbus::IConnection> connection =
+        bus == BusConnection::Bus::System ? sdbus::createSystemBusConnection() : sdbus::createSessionBusConnection();
     connection->setMethodCallTimeout(std::chrono::seconds(BusConnection::timeoutSeconds));
     return connection;
   } catch (const sdbus::Error& error) {
@@ -41,38 +33,27 @@ BusConnection::Opened openBlocking(const Open& open) {
 }
 
 /// Calls `completion` on a thread of its own or, if there is none to be had, at once.
-void openAside(const Open& open, const std::function<void(BusConnection::Opened)>& completion) {
+void openAside(BusConnection::Bus bus, const std::function<void(BusConnection::Opened)>& completion) {
   try {
-    std::thread([open, completion] { completion(openBlocking(open)); }).detach();
+    std::thread([bus, completion] { completion(openBlocking(bus)); }).detach();
   } catch (const std::system_error& error) {
     completion(tl::unexpected(posixError(error.code().value())));
   }
 }
 
-void openFor(const std::shared_ptr<Queue>& queue, const Open& open,
-             std::function<void(BusConnection::Opened)> completion) {
-  openAside(open, [weakQueue = std::weak_ptr(queue), completion = std::move(completion)](BusConnection::Opened opened) {
+}  // namespace
+
+void BusConnection::open(Bus bus, const std::shared_ptr<Queue>& queue, std::function<void(Opened)> completion) {
+  openAside(bus, [weakQueue = std::weak_ptr(queue), completion = std::move(completion)](Opened opened) {
     if (const auto live = weakQueue.lock())
       live->async([completion, opened = std::move(opened)] { completion(opened); });
   });
 }
 
-}  // namespace
-
-void BusConnection::open(Bus bus, const std::shared_ptr<Queue>& queue, std::function<void(Opened)> completion) {
-  openFor(queue, opening(bus), std::move(completion));
-}
-
-void BusConnection::openAt(const std::string& address, const std::shared_ptr<Queue>& queue,
-                           std::function<void(Opened)> completion) {
-  openFor(
-      queue, [address] { return sdbus::createSessionBusConnectionWithAddress(address); }, std::move(completion));
-}
-
 BusConnection::Opened BusConnection::open(Bus bus) {
   const auto promise = std::make_shared<std::promise<Opened>>();
   std::future<Opened> opened = promise->get_future();
-  openAside(opening(bus), [promise](Opened connection) { promise->set_value(std::move(connection)); });
+  openAside(bus, [promise](Opened connection) { promise->set_value(std::move(connection)); });
   if (opened.wait_for(std::chrono::seconds(timeoutSeconds)) != std::future_status::ready) {
     return tl::unexpected(posixError(ETIMEDOUT));
   }

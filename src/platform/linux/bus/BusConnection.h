@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "runtime/Descriptor.h"
 #include "runtime/Error.h"
@@ -30,10 +29,6 @@ class BusConnection final : public std::enable_shared_from_this<BusConnection> {
   /// silent holds the greeting up for longer than anybody should wait, and the library can't be told to give up: a
   /// passing thread waits in our place. `completion` runs on `queue`, if that is still there.
   static void open(Bus bus, const std::shared_ptr<Queue>& queue, std::function<void(Opened)> completion);
-
-  /// The same with the bus at an address.
-  static void openAt(const std::string& address, const std::shared_ptr<Queue>& queue,
-                     std::function<void(Opened)> completion);
 
   /// The same, waiting for it.
   static Opened open(Bus bus);

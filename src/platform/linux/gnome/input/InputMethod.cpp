@@ -1,10 +1,11 @@
 #include "platform/linux/gnome/input/InputMethod.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 
-#include <map>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "platform/linux/gnome/input/IBusAddress.h"
 #include "runtime/Weakly.h"
@@ -17,197 +18,184 @@ constexpr const char* ibusName = "org.freedesktop.IBus";
 constexpr const char* ibusPath = "/org/freedesktop/IBus";
 constexpr const char* engineInterface = "org.freedesktop.IBus.Engine";
 constexpr const char* factoryInterface = "org.freedesktop.IBus.Factory";
-constexpr const char* factoryPath = "/org/freedesktop/IBus/Factory";
+constexpr const char* properties = "org.freedesktop.DBus.Properties";
 constexpr const char* engineName = "tandemview";
 
-/// The daemon's own stand-in, made before all others, which has the focus while no program's field has it.
-constexpr const char* nobodysContext = "/org/freedesktop/IBus/InputContext_1";
+/// The daemon's own stand-in, made before all others: it has the focus while no program's field has it.
+constexpr std::string_view nobodysContext = "/org/freedesktop/IBus/InputContext_1";
 
 /// For how long a text may be under way. Usually it is ten milliseconds.
 constexpr double patience = 1;  // seconds
 
 // How IBus passes its objects: their class, attachments, members.
-using Attachments = std::map<std::string, sdbus::Variant>;
-using AttributeList = sdbus::Struct<std::string, Attachments, std::vector<sdbus::Variant>>;
-using Text = sdbus::Struct<std::string, Attachments, std::string, sdbus::Variant>;
-/// Name, long name, description, language, licence, author, icon, layout, rank, hot keys, symbol, setup, variant and
-/// option of the layout, version, text domain, icon's key.
-using EngineDescription =
-    sdbus::Struct<std::string, Attachments, std::string, std::string, std::string, std::string, std::string,
-                  std::string, std::string, std::string, std::uint32_t, std::string, std::string, std::string,
-                  std::string, std::string, std::string, std::string, std::string>;
-/// Name, description, version, licence, author, home page, command, text domain, observed paths, engines.
-using Component =
-    sdbus::Struct<std::string, Attachments, std::string, std::string, std::string, std::string, std::string,
-                  std::string, std::string, std::string, std::vector<sdbus::Variant>, std::vector<sdbus::Variant>>;
+constexpr const char* componentType = "(sa{sv}ssssssssavav)";
+constexpr const char* engineType = "(sa{sv}ssssssssussssssss)";
+constexpr const char* textType = "(sa{sv}sv)";
+constexpr const char* attributesType = "(sa{sv}av)";
+constexpr int noAttachments = 0;
 
-sdbus::Variant ibusText(const std::string& text) {
-  return sdbus::Variant(Text("IBusText", {}, text, sdbus::Variant(AttributeList("IBusAttrList", {}, {}))));
-}
-
-/// It leaves the keyboard's layout as it is.
-sdbus::Variant ownComponent() {
-  const EngineDescription engine("IBusEngineDesc", {}, engineName, "Tandemview", "Text from the phone", "", "", "", "",
-                                 "default", 0, "", "", "", "", "", "", "", "");
-  return sdbus::Variant(Component("IBusComponent", {}, "org.tandemview.Tandemview.Text", "Text from the phone", "", "",
-                                  "", "", "", "", {}, {sdbus::Variant(engine)}));
-}
-
-/// Goes into what the message has next, a variant or a structure.
-void enter(sdbus::Message& message) {
-  std::string type;
-  std::string contents;
-  message.peekType(type, contents);
-  if (type == "v") {
-    message.enterVariant(contents);
-  } else {
-    message.enterStruct(contents);
+/// Of the description of an engine, in two variants. Null if it is something else.
+const char* nameOfEngine(sd_bus_message* message) {
+  for (int layer = 0; layer < 3; ++layer) {
+    char type = 0;
+    const char* contents = nullptr;
+    if (sd_bus_message_peek_type(message, &type, &contents) <= 0 ||
+        sd_bus_message_enter_container(message, type, contents) <= 0)
+      return nullptr;
   }
-}
-
-/// Of the description of an engine in two variants. Versions of IBus differ in what follows the name.
-std::string nameOfEngine(sdbus::Message& message) {
-  for (int layer = 0; layer < 3; ++layer) enter(message);
-  std::string className;
-  Attachments attachments;
-  std::string name;
-  message >> className >> attachments >> name;
+  const char* className = nullptr;
+  const char* name = nullptr;
+  if (sd_bus_message_read(message, "s", &className) <= 0 || sd_bus_message_skip(message, "a{sv}") < 0 ||
+      sd_bus_message_read(message, "s", &name) <= 0)
+    return nullptr;
   return name;
 }
 
 }  // namespace
 
+/// A call that fails ends the text; one that can't be sent lets the text's time run out.
+template <InputMethod::Step step, typename... Arguments>
+void InputMethod::call(const char* interface, const char* method, const char* types, Arguments... arguments) {
+  sd_bus_call_method_async(bus_, nullptr, ibusName, ibusPath, interface, method, &replied<step>, this, types,
+                           arguments...);
+}
+
+template <InputMethod::Step step>
+int InputMethod::replied(sd_bus_message* reply, void* self, sd_bus_error* /*error*/) {
+  auto& method = *static_cast<InputMethod*>(self);
+  if (sd_bus_message_is_method_error(reply, nullptr) > 0) {
+    method.finish(false);
+  } else {
+    (method.*step)(reply);
+  }
+  return 1;
+}
+
 InputMethod::~InputMethod() {
-  if (!usersEngine_.empty()) setEngine(usersEngine_, [](InputMethod&, sdbus::MethodReply&) {});
+  putBack();
+  watch_.reset();
+  sd_bus_flush_close_unref(bus_);
 }
 
 void InputMethod::type(std::string text, std::function<void(bool)> completion) {
   text_ = std::move(text);
   completion_ = std::move(completion);
-  queue_->after(patience, weakly(this, [number = ++texts_](InputMethod& self) {
-                  if (self.texts_ == number && self.completion_) self.finish(false);
-                }));
-  if (connection_) return askForField();
-  connect();
+  const auto giveUp = weakly(this, [number = ++texts_](InputMethod& self) {
+    if (self.texts_ == number) self.finish(false);
+  });
+  if (!bus_ && !connect()) return queue_->async(giveUp);
+  queue_->after(patience, giveUp);
+  call<&InputMethod::askForEngine>(properties, "Get", "ss", ibusName, "CurrentInputContext");
+  process();
 }
 
-void InputMethod::connect() {
+/// Greetings are waited for later, with everything else.
+bool InputMethod::connect() {
   const auto address = ibusAddress();
-  if (!address) return queue_->async(weakly(this, [](InputMethod& self) { self.finish(false); }));
-  BusConnection::openAt(*address, queue_, weakly(this, &InputMethod::connected));
-}
-
-void InputMethod::connected(const BusConnection::Opened& opened) {
-  if (!opened) return finish(false);
-  connection_ = BusConnection::serving(*opened, queue_, weakly(this, &InputMethod::disconnect));
-  try {
-    daemon_ = sdbus::createProxy(connection_->bus(), ibusName, ibusPath);
-    daemon_->finishRegistration();
-    factory_ = sdbus::createObject(connection_->bus(), factoryPath);
-    factory_->registerMethod("CreateEngine").onInterface(factoryInterface).implementedAs([this](const std::string&) {
-      const std::string path = fmt::format("{}/Engine/{}", ibusPath, ++engines_);
-      serveEngine(path);
-      return sdbus::ObjectPath(path);
-    });
-    factory_->finishRegistration();
-  } catch (const sdbus::Error&) {
-    return disconnect();
+  if (!address || sd_bus_new(&bus_) < 0) return false;
+  const auto onMessage = [](sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
+    return static_cast<InputMethod*>(self)->take(message);
+  };
+  if (sd_bus_set_address(bus_, address->c_str()) < 0 || sd_bus_set_bus_client(bus_, 1) < 0 ||
+      sd_bus_add_filter(bus_, nullptr, onMessage, this) < 0 || sd_bus_start(bus_) < 0) {
+    disconnect();
+    return false;
   }
-  registerEngine();
-}
-
-void InputMethod::registerEngine() {
-  sdbus::MethodCall call = daemon_->createMethodCall(ibusName, "RegisterComponent");
-  call << ownComponent();
-  ask(std::move(call), [](InputMethod& self, sdbus::MethodReply&) { self.askForField(); });
-}
-
-void InputMethod::askForField() {
-  ask(getting("CurrentInputContext"), [](InputMethod& self, sdbus::MethodReply& reply) {
-    sdbus::Variant context;
-    reply >> context;
-    if (context.get<sdbus::ObjectPath>() == nobodysContext) return self.finish(false);
-    self.askForEngine();
-  });
-}
-
-void InputMethod::askForEngine() {
-  ask(getting("GlobalEngine"), [](InputMethod& self, sdbus::MethodReply& reply) { self.standIn(nameOfEngine(reply)); });
-}
-
-/// Once the daemon has put ours in place, it tells it of the focus.
-void InputMethod::standIn(const std::string& usersEngine) {
-  usersEngine_ = usersEngine;
-  setEngine(engineName, [](InputMethod&, sdbus::MethodReply&) {});
-}
-
-void InputMethod::serveEngine(const std::string& path) {
-  engine_ = sdbus::createObject(connection_->bus(), path);
-  engine_->registerMethod("FocusIn").onInterface(engineInterface).implementedAs([this] { commit(); });
-  // What the user types meanwhile is none of its business.
-  engine_->registerMethod("ProcessKeyEvent")
-      .onInterface(engineInterface)
-      .implementedAs([](std::uint32_t, std::uint32_t, std::uint32_t) { return false; });
-  engine_->registerSignal("CommitText").onInterface(engineInterface).withParameters<sdbus::Variant>();
-  engine_->finishRegistration();
-}
-
-void InputMethod::commit() {
-  if (text_.empty() || usersEngine_.empty()) return;
-  engine_->emitSignal("CommitText").onInterface(engineInterface).withArguments(ibusText(text_));
-  text_.clear();
-  setEngine(usersEngine_, [](InputMethod& self, sdbus::MethodReply&) {
-    self.usersEngine_.clear();
-    self.finish(true);
-  });
-}
-
-void InputMethod::setEngine(const std::string& name, Reply done) {
-  if (!daemon_) return;
-  sdbus::MethodCall call = daemon_->createMethodCall(ibusName, "SetGlobalEngine");
-  call << name;
-  ask(std::move(call), std::move(done));
+  watched_ = Descriptor(::fcntl(sd_bus_get_fd(bus_), F_DUPFD_CLOEXEC, 0));
+  auto watch = queue_->watch(watched_.get());
+  if (!watch) {
+    disconnect();
+    return false;
+  }
+  watch_ = std::move(*watch);
+  waitsForReadable_ = waitsForWritable_ = false;
+  // It leaves the keyboard's layout as it is.
+  call<&InputMethod::goOn>(ibusName, "RegisterComponent", "v", componentType, "IBusComponent", noAttachments,
+                           "org.tandemview.Tandemview.Text", "Text from the phone", "", "", "", "", "", "",
+                           /*observed paths*/ 0, /*engines*/ 1, engineType, "IBusEngineDesc", noAttachments, engineName,
+                           "Tandemview", "Text from the phone", "", "", "", "", /*layout*/ "default", /*rank*/ 0, "",
+                           "", "", "", "", "", "", "");
+  return true;
 }
 
 void InputMethod::disconnect() {
   usersEngine_.clear();
-  engine_.reset();
-  factory_.reset();
-  daemon_.reset();
-  connection_.reset();
+  watch_.reset();
+  bus_ = sd_bus_close_unref(bus_);
   finish(false);
+}
+
+void InputMethod::process() {
+  int result = 1;
+  while (result > 0) result = sd_bus_process(bus_, nullptr);
+  if (result < 0) return disconnect();
+  wait();
+}
+
+void InputMethod::wait() {
+  if (!waitsForReadable_) {
+    waitsForReadable_ = true;
+    watch_->whenReadable(weakly(this, [](InputMethod& self) {
+      self.waitsForReadable_ = false;
+      self.process();
+    }));
+  }
+  const int events = sd_bus_get_events(bus_);
+  if (events > 0 && (events & POLLOUT) != 0 && !waitsForWritable_) {
+    waitsForWritable_ = true;
+    watch_->whenWritable(weakly(this, [](InputMethod& self) {
+      self.waitsForWritable_ = false;
+      self.process();
+    }));
+  }
+}
+
+/// The daemon's calls name no recipient, as on a line between two, so that the library hands them to no object.
+int InputMethod::take(sd_bus_message* message) {
+  if (sd_bus_message_is_method_call(message, factoryInterface, "CreateEngine") > 0) return serveEngine(message);
+  // What the user types meanwhile is none of its business.
+  if (sd_bus_message_is_method_call(message, engineInterface, "ProcessKeyEvent") > 0)
+    return sd_bus_reply_method_return(message, "b", 0);
+  if (sd_bus_message_is_method_call(message, engineInterface, "FocusIn") > 0) commit();
+  return 0;
+}
+
+void InputMethod::askForEngine(sd_bus_message* context) {
+  const char* path = nullptr;
+  if (sd_bus_message_read(context, "v", "o", &path) <= 0 || path == nobodysContext) return finish(false);
+  call<&InputMethod::standIn>(properties, "Get", "ss", ibusName, "GlobalEngine");
+}
+
+/// Once the daemon has put ours in place, it tells it of the focus.
+void InputMethod::standIn(sd_bus_message* description) {
+  const char* const name = nameOfEngine(description);
+  if (!name || text_.empty()) return finish(false);
+  usersEngine_ = name;
+  call<&InputMethod::goOn>(ibusName, "SetGlobalEngine", "s", engineName);
+}
+
+int InputMethod::serveEngine(sd_bus_message* request) {
+  engine_ = fmt::format("{}/Engine/{}", ibusPath, ++engines_);
+  return sd_bus_reply_method_return(request, "o", engine_.c_str());
+}
+
+void InputMethod::commit() {
+  if (text_.empty() || usersEngine_.empty()) return;
+  sd_bus_emit_signal(bus_, engine_.c_str(), engineInterface, "CommitText", "v", textType, "IBusText", noAttachments,
+                     text_.c_str(), attributesType, "IBusAttrList", noAttachments, /*attributes*/ 0);
+  text_.clear();
+  call<&InputMethod::isPutBack>(ibusName, "SetGlobalEngine", "s", std::exchange(usersEngine_, {}).c_str());
+}
+
+void InputMethod::putBack() {
+  if (usersEngine_.empty()) return;
+  call<&InputMethod::goOn>(ibusName, "SetGlobalEngine", "s", std::exchange(usersEngine_, {}).c_str());
 }
 
 void InputMethod::finish(bool isTyped) {
   text_.clear();
-  if (!usersEngine_.empty()) setEngine(std::exchange(usersEngine_, {}), [](InputMethod&, sdbus::MethodReply&) {});
+  putBack();
   if (completion_) std::exchange(completion_, nullptr)(isTyped);
-}
-
-/// A call that fails ends the text.
-void InputMethod::ask(sdbus::MethodCall call, Reply reply) {
-  try {
-    daemon_->callMethod(call, [weak = weak_from_this(), reply = std::move(reply)](sdbus::MethodReply& message,
-                                                                                  const sdbus::Error* error) {
-      const auto self = weak.lock();
-      if (!self) return;
-      if (error) return self->finish(false);
-      try {
-        reply(*self, message);
-      } catch (const sdbus::Error&) {  // a reply of another kind
-        self->finish(false);
-      }
-    });
-  } catch (const sdbus::Error&) {
-    // The connection has ended: the text's time runs out.
-  }
-  connection_->update();
-}
-
-sdbus::MethodCall InputMethod::getting(const char* property) const {
-  sdbus::MethodCall call = daemon_->createMethodCall("org.freedesktop.DBus.Properties", "Get");
-  call << ibusName << property;
-  return call;
 }
 
 }  // namespace tandemview

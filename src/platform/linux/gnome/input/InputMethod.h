@@ -1,13 +1,14 @@
 #pragma once
 
-#include <sdbus-c++/sdbus-c++.h>
+#include <systemd/sd-bus.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "platform/linux/bus/BusConnection.h"
+#include "runtime/Descriptor.h"
 #include "runtime/Queue.h"
 
 namespace tandemview {
@@ -20,6 +21,8 @@ class InputMethod : public std::enable_shared_from_this<InputMethod> {
   static constexpr std::size_t mostCharacters = 900;
 
   explicit InputMethod(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+  InputMethod(const InputMethod&) = delete;
+  InputMethod& operator=(const InputMethod&) = delete;
   /// The user's engine comes back.
   ~InputMethod();
 
@@ -28,33 +31,41 @@ class InputMethod : public std::enable_shared_from_this<InputMethod> {
   void type(std::string text, std::function<void(bool)> completion);
 
  private:
-  using Reply = std::function<void(InputMethod&, sdbus::MethodReply&)>;
+  /// What follows when the daemon has replied.
+  using Step = void (InputMethod::*)(sd_bus_message* reply);
 
-  void connect();
-  void connected(const BusConnection::Opened& opened);
-  void registerEngine();
-  void askForField();
-  void askForEngine();
-  void standIn(const std::string& usersEngine);
-  void serveEngine(const std::string& path);
-  void commit();
-  void setEngine(const std::string& name, Reply done);
+  bool connect();
   void disconnect();
+  void process();
+  void wait();
+  int take(sd_bus_message* message);
+  void askForEngine(sd_bus_message* context);
+  void standIn(sd_bus_message* description);
+  int serveEngine(sd_bus_message* request);
+  void commit();
+  void putBack();
   void finish(bool isTyped);
-  void ask(sdbus::MethodCall call, Reply reply);
-  sdbus::MethodCall getting(const char* property) const;
+  void isPutBack(sd_bus_message* /*reply*/) { finish(true); }
+  void goOn(sd_bus_message* /*reply*/) {}
+
+  template <Step step, typename... Arguments>
+  void call(const char* interface, const char* method, const char* types, Arguments... arguments);
+  template <Step step>
+  static int replied(sd_bus_message* reply, void* self, sd_bus_error* error);
 
   const std::shared_ptr<Queue> queue_;
-  std::shared_ptr<BusConnection> connection_;
-  std::unique_ptr<sdbus::IProxy> daemon_;
-  std::unique_ptr<sdbus::IObject> factory_;
-  std::unique_ptr<sdbus::IObject> engine_;
-  std::uint64_t engines_ = 0;  // that have been made: each has a name of its own
+  sd_bus* bus_ = nullptr;
+  Descriptor watched_;  // a copy: the library closes its own while it is still watched
+  std::unique_ptr<DescriptorWatch> watch_;
+  bool waitsForReadable_ = false;
+  bool waitsForWritable_ = false;
 
   std::function<void(bool)> completion_;  // while a text is under way
   std::uint64_t texts_ = 0;               // the number of that text
   std::string text_;                      // until it is committed
   std::string usersEngine_;               // while ours stands in for it
+  std::string engine_;                    // the path of ours
+  std::uint64_t engines_ = 0;             // that have been made: each has a path of its own
 };
 
 }  // namespace tandemview
