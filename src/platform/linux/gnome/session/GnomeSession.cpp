@@ -26,6 +26,9 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
+/// A source that is stopped and started while it still makes room for its pictures may send none.
+constexpr double picturePatience = 0.5;
+
 /// For an arrangement that others change at the same time.
 constexpr int mostAttempts = 3;
 
@@ -231,10 +234,7 @@ void GnomeSession::receive(std::uint32_t node) {
   };
   auto video = PipeWireVideo::open(
       queue_, {.formatChanged = [this](const PixelSize& size, std::uint32_t rate) { formatChanged(size, rate); },
-               .arrived =
-                   [this](const PicturePixels& picture) {
-                     if (const auto receiver = receiver_.lock()) receiver->take(picture);
-                   },
+               .arrived = [this](const PicturePixels& picture) { take(picture); },
                .ended = fail});
   if (!video) return fail(video.error().localizedDescription());
   video_ = std::move(*video);
@@ -261,6 +261,15 @@ void GnomeSession::raiseRate() {
 void GnomeSession::requestPicture() {
   if (!video_ || rate_ != unlimitedRate) return;
   video_->restart();
+  isPictureDue_ = true;
+  queue_->after(picturePatience, [this, request = ++request_] {
+    if (request == request_ && isPictureDue_ && !receiver_.expired()) requestPicture();
+  });
+}
+
+void GnomeSession::take(const PicturePixels& picture) {
+  isPictureDue_ = false;
+  if (const auto receiver = receiver_.lock()) receiver->take(picture);
 }
 
 void GnomeSession::end(const std::string& why) {

@@ -91,6 +91,7 @@ class GnomeSession {
   void formatChanged(const PixelSize& size, std::uint32_t mostPerSecond);
   void raiseRate();
   void requestPicture();
+  void take(const PicturePixels& picture);
   void end(const std::string& why);
   void remove();
   void compositorChanged(bool isThere);
@@ -122,6 +123,8 @@ class GnomeSession {
   std::vector<Answer> asked_;                // who waits for it
   PlaceMemory places_;
   std::weak_ptr<GnomePictureReceiver> receiver_;
+  std::uint64_t request_ = 0;  // the number of the last one for a picture
+  bool isPictureDue_ = false;  // it has not come yet
 
   mutable std::mutex mutex_;  // guards what follows
   GnomeLayout layout_;
