@@ -26,8 +26,14 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
+/// A source that is stopped and started while it still makes room for its pictures may send none.
+constexpr double picturePatience = 0.5;
+
 /// For an arrangement that others change at the same time.
 constexpr int mostAttempts = 3;
+
+/// Seconds after a change of ours in which the compositor may lay its monitors out in a row once more.
+constexpr double rowPatience = 2;
 
 Error displayGone() {
   return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
@@ -228,10 +234,7 @@ void GnomeSession::receive(std::uint32_t node) {
   };
   auto video = PipeWireVideo::open(
       queue_, {.formatChanged = [this](const PixelSize& size, std::uint32_t rate) { formatChanged(size, rate); },
-               .arrived =
-                   [this](const PicturePixels& picture) {
-                     if (const auto receiver = receiver_.lock()) receiver->take(picture);
-                   },
+               .arrived = [this](const PicturePixels& picture) { take(picture); },
                .ended = fail});
   if (!video) return fail(video.error().localizedDescription());
   video_ = std::move(*video);
@@ -258,6 +261,15 @@ void GnomeSession::raiseRate() {
 void GnomeSession::requestPicture() {
   if (!video_ || rate_ != unlimitedRate) return;
   video_->restart();
+  isPictureDue_ = true;
+  queue_->after(picturePatience, [this, request = ++request_] {
+    if (request == request_ && isPictureDue_ && !receiver_.expired()) requestPicture();
+  });
+}
+
+void GnomeSession::take(const PicturePixels& picture) {
+  isPictureDue_ = false;
+  if (const auto receiver = receiver_.lock()) receiver->take(picture);
 }
 
 void GnomeSession::end(const std::string& why) {
@@ -306,6 +318,7 @@ void GnomeSession::look() {
   const auto layout = config_->read();
   if (!layout) return;
   if (!isChanging_) {
+    if (clock_.now() < undoneUntil_ && layout->screens == undone_) return settle(arrange(*layout));
     places_.look(arrangementOf(*layout));
     settled_ = *layout;
     return publish(*layout);
@@ -351,7 +364,10 @@ GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
     }
     for (const auto& screens : plannedScreens(layout, settled_, ours_, place)) {
       if (screens == layout.screens) return layout;
-      if (config_->apply(layout, screens)) return config_->read().value_or(layout);
+      if (!config_->apply(layout, screens)) continue;
+      undone_ = layout.screens;
+      undoneUntil_ = clock_.now() + rowPatience;
+      return config_->read().value_or(layout);
     }
     auto current = config_->read();
     if (!current || current->serial == layout.serial) break;

@@ -15,6 +15,7 @@
 #include "platform/linux/gnome/session/MutterDisplayConfig.h"
 #include "platform/linux/gnome/session/PipeWireVideo.h"
 #include "platform/linux/places/PlaceMemory.h"
+#include "runtime/MediaClock.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/UserDefaults.h"
 
@@ -90,6 +91,7 @@ class GnomeSession {
   void formatChanged(const PixelSize& size, std::uint32_t mostPerSecond);
   void raiseRate();
   void requestPicture();
+  void take(const PicturePixels& picture);
   void end(const std::string& why);
   void remove();
   void compositorChanged(bool isThere);
@@ -102,6 +104,7 @@ class GnomeSession {
 
   const std::shared_ptr<SerialQueue> queue_;
   const std::shared_ptr<GnomeRemoteDesktop> remoteDesktop_;
+  const SystemMediaClock clock_;
 
   // On the queue alone.
   std::shared_ptr<BusConnection> bus_;
@@ -113,11 +116,15 @@ class GnomeSession {
   PixelSize formatSize_;   // that the stream has
   std::uint32_t rate_ = 0;
   std::optional<DisplayID> ours_;
-  GnomeLayout settled_;        // as it was when nothing of ours was under way
-  bool isChanging_ = false;    // a change of ours is under way
-  std::vector<Answer> asked_;  // who waits for it
+  std::vector<GnomeLayout::Screen> undone_;  // the row that the compositor made of the screens last
+  double undoneUntil_ = 0;                   // it may come again until then
+  GnomeLayout settled_;                      // as it was when nothing of ours was under way
+  bool isChanging_ = false;                  // a change of ours is under way
+  std::vector<Answer> asked_;                // who waits for it
   PlaceMemory places_;
   std::weak_ptr<GnomePictureReceiver> receiver_;
+  std::uint64_t request_ = 0;  // the number of the last one for a picture
+  bool isPictureDue_ = false;  // it has not come yet
 
   mutable std::mutex mutex_;  // guards what follows
   GnomeLayout layout_;

@@ -220,9 +220,10 @@ void PipeWireVideo::stop() {
 }
 
 void PipeWireVideo::restart() {
+  const bool isStreaming = pw_stream_get_state(link_->stream, nullptr) == PW_STREAM_STATE_STREAMING;
+  if (!isStreaming) return start();
   stop();
   link_->isRestarting = true;
-  link_->followStream();
 }
 
 }  // namespace tandemview
