@@ -36,14 +36,18 @@ struct Input {
       events = GnomeEventSystem::make(
           {.queue = main.queue(), .clock = std::make_shared<SystemMediaClock>(), .session = session});
     });
-    EXPECT_TRUE(session->show({.width = 644, .height = 1398}));
-    session->sendPicturesTo(watcher);
-    EXPECT_TRUE(Program::within30Seconds([this] { return session->display() && watcher->isWatching; }));
+    show();
   }
   ~Input() {
     main.perform([this] { events = nullptr; });
   }
 
+  void show() {
+    watcher->isWatching = false;
+    EXPECT_TRUE(session->show({.width = 644, .height = 1398}));
+    session->sendPicturesTo(watcher);
+    EXPECT_TRUE(Program::within30Seconds([this] { return session->display() && watcher->isWatching; }));
+  }
   void post(const MouseEvent& event) {
     main.perform([&] { events->postMouseEvent(event); });
   }
@@ -61,6 +65,11 @@ struct Input {
 
 /// A monitor of 1280x800 beside the phone's, and a German keyboard.
 struct GnomeEventSystemTest : testing::Test {
+  GnomeEventSystemTest() {
+    gnome.enter();
+    input.emplace();
+  }
+
   /// A client that fills a monitor, with the pointer over it once the compositor has finished to unfold its window.
   std::unique_ptr<Program> startClient(const std::string& kind, Program::Environment environment = {},
                                        const Lines& size = {"644", "1398"}) {
@@ -121,16 +130,10 @@ struct GnomeEventSystemTest : testing::Test {
   }
   void type(const std::string& text) { send(fmt::format(R"({{"action":"text","text":"{}"}})", text)); }
 
-  Program::Environment entered(const PrivateGnome& session) {
-    session.enter();
-    return session.environment();
-  }
-
   LogRecorder log;
   LocaleStandIn locale{"de"};
   PrivateGnome gnome{{"1280x800"}, {{"DBUS_SYSTEM_BUS_ADDRESS", locale.address()}}};
-  const Program::Environment environment = entered(gnome);
-  std::optional<Input> input{std::in_place};
+  std::optional<Input> input;
   std::unique_ptr<TouchInjector> touches;
   int marks = 0;
   int backspaces = 0;
@@ -279,15 +282,14 @@ TEST_F(GnomeEventSystemTest, NothingStaysHeld) {
   EXPECT_FALSE(input->pointer());
   input->post(press);
   type("y");
-  EXPECT_TRUE(input->session->show({.width = 644, .height = 1398}));
-  input->session->sendPicturesTo(input->watcher);
+  input->show();
   EXPECT_TRUE(Program::within30Seconds([&] {
     input->post({.location = {7, 7}});
     return client->output().find("motion 7,7\n") != std::string::npos;
   })) << "without what was posted meanwhile";
 
   input->post(press);
-  EXPECT_TRUE(isPressed());
+  EXPECT_TRUE(isPressed()) << client->output();
   input.reset();
   EXPECT_TRUE(isReleased()) << "at the end";
 
