@@ -21,6 +21,10 @@ constexpr const char* factoryInterface = "org.freedesktop.IBus.Factory";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
 constexpr const char* engineName = "tandemview";
 
+/// For users without one. IBus takes the global engine away when a program goes that has registered any, as a run of
+/// ours did before; this one passes keys on.
+constexpr const char* plainEngine = "xkb:us::eng";
+
 /// The daemon's own stand-in, made before all others: it has the focus while no program's field has it.
 constexpr std::string_view nobodysContext = "/org/freedesktop/IBus/InputContext_1";
 
@@ -63,7 +67,8 @@ void InputMethod::call(const char* interface, const char* method, const char* ty
 template <InputMethod::Step step>
 int InputMethod::replied(sd_bus_message* reply, void* self, sd_bus_error* /*error*/) {
   auto& method = *static_cast<InputMethod*>(self);
-  if (sd_bus_message_is_method_error(reply, nullptr) > 0) {
+  // Only the question for the engine may be answered by an error: there is none.
+  if (sd_bus_message_is_method_error(reply, nullptr) > 0 && step != &InputMethod::standIn) {
     method.finish(false);
   } else {
     (method.*step)(reply);
@@ -172,7 +177,8 @@ void InputMethod::askForEngine(sd_bus_message* context) {
 
 /// Once the daemon has put ours in place, it tells it of the focus.
 void InputMethod::standIn(sd_bus_message* description) {
-  const char* const name = nameOfEngine(description);
+  const bool hasEngine = sd_bus_message_is_method_error(description, nullptr) <= 0;
+  const char* const name = hasEngine ? nameOfEngine(description) : plainEngine;
   if (!name || text_.empty()) return finish(false);
   usersEngine_ = name;
   call<&InputMethod::goOn>(ibusName, "SetGlobalEngine", "s", engineName);
