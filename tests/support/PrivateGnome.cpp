@@ -13,7 +13,8 @@ namespace {
 
 }  // namespace
 
-PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors) : monitors_(monitors) {
+PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Program::Environment& environment)
+    : monitors_(monitors) {
   bus_.start();
   environment_ = {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()},
                   {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory() + "/no-bus"},
@@ -25,6 +26,7 @@ PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors) : monitors_
                   {"GSETTINGS_BACKEND", "memory"},
                   {"WAYLAND_DISPLAY", "wayland-0"},
                   {"DISPLAY", ""}};
+  for (const auto& [name, value] : environment) environment_[name] = value;
   startPipeWire();
   startCompositor();
 }

@@ -13,7 +13,9 @@ namespace tandemview {
 class PrivateGnome {
  public:
   /// Returns when the desktop can be used. One that can't be started ends the test program.
-  explicit PrivateGnome(const std::vector<std::string>& monitors = {"1280x800"});
+  /// `environment` is added to that of the desktop's programs.
+  explicit PrivateGnome(const std::vector<std::string>& monitors = {"1280x800"},
+                        const Program::Environment& environment = {});
   PrivateGnome(const PrivateGnome&) = delete;
   PrivateGnome& operator=(const PrivateGnome&) = delete;
   ~PrivateGnome();

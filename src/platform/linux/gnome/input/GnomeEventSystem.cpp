@@ -17,8 +17,8 @@ namespace tandemview {
 
 namespace {
 
-/// Longer texts are left to the input method, which has no need to wait for Shift.
-constexpr std::size_t mostCharactersByKeys = 64;
+/// Longer texts are left to the input method, if it takes them: it has no need to wait for Shift.
+constexpr std::size_t mostCharactersByKeys = 1;
 
 /// Further than any screens reach. Mutter keeps the pointer on them.
 constexpr double farthest = 32768;
@@ -192,8 +192,21 @@ void GnomeEventSystem::takeTurn() {
 /// Until what was typed before has arrived, as far as what is next has to come after it.
 double GnomeEventSystem::secondsToWait() {
   const double now = surroundings_.clock->now();
+  keyboard_.setLookedAt(inputMethod_->isThere());
   if (const double seconds = keyboard_.strike(now); seconds > 0) return seconds;
-  return waiting_.isEmpty() || std::holds_alternative<KeyChord>(waiting_.front()) ? 0 : keyboard_.secondsToSettle(now);
+  return waiting_.isEmpty() || isOfKeys(waiting_.front()) ? 0 : keyboard_.secondsToSettle(now);
+}
+
+/// Keys take their turn among themselves.
+bool GnomeEventSystem::isOfKeys(const GnomeInput& input) const {
+  const auto* const text = std::get_if<GnomeText>(&input);
+  return std::holds_alternative<KeyChord>(input) || (text && hasKeysFor(text->characters));
+}
+
+bool GnomeEventSystem::hasKeysFor(const std::u32string& characters) const {
+  return characters.size() <= mostCharactersByKeys && std::ranges::all_of(characters, [this](char32_t character) {
+           return isControl(character) || keyOf(character).has_value();
+         });
 }
 
 void GnomeEventSystem::carryOut(GnomeInput input) {
@@ -254,8 +267,7 @@ void GnomeEventSystem::carryOut(GnomeText text) {
     for (const char32_t character : part) {
       if (const auto key = keyOf(character)) keyboard_.plan(key, modifiers);
     }
-  } else if (part.size() <= mostCharactersByKeys &&
-             std::ranges::all_of(part, [this](char32_t character) { return keyOf(character).has_value(); })) {
+  } else if (hasKeysFor(part)) {
     typeByKeys(part);
   } else {
     typeBySystem(part);

@@ -20,9 +20,10 @@ namespace tandemview {
 /// Input events in a GNOME session, by the compositor's remote desktop. Points are pixels of our display, whose scale
 /// is 1, and of the others beyond it. While our display isn't shown, what is posted is dropped.
 ///
-/// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. Text that all of
-/// the user's layouts have is typed by keys; any other goes by the input method. What is posted after a text waits for
-/// it, but movements and the wheel alone. The session doesn't tell where the pointer is: it is where it was put last.
+/// A key press goes out as a whole when its key-down is posted: keys and modifiers can't get stuck. A character that
+/// all of the user's layouts have is typed by its key; any other, and longer texts, by the input method, or else by
+/// those keys that there are. What is posted after a text waits for it, but movements and the wheel alone. The session
+/// doesn't tell where the pointer is: it is where it was put last.
 class GnomeEventSystem final : public EventSystem, public std::enable_shared_from_this<GnomeEventSystem> {
  public:
   struct Surroundings {
@@ -58,6 +59,8 @@ class GnomeEventSystem final : public EventSystem, public std::enable_shared_fro
   void planTurn(double seconds);
   void takeTurn();
   double secondsToWait();
+  bool isOfKeys(const GnomeInput& input) const;
+  bool hasKeysFor(const std::u32string& characters) const;
   void carryOut(GnomeInput input);
   void carryOut(const MouseEvent& event);
   void carryOut(const ScrollEvent& event);

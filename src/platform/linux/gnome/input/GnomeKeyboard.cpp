@@ -8,8 +8,9 @@ namespace tandemview {
 
 namespace {
 
-/// For how long a key may be on its way through the input method: two or three times what IBus took on a busy machine.
-constexpr double settleTime = 0.03;  // seconds
+/// For how long a key may be on its way through the input method. With IBus it is some milliseconds; on a machine with
+/// ten times more to do than it can, 50 were too few.
+constexpr double settleTime = 0.15;  // seconds
 
 struct ModifierKey {
   KeyModifiers modifier;
@@ -44,7 +45,7 @@ double GnomeKeyboard::strike(double now) {
     steps_.pop_front();
     turn(step.key, step.isDown);
     const bool isKey = !step.changesModifiers || step.key.bringsModifiers;
-    if (isKey && step.isDown) settled_ = now + settleTime;
+    if (isKey && step.isDown && isLookedAt_) settled_ = now + settleTime;
   }
   return 0;
 }

@@ -19,6 +19,9 @@ class GnomeKeyboard {
   explicit GnomeKeyboard(std::shared_ptr<GnomeRemoteDesktop> remoteDesktop)
       : remoteDesktop_(std::move(remoteDesktop)) {}
 
+  /// Whether there is an input method.
+  void setLookedAt(bool isLookedAt) { isLookedAt_ = isLookedAt; }
+
   /// Plans one key going down and up while `modifiers` are held.
   void plan(const std::optional<GnomeKey>& key, KeyModifiers modifiers);
 
@@ -60,6 +63,7 @@ class GnomeKeyboard {
   std::vector<GnomeKey> down_;
   double settled_ = 0;  // when what has been typed will have arrived
   bool isAfterText_ = false;
+  bool isLookedAt_ = false;
 };
 
 }  // namespace tandemview

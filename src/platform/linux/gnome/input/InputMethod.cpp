@@ -77,6 +77,10 @@ InputMethod::~InputMethod() {
   sd_bus_flush_close_unref(bus_);
 }
 
+bool InputMethod::isThere() const {
+  return bus_ || ibusAddress();
+}
+
 void InputMethod::type(std::string text, std::function<void(bool)> completion) {
   text_ = std::move(text);
   completion_ = std::move(completion);

@@ -26,6 +26,9 @@ class InputMethod : public std::enable_shared_from_this<InputMethod> {
   /// The user's engine comes back.
   ~InputMethod();
 
+  /// Whether there is one, or was when it last wrote down where.
+  bool isThere() const;
+
   /// Types `text` (UTF-8) where the keyboard's focus is. `completion` is told later, on the queue, whether that was
   /// done: it can't be without IBus, or where the focus is in no field that takes an input method. One text at a time.
   void type(std::string text, std::function<void(bool)> completion);
