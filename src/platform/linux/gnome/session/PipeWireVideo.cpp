@@ -90,8 +90,9 @@ bool PipeWireVideo::Link::open(const std::shared_ptr<Queue>& queue) {
   static const pw_core_events coreEvents = {
       .version = PW_VERSION_CORE_EVENTS, .error = [](void* link, std::uint32_t id, int, int code, const char* message) {
         if (id == PW_ID_CORE && code == -EPIPE)
-          of(link).end(
-              [message](const Events& handlers) { handlers.disconnected(message ? message : "the connection has ended"); });
+          of(link).end([message](const Events& handlers) {
+            handlers.disconnected(message ? message : "the connection has ended");
+          });
       }};
   pw_core_add_listener(core, &coreHook, &coreEvents, this);
   auto watched = queue->watch(pw_loop_get_fd(loop));
