@@ -52,7 +52,9 @@ class TextPicture final : public PixelBuffer {
 
 constexpr double balancedQuality = 0.55;
 
-void encode(benchmark::State& state, std::int64_t changedTop, std::int64_t changedRows) {
+enum class Changes { inMotion, afterRests };
+
+void encode(benchmark::State& state, Changes changes, std::int64_t changedTop, std::int64_t changedRows) {
   Log::setSink([](std::string_view) {});
   const auto picture = std::make_shared<TextPicture>(state.range(0), state.range(1));
   picture->setChangedRows(changedTop, changedRows);
@@ -61,17 +63,25 @@ void encode(benchmark::State& state, std::int64_t changedTop, std::int64_t chang
   std::size_t size = 0;
   encoder.onEncodedData = [&size](const Data& frame) { size = frame.size(); };
   encoder.encode(picture);  // the first of a stream is encoded wholly
-  for (auto _ : state) encoder.encode(picture);
+  for (auto _ : state) {
+    encoder.encode(picture);
+    if (changes == Changes::afterRests) encoder.encodeAtRest();
+  }
   state.counters["bytes"] = static_cast<double>(size);
 }
 
 void ourEncoder(benchmark::State& state) {
-  encode(state, 0, state.range(1));
+  encode(state, Changes::inMotion, 0, state.range(1));
 }
 
 /// A part of the height that begins and ends within bands.
 void ourEncoderAtTyping(benchmark::State& state) {
-  encode(state, state.range(1) / 3, state.range(1) / 20);
+  encode(state, Changes::inMotion, state.range(1) / 3, state.range(1) / 20);
+}
+
+/// The same with a rest after each: in all colour.
+void ourEncoderAtTypingRested(benchmark::State& state) {
+  encode(state, Changes::afterRests, state.range(1) / 3, state.range(1) / 20);
 }
 
 void bareLibrary(benchmark::State& state) {
@@ -106,4 +116,5 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 BENCHMARK(bareLibrary)->Apply(sizes);
 BENCHMARK(ourEncoder)->Apply(sizes);
 BENCHMARK(ourEncoderAtTyping)->Apply(largeSizes);
+BENCHMARK(ourEncoderAtTypingRested)->Apply(largeSizes);
 BENCHMARK_MAIN();

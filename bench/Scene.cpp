@@ -3,6 +3,7 @@
 #include <xcb/shm.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -19,7 +20,14 @@ namespace tandemview {
 
 namespace {
 
-enum class Load { full, typing, rest };
+enum class Load { full, scroll, video, window, typing, rest };
+
+constexpr std::array<std::pair<const char*, Load>, 6> loads = {{{"full", Load::full},
+                                                                {"scroll", Load::scroll},
+                                                                {"video", Load::video},
+                                                                {"window", Load::window},
+                                                                {"typing", Load::typing},
+                                                                {"rest", Load::rest}}};
 
 constexpr double charactersPerSecond = 7;
 
@@ -134,7 +142,7 @@ class Scene {
     // The images of a still picture are not drawn in turn: the first one holds it.
     if (window_->freeImage() != 0) return;
     if (needsWholePicture_) return drawStill();
-    if (options_.load == Load::typing) typeCharacter();
+    if (options_.load != Load::rest) drawChange();
   }
 
   void drawFrame() {
@@ -151,10 +159,24 @@ class Scene {
     showWhole(0);
   }
 
-  void typeCharacter() {
-    window_->show(0, picture_->typeCharacter(window_->image(0)));
+  /// Of the load, and of the clock.
+  void drawChange() {
+    window_->show(0, changed(window_->image(0), ++frameNumber_));
     drawClock(0);
     window_->show(0, {0, 0, ClockPattern::width, ClockPattern::height});
+  }
+
+  SceneRectangle changed(const SceneView& view, std::uint64_t number) {
+    switch (options_.load) {
+      case Load::scroll:
+        return picture_->drawScrolledPage(view, number);
+      case Load::video:
+        return picture_->drawVideo(view, number);
+      case Load::window:
+        return picture_->drawMovedWindow(view, number);
+      default:
+        return picture_->typeCharacter(view);
+    }
   }
 
   void showWhole(std::size_t image) {
@@ -206,13 +228,17 @@ int main(int argumentCount, char** arguments) {
   std::string load = "full";
   line.option({"--output", "The RandR output; otherwise the first that is not the primary one", "NAME"},
               options.output);
-  line.option(
-      {"--load", "full: all of the picture moves; typing: a few small changes a second; rest: nothing changes", "LOAD"},
-      load, OptionParser::oneOf({"full", "typing", "rest"}));
-  line.option({"--fps", "Frames a second of the full load", "N"}, options.framesPerSecond,
-              OptionParser::range(0.1, 1000));
+  line.option({"--load",
+               "full: all of the picture moves; scroll: a page does; video: a third of it; window: a window is moved; "
+               "typing: a "
+               "few small changes a second; rest: nothing changes",
+               "LOAD"},
+              load, OptionParser::oneOf({"full", "scroll", "video", "window", "typing", "rest"}));
+  line.option({"--fps", "Frames a second of what moves", "N"}, options.framesPerSecond, OptionParser::range(0.1, 1000));
   line.option({"--seed", "Makes another text", "N"}, options.seed);
   if (const auto status = line.parse(argumentCount, arguments)) return *status;
-  options.load = load == "typing" ? Load::typing : load == "rest" ? Load::rest : Load::full;
+  for (const auto& [name, meant] : loads) {
+    if (load == name) options.load = meant;
+  }
   return Scene(std::move(options)).run() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -20,6 +20,9 @@ constexpr int editorTop = panelHeight + tabHeight;
 /// Pixels that the text moves in a frame.
 constexpr std::uint64_t scrollSpeed = 3;
 
+/// The same of the film.
+constexpr std::uint64_t panSpeed = 5;
+
 /// Frames of one round of the window.
 constexpr double roundLength = 900;
 
@@ -72,6 +75,14 @@ CairoOwned<cairo_pattern_t> verticalGradient(double height, std::initializer_lis
   return gradient;
 }
 
+/// Copies rows of an image that has no end, from its row `scroll` on.
+void drawRolling(const SceneImage& image, std::uint64_t scroll, const SceneView& view, int top, int height) {
+  const int first = static_cast<int>(scroll % static_cast<std::uint64_t>(image.height()));
+  const int beforeSeam = std::min(height, image.height() - first);
+  image.copyRows(first, beforeSeam, view, 0, top);
+  if (beforeSeam < height) image.copyRows(0, height - beforeSeam, view, 0, top + beforeSeam);
+}
+
 }  // namespace
 
 ScenePicture::ScenePicture(int width, int height, std::uint32_t seed)
@@ -99,11 +110,45 @@ ScenePicture::ScenePicture(int width, int height, std::uint32_t seed)
 void ScenePicture::drawFrame(const SceneView& view, std::uint64_t number) {
   updateTime();
   drawEditor(view, number * scrollSpeed);
+  showClockBox(view, number);
+}
+
+SceneRectangle ScenePicture::drawScrolledPage(const SceneView& view, std::uint64_t number) {
+  drawEditor(view, number * scrollSpeed);
+  return {0, editorTop, width_, height_ - editorTop - statusHeight};
+}
+
+SceneRectangle ScenePicture::drawVideo(const SceneView& view, std::uint64_t number) {
+  if (film_.height() == 0) renderFilm();
+  const SceneRectangle screen{0, height_ / 3, width_, film_.height() / 2};
+  drawRolling(film_, number * panSpeed, view, screen.y, screen.height);
+  return screen;
+}
+
+SceneRectangle ScenePicture::drawMovedWindow(const SceneView& view, std::uint64_t number) {
+  drawEditor(view, 0);
+  const SceneRectangle now = showClockBox(view, number);
+  const SceneRectangle before = clockBoxAt(number - 1);
+  const int left = std::max(0, std::min(now.x, before.x));
+  const int top = std::max(editorTop, std::min(now.y, before.y));
+  return {left, top, std::min(width_, std::max(now.x, before.x) + now.width) - left,
+          std::min(height_, std::max(now.y, before.y) + now.height) - top};
+}
+
+/// With its shadow, which may lie partly outside.
+SceneRectangle ScenePicture::clockBoxAt(std::uint64_t number) const {
   const double angle = 2 * std::numbers::pi * static_cast<double>(number) / roundLength;
   const int roomX = width_ - clockBox_.width();
   const int roomY = height_ - editorTop - statusHeight - clockBox_.height();
-  clockBox_.show(view, static_cast<int>(std::lround(roomX * (0.5 + 0.42 * std::sin(2 * angle)))),
-                 editorTop + static_cast<int>(std::lround(roomY * (0.5 - 0.44 * std::cos(3 * angle)))));
+  return {static_cast<int>(std::lround(roomX * (0.5 + 0.42 * std::sin(2 * angle)))) - SceneBox::shadow,
+          editorTop + static_cast<int>(std::lround(roomY * (0.5 - 0.44 * std::cos(3 * angle)))) - SceneBox::shadow,
+          clockBox_.width() + 2 * SceneBox::shadow, clockBox_.height() + 2 * SceneBox::shadow};
+}
+
+SceneRectangle ScenePicture::showClockBox(const SceneView& view, std::uint64_t number) const {
+  const SceneRectangle place = clockBoxAt(number);
+  clockBox_.show(view, place.x + SceneBox::shadow, place.y + SceneBox::shadow);
+  return place;
 }
 
 void ScenePicture::drawNotebook(const SceneView& view) {
@@ -151,10 +196,7 @@ SceneRectangle ScenePicture::typeCharacter(const SceneView& view) {
 
 void ScenePicture::drawEditor(const SceneView& view, std::uint64_t scroll) const {
   const int textHeight = height_ - editorTop - statusHeight;
-  const int first = static_cast<int>(scroll % static_cast<std::uint64_t>(code_.height()));
-  const int beforeSeam = std::min(textHeight, code_.height() - first);
-  code_.copyRows(first, beforeSeam, view, 0, editorTop);
-  if (beforeSeam < textHeight) code_.copyRows(0, textHeight - beforeSeam, view, 0, editorTop + beforeSeam);
+  drawRolling(code_, scroll, view, editorTop, textHeight);
   panel_.copyRows(0, panelHeight, view, ClockPattern::width, 0);
   tabs_.copyRows(0, tabHeight, view, 0, panelHeight);
   status_.copyRows(0, statusHeight, view, 0, height_ - statusHeight);
@@ -253,6 +295,29 @@ void ScenePicture::renderLandscape() {
       cairo_line_to(context, width, height);
       SceneColors::set(context, ridges[ridge]);
       cairo_fill(context);
+    }
+  });
+}
+
+/// Landscapes below each other, with a grain as of a camera.
+void ScenePicture::renderFilm() {
+  constexpr int grain = 3;
+  film_ = SceneImage(width_, 2 * (height_ / 3));
+  film_.draw([&](cairo_t* context) {
+    for (int y = 0; y < film_.height(); y += landscape_.height()) {
+      for (int x = 0; x < film_.width(); x += landscape_.width()) {
+        cairo_save(context);
+        cairo_translate(context, x, y);
+        landscape_.paintOn(context);
+        cairo_restore(context);
+      }
+    }
+    for (int y = 0; y < film_.height(); y += grain) {
+      for (int x = 0; x < film_.width(); x += grain) {
+        SceneColors::set(context, 0xFFFFFF, static_cast<double>(random_() % 256) / 2560);
+        cairo_rectangle(context, x, y, grain, grain);
+        cairo_fill(context);
+      }
     }
   });
 }

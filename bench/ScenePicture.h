@@ -32,6 +32,11 @@ class ScenePicture {
   /// The picture as frame `number` shows it, without the clock pattern.
   void drawFrame(const SceneView& view, std::uint64_t number);
 
+  // The same when only one thing moves; each tells what changed since the frame before.
+  SceneRectangle drawScrolledPage(const SceneView& view, std::uint64_t number);
+  SceneRectangle drawVideo(const SceneView& view, std::uint64_t number);
+  SceneRectangle drawMovedWindow(const SceneView& view, std::uint64_t number);
+
   /// The same with a notebook in the window's place.
   void drawNotebook(const SceneView& view);
   /// Types the next character into the notebook; what changed.
@@ -42,7 +47,10 @@ class ScenePicture {
   void renderTabs();
   void renderStatus();
   void renderLandscape();
+  void renderFilm();
   void drawEditor(const SceneView& view, std::uint64_t scroll) const;
+  SceneRectangle clockBoxAt(std::uint64_t number) const;
+  SceneRectangle showClockBox(const SceneView& view, std::uint64_t number) const;
   void drawClockFace(cairo_t* context);
   void updateTime();
 
@@ -56,6 +64,7 @@ class ScenePicture {
   SceneImage tabs_;
   SceneImage status_;
   SceneImage landscape_;
+  SceneImage film_;  // pans round and round; empty until it is shown
   SceneBox clockBox_;
   SceneBox notebook_;
 

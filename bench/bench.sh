@@ -4,7 +4,9 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-all=(encode channel capture stream touch input wifi menu rotation soak)
+all=(encode channel capture stream delay halves touch input wifi menu rotation soak)
+# Those that need packages which nothing else does are asked for by name.
+others=(peers decoders)
 only_check=
 if [ "${1:-}" = --check ]; then
   only_check=yes
@@ -16,10 +18,10 @@ if [ "$*" = "stream --gnome" ]; then
   all+=(stream_gnome)
 fi
 for name in "$@"; do
-  case " ${all[*]} " in
+  case " ${all[*]} ${others[*]} " in
     *" $name "*) ;;
     *)
-      echo "bench: no measurement is called '$name'; there are: ${all[*]}" >&2
+      echo "bench: no measurement is called '$name'; there are: ${all[*]} ${others[*]}" >&2
       exit 2
       ;;
   esac
@@ -39,6 +41,7 @@ measure() (
       figures=$(google encode 0.3 9)
       bench/ratios.py bareLibrary ourEncoder time 0.6 <<<"$figures"
       bench/ratios.py ourEncoder ourEncoderAtTyping time 0.083 <<<"$figures"
+      bench/ratios.py ourEncoder ourEncoderAtTypingRested time <<<"$figures"
       ;;
     channel) google channel 0.3 9 | bench/ratios.py bareWriteAndRead framedChannel rate 0.8 ;;
     wifi)

@@ -1,13 +1,12 @@
-# Sourced: start_private_gnome DIRECTORY [MONITOR...] starts GNOME's compositor without hardware, for Wayland's clients
+# Sourced: start_private_gnome DIRECTORY [shell] starts GNOME's compositor, or GNOME Shell as a whole, without hardware, for Wayland's clients
 # and X11's, on a bus and with a PipeWire of its own; sets what its programs go by, gnome_pids and compositor_pid. The
 # caller ends these by their process IDs. stop is private-xorg.sh's.
 start_private_gnome() {
-  local directory=$1 waited=0 monitors=() monitor
-  shift
-  for monitor in "${@:-1280x800}"; do monitors+=(--virtual-monitor "$monitor"); done
+  local directory=$1 waited=0 compositor=(mutter)
+  if [ "${2:-}" = shell ]; then compositor=(gnome-shell --unsafe-mode); fi
   export XDG_RUNTIME_DIR=$directory XDG_CONFIG_HOME=$directory XDG_CACHE_HOME=$directory HOME=$directory
   export XDG_SESSION_TYPE=wayland XDG_CURRENT_DESKTOP=GNOME GSETTINGS_BACKEND=memory
-  export DBUS_SESSION_BUS_ADDRESS=unix:path=$directory/bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$directory/no-bus
+  export DBUS_SESSION_BUS_ADDRESS=unix:path=$directory/bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$directory/bus
   unset DISPLAY WAYLAND_DISPLAY
   chmod 700 "$directory"
   cat >"$directory/bus.conf" <<XML
@@ -25,7 +24,7 @@ XML
   until_there "$directory/pipewire-0" || return 1
   wireplumber >"$directory/wireplumber.log" 2>&1 &
   gnome_pids="$! $gnome_pids"
-  mutter --headless --wayland "${monitors[@]}" >"$directory/compositor.log" 2>&1 &
+  "${compositor[@]}" --headless --wayland --virtual-monitor 1280x800 >"$directory/compositor.log" 2>&1 &
   compositor_pid=$!
   gnome_pids="$compositor_pid $gnome_pids"
   until grep -q 'Using Wayland display name' "$directory/compositor.log" &&

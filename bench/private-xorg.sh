@@ -1,11 +1,13 @@
 # Sourced: start_private_xorg DIRECTORY starts an X server of our own with 16 outputs on the first free display, sets
-# DISPLAY and xorg_pid. It listens on nothing but its local socket; the caller ends it by its process ID.
+# DISPLAY and xorg_pid. It listens on nothing but its abstract socket: that of the file system would replace the one of a
+# server of the same number in another network, of which a container shares the files. The caller ends it by its process
+# ID.
 start_private_xorg() {
   local directory=$1
   local configuration
   configuration=$(readlink -f "${BASH_SOURCE[0]%/*}")/private-xorg.conf
   /usr/lib/xorg/Xorg -displayfd 3 -config "$configuration" -logfile "$directory/xorg.log" -noreset \
-    -nolisten tcp -novtswitch -sharevts 3>"$directory/display" >"$directory/xorg.out" 2>&1 &
+    -nolisten tcp -nolisten unix -novtswitch -sharevts 3>"$directory/display" >"$directory/xorg.out" 2>&1 &
   xorg_pid=$!
   local waited=0
   until [ -s "$directory/display" ]; do

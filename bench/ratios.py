@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 """Reads Google Benchmark's JSON and prints ours against the baseline: the medians and their ratio.
 
-ratios.py BASELINE OURS time|rate GOAL: `time` in milliseconds (the ratio shall be at most GOAL), `rate` in GB/s (at
+ratios.py BASELINE OURS time|rate [GOAL]: `time` in milliseconds (the ratio shall be at most GOAL), `rate` in GB/s (at
 least GOAL). A case that only one of the two has is left out.
 """
 import json
 import statistics
 import sys
 
-baseline, ours, kind, goal = sys.argv[1], sys.argv[2], sys.argv[3], float(sys.argv[4])
+baseline, ours, kind = sys.argv[1:4]
+goal = float(sys.argv[4]) if len(sys.argv) > 4 else None
 runs = {}
 for run in json.load(sys.stdin)["benchmarks"]:
     if run["run_type"] != "iteration":
@@ -23,7 +24,10 @@ for case, values in runs.items():
         continue
     base, own = statistics.median(values[baseline]), statistics.median(values[ours])
     ratio = own / base
-    met = ratio <= goal if kind == "time" else ratio >= goal
-    bound = "at most" if kind == "time" else "at least"
+    verdict = "(no goal)"
+    if goal is not None:
+        met = ratio <= goal if kind == "time" else ratio >= goal
+        bound = "at most" if kind == "time" else "at least"
+        verdict = f"(goal: {bound} {goal}) {'met' if met else 'MISSED'}"
     print(f"{ours} {case.replace('/', 'x'):10} {own:8.3f} {unit}   {baseline} {base:8.3f} {unit}   "
-          f"ratio {ratio:.3f} (goal: {bound} {goal}) {'met' if met else 'MISSED'}")
+          f"ratio {ratio:.3f} {verdict}")

@@ -16,7 +16,8 @@ binaries = root / "build/release"
 class Session:
     """One run of the whole pipeline. Ends everything that it started."""
 
-    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None, session_bus=None):
+    def __init__(self, size, load, quality=None, ping_interval=0.05, more=(), system_bus=None, session_bus=None,
+                 scene=(), trace=None):
         self.lines = []  # of the program and the companion, each with the time at which it was printed
         self.directory = tempfile.TemporaryDirectory()
         path = pathlib.Path(self.directory.name)
@@ -37,7 +38,10 @@ class Session:
                      "--ping-interval", str(ping_interval), *more]
         if quality == "fullResolution":
             companion.append("--full-resolution")
-        self.scene = self.start([binaries / "scene", "--load", load])
+        if trace:
+            companion += ["--frame-log", f"{trace}/received"]
+            self.environment["TANDEMVIEW_TRACE"] = f"{trace}/program"
+        self.scene = self.start([binaries / "scene", "--load", load, *scene])
         self.companion = self.start(companion)
         self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux])
 
@@ -65,9 +69,13 @@ class Session:
     def wait_for_stream(self):
         self.time_of("✅ Capture started")
 
+    def text_of(self, text):
+        """The first line that holds the text; waits for it."""
+        self.time_of(text)
+        return next(line for _, line in self.lines if text in line)
+
     def cpu_seconds(self):
-        fields = pathlib.Path(f"/proc/{self.program.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        return cpu_seconds(self.program.pid)
 
     def resident_megabytes(self):
         for line in pathlib.Path(f"/proc/{self.program.pid}/status").read_text().splitlines():
@@ -88,6 +96,17 @@ class Session:
         self.server.wait()
         self.directory.cleanup()
         return result
+
+
+def cpu_seconds(process):
+    """What all its threads have had so far, to the nanosecond; 0 if it is gone."""
+    total = 0
+    for thread in pathlib.Path(f"/proc/{process}/task").glob("*/schedstat"):
+        try:
+            total += int(thread.read_text().split()[0])
+        except OSError:
+            pass  # the thread has just ended
+    return total / 1e9
 
 
 def report(name, value, unit, goal=None, at_most=True):

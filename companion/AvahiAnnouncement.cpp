@@ -28,7 +28,7 @@ void AvahiAnnouncement::daemonDidStart() {
                               [this](const std::string& signal, sdbus::Message& arguments) {
                                 if (signal == "StateChanged") groupReported(arguments);
                               },
-                          .didFail = [this](const Error& error) { cannotBeAnnounced(error.localizedDescription()); }});
+                          .didFail = [this](const Error& error) { cannotBeAnnounced(error); }});
 }
 
 void AvahiAnnouncement::addService() {
@@ -41,7 +41,7 @@ void AvahiAnnouncement::addService() {
       [weak = weak_from_this()](const std::optional<Error>& error) {
         const auto self = weak.lock();
         if (!self) return;
-        if (error) return self->cannotBeAnnounced(error->localizedDescription());
+        if (error) return self->cannotBeAnnounced(*error);
         self->commit();
       });
 }
@@ -50,7 +50,7 @@ void AvahiAnnouncement::commit() {
   if (!group_) return;
   daemon_->call(*group_, "Commit", {}, [weak = weak_from_this()](const std::optional<Error>& error) {
     const auto self = weak.lock();
-    if (self && error) self->cannotBeAnnounced(error->localizedDescription());
+    if (self && error) self->cannotBeAnnounced(*error);
   });
 }
 
@@ -58,13 +58,20 @@ void AvahiAnnouncement::groupReported(sdbus::Message& arguments) {
   std::int32_t state = 0;
   std::string error;
   arguments >> state >> error;
-  if (state == AvahiNames::groupIsEstablished) report_(fmt::format("{} is announced, on port {}", name_, port_));
-  if (state == AvahiNames::groupCollides) cannotBeAnnounced("another phone has this name");
-  if (state == AvahiNames::groupHasFailed) cannotBeAnnounced(error);
+  if (state == AvahiNames::groupIsEstablished) {
+    report_(State::Announced, fmt::format("{} is announced, on port {}", name_, port_));
+  }
+  if (state == AvahiNames::groupCollides) isTaken();
+  if (state == AvahiNames::groupHasFailed) cannotBeAnnounced({.domain = error, .description = error});
 }
 
-void AvahiAnnouncement::cannotBeAnnounced(const std::string& reason) {
-  report_(fmt::format("{} cannot be announced: {}", name_, reason));
+void AvahiAnnouncement::cannotBeAnnounced(const Error& error) {
+  if (error.domain == AvahiNames::collisionError) return isTaken();
+  report_(State::Failed, fmt::format("{} cannot be announced: {}", name_, error.localizedDescription()));
+}
+
+void AvahiAnnouncement::isTaken() {
+  report_(State::Taken, fmt::format("{} cannot be announced: another phone has this name", name_));
 }
 
 }  // namespace tandemview

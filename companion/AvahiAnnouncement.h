@@ -24,7 +24,8 @@ class AvahiAnnouncement final : public WiFiAnnouncement,
   void addService();
   void commit();
   void groupReported(sdbus::Message& arguments);
-  void cannotBeAnnounced(const std::string& reason);
+  void cannotBeAnnounced(const Error& error);
+  void isTaken();
 
   const std::string name_;
   const std::uint16_t port_;

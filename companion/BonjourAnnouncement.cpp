@@ -28,7 +28,10 @@ void BonjourAnnouncement::start(Queue& queue) {
       /*domain=*/nullptr, /*host=*/nullptr, htons(port_), /*txtLen=*/0, /*txtRecord=*/nullptr, registered, this);
   if (error != kDNSServiceErr_NoError) return cannotBeAnnounced(error);
   auto watch = queue.watch(DNSServiceRefSockFD(registration_));
-  if (!watch) return report_(fmt::format("{} cannot be announced: {}", name_, watch.error().localizedDescription()));
+  if (!watch) {
+    return report_(State::Failed,
+                   fmt::format("{} cannot be announced: {}", name_, watch.error().localizedDescription()));
+  }
   replies_ = std::move(*watch);
   hearReplies();
 }
@@ -45,13 +48,15 @@ void BonjourAnnouncement::registered(DNSServiceRef, DNSServiceFlags, DNSServiceE
                                      const char*, const char*, void* context) {
   auto& announcement = *static_cast<BonjourAnnouncement*>(context);
   if (error != kDNSServiceErr_NoError) return announcement.cannotBeAnnounced(error);
-  announcement.report_(fmt::format("{} is announced, on port {}", announcement.name_, announcement.port_));
+  announcement.report_(State::Announced,
+                       fmt::format("{} is announced, on port {}", announcement.name_, announcement.port_));
 }
 
 void BonjourAnnouncement::cannotBeAnnounced(DNSServiceErrorType error) {
-  report_(error == kDNSServiceErr_NameConflict
-              ? fmt::format("{} cannot be announced: another phone has this name", name_)
-              : fmt::format("{} cannot be announced: error {} of the system's daemon", name_, error));
+  if (error == kDNSServiceErr_NameConflict) {
+    return report_(State::Taken, fmt::format("{} cannot be announced: another phone has this name", name_));
+  }
+  report_(State::Failed, fmt::format("{} cannot be announced: error {} of the system's daemon", name_, error));
 }
 
 }  // namespace tandemview

@@ -2,66 +2,57 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "protocol/MessageType.h"
+#include "runtime/BigEndian.h"
 #include "usb/PTChannel.h"
 
 namespace tandemview {
 
+namespace {
+
+constexpr std::size_t headerSize = 16;
+constexpr std::uint32_t version = 1;
+constexpr std::uint32_t noTag = 0;
+
+Data header(std::uint32_t type, std::size_t payloadSize) {
+  Data bytes;
+  for (const std::uint32_t field : {version, type, noTag, static_cast<std::uint32_t>(payloadSize)}) {
+    bytes = bytes.joinedWith(Data::copying(bigEndianBytes(field)));
+  }
+  return bytes.contiguous();
+}
+
+}  // namespace
+
 void CableLink::send(std::uint32_t type, const Data& payload) {
-  PTProtocol::sharedProtocolForQueue(queue())->sendFrameOfType(type, 0, payload, stream(), nullptr);
+  stream().write(header(type, payload.size()).joinedWith(payload), nullptr);
 }
 
 void CableLink::announce(std::uint32_t length) {
-  std::array<std::byte, PTProtocol::headerSize> header{};
-  std::size_t at = 0;
-  for (const std::uint32_t field : {PTProtocol::version, MessageType::deviceInfo, std::uint32_t{0}, length}) {
-    for (int shift = 24; shift >= 0; shift -= 8) header[at++] = std::byte(field >> shift);
-  }
-  stream().write(Data::copying(header), nullptr);
+  stream().write(header(MessageType::deviceInfo, length), nullptr);
 }
 
 void CableLink::readNext() {
-  PTProtocol::sharedProtocolForQueue(queue())->readFramesOverChannel(
-      sharedStream(),
-      [weak = std::weak_ptr(shared())](const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag,
-                                       std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
-        if (const auto link = weak.lock()) link->readHeader(error, type, tag, payloadSize, resume);
-      });
+  read(headerSize, Position::betweenMessages, [this](const Data& bytes) { receivedHeader(bytes); });
 }
 
-void CableLink::readHeader(const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag,
-                           std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
-  if (isStopped()) return;
-  if (error) return end(error->localizedDescription());
-  if (type == PTProtocol::endOfStreamType) return end("the host has closed it");
-  if (tag != 0) fault(fmt::format("a frame of type {} has the tag {}", type, tag));
+void CableLink::receivedHeader(const Data& header) {
+  const auto field = [&](std::size_t index) { return bigEndianNumber(header.bytes().subspan(4 * index).first<4>()); };
+  if (field(0) != version) {
+    fault("link", fmt::format("a frame of version {}", field(0)));
+    return end("no frame has that version");
+  }
+  const std::uint32_t type = field(1);
+  const std::uint32_t payloadSize = field(3);
+  if (field(2) != 0) fault("tag", fmt::format("a frame of type {} has the tag {}", type, field(2)));
   if (payloadSize > longestPayload) {
-    fault(fmt::format("a frame of type {} announces {} bytes", type, payloadSize));
+    fault("link", fmt::format("a frame of type {} announces {} bytes", type, payloadSize));
     return end("no message is that long");
   }
-  whenNotStalled([weak = std::weak_ptr(shared()), type, payloadSize, resume] {
-    if (const auto link = weak.lock()) link->readPayload(type, payloadSize, resume);
+  whenNotStalled([this, type, payloadSize] {
+    if (payloadSize == 0) return receive(type, {});
+    read(payloadSize, Position::withinMessage, [this, type](const Data& payload) { receive(type, payload); });
   });
-}
-
-void CableLink::readPayload(std::uint32_t type, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume) {
-  if (payloadSize == 0) {
-    receive(type, {});
-    return resume();
-  }
-  PTProtocol::sharedProtocolForQueue(queue())->readPayloadOfSize(
-      payloadSize, stream(),
-      [weak = std::weak_ptr(shared()), type, payloadSize, resume](const std::optional<Error>& error,
-                                                                  const std::optional<Data>& payload) {
-        const auto link = weak.lock();
-        if (!link || link->isStopped()) return;
-        if (error) return link->end(error->localizedDescription());
-        if (!payload || payload->size() < payloadSize) return link->end("the host has closed it within a frame");
-        link->receive(type, *payload);
-        resume();
-      });
 }
 
 }  // namespace tandemview

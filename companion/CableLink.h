@@ -1,7 +1,6 @@
 #pragma once
 
 #include "companion/PhoneLink.h"
-#include "usb/PTProtocol.h"
 
 namespace tandemview {
 
@@ -15,10 +14,7 @@ class CableLink final : public PhoneLink {
 
  private:
   void readNext() override;
-  void readHeader(const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag, std::uint32_t payloadSize,
-                  const PTProtocol::ResumeBlock& resume);
-  void readPayload(std::uint32_t type, std::uint32_t payloadSize, const PTProtocol::ResumeBlock& resume);
-  std::shared_ptr<CableLink> shared() { return std::static_pointer_cast<CableLink>(shared_from_this()); }
+  void receivedHeader(const Data& header);
 };
 
 }  // namespace tandemview

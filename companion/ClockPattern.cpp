@@ -30,6 +30,10 @@ std::uint32_t ticks(double seconds) {
   return static_cast<std::uint32_t>(static_cast<std::uint64_t>(std::floor(seconds * ticksPerSecond)));
 }
 
+double age(std::uint32_t ticks, double now) {
+  return static_cast<std::int32_t>(ClockPattern::ticks(now) - ticks) / ticksPerSecond;
+}
+
 void draw(std::uint32_t ticks, std::span<std::uint32_t> pixels, std::size_t stride) {
   const std::uint64_t pattern = bits(ticks);
   for (int index = 0; index < columns * rows; ++index) {

@@ -27,6 +27,9 @@ using Luminances = std::array<std::uint8_t, columns * rows>;
 /// A time of the monotonic clock in ticks, modulo 2^32 (five days).
 std::uint32_t ticks(double seconds);
 
+/// Seconds from the ticks to `now`, both of the same clock and two days apart at most.
+double age(std::uint32_t ticks, double now);
+
 /// Draws the pattern to the top left of an image of 32-bit pixels, `stride` pixels a row.
 void draw(std::uint32_t ticks, std::span<std::uint32_t> pixels, std::size_t stride);
 

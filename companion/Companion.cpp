@@ -1,9 +1,12 @@
 #include "companion/Companion.h"
 
+#include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "companion/CableLink.h"
+#include "companion/ClockPattern.h"
+#include "companion/ScreenForFrames.h"
 #include "companion/WholeFile.h"
 #include "companion/WiFiLink.h"
 #include "protocol/DisplayPlan.h"
@@ -14,8 +17,11 @@ namespace tandemview {
 
 namespace {
 
-/// A host that does everything wrong must not drown the rest of the output.
-constexpr std::uint64_t mostFaultsPrinted = 20;
+/// Of each kind: a host that does everything wrong must not drown the rest of the output.
+constexpr std::uint64_t mostFaultsPrinted = 5;
+
+/// How often the window's statistics change, in seconds: for the eye to read them.
+constexpr double statisticsInterval = 0.5;
 
 template <typename... Arguments>
 void say(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
@@ -27,9 +33,31 @@ FrameSize plannedSize(const MacProtocol::DeviceInfo& info, bool fullResolution) 
   return {plan.width, plan.height};
 }
 
-/// The JPEG image in a frame's payload, sharing its bytes.
+/// The JPEG image in a frame's payload, sharing its bytes; empty if there is none.
 Data imageOf(const Data& payload) {
+  if (payload.size() <= sizeof(double)) return {};
   return {payload.segments().front().owner, payload.bytes().subspan(sizeof(double))};
+}
+
+std::string messageName(std::uint32_t type) {
+  switch (type) {
+    case MessageType::deviceInfo:
+      return "device info";
+    case MessageType::videoFrame:
+      return "video frame";
+    case MessageType::ping:
+      return "ping";
+    case MessageType::pong:
+      return "pong";
+    case MessageType::touchEvent:
+      return "touch event";
+    case MessageType::keyEvent:
+      return "key event";
+    case MessageType::macInfo:
+      return "Mac info";
+    default:
+      return fmt::format("type {}", type);
+  }
 }
 
 }  // namespace
@@ -40,10 +68,18 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
       startTime_(clock_.now()),
       checker_(plannedSize(options_.info, options_.fullResolution)),
       wifiChecker_(plannedSize(options_.info, options_.fullResolution)),
-      phone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)),
-      wifiPhone_(std::make_shared<Phone>(queue_, clock_, options_.info, options_.pingInterval, *this)) {}
+      fullResolution_(options_.fullResolution) {
+  const auto phone = [this](const char* link) {
+    return std::make_shared<Phone>(
+        queue_, clock_, Phone::Settings{link, options_.info, options_.pingInterval, options_.pongDeadline}, *this);
+  };
+  phone_ = phone(options_.muxPath ? "cable" : "TCP");
+  wifiPhone_ = phone("Wi-Fi");
+}
 
-Companion::~Companion() = default;
+Companion::~Companion() {
+  FrameWindow::close(std::move(window_));
+}
 
 bool Companion::start() {
   if (!options_.saveDirectory.empty()) {
@@ -54,10 +90,23 @@ bool Companion::start() {
     }
     saver_ = std::move(*saver);
   }
+  if (!options_.jsonPath.empty() && options_.jsonPath != "-") {
+    if (const auto error = obstacleToWholeFile(options_.jsonPath)) {
+      say("cannot write {}: {}", options_.jsonPath, error->localizedDescription());
+      return false;
+    }
+  }
+  if (!options_.frameLogPath.empty()) frameLog_.open(options_.frameLogPath);
+  if (!frameLog_) {
+    say("cannot write {}", options_.frameLogPath);
+    return false;
+  }
   if (options_.window && !openWindow()) return false;
   if (options_.muxPath && !startDaemon()) return false;
-  if (options_.listenPort && !startListening()) return false;
-  if (options_.wifiCode && !startWiFi()) return false;
+  if (options_.listening && !startListening()) return false;
+  if (options_.wifiCode && !startWiFi(*options_.wifiCode)) return false;
+  if (!options_.receptionPath.empty()) startReception();
+  if (window_) window_->setLink(linkStatus_);
   if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
   scheduleScript(0);
   return true;
@@ -70,12 +119,18 @@ bool Companion::openWindow() {
     (phone_->isConnected() ? phone_ : wifiPhone_)->send(type, Data::copying(message));
   };
   auto window =
-      FrameWindow::open(queue_, size, {.didClose = [this] { end("the window is closed"); }, .didTakeInput = sendInput});
+      FrameWindow::open(queue_, {.size = size, .isFree = options_.sizeOfWindow, .fullScreen = options_.fullScreen},
+                        {.didClose = [this](const std::string& reason) { end(reason); },
+                         .didTakeInput = sendInput,
+                         .wantsTurn = [this] { turn(); },
+                         .didSettle = [this](FrameSize settled) { windowDidSettle(settled); },
+                         .didAnswer = [this](const std::string& answer) { reception_->didAnswer(answer); }});
   if (!window) {
     say("cannot open a window: {}", window.error().localizedDescription());
     return false;
   }
   window_ = std::move(*window);
+  statisticsTimer_ = Timer::repeating(queue_, statisticsInterval, [this] { describeStatistics(); });
   return true;
 }
 
@@ -86,8 +141,7 @@ bool Companion::startDaemon() {
         if (refusal_ != MuxResult::success) return refusal_;
         return port == options_.port ? MuxResult::success : MuxResult::connectionRefused;
       },
-      [this](std::int64_t deviceID, std::shared_ptr<Stream> stream) {
-        connectedDevice_ = deviceID;
+      [this](std::int64_t, std::shared_ptr<Stream> stream) {
         phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
       });
   if (!daemon) {
@@ -96,28 +150,32 @@ bool Companion::startDaemon() {
   }
   daemon_ = std::move(*daemon);
   say("plays the multiplexing daemon at {}", *options_.muxPath);
+  linkStatus_.ways.push_back(fmt::format("cable, {}", *options_.muxPath));
   attach(options_.deviceID);
   return true;
 }
 
 bool Companion::startListening() {
-  Result<Descriptor> socket = listeningLoopbackSocket(*options_.listenPort);
+  Result<Descriptor> socket = listeningSocketAt(*options_.listening);
   if (!socket) {
-    say("cannot listen on port {}: {}", *options_.listenPort, socket.error().localizedDescription());
+    say("cannot listen at {}: {}", options_.listening->text(), socket.error().localizedDescription());
     return false;
   }
-  say("listens on port {} of 127.0.0.1", localPort(socket->get()));
-  return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream) {
+  const std::string address = localAddress(socket->get()).text();
+  say("listens at {}", address);
+  linkStatus_.ways.push_back(address);
+  return acceptFrom(std::move(*socket), listener_, [this](std::shared_ptr<Stream> stream, const std::string&) {
     phone_->accept(std::make_shared<CableLink>(std::move(stream), queue_, clock_));
   });
 }
 
 /// Hands on each connection of a listening socket, unless connections are refused at that time.
 bool Companion::acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
-                           std::function<void(std::shared_ptr<Stream>)> accept) {
+                           std::function<void(std::shared_ptr<Stream>, const std::string& host)> accept) {
   auto listening = Listener::on(std::move(socket), queue_, [this, accept = std::move(accept)](Descriptor connection) {
     if (refusal_ != MuxResult::success) return;
-    if (const auto stream = Stream::adopting(std::move(connection), queue_, nullptr)) accept(*stream);
+    const std::string host = peerHost(connection.get());
+    if (const auto stream = Stream::adopting(std::move(connection), queue_, nullptr)) accept(*stream, host);
   });
   if (!listening) {
     say("cannot listen: {}", listening.error().localizedDescription());
@@ -127,30 +185,61 @@ bool Companion::acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listene
   return true;
 }
 
-bool Companion::startWiFi() {
+bool Companion::startWiFi(const std::string& code) {
   Result<Descriptor> socket = listeningSocket();
   if (!socket) {
     say("cannot listen: {}", socket.error().localizedDescription());
     return false;
   }
-  announcement_ = WiFiAnnouncement::of(*options_.wifiCode, localPort(socket->get()), queue_,
-                                       [](const std::string& text) { say("{}", text); });
-  return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream) {
-    wifiPhone_->accept(std::make_shared<WiFiLink>(std::move(stream), queue_, clock_));
+  linkStatus_.ways.push_back(fmt::format("Wi-Fi, code {}", code));
+  announcement_ = WiFiAnnouncement::of(
+      code, localAddress(socket->get()).port(), queue_,
+      [this](WiFiAnnouncement::State state, const std::string& text) { announcementDidChange(state, text); });
+  return acceptFrom(std::move(*socket), wifiListener_, [this](std::shared_ptr<Stream> stream, const std::string& host) {
+    const auto admit = [this, stream = std::move(stream)] {
+      wifiPhone_->accept(std::make_shared<WiFiLink>(stream, queue_, clock_));
+    };
+    reception_ ? reception_->hostDidCome(host, admit) : admit();
   });
 }
 
+void Companion::startReception() {
+  reception_.emplace(
+      options_.receptionPath,
+      Reception::Output{.ask = [this](std::optional<WindowQuestion> question) { window_->ask(std::move(question)); },
+                        .useCode =
+                            [this](const std::string& code) {
+                              linkStatus_.ways.clear();
+                              if (!startWiFi(code)) return end("Wi-Fi cannot be used");
+                              window_->setLink(linkStatus_);
+                            },
+                        .complain = [](const std::string& text) { say("{}", text); }});
+  reception_->start();
+}
+
+void Companion::announcementDidChange(WiFiAnnouncement::State state, const std::string& text) {
+  say("{}", text);
+  if (window_) window_->setNotice(state == WiFiAnnouncement::State::Announced ? "" : text);
+  if (state == WiFiAnnouncement::State::Announced) isAnnounced_ = true;
+  if (state != WiFiAnnouncement::State::Taken || isAnnounced_) return;
+  if (reception_) return;  // which asks for another all the time
+  lack(fmt::format("the code {} is taken", *options_.wifiCode));
+  queue_->async([this] { end("no host could find this phone"); });  // the announcement is at work, and would go
+}
+
 void Companion::end(const std::string& reason) {
+  if (isEnding_) return queue_->stop();
+  isEnding_ = true;
   say("ends: {}", reason);
-  queue_->stop();
+  announcement_ = nullptr;
+  for (const auto& phone : {phone_, wifiPhone_}) phone->hangUp("the companion ends");
+  if (uncheckedFrames_ == 0) queue_->stop();
 }
 
 bool Companion::finish() {
-  announcement_ = nullptr;
-  for (const auto& phone : {phone_, wifiPhone_}) phone->hangUp("the companion ends");
   if (saver_) {
     if (const auto error = saver_->saveLast()) {
-      phoneDidSeeFault(fmt::format("cannot save the last frame: {}", error->localizedDescription()));
+      lack(fmt::format("the last frame cannot be saved: {}", error->localizedDescription()));
     }
   }
   const bool isPrinted = printSummary();
@@ -171,7 +260,13 @@ bool Companion::printSummary() const {
   return !error;
 }
 
+/// The first of all that is missing.
+void Companion::lack(const std::string& text) {
+  if (lack_.empty()) lack_ = text;
+}
+
 std::optional<std::string> Companion::shortcoming() const {
+  if (!lack_.empty()) return lack_;
   if (statistics_.faults() > 0) return fmt::format("{} faults", statistics_.faults());
   if (options_.frames && statistics_.frames() < *options_.frames) {
     return fmt::format("only {} of {} frames arrived", statistics_.frames(), *options_.frames);
@@ -183,57 +278,123 @@ std::optional<std::string> Companion::shortcoming() const {
 void Companion::phoneDidConnect(const Phone& phone) {
   statistics_.connectionDidStart();
   checkerOf(phone).connectionDidStart();
-  say("connected");
+  say("connected ({})", phone.linkName());
+  linkDidChange("");
 }
 
-void Companion::phoneDidDisconnect(const std::string& reason) {
-  if (!phone_->isConnected()) connectedDevice_ = -1;
-  say("disconnected: {}", reason);
+void Companion::phoneDidDisconnect(const Phone& phone, const std::string& reason) {
+  say("disconnected ({}): {}", phone.linkName(), reason);
+  linkDidChange(reason);
 }
 
-void Companion::phoneDidMeetHost(const std::string& macInfo) {
+/// `reason`: of the end of a link, if it is one that ended.
+void Companion::linkDidChange(const std::string& reason) {
+  using State = LinkStatus::State;
+  const bool isConnected = phone_->isConnected() || wifiPhone_->isConnected();
+  linkStatus_.state = isConnected ? State::Connected : State::Lost;
+  linkStatus_.reason = isConnected ? "" : reason;
+  if (window_) window_->setLink(linkStatus_);
+  if (reception_) reception_->linkDidChange(linkStatus_.state);
+}
+
+void Companion::phoneDidMeetHost(const Phone& phone, const std::string& macInfo) {
   say("the host says {}", macInfo);
-  say("the phone is {}, scale {}, and expects frames of {}",
-      FrameSize{phone_->info().width, phone_->info().height}.text(), phone_->info().scale,
-      plannedSize(phone_->info(), options_.fullResolution).text());
+  say("the phone is {}, scale {}, and expects frames of {}", FrameSize{phone.info().width, phone.info().height}.text(),
+      phone.info().scale, plannedSize(phone.info(), fullResolution_).text());
+  startDeadline(phone);
 }
 
 void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, double now) {
-  const auto frame = checkerOf(phone).check(payload.bytes(), now);
-  if (!frame) return phoneDidSeeFault(frame.error());
-  statistics_.frameDidArrive(*frame, payload.size(), now);
-  if (frame->size != shownSize_) say("frames of {} arrive", frame->size.text());
-  shownSize_ = frame->size;
-  keep(payload, *frame);
-  if (statistics_.frames() == options_.frames) end("all frames are here");
+  const CheckedFrame frame = checkerOf(phone).check(payload.bytes(), now, phone.hostClock());
+  for (const Fault& each : frame.faults) phoneDidSeeFault(phone, each);
+  if (frame.size && *frame.size != shownSize_) {
+    say("frames of {} arrive", frame.size->text());
+    shownSize_ = *frame.size;
+  }
+  const Data image = imageOf(payload);
+  keep(phone, image, frame);
+  Statistics::Frame arrived{now, std::nullopt, frame.timestamp, frame.size, std::nullopt, payload.size()};
+  if (const auto offset = phone.hostClock().offset()) arrived.hostArrival = now + *offset;
+  ++arrivedFrames_;
+  checkPicture(phone, image, arrived);
+  if (frameWait_) endWaitForFrame();
+  if (arrivedFrames_ == options_.frames) end("all frames are here");
 }
 
-void Companion::keep(const Data& payload, const CheckedFrame& frame) {
-  if (window_) {
-    window_->show(imageOf(payload), frame.size, statistics_.framesPerSecond(), statistics_.lastLatency());
-  }
+void Companion::keep(const Phone& phone, const Data& image, const CheckedFrame& frame) {
+  if (window_) window_->show(image, frame.timestamp, phone.linkName(), clock_.now());
   if (!saver_) return;
-  if (const auto error = saver_->save(imageOf(payload))) {
-    phoneDidSeeFault(fmt::format("cannot save a frame: {}", error->localizedDescription()));
-  }
+  auto error = saver_->save(image);
+  if (!error && !frame.faults.empty()) error = saver_->saveFaulty(image, arrivedFrames_ + 1);
+  if (error) lack(fmt::format("a frame cannot be saved: {}", error->localizedDescription()));
 }
 
-void Companion::phoneDidReceivePong(double roundTripSeconds) {
+/// Counts the frame when the whole of its picture has been looked at, if it has one.
+void Companion::checkPicture(const Phone& phone, const Data& image, Statistics::Frame frame) {
+  if (!frame.size) return statistics_.frameDidArrive(frame);
+  ++uncheckedFrames_;
+  const auto isFound = [this, &phone, image, frame,
+                        number = arrivedFrames_](const PictureChecker::Finding& finding) mutable {
+    if (finding.isDamaged) {
+      phoneDidSeeFault(phone, {"picture", "a frame's JPEG data is damaged"});
+      const auto error = saver_ ? saver_->saveFaulty(image, number) : std::nullopt;
+      if (error) lack(fmt::format("a frame cannot be saved: {}", error->localizedDescription()));
+    }
+    frame.clockTicks = finding.clockTicks;
+    statistics_.frameDidArrive(frame);
+    if (frameLog_.is_open()) log(frame);
+    if (--uncheckedFrames_ == 0 && isEnding_) queue_->stop();
+  };
+  pictureChecker_.check(image, isFound);
+}
+
+void Companion::log(const Statistics::Frame& frame) {
+  // Without the part of a tick: a name for the drawing, too.
+  const double lastTick = std::floor(frame.arrival * ClockPattern::ticksPerSecond) / ClockPattern::ticksPerSecond;
+  const double drawn = frame.clockTicks ? lastTick - ClockPattern::age(*frame.clockTicks, frame.arrival) : 0;
+  frameLog_ << fmt::format("{:.9f} {:.9f} {:.4f} {}\n", frame.arrival, frame.timestamp, drawn, frame.bytes)
+            << std::flush;
+}
+
+void Companion::phoneDidReceivePong(const Phone&, double roundTripSeconds) {
   statistics_.pongDidArrive(roundTripSeconds);
 }
 
-void Companion::phoneDidSeeFault(const std::string& fault) {
-  statistics_.faultDidOccur(fault);
-  if (statistics_.faults() <= mostFaultsPrinted) say("fault: {}", fault);
+void Companion::phoneDidSeeFault(const Phone& phone, const Fault& fault) {
+  if (statistics_.faultDidOccur(fault) > mostFaultsPrinted) return;
+  say("fault: {} ({}, {})", fault.text, fault.kind, phone.linkName());
+}
+
+void Companion::phoneDidPassMessage(const Phone& phone, Direction direction, std::uint32_t type, std::size_t size) {
+  if (!options_.trace) return;
+  say("{:.6f} s: {} {} {}, {} bytes", clock_.now() - startTime_, phone.linkName(),
+      direction == Direction::toHost ? "->" : "<-", messageName(type), size);
 }
 
 void Companion::scheduleScript(std::size_t next) {
   if (next == options_.script.size()) return;
-  const double delay = std::max(0.0, startTime_ + options_.script[next].time - clock_.now());
+  const double delay = std::max(0.0, startTime_ + scriptPause_ + options_.script[next].time - clock_.now());
   queue_->after(delay, [this, next] {
-    perform(options_.script[next]);
+    const ScriptAction& action = options_.script[next];
+    perform(action);
+    if (action.kind == ScriptAction::Kind::waitForFrame) return waitForFrame(next + 1, action.seconds);
     scheduleScript(next + 1);
   });
+}
+
+void Companion::waitForFrame(std::size_t next, double seconds) {
+  frameWait_ = {next, clock_.now()};
+  queue_->after(seconds, [this, next, seconds] {
+    if (!frameWait_ || frameWait_->next != next) return;
+    phoneDidSeeFault(*phone_, {"deadline", fmt::format("no frame within {} s", seconds)});
+    endWaitForFrame();
+  });
+}
+
+void Companion::endWaitForFrame() {
+  const FrameWait wait = *std::exchange(frameWait_, std::nullopt);
+  scriptPause_ += clock_.now() - wait.since;
+  scheduleScript(wait.next);
 }
 
 void Companion::perform(const ScriptAction& action) {
@@ -243,9 +404,7 @@ void Companion::perform(const ScriptAction& action) {
   MacProtocol::DeviceInfo info = phone_->info();
   switch (action.kind) {
     case Kind::rotate:
-      std::swap(info.width, info.height);
-      info.orientation = info.width > info.height ? "Landscape" : "Portrait";
-      return changeInfo(info);
+      return turn();
     case Kind::quality:
       info.quality = action.text;
       return changeInfo(info);
@@ -253,6 +412,15 @@ void Companion::perform(const ScriptAction& action) {
       info.width = action.size.width;
       info.height = action.size.height;
       return changeInfo(info);
+    case Kind::scale:
+      info.scale = action.scale;
+      return changeInfo(info);
+    case Kind::idiom:
+      info.idiom = action.text;
+      return changeInfo(info);
+    case Kind::fullResolution:
+      fullResolution_ = *action.number != 0;
+      return expectSize(info);
     case Kind::detach:
       return detach(action.number);
     case Kind::attach:
@@ -294,11 +462,55 @@ void Companion::perform(const ScriptAction& action, Phone& phone) {
   }
 }
 
+void Companion::turn() {
+  MacProtocol::DeviceInfo info = phone_->info();
+  std::swap(info.width, info.height);
+  info.orientation = info.width > info.height ? "Landscape" : "Portrait";
+  changeInfo(info);
+}
+
+void Companion::windowDidSettle(FrameSize size) {
+  MacProtocol::DeviceInfo info = phone_->info();
+  const auto screen = screenForFrames(size, info.idiom, fullResolution_);
+  if (!screen) return say("no frames are as small as the window, {}", size.text());
+  if (screen->width == info.width && screen->height == info.height) return;
+  info.width = screen->width;
+  info.height = screen->height;
+  info.orientation = info.width > info.height ? "Landscape" : "Portrait";
+  say("the window is {}, and the phone {}", size.text(), screen->text());
+  changeInfo(info);
+}
+
+void Companion::describeStatistics() {
+  const std::optional<double> latency = statistics_.lastLatency();
+  window_->setStatistics(
+      {fmt::format("{}, {} frames a second", shownSize_.text(), window_->framesPerSecond(clock_.now())),
+       latency ? fmt::format("{:.1f} ms old on arrival", *latency) : "age on arrival unknown: no pong yet",
+       fmt::format("{} frames, {} faults", statistics_.frames(), statistics_.faults())});
+}
+
 void Companion::changeInfo(const MacProtocol::DeviceInfo& info) {
-  for (FrameChecker* checker : {&checker_, &wifiChecker_}) {
-    checker->expectSize(plannedSize(info, options_.fullResolution));
-  }
+  expectSize(info);
   for (const auto& phone : {phone_, wifiPhone_}) phone->setInfo(info);
+}
+
+void Companion::expectSize(const MacProtocol::DeviceInfo& info) {
+  for (const auto& phone : {phone_, wifiPhone_}) {
+    checkerOf(*phone).expectSize(plannedSize(info, fullResolution_));
+    startDeadline(*phone);
+  }
+}
+
+/// From now on a frame of the expected size is due.
+void Companion::startDeadline(const Phone& phone) {
+  const auto wait = checkerOf(phone).wait();
+  if (!options_.frameDeadline || !wait || !phone.hasMetHost()) return;
+  queue_->after(*options_.frameDeadline, [this, &phone, wait] {
+    if (!phone.isConnected() || checkerOf(phone).wait() != wait) return;
+    phoneDidSeeFault(
+        phone, {"deadline", fmt::format("no frame of {} within {} s of the screen's description",
+                                        plannedSize(phone.info(), fullResolution_).text(), *options_.frameDeadline)});
+  });
 }
 
 void Companion::attach(std::uint32_t deviceID) {
@@ -312,7 +524,6 @@ void Companion::detach(std::optional<std::uint32_t> deviceID) {
   if (!daemon_ || !deviceID || !daemon_->detach(*deviceID)) return;
   std::erase(attachedDevices_, *deviceID);
   say("device {} is detached", *deviceID);
-  if (connectedDevice_ == *deviceID) phone_->hangUp("its device is detached");
 }
 
 }  // namespace tandemview

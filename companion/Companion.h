@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,13 +10,18 @@
 #include "companion/FrameChecker.h"
 #include "companion/FrameSaver.h"
 #include "companion/FrameWindow.h"
+#include "companion/LinkStatus.h"
 #include "companion/Listener.h"
 #include "companion/MuxDaemon.h"
 #include "companion/Phone.h"
+#include "companion/PictureChecker.h"
+#include "companion/Reception.h"
 #include "companion/Script.h"
+#include "companion/SocketAddress.h"
 #include "companion/Statistics.h"
 #include "companion/WiFiAnnouncement.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/Timer.h"
 
 namespace tandemview {
 
@@ -24,20 +30,28 @@ class Companion final : public PhoneDelegate {
  public:
   struct Options {
     // The ways to the host: either of the first two, and the third beside or without them.
-    std::optional<std::string> muxPath;       // play the daemon there
-    std::optional<std::uint16_t> listenPort;  // listen on this TCP port
-    std::optional<std::string> wifiCode;      // the host's pairing code
+    std::optional<std::string> muxPath;      // play the daemon there
+    std::optional<SocketAddress> listening;  // listen there
+    std::optional<std::string> wifiCode;     // the host's pairing code
     MacProtocol::DeviceInfo info{1290, 2796, 3, "medium", "Portrait", "phone"};
     std::uint16_t port = 2345;  // the phone's, behind the daemon
     std::uint32_t deviceID = 3;
     bool fullResolution = false;          // the host's setting, which decides the size of its frames
-    double pingInterval = 1;              // seconds
+    double pingInterval = 1;              // seconds, as all that follows
+    double pongDeadline = 10;             // a later pong is a fault
+    std::optional<double> frameDeadline;  // from a new description of the screen to the first frame that fits it
     std::optional<std::uint64_t> frames;  // end after so many
     std::optional<double> seconds;        // end after so long
     std::string saveDirectory;            // empty: save nothing
     std::uint64_t saveEvery = 1;
-    std::string jsonPath;  // empty: no summary for programs; "-": standard output
+    bool trace = false;        // print every message
+    std::string frameLogPath;  // empty: no times of each frame
+    std::string jsonPath;      // empty: no summary for programs; "-": standard output
     bool window = false;
+    bool fullScreen = false;    // the window
+    bool sizeOfWindow = false;  // the phone's screen is what makes frames of the window's size
+    /// Where a start without options remembers what it asks its user; empty: it asks nothing.
+    std::string receptionPath;
     std::vector<ScriptAction> script;
   };
 
@@ -47,7 +61,7 @@ class Companion final : public PhoneDelegate {
   /// An error, told in a printed line, makes this false.
   bool start();
 
-  /// Stops the queue.
+  /// Hangs up, and stops the queue when the last frame is looked through; a second call stops it at once.
   void end(const std::string& reason);
 
   /// Sums the run up once the queue has stopped. True if it received what was asked for and met no fault.
@@ -55,26 +69,40 @@ class Companion final : public PhoneDelegate {
 
  private:
   void phoneDidConnect(const Phone& phone) override;
-  void phoneDidDisconnect(const std::string& reason) override;
-  void phoneDidMeetHost(const std::string& macInfo) override;
+  void phoneDidDisconnect(const Phone& phone, const std::string& reason) override;
+  void phoneDidMeetHost(const Phone& phone, const std::string& macInfo) override;
   void phoneDidReceiveFrame(const Phone& phone, const Data& payload, double now) override;
-  void phoneDidReceivePong(double roundTripSeconds) override;
-  void phoneDidSeeFault(const std::string& fault) override;
+  void phoneDidReceivePong(const Phone& phone, double roundTripSeconds) override;
+  void phoneDidSeeFault(const Phone& phone, const Fault& fault) override;
+  void phoneDidPassMessage(const Phone& phone, Direction direction, std::uint32_t type, std::size_t size) override;
 
   bool openWindow();
   bool startDaemon();
   bool startListening();
-  bool startWiFi();
+  bool startWiFi(const std::string& code);
+  void startReception();
+  void announcementDidChange(WiFiAnnouncement::State state, const std::string& text);
   bool acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
-                  std::function<void(std::shared_ptr<Stream>)> accept);
+                  std::function<void(std::shared_ptr<Stream>, const std::string& host)> accept);
   void scheduleScript(std::size_t next);
+  void waitForFrame(std::size_t next, double seconds);
+  void endWaitForFrame();
   void perform(const ScriptAction& action);
   void perform(const ScriptAction& action, Phone& phone);
   FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
+  void linkDidChange(const std::string& reason);
+  void turn();
+  void windowDidSettle(FrameSize size);
+  void describeStatistics();
+  void expectSize(const MacProtocol::DeviceInfo& info);
+  void startDeadline(const Phone& phone);
   void changeInfo(const MacProtocol::DeviceInfo& info);
   void attach(std::uint32_t deviceID);
   void detach(std::optional<std::uint32_t> deviceID);
-  void keep(const Data& payload, const CheckedFrame& frame);
+  void keep(const Phone& phone, const Data& image, const CheckedFrame& frame);
+  void checkPicture(const Phone& phone, const Data& image, Statistics::Frame frame);
+  void log(const Statistics::Frame& frame);
+  void lack(const std::string& text);
   std::optional<std::string> shortcoming() const;
   bool printSummary() const;
 
@@ -88,7 +116,15 @@ class Companion final : public PhoneDelegate {
   Statistics statistics_;
   std::optional<FrameSaver> saver_;
   std::unique_ptr<FrameWindow> window_;
+  std::shared_ptr<Timer> statisticsTimer_;  // while there is a window
+  PictureChecker pictureChecker_{queue_};
+  std::uint64_t arrivedFrames_ = 0;
+  std::uint64_t uncheckedFrames_ = 0;  // of these, their pictures
   FrameSize shownSize_;
+  std::ofstream frameLog_;
+  bool fullResolution_;
+  LinkStatus linkStatus_;
+  std::optional<Reception> reception_;
 
   // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;
@@ -98,8 +134,18 @@ class Companion final : public PhoneDelegate {
   std::shared_ptr<Listener> wifiListener_;
   std::shared_ptr<WiFiAnnouncement> announcement_;
   std::vector<std::uint32_t> attachedDevices_;  // in the order of their attachment
-  std::int64_t connectedDevice_ = -1;
   std::uint32_t refusal_ = MuxResult::success;
+
+  struct FrameWait {
+    std::size_t next;  // of the script's actions
+    double since;
+  };
+  std::optional<FrameWait> frameWait_;
+  double scriptPause_ = 0;  // seconds for which the script's clock has stood still
+
+  bool isAnnounced_ = false;
+  bool isEnding_ = false;
+  std::string lack_;  // what this run lacks beside faults; empty: nothing
 };
 
 }  // namespace tandemview

@@ -4,33 +4,20 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 
-#include "companion/ClockPattern.h"
+#include "companion/Timestamp.h"
 
 namespace tandemview {
 
 namespace {
 
-constexpr std::size_t timestampSize = sizeof(double);
 constexpr std::array startOfImage = {std::byte{0xFF}, std::byte{0xD8}};
 constexpr std::array endOfImage = {std::byte{0xFF}, std::byte{0xD9}};
 
-/// Rows of the clock pattern at an eighth of the size.
-constexpr std::size_t patternRows = ClockPattern::height / 8;
-
-template <typename... Arguments>
-tl::unexpected<std::string> fault(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
-  return tl::unexpected<std::string>(fmt::format(format, std::forward<Arguments>(arguments)...));
-}
-
-/// Little-endian on the wire.
-double timestampOf(std::span<const std::byte> payload) {
-  std::uint64_t bits = 0;
-  for (std::size_t index = timestampSize; index-- > 0;)
-    bits = bits << 8 | std::to_integer<std::uint64_t>(payload[index]);
-  return std::bit_cast<double>(bits);
+bool isComplete(std::span<const std::byte> image) {
+  return image.size() >= 4 && std::ranges::equal(image.first(2), startOfImage) &&
+         std::ranges::equal(image.last(2), endOfImage);
 }
 
 }  // namespace
@@ -38,63 +25,63 @@ double timestampOf(std::span<const std::byte> payload) {
 FrameChecker::FrameChecker(FrameSize expected) : sizes_{expected} {}
 
 void FrameChecker::expectSize(FrameSize size) {
-  if (sizes_.back() != size) sizes_.push_back(size);
+  if (sizes_.back() == size) return;
+  sizes_.push_back(size);
+  startWaiting();
 }
 
 void FrameChecker::connectionDidStart() {
   lastTimestamp_ = std::nullopt;
+  startWaiting();
 }
 
-tl::expected<CheckedFrame, std::string> FrameChecker::check(std::span<const std::byte> payload, double now) {
-  if (payload.size() < timestampSize) return fault("a frame of only {} bytes", payload.size());
+void FrameChecker::startWaiting() {
+  isWaiting_ = true;
+  ++waits_;
+}
+
+CheckedFrame FrameChecker::check(std::span<const std::byte> payload, double now, const HostClock& hostClock) {
   CheckedFrame frame;
-  frame.timestamp = timestampOf(payload);
-  if (!std::isfinite(frame.timestamp) || frame.timestamp > now) {
-    return fault("a frame's timestamp {} lies in the future of {}", frame.timestamp, now);
+  const auto fault = [&](const char* kind, std::string text) { frame.faults.push_back({kind, std::move(text)}); };
+  if (payload.size() < timestampSize) {
+    fault("picture", fmt::format("a frame of only {} bytes", payload.size()));
+    return frame;
   }
-  if (lastTimestamp_ && frame.timestamp <= *lastTimestamp_) {
-    return fault("a frame's timestamp {} does not grow beyond {}", frame.timestamp, *lastTimestamp_);
-  }
-  lastTimestamp_ = frame.timestamp;
+  frame.timestamp = timestampFrom(payload.first<timestampSize>());
+  checkTimestamp(frame, now, hostClock);
 
   const std::span<const std::byte> image = payload.subspan(timestampSize);
-  const bool isComplete = image.size() >= 4 && std::ranges::equal(image.first(2), startOfImage) &&
-                          std::ranges::equal(image.last(2), endOfImage);
-  if (!isComplete) return fault("a frame is no complete JPEG image");
-  const std::optional<FrameSize> size = reader_.open(image);
-  if (!size) return fault("a frame's JPEG header is damaged");
-  if (!acceptSize(*size)) {
-    return fault("a frame of {} instead of {}", size->text(), sizes_.back().text());
+  if (!isComplete(image)) fault("picture", "a frame is no complete JPEG image");
+  frame.size = reader_.open(image);
+  if (!frame.size) {
+    fault("picture", "a frame's JPEG header is damaged, or not that of a baseline image with one scan");
+  } else if (!acceptSize(*frame.size)) {
+    fault("size", fmt::format("a frame of {} instead of {}", frame.size->text(), sizes_.back().text()));
   }
-  frame.size = *size;
-  const std::size_t rows = std::min<std::size_t>(patternRows, static_cast<std::size_t>((size->height + 7) / 8));
-  if (!reader_.readTopAtAnEighth(rows, luminance_)) return fault("a frame's JPEG data is damaged");
-  frame.clockTicks = clockTicks(*size);
   return frame;
+}
+
+void FrameChecker::checkTimestamp(CheckedFrame& frame, double now, const HostClock& hostClock) {
+  const auto fault = [&](std::string text) { frame.faults.push_back({"timestamp", std::move(text)}); };
+  if (!std::isfinite(frame.timestamp)) return fault(fmt::format("a frame's timestamp is {}", frame.timestamp));
+  if (const auto offset = hostClock.offset()) {
+    const double hostTime = now + *offset;
+    if (frame.timestamp > hostTime + hostClock.uncertainty(now)) {
+      fault(fmt::format("a frame's timestamp {} lies in the future of {}", frame.timestamp, hostTime));
+    }
+  }
+  if (lastTimestamp_ && frame.timestamp <= *lastTimestamp_) {
+    fault(fmt::format("a frame's timestamp {} does not grow beyond {}", frame.timestamp, *lastTimestamp_));
+  }
+  lastTimestamp_ = frame.timestamp;
 }
 
 bool FrameChecker::acceptSize(FrameSize size) {
   const auto found = std::ranges::find(sizes_, size);
   if (found == sizes_.end()) return false;
   sizes_.erase(sizes_.begin(), found);
+  if (size == sizes_.back()) isWaiting_ = false;
   return true;
-}
-
-std::optional<std::uint32_t> FrameChecker::clockTicks(FrameSize size) const {
-  if (size.width < ClockPattern::width || size.height < ClockPattern::height) return std::nullopt;
-  const std::size_t stride = static_cast<std::size_t>((size.width + 7) / 8);
-  constexpr std::size_t side = ClockPattern::blockSize / 8;
-  ClockPattern::Luminances blocks;
-  for (std::size_t index = 0; index < blocks.size(); ++index) {
-    const std::size_t left = index % ClockPattern::columns * side;
-    const std::size_t top = index / ClockPattern::columns * side;
-    unsigned sum = 0;
-    for (std::size_t y = top; y < top + side; ++y) {
-      for (std::size_t x = left; x < left + side; ++x) sum += luminance_[y * stride + x];
-    }
-    blocks[index] = static_cast<std::uint8_t>(sum / (side * side));
-  }
-  return ClockPattern::read(blocks);
 }
 
 }  // namespace tandemview

@@ -5,24 +5,25 @@
 #include <deque>
 #include <optional>
 #include <span>
-#include <string>
-#include <tl/expected.hpp>
 #include <vector>
 
+#include "companion/Fault.h"
 #include "companion/FrameSize.h"
+#include "companion/HostClock.h"
 #include "companion/JpegReader.h"
 
 namespace tandemview {
 
-/// What a frame that passed its checks says about itself.
+/// What a frame says about itself, as far as it is to be understood, and what is wrong with it.
 struct CheckedFrame {
   double timestamp = 0;  // of the host's clock, when it was ready to be sent
-  FrameSize size;
-  std::optional<std::uint32_t> clockTicks;  // of the clock pattern, if the picture shows one
+  std::optional<FrameSize> size;
+  std::vector<Fault> faults;
 };
 
-/// Checks video frames: a timestamp that grows within a connection, a complete JPEG image and the size that the phone
-/// may expect. After a change of the expected size, frames of the old one are right until the first of the new one.
+/// Checks what stands around the pictures of video frames: a timestamp that grows within a connection, the ends of a
+/// JPEG image and the size that the phone may expect. After a change of the expected size, frames of the old one are
+/// right until the first of the new one.
 class FrameChecker {
  public:
   explicit FrameChecker(FrameSize expected);
@@ -31,18 +32,24 @@ class FrameChecker {
   void expectSize(FrameSize size);
   void connectionDidStart();
 
-  /// Checks the payload of a video frame received at `now`. The error is a line for people.
-  tl::expected<CheckedFrame, std::string> check(std::span<const std::byte> payload, double now);
+  /// While no frame of the expected size has come since it was asked for or the connection started: the number of this
+  /// wait, which no other has.
+  std::optional<std::uint64_t> wait() const { return isWaiting_ ? std::optional(waits_) : std::nullopt; }
+
+  /// Checks the payload of a video frame received at `now`.
+  CheckedFrame check(std::span<const std::byte> payload, double now, const HostClock& hostClock);
 
  private:
+  void startWaiting();
+  void checkTimestamp(CheckedFrame& frame, double now, const HostClock& hostClock);
   bool acceptSize(FrameSize size);
-  std::optional<std::uint32_t> clockTicks(FrameSize size) const;
 
   /// The size in use and those announced since, oldest first; the host may skip some, but never goes back.
   std::deque<FrameSize> sizes_;
+  bool isWaiting_ = true;
+  std::uint64_t waits_ = 0;
   std::optional<double> lastTimestamp_;
   JpegReader reader_;
-  std::vector<std::uint8_t> luminance_;
 };
 
 }  // namespace tandemview

@@ -22,17 +22,6 @@ bool setOption(int socket, int level, int option) {
   return ::setsockopt(socket, level, option, &on, sizeof(on)) == 0;
 }
 
-template <typename Address>
-Result<Descriptor> listeningAt(const Address& address, int family) {
-  Descriptor socket = newSocket(family, SOCK_STREAM);
-  if (!socket || !makeNonBlocking(socket.get()) || !setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR) ||
-      ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-      ::listen(socket.get(), backlog) != 0) {
-    return tl::unexpected(posixError(errno));
-  }
-  return socket;
-}
-
 }  // namespace
 
 Result<std::shared_ptr<Listener>> Listener::on(Descriptor socket, std::shared_ptr<Queue> queue, Accept accept) {
@@ -68,28 +57,19 @@ void Listener::acceptPending() {
   });
 }
 
-Result<Descriptor> listeningLoopbackSocket(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return listeningAt(address, AF_INET);
+Result<Descriptor> listeningSocketAt(const SocketAddress& address) {
+  const auto* generic = reinterpret_cast<const sockaddr*>(&address.storage);
+  Descriptor socket = newSocket(address.storage.ss_family, SOCK_STREAM);
+  if (!socket || !makeNonBlocking(socket.get()) || !setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR) ||
+      ::bind(socket.get(), generic, address.length) != 0 || ::listen(socket.get(), backlog) != 0) {
+    return tl::unexpected(posixError(errno));
+  }
+  return socket;
 }
 
 Result<Descriptor> listeningSocket() {
-  sockaddr_in6 both{};
-  both.sin6_family = AF_INET6;
-  if (auto socket = listeningAt(both, AF_INET6)) return socket;
-  sockaddr_in ipv4{};  // a system without IPv6
-  ipv4.sin_family = AF_INET;
-  return listeningAt(ipv4, AF_INET);
-}
-
-std::uint16_t localPort(int socket) {
-  sockaddr_in6 address{};  // with the port where an IPv4 address has it too
-  socklen_t length = sizeof(address);
-  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
-  return address.sin6_family == AF_INET || address.sin6_family == AF_INET6 ? ntohs(address.sin6_port) : 0;
+  if (auto socket = listeningSocketAt(*socketAddressFromText("[::]:0"))) return socket;
+  return listeningSocketAt(*socketAddressFromText("0.0.0.0:0"));  // a system without IPv6
 }
 
 }  // namespace tandemview

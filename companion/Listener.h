@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "companion/SocketAddress.h"
 #include "runtime/Descriptor.h"
 #include "runtime/Error.h"
 #include "runtime/Queue.h"
@@ -35,13 +36,10 @@ class Listener : public std::enable_shared_from_this<Listener> {
   Accept accept_;
 };
 
-/// A TCP socket that listens on `port` of 127.0.0.1, non-blocking. Port 0 takes a free one; see localPort().
-Result<Descriptor> listeningLoopbackSocket(std::uint16_t port);
+/// A TCP socket that listens at `address`, non-blocking. Port 0 takes a free one; see localAddress().
+Result<Descriptor> listeningSocketAt(const SocketAddress& address);
 
 /// A TCP socket that listens on a free port of every address, non-blocking.
 Result<Descriptor> listeningSocket();
-
-/// The port that a TCP socket is bound to; 0 if there is none.
-std::uint16_t localPort(int socket);
 
 }  // namespace tandemview

@@ -1,6 +1,7 @@
 #include "companion/MuxDaemon.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
@@ -90,13 +91,20 @@ Result<std::shared_ptr<MuxDaemon>> MuxDaemon::listeningAt(const std::string& pat
 MuxDaemon::MuxDaemon(std::string path, std::shared_ptr<Queue> queue, ConnectTest connectTest,
                      ConnectHandler connectHandler)
     : path_(std::move(path)),
+      socketFile_(identityOf(path_)),
       queue_(std::move(queue)),
       connectTest_(std::move(connectTest)),
       connectHandler_(std::move(connectHandler)) {}
 
 MuxDaemon::~MuxDaemon() {
-  ::unlink(path_.c_str());
+  if (identityOf(path_) == socketFile_) ::unlink(path_.c_str());
   for (const auto& client : clients_) client->stream->stop();
+}
+
+MuxDaemon::FileIdentity MuxDaemon::identityOf(const std::string& path) {
+  struct stat file {};
+  if (::lstat(path.c_str(), &file) != 0) return {};
+  return {static_cast<std::uint64_t>(file.st_dev), static_cast<std::uint64_t>(file.st_ino)};
 }
 
 bool MuxDaemon::attach(std::int64_t deviceID) {
@@ -108,6 +116,10 @@ bool MuxDaemon::attach(std::int64_t deviceID) {
 bool MuxDaemon::detach(std::int64_t deviceID) {
   if (attachedDevices_.erase(deviceID) == 0) return false;
   broadcast({{"MessageType", "Detached"}, {"DeviceID", deviceID}});
+  for (const auto& [device, connection] : connections_) {
+    const auto stream = connection.lock();
+    if (device == deviceID && stream) stream->stop();
+  }
   return true;
 }
 
@@ -179,6 +191,8 @@ void MuxDaemon::connect(const std::shared_ptr<Client>& client, std::uint32_t tag
   if (result != MuxResult::success) return reply(client, tag, result);
   client->send(tag, {{"MessageType", "Result"}, {"Number", result}}, nullptr);
   clients_.erase(client);
+  std::erase_if(connections_, [](const auto& each) { return each.second.expired(); });
+  connections_.emplace_back(device, client->stream);
   connectHandler_(device, client->stream);
 }
 

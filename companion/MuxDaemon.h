@@ -32,21 +32,29 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   /// A client is connected; from now on the stream carries the bytes of the device's port alone.
   using ConnectHandler = std::function<void(std::int64_t deviceID, std::shared_ptr<Stream> stream)>;
 
-  /// Replaces a socket left at `path` by an ended process.
+  /// Replaces a socket left at `path` by an ended process, and nothing else.
   static Result<std::shared_ptr<MuxDaemon>> listeningAt(const std::string& path, std::shared_ptr<Queue> queue,
                                                         ConnectTest connectTest, ConnectHandler connectHandler);
-  /// Removes the socket and hangs up on all clients but the connected ones.
+  /// Removes the socket, if it is still its own, and hangs up on all clients but the connected ones.
   ~MuxDaemon();
   MuxDaemon(const MuxDaemon&) = delete;
   MuxDaemon& operator=(const MuxDaemon&) = delete;
 
-  /// False if the device is attached already, or not attached.
+  /// False if the device is attached already, or not attached. Detaching stops the streams of its connections.
   bool attach(std::int64_t deviceID);
   bool detach(std::int64_t deviceID);
 
  private:
   struct Client;
   struct Header;
+
+  /// What tells one file from another.
+  struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileIdentity&) const = default;
+  };
+  static FileIdentity identityOf(const std::string& path);
 
   MuxDaemon(std::string path, std::shared_ptr<Queue> queue, ConnectTest connectTest, ConnectHandler connectHandler);
 
@@ -61,12 +69,14 @@ class MuxDaemon : public std::enable_shared_from_this<MuxDaemon> {
   void broadcast(const PropertyList& message);
 
   const std::string path_;
+  const FileIdentity socketFile_;
   std::shared_ptr<Queue> queue_;
   ConnectTest connectTest_;
   ConnectHandler connectHandler_;
   std::shared_ptr<Listener> listener_;
   std::set<std::shared_ptr<Client>> clients_;
   std::set<std::int64_t> attachedDevices_;
+  std::vector<std::pair<std::int64_t, std::weak_ptr<Stream>>> connections_;  // handed over, each with its device
 };
 
 }  // namespace tandemview

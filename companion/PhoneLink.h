@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "companion/Fault.h"
 #include "runtime/Data.h"
 #include "runtime/MediaClock.h"
 #include "runtime/Queue.h"
@@ -18,7 +19,7 @@ class PhoneLink : public std::enable_shared_from_this<PhoneLink> {
   /// What it tells its owner until it is stopped. The handlers hold their owner weakly.
   struct Output {
     std::function<void(std::uint32_t type, const Data& payload)> didReceive;  // in one piece
-    std::function<void(const std::string& fault)> didSeeFault;
+    std::function<void(const Fault& fault)> didSeeFault;
     std::function<void(const std::string& reason)> didEnd;  // the last report
   };
 
@@ -40,15 +41,18 @@ class PhoneLink : public std::enable_shared_from_this<PhoneLink> {
  protected:
   virtual void readNext() = 0;
 
-  Stream& stream() { return *stream_; }
-  const std::shared_ptr<Stream>& sharedStream() const { return stream_; }
-  const std::shared_ptr<Queue>& queue() const { return queue_; }
-  bool isStopped() const { return isStopped_; }
+  /// Where the stream stands before a read. Only between messages may the host close it.
+  enum class Position { betweenMessages, withinMessage };
 
+  Stream& stream() { return *stream_; }
+
+  /// Reads so many bytes and goes on with them, unless the link has been stopped by then; it ends if they don't come.
+  void read(std::size_t length, Position position, std::function<void(const Data&)> next);
   /// Runs `work` at once or after the stall, unless the link has been stopped by then.
   void whenNotStalled(Work work);
+  /// Hands on a message, then reads the next one.
   void receive(std::uint32_t type, const Data& payload);
-  void fault(const std::string& text);
+  void fault(const char* kind, const std::string& text);
   void end(const std::string& reason);
 
  private:

@@ -90,6 +90,17 @@ bool duration(ScriptAction& action, std::string_view arguments) {
   return value.has_value();
 }
 
+bool scale(ScriptAction& action, std::string_view arguments) {
+  const auto value = seconds(arguments);
+  action.scale = value.value_or(0);
+  return value && *value > 0;
+}
+
+bool onOrOff(ScriptAction& action, std::string_view arguments) {
+  action.number = arguments == "on" ? 1 : 0;
+  return arguments == "on" || arguments == "off";
+}
+
 bool frameSize(ScriptAction& action, std::string_view arguments) {
   const auto value = frameSizeFromText(arguments);
   action.size = value.value_or(FrameSize());
@@ -108,25 +119,30 @@ struct Verb {
   Kind kind;
   bool (*readArguments)(ScriptAction&, std::string_view);
   const char* usage;
+  const char* help;
 };
 
 constexpr std::array verbs = {
-    Verb{"info", Kind::info, nothing, "nothing"},
-    Verb{"ping", Kind::ping, nothing, "nothing"},
-    Verb{"touch", Kind::touch, jsonObject, "a JSON object"},
-    Verb{"key", Kind::key, jsonObject, "a JSON object"},
-    Verb{"rotate", Kind::rotate, nothing, "nothing"},
-    Verb{"quality", Kind::quality, text, "a text"},
-    Verb{"size", Kind::size, frameSize, "a size such as 1290x2796"},
-    Verb{"detach", Kind::detach, wholeNumberOrNothing, "a device's number or nothing"},
-    Verb{"attach", Kind::attach, wholeNumberOrNothing, "a device's number or nothing"},
-    Verb{"hangup", Kind::hangUp, nothing, "nothing"},
-    Verb{"refuse", Kind::refuse, wholeNumber, "a result's number"},
-    Verb{"stall", Kind::stall, duration, "seconds"},
-    Verb{"silent", Kind::silent, duration, "seconds"},
-    Verb{"announce", Kind::announce, wholeNumber, "a length in bytes"},
-    Verb{"raw", Kind::raw, typeAndBytes, "a frame type and bytes in hexadecimal"},
-    Verb{"quit", Kind::quit, nothing, "nothing"},
+    Verb{"info", Kind::info, nothing, "nothing", "send the screen's description again"},
+    Verb{"ping", Kind::ping, nothing, "nothing", "send a ping"},
+    Verb{"touch", Kind::touch, jsonObject, "a JSON object", "send a touch event"},
+    Verb{"key", Kind::key, jsonObject, "a JSON object", "send a key event"},
+    Verb{"rotate", Kind::rotate, nothing, "nothing", "swap width and height"},
+    Verb{"size", Kind::size, frameSize, "a size such as 1290x2796", "take another screen"},
+    Verb{"scale", Kind::scale, scale, "a number above 0", "take other pixels per point"},
+    Verb{"idiom", Kind::idiom, text, "a text", "become another kind of device"},
+    Verb{"quality", Kind::quality, text, "a text", "take another quality mode"},
+    Verb{"fullresolution", Kind::fullResolution, onOrOff, "on or off", "expect the frames of a host set to it"},
+    Verb{"frame", Kind::waitForFrame, duration, "seconds", "wait so long for the next frame; the script's clock stops"},
+    Verb{"detach", Kind::detach, wholeNumberOrNothing, "a device's number or nothing", "unplug it, or the last one"},
+    Verb{"attach", Kind::attach, wholeNumberOrNothing, "a device's number or nothing", "plug it in, or the phone"},
+    Verb{"hangup", Kind::hangUp, nothing, "nothing", "close the phone's connection"},
+    Verb{"refuse", Kind::refuse, wholeNumber, "a result's number", "answer every Connect with it; 0 accepts again"},
+    Verb{"stall", Kind::stall, duration, "seconds", "read nothing for so long"},
+    Verb{"silent", Kind::silent, duration, "seconds", "send no pings for so long"},
+    Verb{"announce", Kind::announce, wholeNumber, "a length in bytes", "send the head of such a message, and no more"},
+    Verb{"raw", Kind::raw, typeAndBytes, "a frame type and bytes in hexadecimal", "send that frame"},
+    Verb{"quit", Kind::quit, nothing, "nothing", "end"},
 };
 
 tl::expected<ScriptAction, std::string> parseAction(std::string_view line) {
@@ -158,6 +174,12 @@ tl::expected<std::vector<ScriptAction>, std::string> parseScript(std::string_vie
   }
   std::ranges::stable_sort(actions, {}, &ScriptAction::time);
   return actions;
+}
+
+std::string scriptHelp() {
+  std::string text;
+  for (const Verb& verb : verbs) text += fmt::format("  {:<16}{} (takes {})\n", verb.name, verb.help, verb.usage);
+  return text;
 }
 
 }  // namespace tandemview

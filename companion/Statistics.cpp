@@ -13,9 +13,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// Enough to see what went wrong; the rest is only counted.
-constexpr std::size_t mostFaultsKept = 100;
-
 constexpr std::size_t mostSizesKept = 1000;
 
 ordered_json latencySummary(const Distribution& milliseconds) {
@@ -26,32 +23,35 @@ ordered_json latencySummary(const Distribution& milliseconds) {
           {"max", milliseconds.greatest()}};
 }
 
-std::string latencyLine(const char* name, const Distribution& milliseconds) {
-  if (milliseconds.empty()) return fmt::format("{:<18}-", name);
+std::string latencyLine(const char* name, const Distribution& milliseconds, const char* otherwise = "-") {
+  if (milliseconds.empty()) return fmt::format("{:<18}{}", name, otherwise);
   return fmt::format("{:<18}{:.2f} ms median, {:.2f} p90, {:.2f} p99, {:.2f} max", name, milliseconds.percentile(0.5),
                      milliseconds.percentile(0.9), milliseconds.percentile(0.99), milliseconds.greatest());
 }
 
 }  // namespace
 
-void Statistics::frameDidArrive(const CheckedFrame& frame, std::size_t bytes, double now) {
-  if (frames_ == 0) firstFrameTime_ = now;
-  lastFrameTime_ = now;
+void Statistics::frameDidArrive(const Frame& frame) {
+  if (frames_ == 0) firstFrameTime_ = frame.arrival;
+  lastFrameTime_ = frame.arrival;
   ++frames_;
-  frameBytes_.add(static_cast<double>(bytes));
-  lastLatency_ = (now - frame.timestamp) * 1000;
-  sentToReceived_.add(lastLatency_);
-  // A frame that shows the clock of the one before was drawn once and sent twice.
-  if (frame.clockTicks && frame.clockTicks != lastClockTicks_) {
-    const std::uint32_t age = ClockPattern::ticks(now) - *frame.clockTicks;
-    lastLatency_ = age * 1000 / ClockPattern::ticksPerSecond;
-    drawnToReceived_.add(lastLatency_);
+  frameBytes_.add(static_cast<double>(frame.bytes));
+  lastLatency_ = std::nullopt;
+  if (frame.hostArrival) {
+    lastLatency_ = (*frame.hostArrival - frame.timestamp) * 1000;
+    sentToReceived_.add(*lastLatency_);
+    // A frame that shows the clock of the one before was drawn once and sent twice.
+    if (frame.clockTicks && frame.clockTicks != lastClockTicks_) {
+      lastLatency_ = ClockPattern::age(*frame.clockTicks, *frame.hostArrival) * 1000;
+      drawnToReceived_.add(*lastLatency_);
+    }
   }
   lastClockTicks_ = frame.clockTicks;
-  if (!sizes_.empty() && sizes_.back().size == frame.size) {
+  if (!frame.size) return;
+  if (!sizes_.empty() && sizes_.back().size == *frame.size) {
     ++sizes_.back().frames;
   } else if (sizes_.size() < mostSizesKept) {
-    sizes_.push_back({frame.size, 1});
+    sizes_.push_back({*frame.size, 1});
   }
 }
 
@@ -59,9 +59,13 @@ void Statistics::pongDidArrive(double roundTripSeconds) {
   pingRoundTrip_.add(roundTripSeconds * 1000);
 }
 
-void Statistics::faultDidOccur(std::string fault) {
+std::uint64_t Statistics::faultDidOccur(const Fault& fault) {
   ++faults_;
-  if (firstFaults_.size() < mostFaultsKept) firstFaults_.push_back(std::move(fault));
+  const auto isAlike = [&](const FaultCount& each) { return each.first.kind == fault.kind; };
+  const auto found = std::ranges::find_if(faultCounts_, isAlike);
+  if (found != faultCounts_.end()) return ++found->count;
+  faultCounts_.push_back({1, fault});
+  return 1;
 }
 
 double Statistics::framesPerSecond() const {
@@ -72,6 +76,10 @@ ordered_json Statistics::summary() const {
   ordered_json sizes = ordered_json::array();
   for (const SizeRun& run : sizes_) {
     sizes.push_back({{"width", run.size.width}, {"height", run.size.height}, {"frames", run.frames}});
+  }
+  ordered_json faults = ordered_json::array();
+  for (const auto& [count, first] : faultCounts_) {
+    faults.push_back({{"kind", first.kind}, {"count", count}, {"first", first.text}});
   }
   ordered_json bytes = nullptr;
   if (frames_ > 0) {
@@ -92,7 +100,7 @@ ordered_json Statistics::summary() const {
           {"connections", connections_},
           {"reconnects", connections_ == 0 ? 0 : connections_ - 1},
           {"faultCount", faults_},
-          {"faults", firstFaults_},
+          {"faults", faults},
           {"sizes", sizes}};
 }
 
@@ -106,11 +114,15 @@ std::vector<std::string> Statistics::summaryLines() const {
     lines.push_back(fmt::format("{:<18}{:.0f} median, {:.0f} min, {:.0f} max", "bytes per frame",
                                 frameBytes_.percentile(0.5), frameBytes_.least(), frameBytes_.greatest()));
   }
-  lines.push_back(latencyLine("sent to received", sentToReceived_));
+  const char* unknown = frames_ > 0 ? "unknown, as is the offset of the clocks: no pong came" : "-";
+  lines.push_back(latencyLine("sent to received", sentToReceived_, unknown));
   lines.push_back(latencyLine("drawn to received", drawnToReceived_));
   lines.push_back(latencyLine("ping round trip", pingRoundTrip_));
   lines.push_back(fmt::format("{:<18}{}", "connections", connections_));
   lines.push_back(fmt::format("{:<18}{}", "faults", faults_));
+  for (const auto& [count, first] : faultCounts_) {
+    lines.push_back(fmt::format("  {:<16}{}, the first: {}", first.kind, count, first.text));
+  }
   return lines;
 }
 

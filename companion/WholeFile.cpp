@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 namespace tandemview {
@@ -17,13 +18,25 @@ std::optional<Error> write(const std::string& path, std::string_view content) {
   return std::nullopt;
 }
 
+std::string temporaryPath(const std::string& path) {
+  return path + ".part";
+}
+
 }  // namespace
 
 std::optional<Error> writeWholeFile(const std::string& path, std::string_view content) {
-  const std::string temporary = path + ".part";
+  const std::string temporary = temporaryPath(path);
   std::optional<Error> error = write(temporary, content);
   if (!error && std::rename(temporary.c_str(), path.c_str()) != 0) error = posixError(errno);
   if (error) std::remove(temporary.c_str());
+  return error;
+}
+
+std::optional<Error> obstacleToWholeFile(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return posixError(EISDIR);
+  std::optional<Error> error = write(temporaryPath(path), "");
+  std::remove(temporaryPath(path).c_str());
   return error;
 }
 

@@ -13,8 +13,13 @@ namespace tandemview {
 /// with. Lives on one queue.
 class WiFiAnnouncement {
  public:
-  /// One line for people: that the service is known, or why it is not.
-  using Report = std::function<void(const std::string& text)>;
+  enum class State {
+    Announced,
+    Taken,   // another phone has this code
+    Failed,  // for now, or for good
+  };
+  /// `text`: one line for people.
+  using Report = std::function<void(State state, const std::string& text)>;
 
   static std::shared_ptr<WiFiAnnouncement> of(const std::string& code, std::uint16_t port,
                                               const std::shared_ptr<Queue>& queue, Report report);

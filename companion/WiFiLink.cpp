@@ -35,31 +35,17 @@ void WiFiLink::announce(std::uint32_t length) {
 }
 
 void WiFiLink::readNext() {
-  read(prefixSize, &WiFiLink::receivedPrefix);
+  read(prefixSize, Position::betweenMessages, [this](const Data& prefix) { receivedPrefix(prefix); });
 }
 
 void WiFiLink::receivedPrefix(const Data& prefix) {
   const std::uint64_t length = bigEndianNumber(prefix.bytes());
   if (length == 0 || length > longestPayload) {
-    fault(fmt::format("a message announces {} bytes", length));
+    fault("link", fmt::format("a message announces {} bytes", length));
     return end("no message is that long");
   }
-  whenNotStalled([this, length] { read(length, &WiFiLink::receivedMessage); });
-}
-
-void WiFiLink::receivedMessage(const Data& message) {
-  receive(typeOf(message), message);
-  if (!isStopped()) readNext();
-}
-
-void WiFiLink::read(std::size_t length, void (WiFiLink::*next)(const Data&)) {
-  stream().read(length, [weak = weak_from_this(), length, next](const std::optional<Error>& error, const Data& bytes) {
-    const auto link = std::static_pointer_cast<WiFiLink>(weak.lock());
-    if (!link || link->isStopped()) return;
-    if (error) return link->end(error->localizedDescription());
-    if (bytes.empty()) return link->end("the host has closed it");
-    if (bytes.size() < length) return link->end("the host has closed it within a message");
-    (link.get()->*next)(bytes);
+  whenNotStalled([this, length] {
+    read(length, Position::withinMessage, [this](const Data& message) { receive(typeOf(message), message); });
   });
 }
 

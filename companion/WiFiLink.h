@@ -1,9 +1,6 @@
 #pragma once
 
-#include <optional>
-
 #include "companion/PhoneLink.h"
-#include "runtime/Error.h"
 
 namespace tandemview {
 
@@ -18,10 +15,7 @@ class WiFiLink final : public PhoneLink {
 
  private:
   void readNext() override;
-  /// Reads so many bytes, then goes on; a link that does not give them ends.
-  void read(std::size_t length, void (WiFiLink::*next)(const Data&));
   void receivedPrefix(const Data& prefix);
-  void receivedMessage(const Data& message);
 };
 
 }  // namespace tandemview

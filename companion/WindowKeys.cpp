@@ -20,6 +20,17 @@ constexpr NamedKey namedKeys[] = {{SDLK_RETURN, "return"}, {SDLK_KP_ENTER, "ente
                                   {SDLK_LEFT, "left"},     {SDLK_RIGHT, "right"},         {SDLK_UP, "up"},
                                   {SDLK_DOWN, "down"},     {SDLK_BACKSPACE, "backspace"}, {SDLK_ESCAPE, "escape"}};
 
+/// The keys that have none, and what does the same on the host. With Control they go to the text's ends.
+struct Chord {
+  int key;
+  const char* name;
+  const char* nameWithControl;
+};
+constexpr Chord chords[] = {{SDLK_HOME, "left", "up"}, {SDLK_END, "right", "down"}};
+
+/// What a clipboard holds beyond this is not typed: the host types for minutes as it is.
+constexpr std::size_t mostPasted = 100'000;
+
 std::string dumped(const nlohmann::json& message) {
   return message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
@@ -43,11 +54,24 @@ nlohmann::json modifierNames(int modifiers) {
 void WindowKeys::handle(const SDL_Event& event) {
   if (event.type == SDL_KEYDOWN) return press(event.key.keysym.sym, event.key.keysym.mod);
   if (event.type != SDL_TEXTINPUT || isShortcut_) return;
-  send_(dumped({{"kind", "key"}, {"action", "text"}, {"text", event.text.text}}));
+  type(event.text.text);
+}
+
+void WindowKeys::type(const std::string& text) {
+  if (!text.empty()) send_(dumped({{"kind", "key"}, {"action", "text"}, {"text", text}}));
 }
 
 void WindowKeys::press(int key, int modifiers) {
   isShortcut_ = (modifiers & shortcutModifiers) != 0;
+  const bool hasControlAndShift = (modifiers & KMOD_CTRL) && (modifiers & KMOD_SHIFT);
+  if (key == SDLK_v && hasControlAndShift && !(modifiers & (KMOD_LALT | KMOD_GUI))) {
+    return type(clipboard_().substr(0, mostPasted));
+  }
+  const auto* const chord = std::ranges::find(chords, key, &Chord::key);
+  if (chord != std::end(chords)) {
+    const char* const arrow = modifiers & KMOD_CTRL ? chord->nameWithControl : chord->name;
+    return send(arrow, modifierNames((modifiers & KMOD_SHIFT) | KMOD_LGUI));
+  }
   const auto* const named = std::ranges::find(namedKeys, key, &NamedKey::key);
   std::string name;
   if (named != std::end(namedKeys)) {
@@ -57,7 +81,11 @@ void WindowKeys::press(int key, int modifiers) {
   } else {
     return;
   }
-  send_(dumped({{"kind", "key"}, {"action", "key"}, {"key", name}, {"modifiers", modifierNames(modifiers)}}));
+  send(name, modifierNames(modifiers));
+}
+
+void WindowKeys::send(const std::string& name, const nlohmann::json& modifiers) {
+  send_(dumped({{"kind", "key"}, {"action", "key"}, {"key", name}, {"modifiers", modifiers}}));
 }
 
 }  // namespace tandemview

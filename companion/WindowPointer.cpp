@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "companion/TouchMessage.h"
 
 namespace tandemview {
 
@@ -15,6 +17,9 @@ constexpr double tapSlop = 4;
 
 /// How far a click of the wheel scrolls.
 constexpr double pixelsPerWheelClick = 50;
+
+/// How much of the picture's height Page Up and Page Down scroll.
+constexpr double pageShare = 0.9;
 
 }  // namespace
 
@@ -29,8 +34,7 @@ void WindowPointer::handle(const SDL_Event& event) {
     case SDL_MOUSEWHEEL:
       return scroll(event.wheel.preciseX, event.wheel.preciseY);
     case SDL_KEYDOWN:
-      if (event.key.keysym.sym == SDLK_F9 && event.key.repeat == 0) changeMode();
-      return;
+      return pressKey(event.key.keysym.sym, event.key.repeat != 0);
     case SDL_WINDOWEVENT:
       if (event.window.event == SDL_WINDOWEVENT_FOCUS_LOST) cancel();
       if (event.window.event == SDL_WINDOWEVENT_LEAVE) leave();
@@ -42,12 +46,20 @@ void WindowPointer::handle(const SDL_Event& event) {
   }
 }
 
+void WindowPointer::pressKey(int key, bool isRepeated) {
+  const double page = static_cast<double>(size_.height) * pageShare / pixelsPerWheelClick;
+  if (key == SDLK_F9 && !isRepeated) changeMode();
+  if (key == SDLK_PAGEUP) scroll(0, page);
+  if (key == SDLK_PAGEDOWN) scroll(0, -page);
+}
+
 void WindowPointer::move(Point to) {
   if (isInside_ && to.x == pointer_.x && to.y == pointer_.y) return;
   if (isTrackpad_ && isInside_) return moveTrackpad(to);
   isInside_ = true;
   pointer_ = to;
-  if (touch_ == Touch::Drag) send("drag", false, inPicture(to), "moved");
+  if (touch_ == Touch::Drag) return send("drag", false, inPicture(to), "moved");
+  if (isInPicture()) moveHostPointer();
 }
 
 void WindowPointer::moveTrackpad(Point to) {
@@ -125,10 +137,7 @@ bool WindowPointer::isInPicture() const {
 }
 
 void WindowPointer::send(const char* type, bool isTrackpad, Point point, const char* phase) const {
-  nlohmann::json message = {
-      {"type", type}, {"x", point.x}, {"y", point.y}, {"mode", isTrackpad ? "trackpad" : "direct"}};
-  if (phase) message["phase"] = phase;
-  send_(message.dump());
+  send_(touchMessage(type, isTrackpad ? TouchMode::Trackpad : TouchMode::Direct, point.x, point.y, phase));
 }
 
 }  // namespace tandemview

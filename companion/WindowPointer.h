@@ -11,10 +11,12 @@ union SDL_Event;
 namespace tandemview {
 
 /// Turns the mouse in the companion's window into a finger on the phone's screen: what the left button holds is a
-/// touch at its place in the picture. In trackpad mode, which F9 turns on and off, the screen is a trackpad: motion
-/// moves the host's pointer, a click is a tap, and motion with the button held drags.
+/// touch at its place in the picture, and without it the host's pointer is where the mouse is. In trackpad mode, which
+/// F9 turns on and off, the screen is a trackpad: motion moves the host's pointer, a click is a tap, and motion with
+/// the button held drags.
 ///
-/// In both modes the wheel scrolls and the right button is a right click. A touch ends when the pointer leaves the
+/// In both modes the wheel scrolls, Page Up and Page Down, which the protocol lacks, do so by a page, and the right
+/// button is a right click; for the middle button the protocol has nothing. A touch ends when the pointer leaves the
 /// window, when the window loses the keyboard and when it closes.
 class WindowPointer {
  public:
@@ -28,8 +30,7 @@ class WindowPointer {
 
   void handle(const SDL_Event& event);
 
-  /// What F9 does now, for the window's title.
-  const char* hint() const { return isTrackpad_ ? "F9: touch" : "F9: trackpad"; }
+  bool isTrackpad() const { return isTrackpad_; }
 
  private:
   struct Point {
@@ -39,6 +40,7 @@ class WindowPointer {
 
   enum class Touch { None, Undecided, Drag };
 
+  void pressKey(int key, bool isRepeated);
   void move(Point to);
   void moveTrackpad(Point to);
   void press(std::uint8_t button);

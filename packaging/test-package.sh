@@ -33,9 +33,9 @@ touch "$root"/var/lib/dpkg/{available,status}
 in_root --install "$scratch"/packages/*.deb >"$scratch/install.log" || { cat "$scratch/install.log"; fail "dpkg failed"; }
 
 share=$root/usr/share
-desktop=$share/applications/org.tandemview.Tandemview.desktop
+desktops=("$share"/applications/org.tandemview.{Tandemview,Companion}.desktop)
 metainfo=$share/metainfo/org.tandemview.Tandemview.metainfo.xml
-desktop-file-validate "$desktop"
+desktop-file-validate "${desktops[@]}"
 appstreamcli validate --no-net "$metainfo"
 
 version=$(dpkg-deb --field "$scratch"/packages/tandemview_*.deb Version)
@@ -53,9 +53,11 @@ done
 expect_equal "the newest release in the metainfo" "$(sed -nE '0,/<release /s/.*<release version="([^"]*)".*/\1/p' "$metainfo")" \
   "$version"
 
-# What the desktop file and the program ask for by name.
-[ -x "$root/usr/bin/$(sed -n 's/^Exec=//p' "$desktop")" ] || fail "the desktop file starts nothing"
-icons=$({ sed -n 's/^Icon=//p' "$desktop"; grep -rhoE '"tandemview[a-z-]*-symbolic"' ../src/platform/linux | tr -d '"'; })
+# What the desktop files and the program ask for by name.
+for desktop in "${desktops[@]}"; do
+  [ -x "$root/usr/bin/$(sed -n 's/^Exec=//p' "$desktop")" ] || fail "$desktop starts nothing"
+done
+icons=$({ sed -sn 's/^Icon=//p' "${desktops[@]}"; grep -rhoE '"tandemview[a-z-]*-symbolic"' ../src/platform/linux | tr -d '"'; })
 for icon in $icons; do
   [ -n "$(find "$share/icons/hicolor" -name "$icon.svg")" ] || fail "there is no icon $icon"
 done

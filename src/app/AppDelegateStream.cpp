@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "app/AppDelegate.h"
+#include "capture/RestWatch.h"
 #include "runtime/Assertion.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
@@ -49,7 +50,13 @@ void AppDelegate::startStreaming() {
   capture_->targetDisplayName = virtualDisplayName;
   capture_->captureWidth = streamWidth_;
   capture_->captureHeight = streamHeight_;
-  capture_->onFrameCaptured = weakly(std::weak_ptr(encoder_), &MJPEGEncoder::encode);
+  const auto restWatch = std::make_shared<RestWatch>(surroundings_.sampleQueue,
+                                                     weakly(std::weak_ptr(encoder_), &MJPEGEncoder::encodeAtRest));
+  capture_->onFrameCaptured =
+      weakly(std::weak_ptr(encoder_), [restWatch](MJPEGEncoder& encoder, const std::shared_ptr<PixelBuffer>& buffer) {
+        encoder.encode(buffer);
+        restWatch->pictureCame();
+      });
   capture_->onError = weakly(this, &AppDelegate::streamEnded);
   capture_->onStartFailed = weakly(this, &AppDelegate::streamEnded);
   capture_->start();

@@ -21,6 +21,10 @@ class ImageEncoder {
   /// Absent if the picture can't be encoded. The result may come from buffers that are reused once the last owner of
   /// the data has let go, and share them with the results before.
   virtual std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer, double quality) = 0;
+
+  /// The last picture has come to rest: its image once more, if it can be had better now than while every moment
+  /// counted. Absent if not. For this an encoder may keep the last picture until the next one; it lets go here.
+  virtual std::optional<Data> restingRepresentation() = 0;
 };
 
 }  // namespace tandemview

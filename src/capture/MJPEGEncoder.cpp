@@ -3,6 +3,7 @@
 #include "protocol/Message.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
+#include "runtime/Trace.h"
 
 namespace tandemview {
 
@@ -13,9 +14,17 @@ MJPEGEncoder::MJPEGEncoder(std::unique_ptr<ImageEncoder> imageEncoder, std::shar
 }
 
 void MJPEGEncoder::encode(const std::shared_ptr<PixelBuffer>& buffer) {
-  const std::optional<Data> image = imageEncoder_->jpegRepresentation(buffer, jpegQuality);
+  handOut(imageEncoder_->jpegRepresentation(buffer, jpegQuality));
+}
+
+void MJPEGEncoder::encodeAtRest() {
+  handOut(imageEncoder_->restingRepresentation());
+}
+
+void MJPEGEncoder::handOut(const std::optional<Data>& image) {
   if (!image) return;
   const Data frame = MacProtocol::timestamp(clock_->now()).joinedWith(*image);
+  Trace::mark(Trace::Step::encoded, Trace::nameOf(frame));
   if (onEncodedData) onEncodedData(frame);
 }
 

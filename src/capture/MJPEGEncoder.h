@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "capture/ImageEncoder.h"
 #include "runtime/Data.h"
@@ -25,7 +26,12 @@ class MJPEGEncoder {
   /// A picture that can't be encoded gives no frame.
   void encode(const std::shared_ptr<PixelBuffer>& buffer);
 
+  /// The last picture rests: gives one more frame if that shows it better. On the thread of encode().
+  void encodeAtRest();
+
  private:
+  void handOut(const std::optional<Data>& image);
+
   const std::unique_ptr<ImageEncoder> imageEncoder_;
   const std::shared_ptr<const MediaClock> clock_;
 };

@@ -86,6 +86,10 @@ void OptionParser::exclude(const std::string& name, const std::string& other) {
   place().get_option(name)->excludes(place().get_option(other));
 }
 
+void OptionParser::footer(const std::string& text) {
+  app_->footer(text);
+}
+
 std::optional<int> OptionParser::parse(int count, char** arguments) {
   try {
     app_->parse(count, arguments);

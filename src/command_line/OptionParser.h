@@ -49,6 +49,9 @@ class OptionParser {
   /// Both at once are an error.
   void exclude(const std::string& name, const std::string& other);
 
+  /// What stands below everything else in the help.
+  void footer(const std::string& text);
+
   /// Fills the values. The status to end with when there is nothing left to do: 0 after --help and --version, 2 after
   /// an error, which is told on standard error.
   std::optional<int> parse(int count, char** arguments);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -95,7 +96,11 @@ Result<Descriptor> listeningUnixSocket(const std::string& path) {
   if (!address) return tl::unexpected(address.error());
   Result<Descriptor> descriptor = newUnixSocket();
   if (!descriptor) return descriptor;
-  if (!connectedUnixSocket(path)) ::unlink(path.c_str());
+  struct stat existing {};
+  if (::lstat(path.c_str(), &existing) == 0) {
+    if (!S_ISSOCK(existing.st_mode)) return tl::unexpected(posixError(EEXIST));
+    if (!connectedUnixSocket(path)) ::unlink(path.c_str());
+  }
   if (::bind(descriptor->get(), generic(*address), sizeof(*address)) != 0 || ::listen(descriptor->get(), 64) != 0) {
     return tl::unexpected(posixError(errno));
   }

@@ -27,7 +27,8 @@ bool makeNonBlocking(int descriptor);
 /// A Unix stream socket connected to `path`, non-blocking; a daemon whose queue is full is an error, not a wait.
 Result<Descriptor> connectedUnixSocket(const std::string& path);
 
-/// A Unix stream socket that listens at `path`, non-blocking; replaces a socket left there by an ended process.
+/// A Unix stream socket that listens at `path`, non-blocking; replaces a socket left there by an ended process. What is
+/// no socket stays: an error.
 Result<Descriptor> listeningUnixSocket(const std::string& path);
 
 }  // namespace tandemview

@@ -8,6 +8,7 @@
 #include "protocol/MessageType.h"
 #include "runtime/FloatingPointText.h"
 #include "runtime/Log.h"
+#include "runtime/Trace.h"
 #include "runtime/Weakly.h"
 #include "usb/PTProtocol.h"
 
@@ -161,8 +162,13 @@ std::optional<std::uint64_t> USBSender::sendFrame(const Data& data) {
     channel = peerChannel_;
   }
   surroundings_.mainQueue->async([weak = weak_from_this(), channel = std::move(channel), data, link] {
+    const double name = Trace::nameOf(data);
+    Trace::mark(Trace::Step::handedOver, name);
     channel->sendFrameOfType(MessageType::videoFrame, 0, data,
-                             weakly(weak, [link](USBSender& sender, const auto&) { sender.frameDone(link); }));
+                             weakly(weak, [link, name](USBSender& sender, const auto&) {
+                               Trace::mark(Trace::Step::written, name);
+                               sender.frameDone(link);
+                             }));
   });
   return link;
 }

@@ -26,10 +26,17 @@ class QualityImageEncoder final : public ImageEncoder {
   bool isAccelerated() const override { return false; }
   std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>&, double quality) override {
     ++count_;
+    isBetterAtRest_ = quality < 0.6;
     return Data::copying(std::to_string(quality).substr(0, 4));
+  }
+  std::optional<Data> restingRepresentation() override {
+    if (!std::exchange(isBetterAtRest_, false)) return std::nullopt;
+    ++count_;
+    return Data::copying("rest");
   }
 
  private:
+  bool isBetterAtRest_ = false;
   int& count_;
 };
 

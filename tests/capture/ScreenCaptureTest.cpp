@@ -127,20 +127,18 @@ TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
 }
 
 TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
-  system->content = tl::unexpected(failure);
-  start();
-  EXPECT_EQ(log.take(), Lines{"❌ Capture failed: it broke"});
-  EXPECT_FALSE(capture->isRunning());
-  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
-  system->makeError = failure;
-  start();
-  EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
-  EXPECT_FALSE(capture->isRunning());
-  system->makeError.reset();
-  system->startError = failure;
-  start();
-  EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
-  EXPECT_FALSE(capture->isRunning());
+  const std::vector<CapturableDisplay> displays = {{7, 700, 1400}};
+  const std::function<void()> failures[] = {[&] { system->content = tl::unexpected(failure); },
+                                            [&] { system->makeError = failure; },
+                                            [&] { system->startError = failure; }};
+  for (const auto& fails : failures) {
+    system->content = displays;
+    system->makeError.reset();
+    fails();
+    start();
+    EXPECT_EQ(log.take().back(), "❌ Capture failed: it broke");
+    EXPECT_FALSE(capture->isRunning());
+  }
   system->content = std::vector<CapturableDisplay>();
   start();
   capture->stop();
@@ -178,6 +176,7 @@ class FixedImageEncoder final : public ImageEncoder {
     if (quality < 0.1) return std::nullopt;
     return Data::copying("\xff\xd8...\xff\xd9");
   }
+  std::optional<Data> restingRepresentation() override { return std::nullopt; }
 };
 
 TEST(MJPEGEncoderTest, PutsTheClockBeforeTheImage) {

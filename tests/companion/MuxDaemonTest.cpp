@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 
 #include "fakes/ManualQueue.h"
 #include "runtime/Socket.h"
@@ -153,6 +155,38 @@ TEST_F(MuxDaemonTest, HandsOverTheRawStreamWhichOutlivesIt) {
   EXPECT_NE(::access((directory.path() + "/mux").c_str(), F_OK), 0);
   connected[0]->write(Data::copying("and back"), nullptr);
   EXPECT_EQ(received(connection), "and back");
+}
+
+TEST_F(MuxDaemonTest, CutsEveryConnectionOfADeviceThatGoes) {
+  daemon->attach(3);
+  daemon->attach(4);
+  const Descriptor clients[] = {client(), client(), client()};
+  const int devices[] = {3, 4, 3};
+  for (int number = 0; number < 3; ++number) {
+    send(clients[number], connectRequest(devices[number], 10505));
+    received(clients[number]);
+  }
+  daemon->detach(3);
+  queue->drain();
+  EXPECT_TRUE(isClosed(clients[0]));
+  EXPECT_FALSE(isClosed(clients[1]));
+  EXPECT_TRUE(isClosed(clients[2]));
+}
+
+TEST_F(MuxDaemonTest, ReplacesAndRemovesNothingButSockets) {
+  const auto listenAt = [&](const std::string& path) { return MuxDaemon::listeningAt(path, queue, nullptr, nullptr); };
+  const std::string file = directory.path() + "/file";
+  std::ofstream(file) << "precious";
+  EXPECT_FALSE(listenAt(file));
+  EXPECT_EQ(std::filesystem::file_size(file), 8U);
+
+  const std::string path = directory.path() + "/mux";
+  std::filesystem::rename(path, path + ".left");
+  auto successor = listenAt(path);
+  daemon = nullptr;
+  EXPECT_TRUE(std::filesystem::exists(path)) << "another's socket";
+  EXPECT_TRUE(std::filesystem::exists(path + ".left"));
+  EXPECT_TRUE(listenAt(path + ".left")) << "left by an ended process";
 }
 
 TEST_F(MuxDaemonTest, SurvivesHostileClients) {

@@ -27,7 +27,11 @@ TEST(ScriptTest, ReadsEveryAction) {
       "4 raw 104 00fFa0\n"
       "4 raw 99\n"
       "4 silent 2\n"
-      "4 announce 1000001");
+      "4 announce 1000001\n"
+      "4 scale 2.5\n"
+      "4 idiom pad\n"
+      "4 fullresolution on\n"
+      "4 frame 10");
   ASSERT_TRUE(script.has_value()) << script.error();
   const struct {
     double time;
@@ -36,6 +40,7 @@ TEST(ScriptTest, ReadsEveryAction) {
     std::optional<std::uint32_t> number = {};
     double seconds = 0;
     FrameSize size = {};
+    double scale = 0;
   } expected[] = {{0, Kind::info},
                   {0.5, Kind::ping},
                   {1, Kind::touch, R"({"type": "tap", "x": 0.5})"},
@@ -52,13 +57,17 @@ TEST(ScriptTest, ReadsEveryAction) {
                   {4, Kind::raw, "", 99},
                   {4, Kind::silent, "", {}, 2},
                   {4, Kind::announce, "", 1000001},
+                  {4, Kind::scale, "", {}, 0, {}, 2.5},
+                  {4, Kind::idiom, "pad"},
+                  {4, Kind::fullResolution, "", 1},
+                  {4, Kind::waitForFrame, "", {}, 10},
                   {5, Kind::quit}};
   ASSERT_EQ(script->size(), std::size(expected));
   for (std::size_t index = 0; index < script->size(); ++index) {
-    const auto& [time, kind, text, number, seconds, size] = expected[index];
+    const auto& [time, kind, text, number, seconds, size, scale] = expected[index];
     const ScriptAction& action = script->at(index);
-    EXPECT_EQ(std::tie(action.time, action.kind, action.text, action.number, action.seconds, action.size),
-              std::tie(time, kind, text, number, seconds, size))
+    EXPECT_EQ(std::tie(action.time, action.kind, action.text, action.number, action.seconds, action.size, action.scale),
+              std::tie(time, kind, text, number, seconds, size, scale))
         << action.line;
   }
   EXPECT_EQ(script->at(12).line, "raw 104 00fFa0");
@@ -81,6 +90,8 @@ TEST(ScriptTest, NamesTheLineOfAnError) {
       {"1 attach 4294967296", "attach takes a device's number or nothing"},
       {"1 refuse", "refuse takes a result's number"},
       {"1 stall inf", "stall takes seconds"},
+      {"1 scale 0", "scale takes a number above 0"},
+      {"1 fullresolution", "fullresolution takes on or off"},
       {"1 raw 104 0", "raw takes a frame type and bytes in hexadecimal"},
       {"1 raw 104 +1", "raw takes a frame type and bytes in hexadecimal"},
       {"1 raw", "raw takes a frame type and bytes in hexadecimal"},

@@ -63,6 +63,11 @@ class EndToEndFixture : public testing::Test {
     std::ofstream(directory.path() + "/script") << text;
     return directory.path() + "/script";
   }
+  /// The first line of an arrangement that describes the output: what it shows, if it is lit.
+  static std::string screen(const std::string& output, const std::string& arrangement) {
+    const std::size_t start = arrangement.find(output + ": ");
+    return arrangement.substr(start, arrangement.find('\n', start) - start);
+  }
   std::string summaryPath() const { return directory.path() + "/summary.json"; }
   nlohmann::json summary() const { return nlohmann::json::parse(std::ifstream(summaryPath())); }
 

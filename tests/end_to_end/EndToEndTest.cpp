@@ -129,19 +129,13 @@ TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableWheneverItIsPulledAndAfterThe
   endProgram();
 }
 
-/// The line of the arrangement that describes the main screen.
-std::string mainScreen(const std::string& arrangement) {
-  const std::size_t start = arrangement.find("DUMMY0");
-  return arrangement.substr(start, arrangement.find('\n', start) - start);
-}
-
 TEST_F(EndToEndTest, ElevenQuickRotationsEndInTheLastOneWithoutARelaunch) {
   std::string rotations;
   for (int turn = 0; turn < 11; ++turn) rotations += std::to_string(7 + 0.06 * turn) + " rotate\n";
   startPhone({"--script", script(rotations + "11 quit\n")});
   startProgram();
   ASSERT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
-  EXPECT_EQ(mainScreen(desktop.arrangement()), mainScreen(untouched));
+  EXPECT_EQ(screen("DUMMY0", desktop.arrangement()), screen("DUMMY0", untouched));
   EXPECT_EQ(phone->wait(), 0) << phone->output();
   const nlohmann::json last = summary()["sizes"].back();
   EXPECT_EQ(last["width"], 1398);

@@ -10,6 +10,7 @@
 
 #include "end_to_end/EndToEndFixture.h"
 #include "platform/linux/x11/server/X11Connection.h"
+#include "runtime/MediaClock.h"
 #include "support/MulticastImpostor.h"
 #include "support/PrivateAvahi.h"
 
@@ -187,8 +188,16 @@ TEST_F(WiFiTest, BothLinksBringEveryFrameUntilOneOfThemStalls) {
   EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
 }
 
-/// The other host: processes in a network of their own, joined to the test's by a virtual cable, as "link0" here and
-/// "link1" there.
+TEST_F(WiFiTest, APhoneSaysThatItsCodeIsTaken) {
+  const auto other = PrivateAvahi::publish("ScrRcv-42", 9);
+  ASSERT_TRUE(other->prints("Established")) << other->output();
+  Program companion({TANDEMVIEW_COMPANION, "--wifi", "42"}, environment);
+  EXPECT_EQ(companion.wait(), 1);
+  EXPECT_NE(companion.output().find("failed: the code 42 is taken"), std::string::npos) << companion.output();
+}
+
+/// The other computer: processes in a network of their own, joined to the test's by a virtual cable, as "link0" here
+/// and "link1" there. It has booted later: its clock is half of ours.
 class TwoHostsTest : public WiFiTest {
  protected:
   void TearDown() override {
@@ -202,13 +211,16 @@ TEST_F(TwoHostsTest, ThePhoneIsFoundAgainAfterACutOfFifteenSeconds) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "half a minute of waiting: left to the release build";
 #endif
-  const Program there({"/usr/bin/unshare", "-n", "sh", "-c", "ip link set lo up; echo ready; exec sleep 300"}, {});
+  const auto shift = std::to_string(-static_cast<int>(SystemMediaClock().now() / 2));
+  const Program there({"/usr/bin/unshare", "-n", "--time", "--monotonic", shift, "sh", "-c",
+                       "ip link set lo up; echo ready; exec sleep 300"},
+                      {});
   ASSERT_TRUE(there.prints("ready")) << there.output();
   const std::string process = std::to_string(there.process());
   if (run("ip link add link0 type veth peer name link1 netns " + process) != 0) {
     GTEST_SKIP() << "needs virtual network cables (veth)";
   }
-  const std::string enter = "nsenter -t " + process + " -n ";
+  const std::string enter = "nsenter -t " + process + " -n --time=/proc/" + process + "/ns/time_for_children ";
   ASSERT_EQ(run("ip addr add 10.9.9.1/24 dev link0 && ip link set link0 up"), 0);
   ASSERT_EQ(run(enter + "sh -c 'ip addr add 10.9.9.2/24 dev link1; ip link set link1 up'"), 0);
   PrivateBus bus;
@@ -239,7 +251,11 @@ TEST_F(TwoHostsTest, ThePhoneIsFoundAgainAfterACutOfFifteenSeconds) {
   EXPECT_TRUE(program->prints("✅ Capture started", 2)) << program->output();
   const std::size_t before = images("/wifi").size();
   EXPECT_TRUE(paintUntil([&] { return images("/wifi").size() >= before + 5; }));
-  EXPECT_EQ(wifiPhone->end(SIGTERM), 0) << wifiPhone->output();
+  EXPECT_EQ(wifiPhone->end(SIGTERM), 1) << "the host was silent during the cut";
+  const nlohmann::json phoneSummary = wifiSummary();
+  EXPECT_EQ(phoneSummary["faultCount"], 1) << wifiPhone->output();
+  EXPECT_EQ(phoneSummary["faults"][0]["kind"], "silence");
+  EXPECT_LT(phoneSummary["sentToReceived"]["p50"], 1000) << "milliseconds, in spite of the clocks";
   EXPECT_EQ(program->end(SIGTERM), 0) << program->output();
 }
 

@@ -78,7 +78,7 @@ TEST_F(WindowTest, WhatTheMouseDoesHappensOnTheDisplayUntilTheCableGoes) {
   const auto drag = [&] {
     mouse(MouseEventType::Moved, 10, 20);
     mouse(MouseEventType::LeftDown, 10, 20);
-    expect({"motion 1290,20", "button 1 press 1290,20"});
+    expect({"motion 1290,20", "motion 1290,20", "button 1 press 1290,20"});
   };
 
   drag();
@@ -95,14 +95,25 @@ TEST_F(WindowTest, WhatTheMouseDoesHappensOnTheDisplayUntilTheCableGoes) {
   mouse(MouseEventType::RightDown, 300, 400, MouseButton::Right);
   mouse(MouseEventType::RightUp, 300, 400, MouseButton::Right);
   hands->postScrollEvent({.vertical = -100});
-  expect({"motion 1580,400", "motion 1580,400", "button 3 press 1580,400", "motion 1580,400 state 400",
-          "button 3 release 1580,400 state 400", "motion 1580,400", "button 5 press 1580,400",
-          "button 5 release 1580,400 state 1000", "motion 1580,400", "button 5 press 1580,400",
-          "button 5 release 1580,400 state 1000"});
+  expect({"motion 1580,400", "motion 1580,400", "motion 1580,400", "button 3 press 1580,400",
+          "motion 1580,400 state 400", "button 3 release 1580,400 state 400", "motion 1580,400",
+          "button 5 press 1580,400", "button 5 release 1580,400 state 1000", "motion 1580,400",
+          "button 5 press 1580,400", "button 5 release 1580,400 state 1000"});
 
   drag();
   phone->end(SIGKILL);
   expect({"motion 1290,20 state 100", "button 1 release 1290,20 state 100"});
+}
+
+TEST_F(WindowTest, TheRunIsSummedUpWhenItsDisplayGoes) {
+  desk.kill();
+  EXPECT_EQ(phone->wait(), 0) << phone->output();
+  EXPECT_GT(summary()["frames"], 0);
+  environment["DISPLAY"] = "";
+  environment["WAYLAND_DISPLAY"] = "";
+  startPhone({"--window"});
+  EXPECT_EQ(phone->wait(), 1);
+  EXPECT_NE(phone->output().find("cannot open a window: there is no display"), std::string::npos) << phone->output();
 }
 
 TEST_F(WindowTest, WhatTheKeyboardTypesReachesATextField) {

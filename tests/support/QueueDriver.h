@@ -37,13 +37,13 @@ class ManualQueueDriver final : public QueueDriver {
   const std::shared_ptr<Queue> queue_ = manual_;
 };
 
-/// Other threads serve it.
-class ThreadedQueueDriver : public QueueDriver {
+/// Other threads serve it, until `end`.
+class ThreadedQueueDriver final : public QueueDriver {
  public:
-  explicit ThreadedQueueDriver(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+  ThreadedQueueDriver(std::shared_ptr<Queue> queue, Work end) : queue_(std::move(queue)), end_(std::move(end)) {}
+  ~ThreadedQueueDriver() override { end_(); }
 
   const std::shared_ptr<Queue>& queue() const override { return queue_; }
-
   void perform(const Work& work) override {
     std::promise<void> isDone;
     queue_->async([&] {
@@ -52,7 +52,6 @@ class ThreadedQueueDriver : public QueueDriver {
     });
     isDone.get_future().wait();
   }
-
   bool waitUntil(const std::function<bool()>& condition) override {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     bool holds = false;
@@ -65,27 +64,19 @@ class ThreadedQueueDriver : public QueueDriver {
 
  private:
   const std::shared_ptr<Queue> queue_;
-};
-
-/// A thread of its own serves it.
-class SerialQueueDriver final : public ThreadedQueueDriver {
- public:
-  SerialQueueDriver() : SerialQueueDriver(SerialQueue::withThread("test")) {}
-  ~SerialQueueDriver() override { serial_->stopAndJoin(); }
-
- private:
-  explicit SerialQueueDriver(const std::shared_ptr<SerialQueue>& serial)
-      : ThreadedQueueDriver(serial), serial_(serial) {}
-
-  const std::shared_ptr<SerialQueue> serial_;
+  const Work end_;
 };
 
 /// The parameter of a test that runs on each of them.
 using MakeQueueDriver = std::shared_ptr<QueueDriver> (*)();
 
-template <typename Driver>
-std::shared_ptr<QueueDriver> makeQueueDriver() {
-  return std::make_shared<Driver>();
+inline std::shared_ptr<QueueDriver> makeManualQueueDriver() {
+  return std::make_shared<ManualQueueDriver>();
+}
+/// A thread of its own serves it.
+inline std::shared_ptr<QueueDriver> makeSerialQueueDriver() {
+  const auto queue = SerialQueue::withThread("test");
+  return std::make_shared<ThreadedQueueDriver>(queue, [queue] { queue->stopAndJoin(); });
 }
 
 #ifdef __APPLE__
@@ -93,15 +84,14 @@ std::shared_ptr<QueueDriver> makeQueueDriver() {
 std::shared_ptr<QueueDriver> makeDispatchQueueDriver();
 
 inline const auto everyQueue =
-    testing::Values(&makeQueueDriver<ManualQueueDriver>, &makeQueueDriver<SerialQueueDriver>, &makeDispatchQueueDriver);
+    testing::Values(&makeManualQueueDriver, &makeSerialQueueDriver, &makeDispatchQueueDriver);
 #else
-inline const auto everyQueue =
-    testing::Values(&makeQueueDriver<ManualQueueDriver>, &makeQueueDriver<SerialQueueDriver>);
+inline const auto everyQueue = testing::Values(&makeManualQueueDriver, &makeSerialQueueDriver);
 #endif
 
 inline std::string nameOfQueue(const testing::TestParamInfo<MakeQueueDriver>& parameter) {
-  if (parameter.param == &makeQueueDriver<ManualQueueDriver>) return "Manual";
-  return parameter.param == &makeQueueDriver<SerialQueueDriver> ? "Serial" : "Dispatch";
+  if (parameter.param == &makeManualQueueDriver) return "Manual";
+  return parameter.param == &makeSerialQueueDriver ? "Serial" : "Dispatch";
 }
 
 }  // namespace tandemview

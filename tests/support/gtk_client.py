@@ -3,7 +3,9 @@ import sys
 
 import gi
 
+gi.require_version("Gdk", "3.0")  # where GTK 4 is installed too
 gi.require_version("Gtk", "3.0")
+gi.require_version("Gdk", "3.0")
 from gi.repository import Gdk, Gtk  # noqa: E402
 
 

@@ -171,6 +171,8 @@ TEST_F(PTUSBHubTest, ADaemonThatRestartsIsListenedToAgain) {
   queue->drain();
   EXPECT_EQ(notifications, std::vector<std::string>{std::string(ptUSBDeviceDidDetachNotification) +
                                                     R"( {"DeviceID":5,"MessageType":"Detached"})"});
+  connect();
+  EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain 111 Connection refused"});
   queue->advance(9);  // four attempts in vain
   daemon.start();
   queue->advance(1.1);

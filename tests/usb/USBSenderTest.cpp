@@ -142,7 +142,7 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   EXPECT_TRUE(log.take().empty());
 }
 
-TEST_F(USBSenderTest, TellsDevicesApart) {
+TEST_F(USBSenderTest, TellsDevicesApartUntilItIsStopped) {
   attach(7);
   attach(8);
   EXPECT_EQ(phone->connectedTo, std::vector<std::int64_t>{7}) << "one link is enough";
@@ -157,6 +157,15 @@ TEST_F(USBSenderTest, TellsDevicesApart) {
   sender->retryConnection();
   queue->drain();
   EXPECT_EQ(phone->connectedTo, (std::vector<std::int64_t>{7, 9})) << "the last one attached is the target";
+
+  sender->stop();
+  queue->drain();
+  EXPECT_FALSE(sender->peerChannel());
+  attach(10);
+  EXPECT_FALSE(sender->sendFrame(Data::copying("x")));
+  queue->advance(10);
+  EXPECT_EQ(phone->connectedTo.size(), 2u);
+  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "disconnected", "connected"}));
 }
 
 /// With a daemon that answers when the test says so.
@@ -304,18 +313,6 @@ TEST_F(USBSenderAttemptsTest, AnswersToPingsDoNotPileUp) {
   EXPECT_LT(readPongs(), 10'000u) << "what the socket takes, and a few more";
   ping(10);
   EXPECT_EQ(readPongs(), 10u) << "once they are read, pings are answered again";
-}
-
-TEST_F(USBSenderTest, StopEndsEverything) {
-  attach(7);
-  sender->stop();
-  queue->drain();
-  EXPECT_FALSE(sender->peerChannel());
-  attach(8);
-  sender->sendFrame(Data::copying("x"));
-  queue->advance(10);
-  EXPECT_EQ(phone->connectedTo.size(), 1u);
-  EXPECT_EQ(calls, std::vector<std::string>{"connected"});
 }
 
 }  // namespace

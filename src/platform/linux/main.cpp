@@ -29,6 +29,7 @@
 #include "runtime/Log.h"
 #include "runtime/SerialQueue.h"
 #include "runtime/StandardDescriptors.h"
+#include "runtime/Trace.h"
 
 using namespace tandemview;
 
@@ -37,6 +38,9 @@ namespace {
 /// How long the copy that this one replaces may take to end. It waits for services that don't answer, one after the
 /// other, a few seconds for each. Then the search for running copies decides, as it does for any start.
 constexpr int longestFarewellSeconds = 60;
+
+/// Names the file for the moments of each picture's way; for the measurements.
+constexpr const char* traceVariable = "TANDEMVIEW_TRACE";
 
 }  // namespace
 
@@ -52,6 +56,9 @@ int main(int argc, char** argv) {
     Log::print("⚠️ The copy that this one replaces (process {}) has not ended in {} seconds",
                succession.predecessor, longestFarewellSeconds);
   }
+
+  const char* const tracePath = std::getenv(traceVariable);
+  if (tracePath && !Trace::start(tracePath)) Log::print("⚠️ No trace can be written to {}", tracePath);
 
   const auto desktop = chooseDesktop(commandLine.desktop);
   const PlatformTexts texts = linuxTexts(desktop->texts());

@@ -14,6 +14,8 @@ class CoreImageEncoder final : public ImageEncoder {
 
   bool isAccelerated() const override { return isAccelerated_; }
   std::optional<Data> jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer, double quality) override;
+  /// Core Image knows no better image than the first.
+  std::optional<Data> restingRepresentation() override { return std::nullopt; }
 
  private:
   bool isAccelerated_ = false;

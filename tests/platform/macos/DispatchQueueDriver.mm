@@ -3,22 +3,14 @@
 
 namespace tandemview {
 
-namespace {
-
-class DispatchQueueDriver final : public ThreadedQueueDriver {
- public:
-  DispatchQueueDriver() : ThreadedQueueDriver(DispatchQueue::serial("test")) {}
-
-  // Nothing of the test is to run after it.
-  ~DispatchQueueDriver() override {
-    perform([] {});
-  }
-};
-
-}  // namespace
-
 std::shared_ptr<QueueDriver> makeDispatchQueueDriver() {
-  return makeQueueDriver<DispatchQueueDriver>();
+  const auto queue = DispatchQueue::serial("test");
+  const auto end = [queue] {  // nothing of the test is to run after it
+    std::promise<void> isDone;
+    queue->async([&] { isDone.set_value(); });
+    isDone.get_future().wait();
+  };
+  return std::make_shared<ThreadedQueueDriver>(queue, end);
 }
 
 }  // namespace tandemview

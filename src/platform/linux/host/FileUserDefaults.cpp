@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "platform/linux/session/ConfigurationDirectory.h"
 #include "runtime/AtomicFile.h"
@@ -50,9 +51,12 @@ std::string FileUserDefaults::defaultPath() {
   return configurationDirectory() + "/tandemview/settings.json";
 }
 
-FileUserDefaults::FileUserDefaults(std::string path) : path_(std::move(path)) {
+FileUserDefaults::FileUserDefaults(std::string path)
+    : path_(std::move(path)), values_(std::make_unique<json>(json::object())) {
   load();
 }
+
+FileUserDefaults::~FileUserDefaults() = default;
 
 void FileUserDefaults::load() {
   const auto text = contentsOfRegularFile(path_);
@@ -63,7 +67,7 @@ void FileUserDefaults::load() {
   const auto isKept = [](int depth, json::parse_event_t, const json&) { return depth <= deepestValue; };
   json values = json::parse(*text, isKept, /*allow_exceptions=*/false);
   if (values.is_object()) {
-    values_ = std::move(values);
+    *values_ = std::move(values);
     return;
   }
   std::error_code error;
@@ -83,7 +87,7 @@ void FileUserDefaults::keepInMemory(const std::string& cause) {
 
 std::optional<std::string> FileUserDefaults::string(const std::string& key) const {
   const std::lock_guard lock(mutex_);
-  return valueOf<std::string>(values_, key, &json::is_string);
+  return valueOf<std::string>(*values_, key, &json::is_string);
 }
 
 void FileUserDefaults::setString(const std::string& key, const std::string& value) {
@@ -92,7 +96,7 @@ void FileUserDefaults::setString(const std::string& key, const std::string& valu
 
 std::optional<bool> FileUserDefaults::boolean(const std::string& key) const {
   const std::lock_guard lock(mutex_);
-  return valueOf<bool>(values_, key, &json::is_boolean);
+  return valueOf<bool>(*values_, key, &json::is_boolean);
 }
 
 void FileUserDefaults::setBoolean(const std::string& key, bool value) {
@@ -101,8 +105,8 @@ void FileUserDefaults::setBoolean(const std::string& key, bool value) {
 
 std::optional<double> FileUserDefaults::date(const std::string& key) const {
   const std::lock_guard lock(mutex_);
-  const auto found = values_.find(key);
-  if (found == values_.end() || !found->is_object()) return std::nullopt;
+  const auto found = values_->find(key);
+  if (found == values_->end() || !found->is_object()) return std::nullopt;
   return valueOf<double>(*found, dateMember, &json::is_number);
 }
 
@@ -112,10 +116,10 @@ void FileUserDefaults::setDate(const std::string& key, double secondsSince1970) 
 
 void FileUserDefaults::set(const std::string& key, json value) {
   const std::lock_guard lock(mutex_);
-  values_[key] = std::move(value);
+  (*values_)[key] = std::move(value);
   if (!isSaved_) return;
   const std::filesystem::path file = endOfLinks(path_);
-  const std::string text = values_.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+  const std::string text = values_->dump(2, ' ', false, json::error_handler_t::replace) + "\n";
   if (const auto saved = save(file, text); !saved) {
     Log::print("⚠️ The settings can't be saved in {}: {}", path_, saved.error().localizedDescription());
   }

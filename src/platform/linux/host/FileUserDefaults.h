@@ -1,7 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "runtime/UserDefaults.h"
@@ -17,6 +18,7 @@ class FileUserDefaults final : public UserDefaults {
   /// Reads the file. One that can't be understood is set aside with a line, and the settings start empty. So they do,
   /// with a line, when something is there that can't be read: then nothing is ever written.
   explicit FileUserDefaults(std::string path);
+  ~FileUserDefaults() override;
 
   std::optional<std::string> string(const std::string& key) const override;
   void setString(const std::string& key, const std::string& value) override;
@@ -33,7 +35,7 @@ class FileUserDefaults final : public UserDefaults {
   const std::string path_;
   bool isSaved_ = true;
   mutable std::mutex mutex_;
-  nlohmann::json values_ = nlohmann::json::object();
+  const std::unique_ptr<nlohmann::json> values_;  // an object
 };
 
 }  // namespace tandemview

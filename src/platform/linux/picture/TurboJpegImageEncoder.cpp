@@ -6,6 +6,7 @@
 #include <cmath>
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include "platform/linux/picture/JpegMarkers.h"
 #include "runtime/BigEndian.h"
@@ -18,6 +19,11 @@ namespace {
 /// quality alike, but keeping costs about twice the time and a quarter to a third more bytes on a screen full of text:
 /// worth it where sharpness is asked for, and only there.
 constexpr int leastQualityWithFullColor = 60;
+
+/// What has come to rest in full colour stays so until, without another rest, as many bands have changed as are this
+/// part of the picture. So a cursor that blinks or a text that is typed costs its own bands and no change of form, and
+/// none of these pictures costs more than encoding all of it without the colour.
+constexpr std::size_t mostChangeInFullColor = 2;
 
 /// Rows of a band: whole blocks of either subsampling. Lower ones follow a small change more closely and cost more on
 /// a full one, as each begins without knowing its neighbours' colour (3 % at this height).
@@ -67,6 +73,7 @@ TurboJpegImageEncoder::TurboJpegImageEncoder() : team_(std::max(1U, std::thread:
 
 std::optional<Data> TurboJpegImageEncoder::jpegRepresentation(const std::shared_ptr<PixelBuffer>& buffer,
                                                               double quality) {
+  unrested_ = nullptr;
   const bool isPossible = std::isfinite(quality) && buffer->width() > 0 && buffer->width() <= longestSide &&
                           buffer->height() > 0 && buffer->height() <= longestSide;
   if (!isPossible) {
@@ -74,16 +81,38 @@ std::optional<Data> TurboJpegImageEncoder::jpegRepresentation(const std::shared_
     return std::nullopt;
   }
   const int percent = static_cast<int>(std::lround(std::clamp(quality, 0.01, 1.0) * 100));
-  const BandForm form = {.width = static_cast<std::int32_t>(buffer->width()),
-                         .height = static_cast<std::int32_t>(buffer->height()),
-                         .quality = percent,
-                         .hasFullColor = percent >= leastQualityWithFullColor};
-  if (form == form_) {
+  BandForm form = {.width = static_cast<std::int32_t>(buffer->width()),
+                   .height = static_cast<std::int32_t>(buffer->height()),
+                   .quality = percent,
+                   .hasFullColor = form_.hasFullColor};
+  const bool isKnown = form == form_;
+  if (isKnown) {
     dropDamaged(*buffer);
-  } else if (!startAnew(*buffer, form)) {
-    return std::nullopt;
+    findMissing();
+    changedSinceRest_ += missing_.size();
   }
-  if (!encodeMissing(*buffer)) {
+  const bool staysRested = isKnown && form.hasFullColor && changedSinceRest_ <= bands_.size() / mostChangeInFullColor;
+  form.hasFullColor = percent >= leastQualityWithFullColor || staysRested;
+  auto image = encode(*buffer, form);
+  if (image && !form.hasFullColor) unrested_ = buffer;
+  return image;
+}
+
+std::optional<Data> TurboJpegImageEncoder::restingRepresentation() {
+  changedSinceRest_ = 0;
+  const auto picture = std::exchange(unrested_, nullptr);
+  if (!picture) return std::nullopt;
+  BandForm form = form_;
+  form.hasFullColor = true;
+  return encode(*picture, form);
+}
+
+std::optional<Data> TurboJpegImageEncoder::encode(const PixelBuffer& picture, const BandForm& form) {
+  if (form != form_) {
+    if (!startAnew(picture, form)) return std::nullopt;
+    findMissing();
+  }
+  if (!encodeMissing(picture)) {
     forget();
     return std::nullopt;
   }
@@ -124,11 +153,14 @@ void TurboJpegImageEncoder::dropDamaged(const PixelBuffer& picture) {
   }
 }
 
-bool TurboJpegImageEncoder::encodeMissing(const PixelBuffer& picture) {
+void TurboJpegImageEncoder::findMissing() {
   missing_.clear();
   for (std::size_t index = 0; index < bands_.size(); ++index) {
     if (!bands_[index].bytes.owner) missing_.push_back(index);
   }
+}
+
+bool TurboJpegImageEncoder::encodeMissing(const PixelBuffer& picture) {
   const std::size_t pixels = missing_.size() * static_cast<std::size_t>(bandHeight * form_.width);
   const std::size_t workers = std::min(team_.most(), 1 + pixels / pixelsPerWorker);
   while (compressors_.size() < workers) compressors_.emplace_back();

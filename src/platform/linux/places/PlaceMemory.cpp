@@ -28,8 +28,8 @@ void PlaceMemory::look(const Arrangement& arrangement) {
     Seen now = see(arrangement, screen);
     const auto own = std::ranges::find(arrangement, screen, &PlacedScreen::id);
     if (settings_ && now.place && now.place != seen.place && now.screens == seen.screens) {
-      settings_->setString(
-          key(static_cast<std::uint32_t>(own->width), static_cast<std::uint32_t>(own->height)), now.place->text());
+      settings_->setString(key(static_cast<std::uint32_t>(own->width), static_cast<std::uint32_t>(own->height)),
+                           now.place->text());
     }
     seen = std::move(now);
   }

@@ -35,4 +35,7 @@ inline constexpr std::int32_t groupIsEstablished = 2;
 inline constexpr std::int32_t groupCollides = 3;
 inline constexpr std::int32_t groupHasFailed = 4;
 
+/// The error of an entry whose name another group of the same daemon has.
+inline constexpr const char* collisionError = "org.freedesktop.Avahi.CollisionError";
+
 }  // namespace tandemview::AvahiNames

@@ -4,22 +4,20 @@
 
 #include "platform/linux/host/DesktopSettings.h"
 #include "platform/linux/x11/server/ScreenAccess.h"
-#include "platform/linux/x11/server/X11Connection.h"
 #include "runtime/Log.h"
 
 namespace tandemview {
 
-X11Permissions::X11Permissions(std::shared_ptr<ApplicationSystem> application, std::string displayName)
-    : application_(std::move(application)), displayName_(std::move(displayName)) {}
+X11Permissions::X11Permissions(std::shared_ptr<ApplicationSystem> application, const std::string& displayName)
+    : application_(std::move(application)), connection_(X11Connection::openDespiteGrabs(displayName)) {}
 
 bool X11Permissions::isGranted(Permission permission) {
-  const auto connection = X11Connection::open(displayName_);
-  if (!connection) return false;
+  if (!connection_ || connection_->isBroken()) return false;
   switch (permission) {
     case Permission::ScreenRecording:
-      return screenAccess(*connection) == ScreenAccess::Granted;
+      return screenAccess(*connection_) == ScreenAccess::Granted;
     case Permission::Accessibility:
-      return connection->offers(xcb_test_id);
+      return connection_->offers(xcb_test_id);
   }
   return false;
 }

@@ -5,6 +5,7 @@
 
 #include "app/ApplicationSystem.h"
 #include "app/PermissionSystem.h"
+#include "platform/linux/x11/server/X11Connection.h"
 
 namespace tandemview {
 
@@ -13,7 +14,7 @@ namespace tandemview {
 class X11Permissions final : public PermissionSystem {
  public:
   /// `displayName` such as ":77"; empty stands for $DISPLAY.
-  explicit X11Permissions(std::shared_ptr<ApplicationSystem> application, std::string displayName = {});
+  explicit X11Permissions(std::shared_ptr<ApplicationSystem> application, const std::string& displayName = {});
 
   bool isGranted(Permission permission) override;
 
@@ -22,7 +23,7 @@ class X11Permissions final : public PermissionSystem {
 
  private:
   const std::shared_ptr<ApplicationSystem> application_;
-  const std::string displayName_;
+  const std::shared_ptr<X11Connection> connection_;  // null without a server
 };
 
 }  // namespace tandemview

@@ -67,6 +67,7 @@ class GnomeSessionTest : public testing::Test {
   void capture() {
     const std::lock_guard lock(mutex_);
     picture_ = nullptr;
+    error_.reset();
     const ScreenRectangle size = ours();
     const auto stream = captures_->makeStream({.displayID = *display_->displayID(),
                                                .width = static_cast<std::int64_t>(size.width),
@@ -198,7 +199,6 @@ TEST_F(GnomeSessionTest, WhatEndsTheDisplayIsToldAndItMayComeBack) {
   for (const bool endsCompositor : {false, true}) {
     ASSERT_TRUE(show(644, 1398));
     capture();
-    error_.reset();
     if (endsCompositor) {
       gnome_->restartCompositor();
     } else {

@@ -3,18 +3,10 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-
-#include <array>
-#include <filesystem>
-#include <fstream>
 
 #include "end_to_end/Program.h"
 #include "platform/linux/host/Succession.h"
-#include "runtime/FileContents.h"
-#include "support/TemporaryDirectory.h"
 
 namespace tandemview {
 namespace {
@@ -28,6 +20,8 @@ TEST(LinuxApplicationTest, RunsToolsAndTellsHowTheyEnded) {
   EXPECT_EQ(application.run("/bin/sh", {"-c", "kill -9 $$"})->exitStatus, 128 + 9);
   EXPECT_FALSE(application.run("/nowhere/tool", {}));
   EXPECT_FALSE(application.start("/nowhere/tool", {}));
+  LinuxApplication removed({.executablePath = "/nowhere/tandemview"});
+  EXPECT_FALSE(removed.start("/bin/sh", {"-c", "true"})) << "nothing would start it anew";
 }
 
 TEST(LinuxApplicationTest, TheRelaunchCommandSurvivesTheShell) {
@@ -42,34 +36,6 @@ TEST(LinuxApplicationTest, TheRelaunchCommandSurvivesTheShell) {
   const auto outcome = shell.run("/bin/bash", {"-c", command});
   ASSERT_TRUE(outcome);
   EXPECT_EQ(outcome->output, arguments[0] + "\n" + arguments[1] + "\n");
-}
-
-TEST(LinuxApplicationTest, WhatStartsItAnewIsLeftWhatTheNextCopyNeeds) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
-  const Descriptor lock(ends[0]);
-  Descriptor held(ends[1]);
-  const TemporaryDirectory directory;
-  LinuxApplication application({.executablePath = executablePath(),
-                                .copyLidLock = [&] { return Descriptor(::fcntl(held.get(), F_DUPFD_CLOEXEC, 0)); }});
-  // The next copy, through a shell as in the script. It reads what it was left, and keeps it until it is told to end.
-  const std::string told = directory.path() + "/told";
-  ASSERT_EQ(::mkfifo((directory.path() + "/end").c_str(), 0600), 0);
-  const auto child = application.start(
-      "/bin/bash",
-      {"-c", "cd " + directory.path() + "; echo $TANDEMVIEW_SUCCESSION >new; mv new told; read line <end"});
-  ASSERT_TRUE(child);
-  ASSERT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(told); }));
-  EXPECT_TRUE(contentsOfRegularFile(told)->starts_with(std::to_string(::getpid()) + ":"));
-  held = Descriptor();
-  pollfd ended = {.fd = lock.get(), .events = POLLIN, .revents = 0};
-  EXPECT_EQ(::poll(&ended, 1, 0), 0) << "the lock was let go";
-  std::ofstream(directory.path() + "/end") << "\n";
-  EXPECT_EQ(::poll(&ended, 1, 10'000), 1);
-  ::waitpid(*child, nullptr, 0);
-
-  LinuxApplication removed({.executablePath = directory.path() + "/removed"});
-  EXPECT_FALSE(removed.start("/bin/bash", {"-c", "true"})) << "nothing would start";
 }
 
 TEST(SuccessionTest, TellsWhenThePredecessorHasEnded) {

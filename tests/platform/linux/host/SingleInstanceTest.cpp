@@ -5,15 +5,12 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <future>
 
 #include "fakes/LogRecorder.h"
-#include "fakes/ManualQueue.h"
-#include "runtime/SerialQueue.h"
 #include "support/PrivateBus.h"
+#include "support/QueueDriver.h"
 #include "support/SilentBus.h"
 
 namespace tandemview {
@@ -27,47 +24,31 @@ struct Places {
   std::string runtimeDirectory;
 };
 
-void setVariable(const char* name, const std::string& value) {
-  value.empty() ? ::unsetenv(name) : ::setenv(name, value.c_str(), 1);
-}
-
 /// A copy of the program that was there first. It answers on a thread of its own, as another process does.
-class FirstCopy {
- public:
+struct FirstCopy {
   FirstCopy() {
-    onQueue([this] {
-      instance_ = std::make_unique<SingleInstance>(queue_, 0, [this] { ++activations_; });
-      copies_ = instance_->runningCopies();
+    driver->perform([this] {
+      instance = std::make_unique<SingleInstance>(driver->queue(), 0, [this] { ++activations; });
+      copies = instance->runningCopies();
     });
   }
   ~FirstCopy() {
-    onQueue([this] { instance_.reset(); });
+    driver->perform([this] { instance.reset(); });
   }
 
-  Processes copies() const { return copies_; }
-  int activations() const { return activations_; }
-
- private:
-  void onQueue(const Work& work) {
-    std::promise<void> done;
-    queue_->async([&] {
-      work();
-      done.set_value();
-    });
-    done.get_future().wait();
-  }
-
-  std::atomic<int> activations_ = 0;
-  Processes copies_;
-  std::unique_ptr<SingleInstance> instance_;
-  const std::shared_ptr<SerialQueue> queue_ = SerialQueue::withThread("first copy");
+  const std::shared_ptr<QueueDriver> driver = makeSerialQueueDriver();
+  std::unique_ptr<SingleInstance> instance;
+  std::atomic<int> activations = 0;
+  Processes copies;
 };
 
 class SingleInstanceTest : public testing::Test {
  protected:
   static void enter(const Places& places) {
-    setVariable("DBUS_SESSION_BUS_ADDRESS", places.sessionBusAddress);
-    setVariable("XDG_RUNTIME_DIR", places.runtimeDirectory);
+    for (const auto& [name, value] : {std::pair("DBUS_SESSION_BUS_ADDRESS", places.sessionBusAddress),
+                                      {"XDG_RUNTIME_DIR", places.runtimeDirectory}}) {
+      value.empty() ? ::unsetenv(name) : ::setenv(name, value.c_str(), 1);
+    }
   }
   std::unique_ptr<SingleInstance> start(const Places& places) {
     enter(places);
@@ -108,13 +89,13 @@ TEST_F(SingleInstanceTest, LaterStartsActivateTheFirstThoughTheyMissTheBusOrTheL
        {std::pair(both, onBus()), {both, inDirectory()}, {onBus(), both}, {inDirectory(), both}}) {
     enter(firstPlaces);
     const FirstCopy first;
-    ASSERT_EQ(first.copies(), Processes({self_}));
+    ASSERT_EQ(first.copies, Processes({self_}));
     for (int count = 1; count <= 2; ++count) {
       const auto later = start(laterPlaces);
       EXPECT_EQ(later->runningCopies(), Processes({self_, self_}));
       EXPECT_TRUE(later->activate(self_));
       const bool meetOnBus = !firstPlaces.sessionBusAddress.empty() && !laterPlaces.sessionBusAddress.empty();
-      EXPECT_EQ(first.activations(), meetOnBus ? count : 0);
+      EXPECT_EQ(first.activations, meetOnBus ? count : 0);
       EXPECT_EQ(log_.take().size(), 1U);
     }
   }

@@ -99,12 +99,17 @@ Pixels decodedByOthers(const Data& jpeg, int width, int height) {
   return pixels;
 }
 
+int subsamplingFor(int quality) {
+  return quality < 60 ? TJSAMP_420 : TJSAMP_444;
+}
+
 /// Whether the encoder's next image is the one of exactly this picture.
-testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPicture& picture, int quality) {
+testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPicture& picture, int quality,
+                               int subsampling) {
   const int width = static_cast<int>(picture.width());
   const int height = static_cast<int>(picture.height());
   if (!jpeg) return testing::AssertionFailure() << "no image";
-  const Data expected = inOnePiece(picture, quality, quality < 60 ? TJSAMP_420 : TJSAMP_444);
+  const Data expected = inOnePiece(picture, quality, subsampling);
   const Pixels pixels = decoded(*jpeg, width, height);
   if (pixels.empty()) return testing::AssertionFailure() << "the library can't read it";
   if (pixels != decoded(expected, width, height)) return testing::AssertionFailure() << "other pixels";
@@ -112,6 +117,9 @@ testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPictur
     return testing::AssertionFailure() << "other pixels to another decoder";
   }
   return testing::AssertionSuccess();
+}
+testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPicture& picture, int quality) {
+  return shows(jpeg, picture, quality, subsamplingFor(quality));
 }
 
 TEST(TurboJpegImageEncoder, MakesTheLibrarysImagesOutOfBands) {
@@ -212,6 +220,39 @@ TEST(TurboJpegImageEncoder, BeginsAnewWithAnotherQualityOrSize) {
     each->fill(0, static_cast<int>(each->height()), static_cast<unsigned int>(percent));
     EXPECT_TRUE(shows(encoder.jpegRepresentation(each, percent / 100.0), *each, percent)) << percent;
   }
+}
+
+/// A rest brings all colour once, and little changes keep it; what moves more than half the picture lets go of it.
+TEST(TurboJpegImageEncoder, KeepsAllColorWhileItRests) {
+  constexpr int bands = 10;
+  TurboJpegImageEncoder encoder;
+  const auto picture = std::make_shared<TestPicture>(320, 32 * bands);
+  unsigned int phase = 0;
+  const auto change = [&](int changed) {
+    picture->fill(0, 32 * changed, ++phase);
+    picture->damage_ = {{0, 0, 320, 32 * changed}};
+    return encoder.jpegRepresentation(picture, 0.55);
+  };
+  EXPECT_FALSE(encoder.restingRepresentation()) << "of what?";
+  EXPECT_TRUE(shows(change(bands), *picture, 55, TJSAMP_420));
+  EXPECT_EQ(picture.use_count(), 2) << "kept for its rest";
+  EXPECT_TRUE(shows(encoder.restingRepresentation(), *picture, 55, TJSAMP_444));
+  EXPECT_EQ(picture.use_count(), 1);
+  for (int blink = 0; blink < 20; ++blink) {
+    EXPECT_TRUE(shows(change(1), *picture, 55, TJSAMP_444)) << blink;
+    EXPECT_FALSE(encoder.restingRepresentation()) << "it has all its colour";
+  }
+  for (int moved = 1; moved < bands; ++moved) {
+    EXPECT_TRUE(shows(change(1), *picture, 55, moved <= bands / 2 ? TJSAMP_444 : TJSAMP_420)) << moved;
+  }
+  EXPECT_TRUE(shows(encoder.restingRepresentation(), *picture, 55, TJSAMP_444));
+  EXPECT_TRUE(shows(change(bands), *picture, 55, TJSAMP_420));
+  const auto sharper = std::make_shared<TestPicture>(320, 32 * bands, ++phase);
+  EXPECT_TRUE(shows(encoder.jpegRepresentation(sharper, 0.6), *sharper, 60));
+  EXPECT_FALSE(encoder.restingRepresentation()) << "it had all its colour";
+  EXPECT_EQ(picture.use_count(), 1);
+  EXPECT_FALSE(encoder.jpegRepresentation(picture, std::nan("")));
+  EXPECT_FALSE(encoder.restingRepresentation()) << "of a failure";
 }
 
 TEST(TurboJpegImageEncoder, UsesABufferAgainOnlyWhenNobodyHoldsIt) {

@@ -256,10 +256,17 @@ TEST_F(StatusNotifierItemTest, NonsenseFromTheBusIsRefused) {
 TEST_F(StatusNotifierItemTest, WithoutATrayANotificationTakesItsPlace) {
   bus_.start();
   NotificationStandIn notifications(connect(), {"actions"});
-  const auto notifies = [&](const std::string& text) {
-    if (!becomes([&] { return notifications.shown().starts_with(text); })) return false;
+  const auto settles = [&](const std::function<bool()>& condition) {
+    if (!becomes(condition)) return false;
     answered([&] { notifications.settle(); });
     return true;
+  };
+  const auto notifies = [&](const std::string& text) {
+    return settles([&] { return notifications.shown().starts_with(text); });
+  };
+  const auto isShownAgain = [&](std::uint32_t count) {
+    system_->showAgain();
+    return settles([&] { return notifications.count() == count; });
   };
   const std::string standing = "Tandemview is running|the tip\n\nThis desktop shows no menu for it.";
   const std::string missing =
@@ -285,15 +292,11 @@ TEST_F(StatusNotifierItemTest, WithoutATrayANotificationTakesItsPlace) {
   ASSERT_TRUE(notifies(standing));
   notifications.close(3);
   answered([&] { notifications.settle(); });
-  system_->showAgain();
-  ASSERT_TRUE(becomes([&] { return notifications.count() == 4; }));
-  answered([&] { notifications.settle(); });
+  ASSERT_TRUE(isShownAgain(4));
   notifications.choose(4, "1");
   EXPECT_TRUE(eventsBecome({"chose low_1", "chose Quit"}));
 
-  system_->showAgain();
-  ASSERT_TRUE(becomes([&] { return notifications.count() == 5; }));
-  answered([&] { notifications.settle(); });
+  ASSERT_TRUE(isShownAgain(5));
   tray_->setHost(true);
   EXPECT_TRUE(becomes([&] { return notifications.withdrawn() == std::vector{5U}; }));
   system_->showAgain();

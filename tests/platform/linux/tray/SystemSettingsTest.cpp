@@ -4,6 +4,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "end_to_end/Program.h"
 #include "fakes/LogRecorder.h"
@@ -103,6 +104,14 @@ TEST(X11PermissionsTest, TellsWhatTheServerAllows) {
   X11Permissions nowhere(nullptr, ":9999");
   EXPECT_FALSE(nowhere.isGranted(Permission::ScreenRecording));
   EXPECT_FALSE(nowhere.isGranted(Permission::Accessibility));
+
+  auto other = X11Connection::open(server.displayName());
+  xcb_grab_server(other->get());
+  ASSERT_NE(other->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  auto answer = std::async([&] { return permissions.isGranted(Permission::ScreenRecording); });
+  EXPECT_EQ(answer.wait_for(std::chrono::seconds(10)), std::future_status::ready) << "somebody grabs the server";
+  other = nullptr;
+  EXPECT_TRUE(answer.get());
 }
 
 TEST(X11PermissionsTest, OpensTheSettingsOfTheDesktop) {

@@ -19,48 +19,56 @@
 namespace tandemview {
 namespace {
 
-/// A socket on a free port of 127.0.0.1 or ::1.
+/// An address, by an interface.
+SocketAddress placeAt(const std::string& address, const char* interface, std::uint16_t port) {
+  const int index = static_cast<int>(::if_nametoindex(interface));
+  sockaddr_in6 ipv6{};
+  ipv6.sin6_family = AF_INET6;
+  ipv6.sin6_port = htons(port);
+  if (::inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr) == 1) return {.address = ipv6, .interface = index};
+  sockaddr_in ipv4{};
+  ipv4.sin_family = AF_INET;
+  ipv4.sin_port = htons(port);
+  ::inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
+  return {.address = ipv4, .interface = index};
+}
+
+template <typename Call>
+int with(Call call, const Descriptor& socket, const SocketAddress& place) {
+  return std::visit(
+      [&](const auto& ip) { return call(socket.get(), reinterpret_cast<const sockaddr*>(&ip), sizeof(ip)); },
+      place.address);
+}
+
+/// A socket on a free port of this host.
 struct Peer {
   enum class Manner { Accepts, Refuses, IsSilent };
 
-  Peer(int family, Manner manner) : socket(::socket(family, SOCK_STREAM, 0)) {
-    address.interface = static_cast<int>(::if_nametoindex("lo"));
-    if (family == AF_INET6) {
-      address.address = sockaddr_in6{.sin6_family = AF_INET6,
-                                     .sin6_port = 0,
-                                     .sin6_flowinfo = 0,
-                                     .sin6_addr = in6addr_loopback,
-                                     .sin6_scope_id = 0};
-    } else {
-      address.address =
-          sockaddr_in{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+  Peer(const char* host, Manner manner)
+      : address(placeAt(host, "lo", 0)), socket(newSocket(address.family(), SOCK_STREAM)) {
+    with(::bind, socket, address);
+    std::visit([this](auto& ip) { readName(::getsockname, socket, ip); }, address.address);
+    if (manner != Manner::Refuses) ::listen(socket.get(), 0);
+    if (manner != Manner::IsSilent) return;
+    for (Descriptor& other : fill) {  // nobody accepts these, and the system drops what comes after
+      other = newSocket(address.family(), SOCK_STREAM);
+      makeNonBlocking(other.get());
+      with(::connect, other, address);
     }
-    std::visit(
-        [&](auto& ip) {
-          auto* generic = reinterpret_cast<sockaddr*>(&ip);
-          socklen_t length = sizeof(ip);
-          ::bind(socket.get(), generic, length);
-          ::getsockname(socket.get(), generic, &length);
-          if (manner != Manner::Refuses) ::listen(socket.get(), 0);
-          if (manner != Manner::IsSilent) return;
-          for (Descriptor& other : fill) {  // nobody accepts these, and the system drops what comes after
-            other = Descriptor(::socket(family, SOCK_STREAM, 0));
-            makeNonBlocking(other.get());
-            ::connect(other.get(), generic, length);
-          }
-        },
-        address.address);
   }
-
   bool isConnectedTo(const Descriptor& client) const {
     sockaddr_in6 name{};
-    socklen_t length = sizeof(name);
-    ::getpeername(client.get(), reinterpret_cast<sockaddr*>(&name), &length);
+    readName(::getpeername, client, name);
     return std::visit([&](const auto& ip) { return std::memcmp(&ip, &name, sizeof(ip)) == 0; }, address.address);
   }
+  template <typename Call, typename Name>
+  static void readName(Call call, const Descriptor& socket, Name& name) {
+    socklen_t length = sizeof(name);
+    call(socket.get(), reinterpret_cast<sockaddr*>(&name), &length);
+  }
 
-  Descriptor socket;
   SocketAddress address;
+  Descriptor socket;
   Descriptor fill[4];
 };
 
@@ -81,8 +89,8 @@ class ConnectionRaceTest : public testing::Test {
 using Manner = Peer::Manner;
 
 TEST_F(ConnectionRaceTest, PrefersIPv6ThatComesALittleLater) {
-  const Peer ipv4(AF_INET, Manner::Accepts);
-  const Peer ipv6(AF_INET6, Manner::Accepts);
+  const Peer ipv4("127.0.0.1", Manner::Accepts);
+  const Peer ipv6("::1", Manner::Accepts);
   race->add(ipv4.address);
   queue->advance(0.04);
   race->add(ipv6.address);
@@ -92,9 +100,9 @@ TEST_F(ConnectionRaceTest, PrefersIPv6ThatComesALittleLater) {
 }
 
 TEST_F(ConnectionRaceTest, GoesOnAtOnceAfterARefusalAndSoonAfterSilence) {
-  const Peer silent(AF_INET6, Manner::IsSilent);
-  const Peer refusing(AF_INET, Manner::Refuses);
-  const Peer accepting(AF_INET6, Manner::Accepts);
+  const Peer silent("::1", Manner::IsSilent);
+  const Peer refusing("127.0.0.1", Manner::Refuses);
+  const Peer accepting("::1", Manner::Accepts);
   for (const Peer* peer : {&silent, &accepting, &refusing}) race->add(peer->address);
   queue->advance(0.2);
   EXPECT_FALSE(result.has_value());
@@ -110,7 +118,7 @@ TEST_F(ConnectionRaceTest, FailsWhenNothingIsLeftToTryOrAfterTenSecondsOfSilence
   for (const auto& [manner, code, seconds] :
        {std::tuple(Manner::Refuses, ECONNREFUSED, 0.0), {Manner::IsSilent, ETIMEDOUT, 10.1}}) {
     startRace();
-    const Peer peer(AF_INET, manner);
+    const Peer peer("127.0.0.1", manner);
     race->add(peer.address);
     queue->advance(1);
     EXPECT_FALSE(result.has_value()) << "another address may come";
@@ -123,34 +131,13 @@ TEST_F(ConnectionRaceTest, FailsWhenNothingIsLeftToTryOrAfterTenSecondsOfSilence
   }
 }
 
-/// Port 9 of an address, by an interface.
-SocketAddress placeAt(const std::string& address, const char* interface) {
-  const int index = static_cast<int>(::if_nametoindex(interface));
-  sockaddr_in6 ipv6{};
-  ipv6.sin6_family = AF_INET6;
-  ipv6.sin6_port = htons(9);
-  if (::inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr) == 1) return {.address = ipv6, .interface = index};
-  sockaddr_in ipv4{};
-  ipv4.sin_family = AF_INET;
-  ipv4.sin_port = htons(9);
-  ::inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
-  return {.address = ipv4, .interface = index};
-}
-
-template <typename Call>
-int with(Call call, const Descriptor& socket, const SocketAddress& place) {
-  return std::visit(
-      [&](const auto& ip) { return call(socket.get(), reinterpret_cast<const sockaddr*>(&ip), sizeof(ip)); },
-      place.address);
-}
-
 /// A TCP socket that listens there, in the network of another process if one is given.
 Descriptor listener(const SocketAddress& place, pid_t network) {
   Descriptor socket;
   std::thread([&] {  // only the thread moves
     const Descriptor space(::open(("/proc/" + std::to_string(network) + "/ns/net").c_str(), O_RDONLY | O_CLOEXEC));
     if (network != 0 && ::setns(space.get(), CLONE_NEWNET) != 0) return;
-    Descriptor listening(::socket(place.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
+    Descriptor listening = newSocket(place.family(), SOCK_STREAM);
     const int on = 1;
     ::setsockopt(listening.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     if (with(::bind, listening, place) == 0 && ::listen(listening.get(), 8) == 0) socket = std::move(listening);
@@ -167,30 +154,29 @@ TEST_F(ConnectionRaceTest, KeepsToTheLinkOfTheInterface) {
   const Program router(network, {});
   const Program far(network, {});
   ASSERT_TRUE(router.prints("ready") && far.prints("ready"));
-  const std::string routerID = std::to_string(router.process());
-  const std::string farID = std::to_string(far.process());
-  const auto run = [](const std::string& command) { return std::system(command.c_str()); };
-  const auto within = [](const std::string& process, const std::string& commands) {
-    return "nsenter -t " + process + " -n sh -ec '" + commands + "'";
-  };
-  const auto settled = [](const std::string& link, const std::string& host) {
-    return "ip addr add 10.9." + host + "/24 dev " + link + "; ip addr add fd09::" + host.substr(0, 1) + ":" +
-           host.substr(2) + "/112 dev " + link + " nodad; ip link set " + link + " up; ";
-  };
-  run("ip link del link0 2>/dev/null");  // of an earlier run in the same process
-  if (run("ip link add link0 type veth peer name link1 netns " + routerID) != 0) {
+  const std::string processes =
+      "router=" + std::to_string(router.process()) + "; far=" + std::to_string(far.process()) + ";";
+  const auto run = [&](const char* script) { return std::system((processes + script).c_str()); };
+  if (run("ip link del link0 2>/dev/null;"  // of an earlier run in the same process
+          "ip link add link0 type veth peer name link1 netns $router") != 0) {
     GTEST_SKIP() << "needs virtual network cables (veth)";
   }
-  ASSERT_EQ(run(settled("link0", "1.1")), 0);
-  ASSERT_EQ(run(within(routerID, settled("link1", "1.2") + "ip link add link2 type veth peer name link3 netns " +
-                                     farID + "; " + settled("link2", "2.1") +
-                                     "echo 1 > /proc/sys/net/ipv4/ip_forward; "
-                                     "echo 1 > /proc/sys/net/ipv6/conf/all/forwarding")),
+  ASSERT_EQ(run(R"(
+    set -e
+    settle() {
+      $4 ip addr add 10.9.$2.$3/24 dev $1
+      $4 ip addr add fd09::$2:$3/112 dev $1 nodad
+      $4 ip link set $1 up
+    }
+    here=; there="nsenter -t $router -n"; beyond="nsenter -t $far -n"
+    $there ip link add link2 type veth peer name link3 netns $far
+    settle link0 1 1 "$here"; settle link1 1 2 "$there"; settle link2 2 1 "$there"; settle link3 2 2 "$beyond"
+    for option in ipv4/ip_forward ipv6/conf/all/forwarding; do
+      $there sh -c "echo 1 > /proc/sys/net/$option"
+    done
+    ip route add default via 10.9.1.2;        ip -6 route add default via fd09::1:2
+    $beyond ip route add default via 10.9.2.1; $beyond ip -6 route add default via fd09::2:1)"),
             0);
-  ASSERT_EQ(run(within(farID, settled("link3", "2.2") +
-                                  "ip route add default via 10.9.2.1; ip -6 route add default via fd09::2:1")),
-            0);
-  ASSERT_EQ(run("ip route add default via 10.9.1.2 && ip -6 route add default via fd09::1:2"), 0);
 
   struct Case {
     const char* name;
@@ -210,10 +196,10 @@ TEST_F(ConnectionRaceTest, KeepsToTheLinkOfTheInterface) {
         {"another interface's address, claimed on the loopback interface", "10.9.1.1", "lo", 0, false},
         {"no interface", "127.0.0.1", "", 0, false}}) {
     SCOPED_TRACE(each.name);
-    const SocketAddress place = placeAt(each.address, each.interface);
+    const SocketAddress place = placeAt(each.address, each.interface, 9);
     const Descriptor peer = listener(place, each.network);
     ASSERT_TRUE(peer);
-    const Descriptor control(::socket(place.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Descriptor control = newSocket(place.family(), SOCK_STREAM);
     ASSERT_EQ(with(::connect, control, place), 0) << "without such care it is reached";
     ASSERT_TRUE(Descriptor(::accept(peer.get(), nullptr, nullptr)));
 

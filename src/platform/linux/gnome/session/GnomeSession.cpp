@@ -26,6 +26,9 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
+/// Who ends a display ends its pictures first and tells why right after.
+constexpr double reasonPatience = 0.2;
+
 /// A source that is stopped and started while it still makes room for its pictures may send none.
 constexpr double picturePatience = 0.5;
 
@@ -232,10 +235,16 @@ void GnomeSession::receive(std::uint32_t node) {
       if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
     });
   };
+  const auto sourceEnded = [this, run = run_] {
+    queue_->after(reasonPatience, [this, run] {
+      if (run == run_) end("📺 The display's pictures have ended");
+    });
+  };
   auto video = PipeWireVideo::open(
       queue_, {.formatChanged = [this](const PixelSize& size, std::uint32_t rate) { formatChanged(size, rate); },
                .arrived = [this](const PicturePixels& picture) { take(picture); },
-               .ended = fail});
+               .ended = sourceEnded,
+               .disconnected = fail});
   if (!video) return fail(video.error().localizedDescription());
   video_ = std::move(*video);
   if (!video_->connect(node, size_, refreshRate)) fail("it refuses a stream");

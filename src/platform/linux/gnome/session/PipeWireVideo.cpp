@@ -41,7 +41,7 @@ struct PipeWireVideo::Link {
   bool open(const std::shared_ptr<Queue>& queue);
   void wait();
   void followStream();
-  void end(const std::string& reason);
+  void end(const std::function<void(const Events&)>& tell);
   void readFormat(const spa_pod* format);
   void readPictures();
   void deliver(pw_buffer& buffer) const;
@@ -89,7 +89,10 @@ bool PipeWireVideo::Link::open(const std::shared_ptr<Queue>& queue) {
   if (!core) return false;
   static const pw_core_events coreEvents = {
       .version = PW_VERSION_CORE_EVENTS, .error = [](void* link, std::uint32_t id, int, int code, const char* message) {
-        if (id == PW_ID_CORE && code == -EPIPE) of(link).end(message ? message : "the connection has ended");
+        if (id == PW_ID_CORE && code == -EPIPE)
+          of(link).end([message](const Events& handlers) {
+            handlers.disconnected(message ? message : "the connection has ended");
+          });
       }};
   pw_core_add_listener(core, &coreHook, &coreEvents, this);
   auto watched = queue->watch(pw_loop_get_fd(loop));
@@ -116,8 +119,9 @@ void PipeWireVideo::Link::followStream() {
   }
 }
 
-void PipeWireVideo::Link::end(const std::string& reason) {
-  if (!std::exchange(hasEnded, true)) events.ended(reason);
+/// Each end leads to others.
+void PipeWireVideo::Link::end(const std::function<void(const Events&)>& tell) {
+  if (!std::exchange(hasEnded, true)) tell(events);
 }
 
 void PipeWireVideo::Link::readFormat(const spa_pod* format) {
@@ -176,10 +180,10 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
   static const pw_stream_events streamEvents = {
       .version = PW_VERSION_STREAM_EVENTS,
       .state_changed =
-          [](void* link, pw_stream_state before, pw_stream_state state, const char* error) {
+          [](void* link, pw_stream_state before, pw_stream_state state, const char*) {
             const bool hasFailed = state == PW_STREAM_STATE_ERROR ||
                                    (state == PW_STREAM_STATE_UNCONNECTED && before != PW_STREAM_STATE_UNCONNECTED);
-            if (hasFailed) Link::of(link).end(error ? error : "the stream has ended");
+            if (hasFailed) Link::of(link).end([](const Events& handlers) { handlers.ended(); });
           },
       .param_changed =
           [](void* link, std::uint32_t id, const spa_pod* parameter) {

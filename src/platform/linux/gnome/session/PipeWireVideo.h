@@ -21,8 +21,9 @@ class PipeWireVideo {
     std::function<void(const PixelSize& size, std::uint32_t mostPerSecond)> formatChanged;
     /// Valid during the call; the source gets the memory back after it.
     std::function<void(const PicturePixels& picture)> arrived;
-    /// Nothing comes any more.
-    std::function<void(const std::string& reason)> ended;
+    /// Nothing comes any more: the source has ended, or PipeWire itself.
+    std::function<void()> ended;
+    std::function<void(const std::string& reason)> disconnected;
   };
 
   static Result<std::unique_ptr<PipeWireVideo>> open(const std::shared_ptr<Queue>& queue, Events events);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/linux/x11/capture/CaptureError.h"
+#include "runtime/Trace.h"
 
 namespace tandemview {
 
@@ -231,7 +232,9 @@ void X11CaptureSession::readEvent(const xcb_generic_event_t& event) {
   const std::uint8_t type = event.response_type & 0x7F;  // without the flag for events made by other clients
   if (type == damageEvent_) {
     const auto& area = reinterpret_cast<const xcb_damage_notify_event_t&>(event).area;
-    hasDamage_ = hasDamage_ || display_.overlaps(area);
+    if (hasDamage_ || !display_.overlaps(area)) return;
+    hasDamage_ = true;
+    Trace::mark(Trace::Step::damageTold);
   } else if (type == cursorEvent_ && cursor_) {
     cursor_->shapeChanged();
     hasPointerEvent_ = true;
@@ -314,6 +317,7 @@ void X11CaptureSession::addStale(const PixelRegion& changed) {
 }
 
 void X11CaptureSession::takePicture(X11PixelBuffer& buffer) {
+  Trace::mark(Trace::Step::grabBegun);
   SharedPixels& picture = unscaled_ ? *unscaled_ : buffer.pixels();
   if (!refresh(picture)) {
     // The display has just been moved or has gone, and we haven't heard of it yet. That can't happen twice running.
@@ -337,6 +341,7 @@ void X11CaptureSession::takePicture(X11PixelBuffer& buffer) {
     buffer.setDamage(undelivered_);
   }
   undelivered_.clear();
+  Trace::mark(Trace::Step::grabbed);
   output_.didOutputSample(SampleType::Screen, pool_->lend(buffer));
 }
 

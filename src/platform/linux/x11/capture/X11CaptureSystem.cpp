@@ -7,7 +7,7 @@
 #include "platform/linux/x11/capture/CaptureError.h"
 #include "platform/linux/x11/capture/X11CaptureStream.h"
 #include "platform/linux/x11/server/Edid.h"
-#include "platform/linux/x11/server/X11Connection.h"
+#include "platform/linux/x11/server/RandrLayout.h"
 
 namespace tandemview {
 
@@ -19,10 +19,10 @@ constexpr std::int64_t largestLength = 32767;
 constexpr std::string_view edidProperty = "EDID";
 constexpr std::uint32_t longestEdidInWords = 256 * 128 / 4;  // a block that counts its extensions in a byte, and those
 
-Result<std::vector<CapturableDisplay>> capturableDisplays(const std::string& displayName) {
-  const auto connection = X11Connection::open(displayName);
-  if (!connection) return tl::unexpected(captureError("The X server can't be reached"));
-  if (const auto refusal = captureRefusal(*connection)) return tl::unexpected(*refusal);
+Result<std::vector<CapturableDisplay>> capturableDisplays(const X11Connection* connection) {
+  const auto refusal = connection ? captureRefusal(*connection) : std::nullopt;
+  if (refusal) return tl::unexpected(*refusal);
+  if (!connection || connection->isBroken()) return tl::unexpected(captureError("The X server can't be reached"));
   const auto layout = RandrLayout::read(*connection);
   if (!layout) return tl::unexpected(captureError("The X server offers no RANDR 1.3"));
   std::vector<CapturableDisplay> displays;
@@ -36,18 +36,19 @@ Result<std::vector<CapturableDisplay>> capturableDisplays(const std::string& dis
 }  // namespace
 
 X11CaptureSystem::X11CaptureSystem(std::shared_ptr<Queue> mainQueue, std::string displayName)
-    : mainQueue_(std::move(mainQueue)), displayName_(std::move(displayName)) {}
+    : mainQueue_(std::move(mainQueue)),
+      displayName_(std::move(displayName)),
+      connection_(X11Connection::openDespiteGrabs(displayName_)) {}
 
 void X11CaptureSystem::shareableContent(bool, bool, ContentCompletion completion) {
-  mainQueue_->async([displayName = displayName_, completion = std::move(completion)] {
-    completion(capturableDisplays(displayName));
+  mainQueue_->async([connection = connection_, completion = std::move(completion)] {
+    completion(capturableDisplays(connection.get()));
   });
 }
 
 std::optional<std::string> X11CaptureSystem::productName(std::uint32_t displayID) const {
-  const auto connection = X11Connection::open(displayName_);
-  if (!connection || !connection->offers(xcb_randr_id)) return std::nullopt;
-  xcb_connection_t* const server = connection->get();
+  if (!connection_ || !connection_->offers(xcb_randr_id)) return std::nullopt;
+  xcb_connection_t* const server = connection_->get();
   const auto atom = owned(xcb_intern_atom_reply(
       server, xcb_intern_atom(server, /*only_if_exists=*/1, edidProperty.size(), edidProperty.data()), nullptr));
   if (!atom || atom->atom == XCB_NONE) return std::nullopt;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "capture/CaptureSystem.h"
-#include "platform/linux/x11/server/RandrLayout.h"
+#include "platform/linux/x11/server/X11Connection.h"
 
 namespace tandemview {
 
@@ -22,6 +22,7 @@ class X11CaptureSystem final : public CaptureSystem {
  private:
   const std::shared_ptr<Queue> mainQueue_;
   const std::string displayName_;
+  const std::shared_ptr<X11Connection> connection_;  // for questions; null without a server
 };
 
 }  // namespace tandemview

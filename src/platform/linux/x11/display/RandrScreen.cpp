@@ -41,12 +41,6 @@ Point stripOf(const RandrLayout::Crtc& own, const std::vector<RandrLayout::Crtc>
   return {.x = std::max(0, left - own.x), .y = std::max(0, top - own.y)};
 }
 
-/// Whether the output shows that mode, and no other output shows it with it.
-bool isOurs(const RandrLayout& layout, const RandrScreen::Shown& shown) {
-  const RandrLayout::Crtc* const crtc = layout.activeCrtc(shown.output);
-  return crtc && crtc->mode == shown.mode && crtc->outputs.size() == 1;
-}
-
 /// The changes that bring `wanted`, which comes first in the result, to `origin`, or that switch it off if there is
 /// none. The strip that it takes up left of or above the others is made as large as it has to be: that moves all
 /// others. Absent if they can't lie there.
@@ -86,7 +80,7 @@ RandrScreen::RandrScreen(std::string displayName, std::shared_ptr<X11Connection>
 std::optional<RandrScreen::Shown> RandrScreen::show(const VirtualDisplayMode& mode,
                                                     const std::optional<Shown>& former) {
   const std::lock_guard lock(mutex_);
-  const auto edit = begin();
+  const auto edit = beginWithClaim();
   if (!edit) return std::nullopt;
   const RandrLayout layout = edit->layout();
   const ScreenSize least = leastSize(*edit);
@@ -146,7 +140,7 @@ bool RandrScreen::shows(const Shown& shown) const {
 void RandrScreen::hide(const Shown& shown) {
   const std::lock_guard lock(mutex_);
   const auto edit = begin();
-  if (!edit) return;
+  if (!edit || !isOurMode(edit->layout(), shown.mode)) return;
   const ScreenSize least = leastSize(*edit);
   if (isOurs(edit->layout(), shown)) {
     const xcb_randr_crtc_t crtc = edit->layout().activeCrtc(shown.output)->id;
@@ -159,7 +153,7 @@ void RandrScreen::hide(const Shown& shown) {
 
 bool RandrScreen::move(xcb_randr_output_t output, std::int32_t x, std::int32_t y) {
   const std::lock_guard lock(mutex_);
-  const auto edit = begin();
+  const auto edit = beginWithClaim();
   const RandrLayout::Crtc* const crtc = edit ? edit->layout().activeCrtc(output) : nullptr;
   if (!crtc) return false;
   if (x < 0 || y < 0) return false;
@@ -172,7 +166,7 @@ bool RandrScreen::move(xcb_randr_output_t output, std::int32_t x, std::int32_t y
 
 bool RandrScreen::selectMode(xcb_randr_output_t output, xcb_randr_mode_t mode) {
   const std::lock_guard lock(mutex_);
-  const auto edit = begin();
+  const auto edit = beginWithClaim();
   const RandrLayout::Crtc* const crtc = edit ? edit->layout().activeCrtc(output) : nullptr;
   const RandrLayout::Mode* const found = edit ? edit->layout().mode(mode) : nullptr;
   if (!crtc || !found) return false;
@@ -229,6 +223,22 @@ std::unique_ptr<RandrEdit> RandrScreen::begin() {
   auto edit = isClosed_ || !claim_ ? nullptr : RandrEdit::begin(displayName_, claim_->name());
   if (edit) places_.look(arrangementOf(edit->layout()));
   return edit;
+}
+
+std::unique_ptr<RandrEdit> RandrScreen::beginWithClaim() {
+  auto edit = begin();
+  return edit && X11Claim::stands(edit->connection(), claim_->name()) ? std::move(edit) : nullptr;
+}
+
+bool RandrScreen::isOurMode(const RandrLayout& layout, xcb_randr_mode_t id) const {
+  const RandrLayout::Mode* const mode = layout.mode(id);
+  return claim_ && mode && modeOwner(mode->name) == claim_->name();
+}
+
+/// Whether the output shows that mode of ours, and no other output shows it with it.
+bool RandrScreen::isOurs(const RandrLayout& layout, const Shown& shown) const {
+  const RandrLayout::Crtc* const crtc = layout.activeCrtc(shown.output);
+  return crtc && crtc->mode == shown.mode && crtc->outputs.size() == 1 && isOurMode(layout, shown.mode);
 }
 
 bool RandrScreen::isLeftover(const RandrEdit& edit, std::string_view owner) const {

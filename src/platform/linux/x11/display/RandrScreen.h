@@ -70,7 +70,13 @@ class RandrScreen {
     ScreenSize ours;      // as we left it
   };
 
+  /// With whichever server has the name by now: where ours has ended, another one may have taken its place, with
+  /// outputs and modes of the same numbers. What we undo is known by its mode's name.
   std::unique_ptr<RandrEdit> begin();
+  /// Only with the server on which our claim stands: for what is to be shown or moved.
+  std::unique_ptr<RandrEdit> beginWithClaim();
+  bool isOurMode(const RandrLayout& layout, xcb_randr_mode_t id) const;
+  bool isOurs(const RandrLayout& layout, const Shown& shown) const;
   bool isLeftover(const RandrEdit& edit, std::string_view owner) const;
   std::vector<DisplayPlace::Point> origins(const RandrLayout& layout, const RandrLayout::Output& output,
                                            const VirtualDisplayMode& mode) const;

@@ -10,7 +10,7 @@
 namespace tandemview {
 
 X11DisplaySystem::X11DisplaySystem(const std::string& displayName, std::shared_ptr<UserDefaults> settings)
-    : connection_(X11Connection::open(displayName)),
+    : connection_(X11Connection::openDespiteGrabs(displayName)),
       notices_(X11Connection::open(displayName)),
       screen_(std::make_shared<RandrScreen>(displayName, notices_, std::move(settings))) {
   screen_->removeLeftovers();

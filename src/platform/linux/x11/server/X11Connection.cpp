@@ -1,5 +1,7 @@
 #include "platform/linux/x11/server/X11Connection.h"
 
+#include <xcb/xtest.h>
+
 #include <csignal>
 
 namespace tandemview {
@@ -28,6 +30,15 @@ std::shared_ptr<X11Connection> X11Connection::open(const std::string& displayNam
     return nullptr;
   }
   return std::shared_ptr<X11Connection>(new X11Connection(connection, screen));
+}
+
+std::shared_ptr<X11Connection> X11Connection::openDespiteGrabs(const std::string& displayName) {
+  auto connection = open(displayName);
+  // Carried out before anything is asked: by then it would wait for the end of a grab itself.
+  if (connection && connection->offers(xcb_test_id)) {
+    connection->succeeded(xcb_test_grab_control_checked(connection->get(), /*impervious=*/1));
+  }
+  return connection;
 }
 
 X11Connection::~X11Connection() {

@@ -29,6 +29,10 @@ class X11Connection {
   /// Connects to a display such as ":77"; an empty name stands for $DISPLAY. Absent if no server answers.
   static std::shared_ptr<X11Connection> open(const std::string& displayName);
 
+  /// For what is asked on the main queue: served also while somebody grabs the server, where that has XTEST. To open it
+  /// waits for the grab's end all the same.
+  static std::shared_ptr<X11Connection> openDespiteGrabs(const std::string& displayName);
+
   X11Connection(const X11Connection&) = delete;
   X11Connection& operator=(const X11Connection&) = delete;
   ~X11Connection();

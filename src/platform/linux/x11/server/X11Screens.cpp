@@ -1,13 +1,8 @@
 #include "platform/linux/x11/server/X11Screens.h"
 
-#include <xcb/xtest.h>
-
 namespace tandemview {
 
-X11Screens::X11Screens(const std::string& displayName) : connection_(X11Connection::open(displayName)) {
-  // Where touches land is asked on the main queue: the connection is served while somebody grabs the server.
-  if (connection_ && connection_->offers(xcb_test_id)) xcb_test_grab_control(connection_->get(), /*impervious=*/1);
-}
+X11Screens::X11Screens(const std::string& displayName) : connection_(X11Connection::openDespiteGrabs(displayName)) {}
 
 std::optional<std::uint32_t> X11Screens::activeDisplayCount() const {
   const auto current = layout();

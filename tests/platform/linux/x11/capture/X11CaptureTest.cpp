@@ -17,6 +17,7 @@
 #include "platform/linux/x11/display/RandrScreen.h"
 #include "runtime/SerialQueue.h"
 #include "support/PrivateXServer.h"
+#include "support/UntrustedCookie.h"
 #include "support/X11TestClient.h"
 
 namespace tandemview {
@@ -91,6 +92,12 @@ class X11CaptureTest : public testing::Test {
     std::promise<std::optional<Error>> started;
     stream_->startCapture([&started](const std::optional<Error>& error) { started.set_value(error); });
     return started.get_future().get();
+  }
+
+  static std::future<Result<std::vector<CapturableDisplay>>> askForContent(X11CaptureSystem& system) {
+    const auto listed = std::make_shared<std::promise<Result<std::vector<CapturableDisplay>>>>();
+    system.shareableContent(false, true, [listed](const auto& content) { listed->set_value(content); });
+    return listed->get_future();
   }
 
   void stop() {
@@ -309,18 +316,9 @@ TEST_F(X11CaptureTest, ScalesToTheSizeAskedFor) {
     const Picture changed = next();
     ASSERT_EQ(changed->damage().size(), 1U);
     EXPECT_LT(changed->damage()[0].width, width / 3);
-    const std::vector<std::uint32_t> before = pixelsOf(*first);
-    const std::vector<std::uint32_t> after = pixelsOf(*changed);
-    for (std::size_t index = 0; index < after.size(); ++index) {
-      if (before[index] == after[index]) continue;
-      const int x = static_cast<int>(index) % width;
-      const int y = static_cast<int>(index) / width;
-      const PixelRectangle& damage = changed->damage()[0];
-      ASSERT_TRUE(x >= damage.x && x < damage.x + damage.width && y >= damage.y && y < damage.y + damage.height);
-    }
     stop();
     ASSERT_EQ(start(), std::nullopt);
-    EXPECT_EQ(pixelsOf(*next()), after);
+    EXPECT_EQ(pixelsOf(*next()), pixelsOf(*changed));
     stop();
     client_.paint({1301, 103, 17, 31}, red);
   }
@@ -353,7 +351,6 @@ TEST_F(X11CaptureTest, FollowsAMoveAndReportsEveryOtherEnd) {
 }
 
 TEST_F(X11CaptureTest, AStopIsServedBetweenPicturesAndIsNoError) {
-  configuration_.minimumFrameInterval = 0.001;
   std::promise<void> stopped;
   onPicture_ = [this, &stopped, pictures = 0]() mutable {
     std::this_thread::sleep_for(5ms);  // longer than the interval: a picture is always due
@@ -392,12 +389,15 @@ TEST_F(X11CaptureTest, LeavesNothingOpen) {
   }
 }
 
-TEST_F(X11CaptureTest, ListsTheActiveDisplaysWithTheirNames) {
-  std::promise<std::vector<CapturableDisplay>> listed;
-  system_.shareableContent(false, true, [&listed](const Result<std::vector<CapturableDisplay>>& content) {
-    listed.set_value(content.value_or(std::vector<CapturableDisplay>()));
-  });
-  const auto displays = listed.get_future().get();
+TEST_F(X11CaptureTest, ListsTheActiveDisplaysWithTheirNamesWhoeverGrabsTheServer) {
+  const auto other = X11Connection::open(server_.displayName());
+  xcb_grab_server(other->get());
+  ASSERT_NE(other->atom("any"), XCB_ATOM_NONE);  // the server has done it
+  auto list = askForContent(system_);
+  EXPECT_EQ(list.wait_for(patience), std::future_status::ready);
+  xcb_ungrab_server(other->get());
+  xcb_flush(other->get());
+  const std::vector<CapturableDisplay> displays = list.get().value();
   ASSERT_EQ(displays.size(), 2U);
   EXPECT_EQ(displays[1].displayID, shown_->output);
   EXPECT_EQ(displays[1].width, 200);
@@ -410,6 +410,18 @@ TEST_F(X11CaptureTest, ListsTheActiveDisplaysWithTheirNames) {
   client_.setEdid(shown_->output, edid);
   EXPECT_EQ(system_.productName(shown_->output), "Kitchen");
   EXPECT_EQ(system_.productName(4711), std::nullopt);
+}
+
+TEST_F(X11CaptureTest, TellsWhyThereIsNothingToCapture) {
+  const UntrustedCookie cookie(server_.displayName());
+  ::setenv("XAUTHORITY", cookie.path().c_str(), 1);
+  X11CaptureSystem untrusted(queue_, server_.displayName());
+  const Error declined = askForContent(untrusted).get().error();
+  ::unsetenv("XAUTHORITY");
+  EXPECT_EQ(declined.domain, streamErrorDomain);
+  EXPECT_EQ(declined.code, userDeclinedCapture);
+  X11CaptureSystem nowhere(queue_, ":9999");
+  EXPECT_EQ(askForContent(nowhere).get().error().localizedDescription(), "The X server can't be reached");
 }
 
 /// As the session does: what has waited for its turn goes out with the next change, or when patience ends.

@@ -138,7 +138,8 @@ TEST_F(X11PlaceTest, TheUsersArrangementComesBackWithTheDisplay) {
       EXPECT_EQ(placeOf("DUMMY0"), row.mainThen) << row.arguments;
     }
     apply(1290, 2796);  // a size that it does not know: the place stays in terms of the neighbour
-    EXPECT_EQ(DisplayPlace::of(tandemview::arrangementOf(client_.layout()), *display_->displayID())->text(), kept()) << row.arguments;
+    EXPECT_EQ(DisplayPlace::of(tandemview::arrangementOf(client_.layout()), *display_->displayID())->text(), kept())
+        << row.arguments;
     display_->terminate();
     EXPECT_EQ(client_.arrangement(), untouched) << row.arguments;
   }

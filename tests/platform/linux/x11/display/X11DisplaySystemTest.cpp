@@ -291,6 +291,22 @@ TEST_F(X11DisplaySystemTest, ACopyInAContainerLeavesItAlone) {
   EXPECT_EQ(client_.arrangement(), lit);
 }
 
+TEST_F(X11DisplaySystemTest, LeavesAloneAServerThatTookTheNameOfItsOwn) {
+  const auto connection = X11Connection::open(server_.displayName());
+  RandrScreen theirs(server_.displayName(), connection);
+  const RandrScreen::Shown shown = theirs.show({.width = 644, .height = 1398, .refreshRate = 60}, std::nullopt).value();
+  const std::string arrangement = client_.arrangement();
+  const PrivateXServer former;
+  RandrScreen ours(server_.displayName(), X11Connection::open(former.displayName()));
+  EXPECT_FALSE(ours.show({.width = 532, .height = 640, .refreshRate = 60}, shown));
+  EXPECT_FALSE(ours.show({.width = 532, .height = 640, .refreshRate = 60}, std::nullopt));
+  EXPECT_FALSE(ours.move(shown.output, 1300, 0));
+  EXPECT_FALSE(ours.selectMode(shown.output, client_.layout().activeCrtc(main_)->mode));
+  ours.hide(shown);
+  ours.close();
+  EXPECT_EQ(client_.arrangement(), arrangement);
+}
+
 TEST_F(X11DisplaySystemTest, SurvivesTheServersEndAndTellsOfIt) {
   const auto display = litDisplay(644, 1398);
   const DisplayID id = display->displayID().value();

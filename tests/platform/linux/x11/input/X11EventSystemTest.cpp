@@ -94,26 +94,21 @@ TEST_F(X11EventSystemTest, PixelsBecomeClicksOfTheWheel) {
     }
     return lines;
   };
-  struct Row {
-    int vertical;
-    int horizontal;
-    Lines expected;
-  };
-  const std::vector<Row> rows = {{30, 0, {}},
-                                 {30, 0, turn(4, 1)},
-                                 {-5, 0, {}},
-                                 {-5, 0, {}},
-                                 {-49, 0, {}},
-                                 {-1, 0, turn(5, 1)},
-                                 {120, 0, turn(4, 2)},
-                                 {0, 99, turn(6, 1)},
-                                 {0, -149, turn(7, 2)},
-                                 {0, 50, turn(6, 1)},
-                                 {INT32_MAX, 0, turn(4, 200)}};
-  for (const Row& row : rows) {
-    events->postScrollEvent({.vertical = row.vertical, .horizontal = row.horizontal});
-    SCOPED_TRACE(fmt::format("scrolled by {}, {}", row.vertical, row.horizontal));
-    expectEvents(*xev, row.expected);
+  const std::tuple<int, int, Lines> rows[] = {{30, 0, {}},
+                                              {30, 0, turn(4, 1)},
+                                              {-5, 0, {}},
+                                              {-5, 0, {}},
+                                              {-49, 0, {}},
+                                              {-1, 0, turn(5, 1)},
+                                              {120, 0, turn(4, 2)},
+                                              {0, 99, turn(6, 1)},
+                                              {0, -149, turn(7, 2)},
+                                              {0, 50, turn(6, 1)},
+                                              {INT32_MAX, 0, turn(4, 200)}};
+  for (const auto& [vertical, horizontal, expected] : rows) {
+    events->postScrollEvent({.vertical = vertical, .horizontal = horizontal});
+    SCOPED_TRACE(fmt::format("scrolled by {}, {}", vertical, horizontal));
+    expectEvents(*xev, expected);
   }
 }
 
@@ -144,16 +139,14 @@ TEST_F(X11EventSystemTest, ClicksMeanTheSameWhateverTheUsersMapping) {
 }
 
 TEST_F(X11EventSystemTest, TwoQuickTapsAreADoubleClickToAToolkit) {
-  const ClientProcess gtk(server.displayName(), {"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
-  touch("direct", "move", 0.3, 0.1);
-  ASSERT_TRUE(gtk.prints("ready")) << "packages python3-gi and gir1.2-gtk-3.0";
+  const auto gtk = startGtk();
   touch("direct", "tap", 0.4, 0.2);
   touch("direct", "tap", 0.402, 0.201);
-  ASSERT_TRUE(gtk.prints("double click 1"));
+  ASSERT_TRUE(gtk->prints("double click 1"));
   touch("direct", "move", 0.5, 0.2);
   touch("trackpad", "rightclick", 0, 0);
-  ASSERT_TRUE(gtk.prints("click 3"));
-  EXPECT_EQ(gtk.output(), "ready\nclick 1\nclick 1\ndouble click 1\nclick 3\n");
+  ASSERT_TRUE(gtk->prints("click 3"));
+  EXPECT_EQ(gtk->output(), "ready\nclick 1\nclick 1\ndouble click 1\nclick 3\n");
 }
 
 TEST_F(X11EventSystemTest, KnowsTheDisplaysAndThePointer) {

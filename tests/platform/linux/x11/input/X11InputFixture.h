@@ -75,6 +75,15 @@ struct X11InputFixture : testing::Test {
     return xev;
   }
 
+  /// A text field that prints what happens to it, with the pointer in it.
+  std::unique_ptr<ClientProcess> startGtk() {
+    auto gtk =
+        std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
+    touch("direct", "move", 0.5, 0.15);
+    EXPECT_TRUE(gtk->prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
+    return gtk;
+  }
+
   xcb_window_t windowUnderPointer() const { return pointer()->child; }
   X11Reply<xcb_query_pointer_reply_t> pointer() const {
     return owned(xcb_query_pointer_reply(client->get(), xcb_query_pointer(client->get(), client->root()), nullptr));

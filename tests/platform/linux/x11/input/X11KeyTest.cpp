@@ -18,14 +18,6 @@ struct X11KeyTest : X11InputFixture {
     EXPECT_TRUE(owned(xcb_xkb_use_extension_reply(client->get(), cookie, nullptr)));
   }
 
-  std::unique_ptr<ClientProcess> startGtk() {
-    auto gtk =
-        std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
-    touch("direct", "move", 0.5, 0.15);
-    EXPECT_TRUE(gtk->prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
-    return gtk;
-  }
-
   void pressCapsLock() const {
     constexpr std::uint8_t capsLock = 66;
     postInput(*client, XCB_KEY_PRESS, capsLock);
@@ -68,6 +60,23 @@ struct X11KeyTest : X11InputFixture {
   }
 };
 
+/// The events of "Modifier ... Key": each is pressed in this order and released in the other. The number behind a key
+/// is the state, in hexadecimal, that the events have which follow its press.
+Lines chord(const std::string& keys) {
+  Lines presses;
+  Lines releases;
+  std::string before;
+  std::istringstream words(keys);
+  for (std::string key, state; words >> key;) {
+    presses.push_back("press " + key + before);
+    if (!(words >> state)) state.clear();
+    if (!state.empty()) before = " state " + state;
+    releases.insert(releases.begin(), "release " + key + before);
+  }
+  presses.insert(presses.end(), releases.begin(), releases.end());
+  return presses;
+}
+
 TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
   struct Row {
     std::function<void()> action;
@@ -76,50 +85,43 @@ TEST_F(X11KeyTest, NamedKeysAndShortcutsArriveAndNothingStaysHeld) {
   const auto key = [this](const std::string& name, const std::string& modifiers = "") {
     return [this, name, modifiers] { pressKey(name, modifiers); };
   };
-  std::vector<Row> rows;
+  const auto towards = [this](const char* type, const char* direction) {
+    return [this, type, direction] { gesture(type, direction); };
+  };
+  const auto launcherOnKDE = [this] {
+    ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
+    gesture("gesture", "launchpad");
+    ::unsetenv("XDG_CURRENT_DESKTOP");
+  };
+  const auto swipeOnKDE = [this] {
+    ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
+    gesture("swipe", "right");
+    ::unsetenv("XDG_CURRENT_DESKTOP");
+    gesture("gesture", "launchpad");
+  };
+  std::vector<Row> rows = {
+      {key("C", R"("cmd")"), chord("Control_L 4 c")},
+      {key("z", R"("cmd","shift")"), chord("Shift_L 1 Control_L 5 Z")},
+      {key("x", R"("option")"), chord("Alt_L 8 x")},
+      {key("left", R"("control")"), chord("Control_L 4 Left")},
+      {key("tab", R"("cmd")"), chord("Alt_L 8 Tab")},
+      {key("left", R"("cmd","shift")"), chord("Shift_L 1 Home")},
+      {[this] { touch("trackpad", "zoom", 0.1, 0); }, chord("Control_L 4 KP_Add")},
+      {towards("swipe", "right"), chord("Control_L 4 Alt_L c Left")},
+      {towards("swipe", "up"), chord("Super_L 40")},
+      {towards("gesture", "lookup"), {}},
+      {towards("gesture", "showdesktop"), chord("Super_L 40 d")},
+      {launcherOnKDE, chord("Super_L 40")},
+      {swipeOnKDE, chord("Control_L 4 Super_L 44 Left")},
+  };
   std::istringstream names(
       "Return Return enter Return tab Tab space space escape Escape delete BackSpace backspace BackSpace left Left "
       "right Right up Up down Down = equal - minus ] bracketright [ bracketleft ' apostrophe ; semicolon "
       "\\\\ backslash , comma / slash . period ` grave");
-  for (std::string name, symbol; names >> name >> symbol;) {
-    rows.push_back({key(name), {"press " + symbol, "release " + symbol}});
-  }
+  for (std::string name, symbol; names >> name >> symbol;) rows.push_back({key(name), chord(symbol)});
   for (const char character : std::string("abcdefghijklmnopqrstuvwxyz0123456789")) {
-    rows.push_back({key({character}), {fmt::format("press {}", character), fmt::format("release {}", character)}});
+    rows.push_back({key({character}), chord({character})});
   }
-  const Lines super = {"press Super_L", "release Super_L state 40"};
-  const Lines left = {"press Control_L",      "press Alt_L state 4",   "press Left state c",
-                      "release Left state c", "release Alt_L state c", "release Control_L state 4"};
-  rows.push_back(
-      {key("C", R"("cmd")"), {"press Control_L", "press c state 4", "release c state 4", "release Control_L state 4"}});
-  rows.push_back({key("z", R"("cmd","shift")"),
-                  {"press Shift_L", "press Control_L state 1", "press Z state 5", "release Z state 5",
-                   "release Control_L state 5", "release Shift_L state 1"}});
-  rows.push_back(
-      {key("x", R"("option")"), {"press Alt_L", "press x state 8", "release x state 8", "release Alt_L state 8"}});
-  rows.push_back({key("left", R"("control")"),
-                  {"press Control_L", "press Left state 4", "release Left state 4", "release Control_L state 4"}});
-  rows.push_back(
-      {key("tab", R"("cmd")"), {"press Alt_L", "press Tab state 8", "release Tab state 8", "release Alt_L state 8"}});
-  rows.push_back({key("left", R"("cmd","shift")"),
-                  {"press Shift_L", "press Home state 1", "release Home state 1", "release Shift_L state 1"}});
-  rows.push_back({[this] { touch("trackpad", "zoom", 0.1, 0); },
-                  {"press Control_L", "press KP_Add state 4", "release KP_Add state 4", "release Control_L state 4"}});
-  rows.push_back({[this] { gesture("swipe", "right"); }, left});
-  rows.push_back({[this] { gesture("swipe", "up"); }, super});
-  rows.push_back({[this] { gesture("gesture", "lookup"); }, {}});
-  rows.push_back({[this] { gesture("gesture", "showdesktop"); },
-                  {"press Super_L", "press d state 40", "release d state 40", "release Super_L state 40"}});
-  rows.push_back(
-      {[this] {
-         ::setenv("XDG_CURRENT_DESKTOP", "ubuntu:KDE", 1);
-         gesture("gesture", "launchpad");
-         gesture("swipe", "right");
-         ::unsetenv("XDG_CURRENT_DESKTOP");
-         gesture("gesture", "launchpad");
-       },
-       {"press Super_L", "release Super_L state 40", "press Control_L", "press Super_L state 4", "press Left state 44",
-        "release Left state 44", "release Super_L state 44", "release Control_L state 4"}});
 
   const auto xev = startXev({"keyboard"});
   for (const Row& row : rows) {
