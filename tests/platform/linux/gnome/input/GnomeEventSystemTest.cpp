@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <future>
 #include <limits>
 #include <sstream>
 
@@ -12,9 +13,9 @@
 #include "input/TouchInjector.h"
 #include "platform/linux/gnome/display/GnomeScreens.h"
 #include "platform/linux/gnome/input/GnomeEventSystem.h"
+#include "runtime/SerialQueue.h"
 #include "support/LocaleStandIn.h"
 #include "support/PrivateGnome.h"
-#include "support/QueueDriver.h"
 
 namespace tandemview {
 namespace {
@@ -27,6 +28,24 @@ struct Watcher : GnomePictureReceiver {
   void sourceEnded(const Error& /*error*/) override {}
 
   std::atomic<bool> isWatching = false;
+};
+
+/// The program's main queue, on a thread of its own.
+struct MainQueue {
+  ~MainQueue() { serial->stopAndJoin(); }
+  const std::shared_ptr<SerialQueue>& queue() const { return serial; }
+
+  /// Runs `work` there and returns when it is done.
+  void perform(const Work& work) const {
+    std::promise<void> isDone;
+    serial->async([&] {
+      work();
+      isDone.set_value();
+    });
+    isDone.get_future().wait();
+  }
+
+  const std::shared_ptr<SerialQueue> serial = SerialQueue::withThread("test");
 };
 
 /// What the program has of it, in the session that the environment names: beside its monitors the phone's of 644x1398.
@@ -57,7 +76,7 @@ struct Input {
     return location;
   }
 
-  SerialQueueDriver main;
+  MainQueue main;
   std::shared_ptr<Watcher> watcher = std::make_shared<Watcher>();
   std::shared_ptr<GnomeSession> session = GnomeSession::open();
   std::shared_ptr<GnomeEventSystem> events;
