@@ -22,6 +22,16 @@ struct ActiveOutput {
   SceneOutput output;
 };
 
+/// Xwayland rounds the widths of modes down to whole characters; the screen as a whole is exact.
+std::uint16_t wholeWidth(xcb_connection_t* connection, xcb_window_t root,
+                         const xcb_randr_get_crtc_info_reply_t& place) {
+  constexpr int characterWidth = 8;
+  const Owned<xcb_get_geometry_reply_t> screen(
+      xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr));
+  const int beyond = screen ? screen->width - (place.x + place.width) : 0;
+  return beyond > 0 && beyond < characterWidth ? static_cast<std::uint16_t>(place.width + beyond) : place.width;
+}
+
 std::vector<ActiveOutput> activeOutputs(xcb_connection_t* connection, xcb_window_t root) {
   std::vector<ActiveOutput> active;
   const Owned<xcb_randr_get_screen_resources_current_reply_t> resources(xcb_randr_get_screen_resources_current_reply(
@@ -36,7 +46,7 @@ std::vector<ActiveOutput> activeOutputs(xcb_connection_t* connection, xcb_window
         connection, xcb_randr_get_crtc_info(connection, info->crtc, resources->config_timestamp), nullptr));
     if (!place || place->mode == XCB_NONE) continue;
     const std::string name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())), info->name_len);
-    active.push_back({identifier, {name, place->x, place->y, place->width, place->height}});
+    active.push_back({identifier, {name, place->x, place->y, wholeWidth(connection, root, *place), place->height}});
   }
   return active;
 }

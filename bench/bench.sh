@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The measurements: ./dev bench [NAME...]. The status is 1 if a goal was missed or a measurement failed. With --check
-# before the names: only whether there are such measurements.
+# before the names: only whether there are such measurements. "stream --gnome" is the stream in a headless GNOME session.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -13,6 +13,10 @@ if [ "${1:-}" = --check ]; then
   shift
 fi
 if [ $# -eq 0 ]; then set -- "${all[@]}"; fi
+if [ "$*" = "stream --gnome" ]; then
+  set -- stream_gnome
+  all+=(stream_gnome)
+fi
 for name in "$@"; do
   case " ${all[*]} ${others[*]} " in
     *" $name "*) ;;

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform/linux/gnome/GnomeDesktop.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 namespace tandemview {
@@ -18,8 +19,8 @@ struct DesktopKind {
   std::unique_ptr<Desktop> (*make)();
 };
 
-/// In the order in which they are looked for.
-constexpr std::array kinds = {DesktopKind{"x11", make<X11Desktop>}};
+/// In the order in which they are looked for: a Wayland session offers an X server, too, which sees little of it.
+constexpr std::array kinds = {DesktopKind{"gnome", make<GnomeDesktop>}, DesktopKind{"x11", make<X11Desktop>}};
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "platform/linux/x11/display/RandrArrangement.h"
 #include "platform/linux/x11/server/ModeName.h"
 #include "runtime/Log.h"
 
@@ -118,9 +119,10 @@ std::optional<RandrScreen::Shown> RandrScreen::show(const VirtualDisplayMode& mo
 std::vector<Point> RandrScreen::origins(const RandrLayout& layout, const RandrLayout::Output& output,
                                         const VirtualDisplayMode& mode) const {
   std::vector<Point> points;
+  const Arrangement arrangement = arrangementOf(layout);
   auto wanted = places_.find(mode.width, mode.height);
-  if (!wanted) wanted = DisplayPlace::of(layout, output.id);
-  const auto origin = wanted ? wanted->origin(layout, output.id, mode.width, mode.height) : std::nullopt;
+  if (!wanted) wanted = DisplayPlace::of(arrangement, output.id);
+  const auto origin = wanted ? wanted->origin(arrangement, output.id, mode.width, mode.height) : std::nullopt;
   if (origin) points.push_back(*origin);
   if (const RandrLayout::Crtc* const lit = layout.activeCrtc(output.id)) {
     points.push_back({.x = lit->x, .y = lit->y});
@@ -184,7 +186,7 @@ void RandrScreen::arrangementChanged() {
   const std::lock_guard lock(mutex_);
   if (isClosed_ || !connection_) return;
   // Read under the lock: what has been read before a change of ours would look like the user's afterwards.
-  if (const auto layout = RandrLayout::read(*connection_)) places_.look(*layout);
+  if (const auto layout = RandrLayout::read(*connection_)) places_.look(arrangementOf(*layout));
 }
 
 void RandrScreen::removeLeftovers() {
@@ -219,7 +221,7 @@ void RandrScreen::close() {
 
 std::unique_ptr<RandrEdit> RandrScreen::begin() {
   auto edit = isClosed_ || !claim_ ? nullptr : RandrEdit::begin(displayName_, claim_->name());
-  if (edit) places_.look(edit->layout());
+  if (edit) places_.look(arrangementOf(edit->layout()));
   return edit;
 }
 
@@ -253,7 +255,7 @@ ScreenSize RandrScreen::leastSize(const RandrEdit& edit) const {
 void RandrScreen::remember(const RandrEdit& edit, const ScreenSize& least) {
   sizes_.reset();
   if (showsDisplay(edit.layout())) sizes_ = Sizes{.original = least, .ours = edit.screenSize()};
-  if (const auto layout = RandrLayout::read(edit.connection())) places_.arranged(*layout);
+  if (const auto layout = RandrLayout::read(edit.connection())) places_.arranged(arrangementOf(*layout));
 }
 
 }  // namespace tandemview

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "display/DisplaySystem.h"
-#include "platform/linux/x11/display/PlaceMemory.h"
+#include "platform/linux/places/PlaceMemory.h"
 #include "platform/linux/x11/display/RandrEdit.h"
 #include "platform/linux/x11/display/X11Claim.h"
 #include "runtime/UserDefaults.h"

@@ -1,9 +1,10 @@
-#include "platform/linux/x11/display/DisplayPlace.h"
+#include "platform/linux/places/DisplayPlace.h"
 
 #include <gtest/gtest.h>
 
 #include "fakes/ManualQueue.h"
 #include "fakes/MemoryUserDefaults.h"
+#include "platform/linux/x11/display/RandrArrangement.h"
 #include "platform/linux/x11/display/X11DisplaySystem.h"
 #include "support/PrivateXServer.h"
 #include "support/X11TestClient.h"
@@ -15,24 +16,16 @@ struct Rectangle {
   int x, y, width, height;
 };
 
-/// A main screen "A", a screen "B" and the virtual display "V", which are outputs 1 to 3.
-RandrLayout layoutOf(const Rectangle& main, const std::optional<Rectangle>& second, const Rectangle& own) {
-  RandrLayout layout;
-  layout.primary = 1;
-  const auto add = [&](xcb_randr_output_t id, const char* name, const std::optional<Rectangle>& rectangle) {
-    if (!rectangle) return;
-    layout.outputs.push_back({.id = id, .name = name, .crtc = id, .possibleCrtcs = {}, .modes = {}});
-    layout.crtcs.push_back({.id = id,
-                            .x = static_cast<std::int16_t>(rectangle->x),
-                            .y = static_cast<std::int16_t>(rectangle->y),
-                            .width = static_cast<std::uint16_t>(rectangle->width),
-                            .height = static_cast<std::uint16_t>(rectangle->height),
-                            .mode = 1});
+/// A main screen "A", a screen "B" and the virtual display "V", with the numbers 1 to 3.
+Arrangement arrangementOf(const Rectangle& main, const std::optional<Rectangle>& second, const Rectangle& own) {
+  Arrangement arrangement;
+  const auto add = [&](std::uint32_t id, const char* name, const std::optional<Rectangle>& r) {
+    if (r) arrangement.push_back({id, name, r->x, r->y, r->width, r->height, id == 1});
   };
   add(1, "A", main);
   add(2, "B", second);
   add(3, "V", own);
-  return layout;
+  return arrangement;
 }
 
 TEST(DisplayPlaceTest, SaysWhereOneIsInTermsOfItsNeighbour) {
@@ -59,12 +52,12 @@ TEST(DisplayPlaceTest, SaysWhereOneIsInTermsOfItsNeighbour) {
       {{2880, 1000, 600, 1200}, Rectangle{2900, 1000, 600, 800}, nullptr, {}, {}},
   };
   for (const Row& row : rows) {
-    const auto place = DisplayPlace::of(layoutOf(main, row.second, row.own), 3);
+    const auto place = DisplayPlace::of(arrangementOf(main, row.second, row.own), 3);
     ASSERT_EQ(place.has_value(), row.text != nullptr) << row.own.x;
     if (!place) continue;
     EXPECT_EQ(place->text(), row.text);
     EXPECT_EQ(DisplayPlace::parse(row.text), place);
-    const RandrLayout large = layoutOf({1000, 1000, 1920, 1080}, row.second, row.own);
+    const Arrangement large = arrangementOf({1000, 1000, 1920, 1080}, row.second, row.own);
     for (const auto& [size, expected] :
          {std::pair(std::pair(600, 1200), row.withLargeMain), {{1200, 600}, row.turned}}) {
       const auto origin = place->origin(large, 3, size.first, size.second);
@@ -75,7 +68,7 @@ TEST(DisplayPlaceTest, SaysWhereOneIsInTermsOfItsNeighbour) {
 }
 
 TEST(DisplayPlaceTest, AnyTextLeadsToSomeScreensSide) {
-  const RandrLayout alone = layoutOf({0, 0, 1280, 800}, {}, {1280, 0, 600, 1200});
+  const Arrangement alone = arrangementOf({0, 0, 1280, 800}, {}, {1280, 0, 600, 1200});
   // A screen that is not there any more: the main one stands in. Far off: still abreast.
   EXPECT_EQ(DisplayPlace::parse("after 0 start 0 HDMI-1")->origin(alone, 3, 600, 1200)->x, 1280);
   EXPECT_EQ(DisplayPlace::parse("after 0 start 2000000000 A")->origin(alone, 3, 600, 1200)->y, 799);
@@ -145,7 +138,8 @@ TEST_F(X11PlaceTest, TheUsersArrangementComesBackWithTheDisplay) {
       EXPECT_EQ(placeOf("DUMMY0"), row.mainThen) << row.arguments;
     }
     apply(1290, 2796);  // a size that it does not know: the place stays in terms of the neighbour
-    EXPECT_EQ(DisplayPlace::of(client_.layout(), *display_->displayID())->text(), kept()) << row.arguments;
+    EXPECT_EQ(DisplayPlace::of(tandemview::arrangementOf(client_.layout()), *display_->displayID())->text(), kept())
+        << row.arguments;
     display_->terminate();
     EXPECT_EQ(client_.arrangement(), untouched) << row.arguments;
   }

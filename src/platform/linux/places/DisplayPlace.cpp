@@ -1,4 +1,4 @@
-#include "platform/linux/x11/display/DisplayPlace.h"
+#include "platform/linux/places/DisplayPlace.h"
 
 #include <fmt/format.h>
 
@@ -26,12 +26,12 @@ struct AxisRange {
   std::int64_t end() const { return start + length; }
 };
 
-AxisRange across(const RandrLayout::Crtc& crtc) {
-  return {crtc.x, crtc.width};
+AxisRange across(const PlacedScreen& screen) {
+  return {screen.x, screen.width};
 }
 
-AxisRange down(const RandrLayout::Crtc& crtc) {
-  return {crtc.y, crtc.height};
+AxisRange down(const PlacedScreen& screen) {
+  return {screen.y, screen.height};
 }
 
 /// How far apart the two are; negative if they are abreast.
@@ -76,42 +76,38 @@ std::int32_t startOf(const Position& position, std::int64_t length, const AxisRa
   return 0;
 }
 
-std::vector<const RandrLayout::Output*> otherOutputs(const RandrLayout& layout, xcb_randr_output_t output) {
-  std::vector<const RandrLayout::Output*> others = layout.activeOutputs();
-  std::erase_if(others, [output](const auto* each) { return each->id == output; });
-  return others;
+Arrangement without(Arrangement arrangement, std::uint32_t screen) {
+  std::erase_if(arrangement, [screen](const PlacedScreen& each) { return each.id == screen; });
+  return arrangement;
 }
 
 }  // namespace
 
-std::optional<DisplayPlace> DisplayPlace::of(const RandrLayout& layout, xcb_randr_output_t output) {
-  const RandrLayout::Crtc* const own = layout.activeCrtc(output);
-  const auto others = otherOutputs(layout, output);
-  if (!own || others.empty()) return std::nullopt;
-  const RandrLayout::Output* const main = layout.mainOutput();
+std::optional<DisplayPlace> DisplayPlace::of(const Arrangement& arrangement, std::uint32_t screen) {
+  const auto own = std::ranges::find(arrangement, screen, &PlacedScreen::id);
+  const Arrangement others = without(arrangement, screen);
+  if (own == arrangement.end() || others.empty()) return std::nullopt;
   // A common edge is nearer than a common corner.
-  const auto distance = [&](const RandrLayout::Output* other) {
-    const RandrLayout::Crtc& crtc = *layout.activeCrtc(other->id);
-    const std::int64_t gapAcross = gap(across(*own), across(crtc));
-    const std::int64_t gapDown = gap(down(*own), down(crtc));
-    return std::tuple(std::max(gapAcross, gapDown), gapAcross >= 0 && gapDown >= 0, other != main);
+  const auto distance = [&](const PlacedScreen& other) {
+    const std::int64_t gapAcross = gap(across(*own), across(other));
+    const std::int64_t gapDown = gap(down(*own), down(other));
+    return std::tuple(std::max(gapAcross, gapDown), gapAcross >= 0 && gapDown >= 0, !other.isMain);
   };
-  const RandrLayout::Output* const nearest = *std::ranges::min_element(others, {}, distance);
-  if (std::get<0>(distance(nearest)) < 0) return std::nullopt;
-  const RandrLayout::Crtc& neighbour = *layout.activeCrtc(nearest->id);
+  const PlacedScreen& neighbour = *std::ranges::min_element(others, {}, distance);
+  if (std::get<0>(distance(neighbour)) < 0) return std::nullopt;
   return DisplayPlace{.x = positionOf(across(*own), across(neighbour)),
                       .y = positionOf(down(*own), down(neighbour)),
-                      .neighbour = nearest->name};
+                      .neighbour = neighbour.name};
 }
 
-std::optional<DisplayPlace::Point> DisplayPlace::origin(const RandrLayout& layout, xcb_randr_output_t output,
+std::optional<DisplayPlace::Point> DisplayPlace::origin(const Arrangement& arrangement, std::uint32_t screen,
                                                         std::uint32_t width, std::uint32_t height) const {
-  const auto others = otherOutputs(layout, output);
+  const Arrangement others = without(arrangement, screen);
   if (others.empty()) return std::nullopt;
-  auto found = std::ranges::find(others, neighbour, &RandrLayout::Output::name);
-  if (found == others.end()) found = std::ranges::find(others, layout.mainOutput());
-  const RandrLayout::Crtc& crtc = *layout.activeCrtc((found == others.end() ? others.front() : *found)->id);
-  return Point{.x = startOf(x, width, across(crtc)), .y = startOf(y, height, down(crtc))};
+  auto found = std::ranges::find(others, neighbour, &PlacedScreen::name);
+  if (found == others.end()) found = std::ranges::find(others, true, &PlacedScreen::isMain);
+  const PlacedScreen& beside = found == others.end() ? others.front() : *found;
+  return Point{.x = startOf(x, width, across(beside)), .y = startOf(y, height, down(beside))};
 }
 
 std::string DisplayPlace::text() const {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/x11/server/RandrLayout.h"
+#include "platform/linux/places/Arrangement.h"
 
 namespace tandemview {
 
@@ -27,17 +27,17 @@ struct DisplayPlace {
 
   Position x;
   Position y;
-  std::string neighbour;  // its output's name
+  std::string neighbour;  // its name
 
   bool operator==(const DisplayPlace&) const = default;
 
-  /// The place of an output among the other active ones, by the nearest, the main one if there is a choice. Absent if
-  /// it is dark, alone, or lies over another.
-  static std::optional<DisplayPlace> of(const RandrLayout& layout, xcb_randr_output_t output);
+  /// The place of a screen among the others, by the nearest, the main one if there is a choice. Absent if it is not
+  /// there, alone, or lies over another.
+  static std::optional<DisplayPlace> of(const Arrangement& arrangement, std::uint32_t screen);
 
-  /// Where the output has to lie to have this place with a size of width × height: coordinates may be negative. If the
-  /// neighbour is dark, the main screen stands in. Absent if no other output is active.
-  std::optional<Point> origin(const RandrLayout& layout, xcb_randr_output_t output, std::uint32_t width,
+  /// Where the screen has to lie to have this place with a size of width × height: coordinates may be negative. If the
+  /// neighbour is dark, the main screen stands in. Absent if there is no other screen.
+  std::optional<Point> origin(const Arrangement& arrangement, std::uint32_t screen, std::uint32_t width,
                               std::uint32_t height) const;
 
   /// For the settings. A text that isn't one of these is no place.

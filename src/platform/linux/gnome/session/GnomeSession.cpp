@@ -1,0 +1,406 @@
+#include "platform/linux/gnome/session/GnomeSession.h"
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <utility>
+
+#include "platform/linux/gnome/session/ScreenPlan.h"
+#include "runtime/Log.h"
+
+namespace tandemview {
+
+namespace {
+
+/// What the compositor calls the monitors that it makes for us.
+constexpr const char* virtualProduct = "Virtual remote monitor";
+
+/// The rate that is negotiated becomes the monitor's. But the compositor's limiter then drops every third picture of a
+/// steady source, so that a rate that limits nothing follows, which the monitor's no longer does.
+constexpr std::uint32_t refreshRate = 60;
+constexpr std::uint32_t unlimitedRate = 1000;
+
+/// Seconds.
+constexpr double creationPatience = 5;
+constexpr double resizePatience = 0.25;
+constexpr double removalPatience = 1;
+constexpr double movePatience = 2;
+
+/// Who ends a display ends its pictures first and tells why right after.
+constexpr double reasonPatience = 0.2;
+
+/// A source that is stopped and started while it still makes room for its pictures may send none.
+constexpr double picturePatience = 0.5;
+
+/// For an arrangement that others change at the same time.
+constexpr int mostAttempts = 3;
+
+/// Seconds after a change of ours in which the compositor may lay its monitors out in a row once more.
+constexpr double rowPatience = 2;
+
+Error displayGone() {
+  return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
+}
+
+bool isEqual(const PixelSize& left, const PixelSize& right) {
+  return left.width == right.width && left.height == right.height;
+}
+
+}  // namespace
+
+std::shared_ptr<GnomeSession> GnomeSession::open(std::shared_ptr<UserDefaults> settings) {
+  const std::shared_ptr<GnomeSession> session(new GnomeSession(std::move(settings)));
+  const auto bus = BusConnection::open(BusConnection::Bus::Session);
+  if (!bus) return session;
+  session->ask(BusConnection::timeoutSeconds, [&self = *session, bus = *bus](const Answer& answer) {
+    self.start(bus);
+    answer(true);
+  });
+  return session;
+}
+
+GnomeSession::GnomeSession(std::shared_ptr<UserDefaults> settings)
+    : queue_(SerialQueue::withThread("gnome")),
+      remoteDesktop_(std::make_shared<GnomeRemoteDesktop>(queue_)),
+      places_(std::move(settings)) {}
+
+GnomeSession::~GnomeSession() {
+  hide();
+  ask(removalPatience, [this](const Answer& answer) {
+    config_ = nullptr;
+    bus_ = nullptr;
+    answer(true);
+  });
+  queue_->stopAndJoin();
+}
+
+void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
+  bus_ = BusConnection::serving(bus, queue_, [this] {
+    // The connection is in use while it tells of its end.
+    soon([this] {
+      remove();
+      config_ = nullptr;
+      bus_ = nullptr;
+      const std::lock_guard lock(mutex_);
+      isOffered_ = false;
+      ended_.tell();
+    });
+  });
+  try {
+    config_ = std::make_unique<MutterDisplayConfig>(
+        *bus_, [this] { soon([this] { look(); }); },
+        [this](bool isThere) { soon([=, this] { compositorChanged(isThere); }); });
+  } catch (const sdbus::Error&) {
+    return;
+  }
+  bus_->update();
+  const auto layout = config_->read();
+  if (!layout) return;
+  settle(*layout);
+  const std::lock_guard lock(mutex_);
+  isOffered_ = true;
+}
+
+void GnomeSession::onArrangementChange(std::shared_ptr<Queue> queue, Work changed) {
+  const std::lock_guard lock(mutex_);
+  arrangementChanged_ = {.queue = std::move(queue), .work = std::move(changed)};
+}
+
+void GnomeSession::onEnd(std::shared_ptr<Queue> queue, Work ended) {
+  const std::lock_guard lock(mutex_);
+  ended_ = {.queue = std::move(queue), .work = std::move(ended)};
+}
+
+bool GnomeSession::isOffered() const {
+  const std::lock_guard lock(mutex_);
+  return isOffered_;
+}
+
+GnomeLayout GnomeSession::layout() const {
+  const std::lock_guard lock(mutex_);
+  return layout_;
+}
+
+std::optional<DisplayID> GnomeSession::display() const {
+  const std::lock_guard lock(mutex_);
+  return display_;
+}
+
+bool GnomeSession::show(const PixelSize& size) {
+  if (size.width < 1 || size.height < 1 || size.width > longestSide || size.height > longestSide) return false;
+  const bool isThere = display().has_value();
+  const auto isShown =
+      ask(isThere ? resizePatience : creationPatience, [this, size](const Answer& done) { beginShow(size, done); });
+  if (isShown) return *isShown;
+  if (isThere) return true;
+  Log::print("⚠️ GNOME has shown no display within {} seconds", creationPatience);
+  hide();
+  return false;
+}
+
+void GnomeSession::hide() {
+  ask(removalPatience, [this](const Answer& answer) {
+    remove();
+    if (!isChanging_) return answer(true);
+    asked_.push_back(answer);
+  });
+}
+
+bool GnomeSession::move(DisplayID display, std::int32_t x, std::int32_t y) {
+  const auto request = [=, this](const Answer& answer) {
+    const auto layout = config_ && !isChanging_ ? config_->read() : std::nullopt;
+    const GnomeLayout::Monitor* const monitor = layout ? layout->monitor(display) : nullptr;
+    const GnomeLayout::Screen* const screen = monitor ? layout->screenOf(*monitor) : nullptr;
+    if (!screen || !config_->apply(*layout, movedScreens(*layout, *screen, x, y))) return answer(false);
+    if (const auto moved = config_->read()) settle(*moved);
+    answer(true);
+  };
+  return ask(movePatience, request).value_or(false);
+}
+
+void GnomeSession::sendPicturesTo(std::weak_ptr<GnomePictureReceiver> receiver) {
+  soon([this, receiver = std::move(receiver)] {
+    const auto live = receiver.lock();
+    if (!live) return;
+    if (!cast_) return live->sourceEnded(displayGone());
+    receiver_ = receiver;
+    requestPicture();
+  });
+}
+
+void GnomeSession::sendNoPicturesTo(std::weak_ptr<GnomePictureReceiver> receiver) {
+  soon([this, receiver = std::move(receiver)] {
+    if (receiver_.lock() != receiver.lock()) return;
+    receiver_.reset();
+    if (video_ && rate_ == unlimitedRate && !isChanging_) video_->stop();
+  });
+}
+
+/// Absent if there has been no answer in that time, in seconds.
+std::optional<bool> GnomeSession::ask(double patience, std::function<void(Answer)> request) {
+  const auto promise = std::make_shared<std::promise<bool>>();
+  auto reply = promise->get_future();
+  soon([request = std::move(request), promise] {
+    request([promise](bool succeeded) { promise->set_value(succeeded); });
+  });
+  if (reply.wait_for(std::chrono::duration<double>(patience)) != std::future_status::ready) return std::nullopt;
+  return reply.get();
+}
+
+/// The queue ends before the session does.
+void GnomeSession::soon(std::function<void()> step) {
+  queue_->async(std::move(step));
+}
+
+void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
+  if (!config_) return answer(false);
+  const bool isAsked = isEqual(size_, size);
+  if (isAsked && !isChanging_) return answer(true);
+  asked_.push_back(answer);
+  if (isAsked) return;
+  size_ = size;
+  isChanging_ = true;
+  if (!cast_) return create();
+  if (!video_) return;  // it is about to be received, and in this size then
+  rate_ = 0;
+  video_->start();
+  video_->negotiate(size_, refreshRate);
+}
+
+void GnomeSession::create() {
+  ours_ = std::nullopt;  // one that is on its way out is not ours any more
+  const auto ifCurrent = [this, run = ++run_](auto step) {
+    return [this, run, step] {
+      soon([this, run, step] {
+        if (run == run_) step();
+      });
+    };
+  };
+  auto cast = MutterCast::start(
+      *bus_,
+      {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
+       .streamAdded = [this](std::uint32_t node) { receive(node); },
+       .closed = ifCurrent([this] { end("📺 GNOME has ended the display: it was locked, or sharing was stopped"); })});
+  if (cast) {
+    cast_ = std::move(*cast);
+    return;
+  }
+  Log::print("⚠️ GNOME makes no display now: {}", cast.error().localizedDescription());
+  remove();
+}
+
+void GnomeSession::receive(std::uint32_t node) {
+  const auto fail = [this, run = run_](const std::string& why) {
+    soon([this, run, why] {
+      if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
+    });
+  };
+  const auto sourceEnded = [this, run = run_] {
+    queue_->after(reasonPatience, [this, run] {
+      if (run == run_) end("📺 The display's pictures have ended");
+    });
+  };
+  auto video = PipeWireVideo::open(
+      queue_, {.formatChanged = [this](const PixelSize& size, std::uint32_t rate) { formatChanged(size, rate); },
+               .arrived = [this](const PicturePixels& picture) { take(picture); },
+               .ended = sourceEnded,
+               .disconnected = fail});
+  if (!video) return fail(video.error().localizedDescription());
+  video_ = std::move(*video);
+  if (!video_->connect(node, size_, refreshRate)) fail("it refuses a stream");
+}
+
+void GnomeSession::formatChanged(const PixelSize& size, std::uint32_t mostPerSecond) {
+  formatSize_ = size;
+  rate_ = mostPerSecond;
+  soon([this] {
+    if (!isChanging_) raiseRate();
+  });
+}
+
+/// Once the monitor has its size: at this rate nothing but the rate may be negotiated.
+void GnomeSession::raiseRate() {
+  if (!video_ || !isEqual(formatSize_, size_)) return;
+  if (rate_ == refreshRate) return video_->negotiate(size_, unlimitedRate);
+  // This brings no picture of its own.
+  if (receiver_.expired()) return video_->stop();
+  requestPicture();
+}
+
+void GnomeSession::requestPicture() {
+  if (!video_ || rate_ != unlimitedRate) return;
+  video_->restart();
+  isPictureDue_ = true;
+  queue_->after(picturePatience, [this, request = ++request_] {
+    if (request == request_ && isPictureDue_ && !receiver_.expired()) requestPicture();
+  });
+}
+
+void GnomeSession::take(const PicturePixels& picture) {
+  isPictureDue_ = false;
+  if (const auto receiver = receiver_.lock()) receiver->take(picture);
+}
+
+void GnomeSession::end(const std::string& why) {
+  if (!cast_) return;
+  Log::line(why);
+  remove();
+}
+
+void GnomeSession::remove() {
+  ++run_;
+  remoteDesktop_->end();
+  video_ = nullptr;
+  cast_ = nullptr;
+  size_ = {};
+  formatSize_ = {};
+  rate_ = 0;
+  answer(false);
+  {
+    const std::lock_guard lock(mutex_);
+    display_ = std::nullopt;
+  }
+  if (const auto receiver = receiver_.lock()) receiver->sourceEnded(displayGone());
+  receiver_.reset();
+  isChanging_ = ours_.has_value();
+  if (!isChanging_) return;
+  places_.remove(*ours_);
+  settled_.screens = withoutMonitor(settled_, *ours_);
+  look();
+}
+
+void GnomeSession::compositorChanged(bool isThere) {
+  {
+    const std::lock_guard lock(mutex_);
+    isOffered_ = isThere;
+  }
+  if (isThere) return look();
+  end("📺 GNOME's compositor has gone, and the display with it");
+  ours_ = std::nullopt;
+  isChanging_ = false;
+  answer(true);
+  publish({});
+}
+
+void GnomeSession::look() {
+  if (!config_ || !isOffered()) return;
+  const auto layout = config_->read();
+  if (!layout) return;
+  if (!isChanging_) {
+    if (clock_.now() < undoneUntil_ && layout->screens == undone_) return settle(arrange(*layout));
+    places_.look(arrangementOf(*layout));
+    settled_ = *layout;
+    return publish(*layout);
+  }
+  if (!hasArrived(*layout)) return publish(*layout);
+  settle(arrange(*layout));
+  isChanging_ = false;
+  if (!cast_) {
+    ours_ = std::nullopt;
+    return answer(true);
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    display_ = ours_;
+  }
+  remoteDesktop_->begin(bus_, cast_->remoteDesktop(), cast_->stream());
+  raiseRate();
+  answer(true);
+}
+
+/// Whether our display has come, in its size, or gone.
+bool GnomeSession::hasArrived(const GnomeLayout& layout) {
+  if (!cast_) return !layout.monitor(*ours_);
+  if (!ours_) {
+    const auto found = std::ranges::find_if(layout.monitors, [this](const GnomeLayout::Monitor& monitor) {
+      return monitor.product == virtualProduct && isEqual(monitor.size, size_) && !settled_.monitor(monitor.id);
+    });
+    if (found == layout.monitors.end()) return false;
+    ours_ = found->id;
+    places_.add(found->id);
+  }
+  const GnomeLayout::Monitor* const own = layout.monitor(*ours_);
+  return own && layout.screenOf(*own) && isEqual(own->size, size_);
+}
+
+/// The compositor lays all monitors out in a row when one of ours comes, changes or goes.
+GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+    std::optional<DisplayPlace> place;
+    if (cast_) {
+      place = places_.find(static_cast<std::uint32_t>(size_.width), static_cast<std::uint32_t>(size_.height));
+      if (!place) place = DisplayPlace::of(arrangementOf(settled_), *ours_);
+    }
+    for (const auto& screens : plannedScreens(layout, settled_, ours_, place)) {
+      if (screens == layout.screens) return layout;
+      if (!config_->apply(layout, screens)) continue;
+      undone_ = layout.screens;
+      undoneUntil_ = clock_.now() + rowPatience;
+      return config_->read().value_or(layout);
+    }
+    auto current = config_->read();
+    if (!current || current->serial == layout.serial) break;
+    layout = std::move(*current);
+  }
+  Log::line("⚠️ GNOME doesn't take the arrangement of the monitors that there was before");
+  return layout;
+}
+
+/// Takes the layout for what we have made of it.
+void GnomeSession::settle(const GnomeLayout& layout) {
+  places_.arranged(arrangementOf(layout));
+  settled_ = layout;
+  publish(layout);
+}
+
+void GnomeSession::answer(bool succeeded) {
+  for (const Answer& answer : std::exchange(asked_, {})) answer(succeeded);
+}
+
+void GnomeSession::publish(const GnomeLayout& layout) {
+  const std::lock_guard lock(mutex_);
+  layout_ = layout;
+  arrangementChanged_.tell();
+}
+
+}  // namespace tandemview
