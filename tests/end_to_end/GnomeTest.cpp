@@ -40,7 +40,7 @@ TEST_F(GnomeEndToEndTest, TurnsAsOftenAsThePhoneAndComesBackAndLeavesNothing) {
   startPhone(rotations);
   startProgram();
   ASSERT_TRUE(phone_->prints("frames of 644x1398 arrive")) << program_->output();
-  ASSERT_TRUE(phone_->prints("frames of 1398x644 arrive")) << program_->output();
+  ASSERT_TRUE(phone_->prints("frames of 1398x644 arrive")) << program_->output() << phone_->output();
   ASSERT_TRUE(Program::within30Seconds([&] { return desktop->layout().monitors.size() == 2; }));
 
   // The stream's end, as a locked screen or the user ends it.

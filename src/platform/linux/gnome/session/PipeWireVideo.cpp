@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 namespace tandemview {
@@ -41,6 +42,7 @@ struct PipeWireVideo::Link {
   bool open(const std::shared_ptr<Queue>& queue);
   void wait();
   void followStream();
+  void negotiate(const PixelSize& wanted, std::uint32_t mostPerSecond);
   void end(const std::function<void(const Events&)>& tell);
   void readFormat(const spa_pod* format);
   void readPictures();
@@ -60,6 +62,8 @@ struct PipeWireVideo::Link {
   std::uint32_t rate = 0;
   bool hasNewFormat = false;  // and it has not been told of yet
   int buffers = 0;
+  bool isNegotiating = false;
+  std::optional<std::pair<PixelSize, std::uint32_t>> nextFormat;  // to be negotiated after that
   bool isRestarting = false;
   bool hasEnded = false;
 };
@@ -112,7 +116,11 @@ void PipeWireVideo::Link::wait() {
 
 /// What is done about the stream while its negotiation is under way may leave the two sides at odds.
 void PipeWireVideo::Link::followStream() {
-  if (buffers > 0 && std::exchange(hasNewFormat, false)) events.formatChanged(size, rate);
+  if (buffers > 0 && std::exchange(hasNewFormat, false)) {
+    isNegotiating = false;
+    if (const auto next = std::exchange(nextFormat, std::nullopt)) return negotiate(next->first, next->second);
+    events.formatChanged(size, rate);
+  }
   if (isRestarting && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_PAUSED) {
     isRestarting = false;
     pw_stream_set_active(stream, true);
@@ -199,6 +207,7 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
                         PW_KEY_NODE_DONT_RECONNECT, "true", nullptr));
   if (!link_->stream) return false;
   pw_stream_add_listener(link_->stream, &link_->streamHook, &streamEvents, link_.get());
+  link_->isNegotiating = true;
   ParameterSpace space;
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(space.data(), space.size());
   std::array parameters = {videoFormat(builder, size, mostPerSecond)};
@@ -207,10 +216,23 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
 }
 
 void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond) {
+  link_->negotiate(size, mostPerSecond);
+}
+
+void PipeWireVideo::Link::negotiate(const PixelSize& wanted, std::uint32_t mostPerSecond) {
+  if (isNegotiating) {
+    nextFormat = {wanted, mostPerSecond};
+    return;
+  }
+  // What there is already would not be told of again.
+  if (size.width == wanted.width && size.height == wanted.height && rate == mostPerSecond) {
+    return events.formatChanged(size, rate);
+  }
+  isNegotiating = true;
   ParameterSpace space;
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(space.data(), space.size());
-  std::array parameters = {videoFormat(builder, size, mostPerSecond)};
-  pw_stream_update_params(link_->stream, parameters.data(), parameters.size());
+  std::array parameters = {videoFormat(builder, wanted, mostPerSecond)};
+  pw_stream_update_params(stream, parameters.data(), parameters.size());
 }
 
 void PipeWireVideo::start() {
