@@ -9,13 +9,12 @@ namespace tandemview {
 namespace {
 
 constexpr std::int64_t smallestSide = 16;
-constexpr std::int64_t largestSide = 16384;
 
 std::optional<std::int64_t> side(std::string_view text) {
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  if (value < smallestSide || value > largestSide) return std::nullopt;
+  if (value < smallestSide || value > longestScreenSide) return std::nullopt;
   return value;
 }
 

@@ -7,6 +7,9 @@
 
 namespace tandemview {
 
+/// Hosts ignore the description of a screen with a longer one.
+constexpr std::int64_t longestScreenSide = 16384;
+
 /// A size in pixels.
 struct FrameSize {
   std::int64_t width = 0;

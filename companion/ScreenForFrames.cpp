@@ -1,5 +1,6 @@
 #include "companion/ScreenForFrames.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "protocol/DisplayPlan.h"
@@ -28,6 +29,7 @@ std::optional<FrameSize> screenForFrames(FrameSize wanted, const std::optional<s
       FrameSize screen{side(wanted.width), side(wanted.height)};
       (screen.width < screen.height ? screen.width : screen.height) += extra;
       if (screen.width < 1 || screen.height < 1) return std::nullopt;
+      if (std::max(screen.width, screen.height) > longestScreenSide) continue;
       const MacProtocol::DisplayPlan plan = makeDisplayPlan(screen.width, screen.height, idiom, fullResolution);
       if (FrameSize{plan.width, plan.height} == wanted) return screen;
     }

@@ -22,6 +22,7 @@ TEST(ScreenForFramesTest, EveryWindowOfUseHasAScreenWhoseFramesFillIt) {
     }
   }
   EXPECT_EQ(screenForFrames({600, 500}, "phone", false), std::nullopt) << "no display is as small as that";
+  EXPECT_EQ(screenForFrames({8194, 1000}, "phone", false), std::nullopt) << "no host takes such a screen";
 }
 
 }  // namespace
