@@ -102,6 +102,7 @@ void WindowFingers::lift(std::int64_t id) {
   fingers_.erase(finger);
   if (gesture_ == Gesture::Drag) send_(touchMessage("drag", TouchMode::Direct, place.x, place.y, "ended"));
   if (gesture_ == Gesture::Undecided && isOnScreen_) send_(touchMessage("tap", TouchMode::Direct, place.x, place.y));
+  if (gesture_ == Gesture::Two && isOnScreen_) send_(touchMessage("rightclick", TouchMode::Trackpad, 0, 0));
   gesture_ = fingers_.empty() ? Gesture::None : Gesture::Over;
 }
 

@@ -12,8 +12,8 @@ union SDL_Event;
 namespace tandemview {
 
 /// Turns fingers on a touch screen that shows the companion's window into the phone's touches: one finger taps and
-/// drags where it is, two scroll what lies between them and zoom. A touchpad's fingers zoom only: with the rest of
-/// them the system moves the mouse and its wheel.
+/// drags where it is; two scroll what lies between them and zoom, and a tap of theirs is a right click there. A
+/// touchpad's fingers zoom only: with the rest of them the system moves the mouse and its wheel.
 class WindowFingers {
  public:
   /// Takes the JSON text of a touch message.

@@ -140,9 +140,12 @@ TEST(WindowInputTest, FingersTapDragScrollAndZoom) {
       {"two fingers zoom in and out, a step each",
        {down(1, 0.25, 0.5), down(2, 0.75, 0.5), moved(2, 0.875, 0.5), moved(2, 0.25, 0.5), up(2), up(1)},
        {"direct move  50,50", "trackpad zoom  100,0", "trackpad zoom  -100,0"}},
+      {"a tap of two fingers is a right click between them",
+       {down(1, 0.25, 0.5), down(2, 0.75, 0.5), moved(1, 0.25, 0.515625), up(2), up(1)},
+       {"direct move  50,50", "trackpad rightclick  0,0"}},
       {"a touchpad's zoom only",
        {onTouchpad(down(1, 0.25, 0.5)), onTouchpad(moved(1, 0.5, 0.5)), onTouchpad(down(2, 0.75, 0.5)),
-        onTouchpad(moved(2, 0.875, 0.875)), up(2), up(1)},
+        onTouchpad(moved(2, 0.875, 0.875)), up(2), up(1), onTouchpad(down(1, 0, 0)), onTouchpad(down(2, 1, 1)), up(1)},
        {"trackpad zoom  100,0"}},
   };
   for (const auto& row : rows) EXPECT_EQ(touches<WindowFingers>(row.events, isTouchpad), row.expected) << row.name;
