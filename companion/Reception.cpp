@@ -15,12 +15,11 @@ using nlohmann::json;
 Reception::Reception(std::string path, Output output) : path_(std::move(path)), output_(std::move(output)) {
   const auto text = contentsOfRegularFile(path_);
   const json object = json::parse(text.value_or(""), nullptr, /*allow_exceptions=*/false);
-  const auto member = [&](const char* name) {
-    const bool isText = object.is_object() && object.contains(name) && object[name].is_string();
-    return isText ? object[name].get<std::string>() : "";
-  };
-  code_ = member("code");
-  host_ = member("host");
+  if (!object.is_object()) return;
+  if (const auto code = object.find("code"); code != object.end() && code->is_string()) code_ = *code;
+  for (const json& host : object.value("hosts", json())) {
+    if (host.is_string()) hosts_.insert(host);
+  }
 }
 
 void Reception::start() {
@@ -30,13 +29,16 @@ void Reception::start() {
 
 void Reception::linkDidChange(LinkStatus::State state) {
   isInUse_ = state == LinkStatus::State::Connected;
-  if (!visitor_.empty()) return;
-  if (isInUse_) return output_.ask(std::nullopt);
-  askForCode();
+  if (isInUse_) {
+    visitor_.clear();
+    admitVisitor_ = nullptr;
+    return output_.ask(std::nullopt);
+  }
+  if (visitor_.empty()) askForCode();
 }
 
 void Reception::hostDidCome(const std::string& address, Work admit) {
-  if (address == host_) return admit();
+  if (hosts_.contains(address)) return admit();
   if (isInUse_ || turnedAway_.contains(address)) return;
   const bool isAskedAbout = address == visitor_;
   if (!isAskedAbout && !visitor_.empty()) return;  // one after the other; hosts come again
@@ -49,9 +51,11 @@ void Reception::hostDidCome(const std::string& address, Work admit) {
 }
 
 void Reception::didAnswer(const std::string& answer) {
+  const bool isAboutVisitor = answer == "yes" || answer == "no";
+  if (isAboutVisitor == visitor_.empty()) return;  // nothing like it is asked any more
   if (visitor_.empty()) {
     code_ = answer;
-    host_.clear();  // another code is another computer's
+    hosts_.clear();  // another code is another computer's
     turnedAway_.clear();
     remember();
     output_.useCode(code_);
@@ -60,7 +64,7 @@ void Reception::didAnswer(const std::string& answer) {
   const std::string visitor = std::exchange(visitor_, "");
   const Work admit = std::exchange(admitVisitor_, nullptr);
   if (answer == "yes") {
-    host_ = visitor;
+    hosts_.insert(visitor);
     remember();
     return admit();
   }
@@ -80,7 +84,7 @@ void Reception::askForCode() {
 void Reception::remember() {
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
-  const auto written = writeFileAtomically(path_, json({{"code", code_}, {"host", host_}}).dump(2) + "\n");
+  const auto written = writeFileAtomically(path_, json({{"code", code_}, {"hosts", hosts_}}).dump(2) + "\n");
   if (!written) output_.complain(fmt::format("cannot write {}: {}", path_, written.error().localizedDescription()));
 }
 

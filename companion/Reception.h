@@ -40,7 +40,7 @@ class Reception {
   const std::string path_;
   const Output output_;
   std::string code_;
-  std::string host_;                  // the one that was let in
+  std::set<std::string> hosts_;       // the addresses that were let in: a host may have several
   std::set<std::string> turnedAway_;  // until the end of the program
   bool isInUse_ = false;
 

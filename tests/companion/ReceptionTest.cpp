@@ -56,8 +56,22 @@ TEST_F(ReceptionTest, TheCodeAndTheFirstHostAreAskedForOnce) {
 
   start();
   take();
+  come("fe80::1");
+  reception->didAnswer("43");
+  EXPECT_EQ(take(), Lines{"The computer fe80::1 wants to use this screen."}) << "typed before it was asked";
+  reception->didAnswer("yes");
+  reception->didAnswer("yes");
+  EXPECT_EQ(take(), Lines{"admit fe80::1"});
+
+  start();
+  take();
   come("10.0.0.1");
-  EXPECT_EQ(take(), Lines{"admit 10.0.0.1"});
+  come("fe80::1");
+  EXPECT_EQ(take(), (Lines{"admit 10.0.0.1", "admit fe80::1"})) << "a computer has several addresses";
+  come("10.0.0.2");
+  reception->linkDidChange(LinkStatus::State::Connected);
+  reception->linkDidChange(LinkStatus::State::Lost);
+  EXPECT_EQ(take(), (Lines{"The computer 10.0.0.2 wants to use this screen.", "no question", waiting + "42"}));
   reception->didAnswer("43");
   come("10.0.0.1");
   EXPECT_EQ(take(), (Lines{"use 43", waiting + "43", question})) << "another code is another computer's";
