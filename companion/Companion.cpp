@@ -68,7 +68,13 @@ Companion::Companion(std::shared_ptr<SerialQueue> queue, Options options)
       startTime_(clock_.now()),
       checker_(plannedSize(options_.info, options_.fullResolution)),
       wifiChecker_(plannedSize(options_.info, options_.fullResolution)),
-      fullResolution_(options_.fullResolution) {
+      fullResolution_(options_.fullResolution),
+      scriptRunner_(queue_, clock_, startTime_, options_.script,
+                    {.perform = [this](const ScriptAction& action) { perform(action); },
+                     .didMissFrame =
+                         [this](double seconds) {
+                           phoneDidSeeFault(*phone_, {"deadline", fmt::format("no frame within {} s", seconds)});
+                         }}) {
   const auto phone = [this](const char* link) {
     return std::make_shared<Phone>(
         queue_, clock_, Phone::Settings{link, options_.info, options_.pingInterval, options_.pongDeadline}, *this);
@@ -108,7 +114,7 @@ bool Companion::start() {
   if (!options_.receptionPath.empty()) startReception();
   if (window_) window_->setLink(linkStatus_);
   if (options_.seconds) queue_->after(*options_.seconds, [this] { end("the time is over"); });
-  scheduleScript(0);
+  scriptRunner_.start();
   return true;
 }
 
@@ -317,7 +323,7 @@ void Companion::phoneDidReceiveFrame(const Phone& phone, const Data& payload, do
   if (const auto offset = phone.hostClock().offset()) arrived.hostArrival = now + *offset;
   ++arrivedFrames_;
   checkPicture(phone, image, arrived);
-  if (frameWait_) endWaitForFrame();
+  scriptRunner_.frameDidArrive();
   if (arrivedFrames_ == options_.frames) end("all frames are here");
 }
 
@@ -369,32 +375,6 @@ void Companion::phoneDidPassMessage(const Phone& phone, Direction direction, std
   if (!options_.trace) return;
   say("{:.6f} s: {} {} {}, {} bytes", clock_.now() - startTime_, phone.linkName(),
       direction == Direction::toHost ? "->" : "<-", messageName(type), size);
-}
-
-void Companion::scheduleScript(std::size_t next) {
-  if (next == options_.script.size()) return;
-  const double delay = std::max(0.0, startTime_ + scriptPause_ + options_.script[next].time - clock_.now());
-  queue_->after(delay, [this, next] {
-    const ScriptAction& action = options_.script[next];
-    perform(action);
-    if (action.kind == ScriptAction::Kind::waitForFrame) return waitForFrame(next + 1, action.seconds);
-    scheduleScript(next + 1);
-  });
-}
-
-void Companion::waitForFrame(std::size_t next, double seconds) {
-  frameWait_ = {next, clock_.now()};
-  queue_->after(seconds, [this, next, seconds] {
-    if (!frameWait_ || frameWait_->next != next) return;
-    phoneDidSeeFault(*phone_, {"deadline", fmt::format("no frame within {} s", seconds)});
-    endWaitForFrame();
-  });
-}
-
-void Companion::endWaitForFrame() {
-  const FrameWait wait = *std::exchange(frameWait_, std::nullopt);
-  scriptPause_ += clock_.now() - wait.since;
-  scheduleScript(wait.next);
 }
 
 void Companion::perform(const ScriptAction& action) {
@@ -472,7 +452,7 @@ void Companion::turn() {
 void Companion::windowDidSettle(FrameSize size) {
   MacProtocol::DeviceInfo info = phone_->info();
   const auto screen = screenForFrames(size, info.idiom, fullResolution_);
-  if (!screen) return say("no frames are as small as the window, {}", size.text());
+  if (!screen) return say("no screen makes frames of the window's size, {}", size.text());
   if (screen->width == info.width && screen->height == info.height) return;
   info.width = screen->width;
   info.height = screen->height;

@@ -17,6 +17,7 @@
 #include "companion/PictureChecker.h"
 #include "companion/Reception.h"
 #include "companion/Script.h"
+#include "companion/ScriptRunner.h"
 #include "companion/SocketAddress.h"
 #include "companion/Statistics.h"
 #include "companion/WiFiAnnouncement.h"
@@ -84,9 +85,6 @@ class Companion final : public PhoneDelegate {
   void announcementDidChange(WiFiAnnouncement::State state, const std::string& text);
   bool acceptFrom(Descriptor socket, std::shared_ptr<Listener>& listener,
                   std::function<void(std::shared_ptr<Stream>, const std::string& host)> accept);
-  void scheduleScript(std::size_t next);
-  void waitForFrame(std::size_t next, double seconds);
-  void endWaitForFrame();
   void perform(const ScriptAction& action);
   void perform(const ScriptAction& action, Phone& phone);
   FrameChecker& checkerOf(const Phone& phone) { return &phone == wifiPhone_.get() ? wifiChecker_ : checker_; }
@@ -125,6 +123,7 @@ class Companion final : public PhoneDelegate {
   bool fullResolution_;
   LinkStatus linkStatus_;
   std::optional<Reception> reception_;
+  ScriptRunner scriptRunner_;
 
   // One per way; they are alike, and whoever is connected takes part in what happens.
   std::shared_ptr<Phone> phone_;
@@ -135,13 +134,6 @@ class Companion final : public PhoneDelegate {
   std::shared_ptr<WiFiAnnouncement> announcement_;
   std::vector<std::uint32_t> attachedDevices_;  // in the order of their attachment
   std::uint32_t refusal_ = MuxResult::success;
-
-  struct FrameWait {
-    std::size_t next;  // of the script's actions
-    double since;
-  };
-  std::optional<FrameWait> frameWait_;
-  double scriptPause_ = 0;  // seconds for which the script's clock has stood still
 
   bool isAnnounced_ = false;
   bool isEnding_ = false;

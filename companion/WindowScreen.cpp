@@ -1,7 +1,6 @@
 #include "companion/WindowScreen.h"
 
 #include <SDL.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -9,6 +8,7 @@
 #include "companion/SdlHandle.h"
 #include "companion/WindowPicture.h"
 #include "companion/WindowText.h"
+#include "companion/WindowWords.h"
 #include "protocol/MessageType.h"
 
 namespace tandemview {
@@ -16,9 +16,6 @@ namespace tandemview {
 namespace {
 
 using State = LinkStatus::State;
-
-constexpr const char* programName = "Tandemview companion";
-constexpr const char* keysOfTheWindow = "F8 statistics, F9 trackpad, F10 turn, F11 full screen";
 
 /// The window's first size leaves at least this share of the screen free.
 constexpr double freeShare = 0.1;
@@ -135,7 +132,7 @@ std::optional<Error> WindowScreen::open(const Options& options) {
     return std::max(1, static_cast<int>(length));
   };
   const std::uint32_t flags = SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI;
-  window_->window.reset(SDL_CreateWindow(programName, SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+  window_->window.reset(SDL_CreateWindow("", SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                          side(screen.w, options.size.width), side(screen.h, options.size.height),
                                          flags));
   if (!window_->window) return sdlError();
@@ -179,14 +176,9 @@ bool WindowScreen::handle(const SDL_Event& event) {
   if (isOvertaken(event)) return true;
   const bool isOwnKey = event.type == SDL_KEYDOWN && event.key.repeat == 0;
   if (isOwnKey) handleKey(event.key.keysym.sym);
-  if (!contents_.question) {
-    pointer_.handle(event);
-    fingers_.handle(event);
-    keys_.handle(event);
-  } else if (handleAnswer(event)) {
-    contents_.question = std::nullopt;
-    output_.didAnswer(std::exchange(answer_, ""));
-  }
+  pointer_.handle(event);
+  fingers_.handle(event);
+  prompt_.isAsking() ? handleAnswer(event) : keys_.handle(event);
   if (isOwnKey && event.key.keysym.sym == SDLK_F9) {
     hint(pointer_.isTrackpad() ? "The mouse is a trackpad. F9: a finger again" : "The mouse is a finger");
   }
@@ -224,23 +216,9 @@ void WindowScreen::handleKey(int key) {
   if (key == SDLK_F11) setFullScreen(!isFullScreen_);
 }
 
-/// True: the answer is complete.
-bool WindowScreen::handleAnswer(const SDL_Event& event) {
-  constexpr std::size_t codeLength = 2;
-  const int key = event.type == SDL_KEYDOWN ? event.key.keysym.sym : SDLK_UNKNOWN;
-  if (contents_.question->answer == WindowQuestion::Answer::YesNo) {
-    if (key == SDLK_RETURN || key == SDLK_KP_ENTER) answer_ = "yes";
-    if (key == SDLK_ESCAPE) answer_ = "no";
-    return !answer_.empty();
-  }
+void WindowScreen::handleAnswer(const SDL_Event& event) {
   isOutdated_ = isOutdated_ || event.type == SDL_KEYDOWN || event.type == SDL_TEXTINPUT;
-  if (key == SDLK_BACKSPACE && !answer_.empty()) answer_.pop_back();
-  if (event.type == SDL_TEXTINPUT) {
-    for (const char character : std::string_view(event.text.text)) {
-      if (character >= '0' && character <= '9' && answer_.size() < codeLength) answer_ += character;
-    }
-  }
-  return answer_.size() == codeLength;
+  if (const auto answer = prompt_.handle(event)) output_.didAnswer(*answer);
 }
 
 void WindowScreen::fetch() {
@@ -252,6 +230,7 @@ void WindowScreen::fetch() {
     if (isLinkNew && linkBefore.state == State::Connected) isPictureOld_ = true;
     const bool isNoticeNew = contents_.notice != noticeBefore;
     if (isLinkNew || isNoticeNew || contents_.question != questionBefore || showsStatistics_) isOutdated_ = true;
+    prompt_.ask(contents_.question);
     keepAwake();
     updateTitle();
   }
@@ -337,54 +316,15 @@ void WindowScreen::drawWords() {
     SDL_SetRenderDrawColor(window_->renderer.get(), 0, 0, 0, shade);
     SDL_RenderFillRect(window_->renderer.get(), nullptr);
   }
-  window_->text->write(words(), WindowText::Place::Middle);
+  const bool isPictureTrue = !window_->picture->isEmpty() && !isPictureOld_;
+  window_->text->write(windowWords(contents_, prompt_.lines(), isPictureTrue), WindowText::Place::Middle);
   if (showsStatistics_) window_->text->write(contents_.statistics, WindowText::Place::TopLeft);
   if (hintEnd_) window_->text->write({hint_}, WindowText::Place::Bottom);
 }
 
-/// What stands in the middle: nothing while the picture is true.
-std::vector<std::string> WindowScreen::words() const {
-  std::vector<std::string> lines;
-  if (contents_.question) {
-    lines = contents_.question->lines;
-    if (contents_.question->answer == WindowQuestion::Answer::Code) {
-      lines.insert(lines.end(), {fmt::format("{:_<2}", answer_), "", keysOfTheWindow});
-    }
-    if (!contents_.notice.empty()) lines.insert(lines.end(), {"", contents_.notice});
-    return lines;
-  }
-  switch (contents_.link.state) {
-    case State::Waiting:
-      lines = {"Waiting for a computer", ""};
-      break;
-    case State::Connected:
-      if (window_->picture->isEmpty() || isPictureOld_) lines = {"Connected. The picture comes in a few seconds"};
-      return lines;
-    case State::Lost:
-      lines = {"The connection is lost: " + contents_.link.reason, "", "Waiting for the computer", ""};
-      break;
-  }
-  lines.insert(lines.end(), contents_.link.ways.begin(), contents_.link.ways.end());
-  if (!contents_.notice.empty()) lines.insert(lines.end(), {"", contents_.notice});
-  lines.insert(lines.end(), {"", keysOfTheWindow});
-  return lines;
-}
-
 void WindowScreen::updateTitle() {
-  std::string state;
-  switch (contents_.link.state) {
-    case State::Waiting:
-      state = "waiting";
-      if (!contents_.link.ways.empty()) state += fmt::format(" ({})", fmt::join(contents_.link.ways, "; "));
-      break;
-    case State::Connected:
-      state = window_->picture->isEmpty() ? "connected" : "connected, " + window_->picture->size().text();
-      break;
-    case State::Lost:
-      state = "connection lost";
-      break;
-  }
-  const std::string title = fmt::format("{} \u00B7 {}", programName, state);
+  const auto size = window_->picture->isEmpty() ? std::nullopt : std::optional(window_->picture->size());
+  const std::string title = windowTitle(contents_.link, size);
   if (title != SDL_GetWindowTitle(window_->window.get())) SDL_SetWindowTitle(window_->window.get(), title.c_str());
 }
 

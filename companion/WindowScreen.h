@@ -13,6 +13,7 @@
 #include "companion/WindowFingers.h"
 #include "companion/WindowKeys.h"
 #include "companion/WindowPointer.h"
+#include "companion/WindowPrompt.h"
 #include "runtime/Error.h"
 
 namespace tandemview {
@@ -69,7 +70,7 @@ class WindowScreen {
   bool handle(const union SDL_Event& event);
   void handleWindow(const union SDL_Event& event);
   void handleKey(int key);
-  bool handleAnswer(const union SDL_Event& event);
+  void handleAnswer(const union SDL_Event& event);
   void fetch();
   void turn();
   void setFullScreen(bool isOn);
@@ -79,7 +80,6 @@ class WindowScreen {
   void keepAwake();
   void draw();
   void drawWords();
-  std::vector<std::string> words() const;
   void updateTitle();
 
   const Output output_;
@@ -87,6 +87,7 @@ class WindowScreen {
   WindowPointer pointer_;
   WindowFingers fingers_;
   WindowKeys keys_;
+  WindowPrompt prompt_;
 
   bool isFree_ = false;
   bool isFullScreen_ = false;
@@ -95,7 +96,6 @@ class WindowScreen {
   bool isPictureOld_ = false;  // of a link that has ended
   Picture picture_;
   WindowContents contents_;
-  std::string answer_;
   std::string hint_;
   std::optional<std::uint64_t> hintEnd_;  // in SDL's milliseconds, as the time below
   std::optional<std::uint64_t> settleTime_;
