@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "companion/DisplayLoss.h"
+#include "companion/ScreenBlanking.h"
 #include "companion/SdlHandle.h"
 #include "companion/WindowPicture.h"
 #include "companion/WindowText.h"
@@ -231,7 +232,7 @@ void WindowScreen::fetch() {
     const bool isNoticeNew = contents_.notice != noticeBefore;
     if (isLinkNew || isNoticeNew || contents_.question != questionBefore || showsStatistics_) isOutdated_ = true;
     prompt_.ask(contents_.question);
-    keepAwake();
+    setScreenMayBlank(window_->window.get(), contents_.link.state != State::Connected);
     updateTitle();
   }
   if (!output_.takePicture(picture_)) return;
@@ -241,12 +242,6 @@ void WindowScreen::fetch() {
   isPictureOld_ = false;
   isOutdated_ = true;
   updateTitle();
-}
-
-void WindowScreen::keepAwake() {
-  const bool isUsed = contents_.link.state == State::Connected;
-  if (isUsed == (SDL_IsScreenSaverEnabled() == SDL_FALSE)) return;
-  isUsed ? SDL_DisableScreenSaver() : SDL_EnableScreenSaver();
 }
 
 /// In full screen the window stays as it is.

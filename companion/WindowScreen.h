@@ -77,7 +77,6 @@ class WindowScreen {
   void hint(std::string text);
   int millisecondsToWait() const;
   void doWhatIsDue();
-  void keepAwake();
   void draw();
   void drawWords();
   void updateTitle();
