@@ -4,7 +4,6 @@
 
 #include "companion/ClockPattern.h"
 #include "companion/JpegReader.h"
-#include "companion/NewestPlace.h"
 #include "companion/NoiseJpeg.h"
 
 namespace tandemview {
@@ -36,19 +35,6 @@ TEST(PictureTest, IsRefusedWhereItsSizeDoesNotBoundItsCost) {
   for (const std::string& image : {noiseJpeg({344, 400}, 1, {.isProgressive = true}), huge}) {
     EXPECT_EQ(JpegReader().open(std::as_bytes(std::span(image))), std::nullopt);
   }
-}
-
-TEST(PictureTest, TheNewestTakesThePlaceOfWhatWaits) {
-  NewestPlace<std::string> place;
-  std::string first = "first";
-  std::string second = "second";
-  EXPECT_TRUE(place.put(first));
-  EXPECT_FALSE(place.put(second)) << "the other side is called already";
-  std::string taken;
-  EXPECT_TRUE(place.take(taken));
-  EXPECT_EQ(taken, "second");
-  EXPECT_FALSE(place.take(taken));
-  EXPECT_TRUE(place.put(taken));
 }
 
 }  // namespace
