@@ -301,7 +301,9 @@ TEST_F(ScreenTest, ShowsWhatArrivesLastAndHowItStands) {
     const Host host(companion, 0);
     host.greet();
     host.answerPing();
-    for (std::uint32_t ticks = 1; ticks <= 5; ++ticks) host.send(host.frame(noiseJpeg({1280, 800}, ticks)));
+    std::string burst;
+    for (std::uint32_t ticks = 1; ticks <= 5; ++ticks) burst += host.frame(noiseJpeg({1280, 800}, ticks));
+    host.send(burst);
     EXPECT_TRUE(Program::within30Seconds([&] { return shownTicks(1) == 5; })) << "while one is decoded, others come";
     host.send(host.frame(noiseJpeg({640, 400}, 6)));
     EXPECT_TRUE(Program::within30Seconds([&] { return shownTicks(2) == 6; })) << "of another size than planned";
