@@ -312,6 +312,7 @@ TEST_F(ScreenTest, ShowsWhatArrivesLastAndHowItStands) {
   }
   EXPECT_TRUE(Program::within30Seconds([&] { return titles().find("connection lost") != std::string::npos; }));
   EXPECT_TRUE(Program::within30Seconds([&] { return isBlank(); })) << "nobody needs the screen";
+  EXPECT_EQ(companion.end(SIGTERM), 1) << "the other size is a fault";
 }
 
 }  // namespace
