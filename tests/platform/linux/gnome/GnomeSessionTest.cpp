@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -162,6 +163,38 @@ TEST_F(GnomeSessionTest, ShowsWhatIsDrawnOnADisplayOfAnySizeThatTurnsInPlace) {
   EXPECT_FALSE(display_->displayID());
   EXPECT_TRUE(isSoon([&] { return hasError(); }));
   EXPECT_EQ(session_->layout().screens, untouched);
+}
+
+/// Looks at a display on which nothing is drawn, as a capture does.
+struct SizeReceiver final : GnomePictureReceiver {
+  void take(const PicturePixels& picture) override { width = picture.width; }
+  void sourceEnded(const Error& /*error*/) override { width = -1; }
+
+  std::atomic<std::int32_t> width = 0;
+};
+
+TEST_F(GnomeSessionTest, APictureOfTheLastSizeComesHoweverItWasTurned) {
+  open();
+  for (int round = 0; round < 20; ++round) {
+    const bool startsLate = round % 2 == 0;
+    auto receiver = std::make_shared<SizeReceiver>();
+    for (int turn = 0; turn <= round; ++turn) {
+      session_->sendPicturesTo(receiver);
+      if (turn % 3 == 1) session_->sendNoPicturesTo(receiver);
+      session_->show(turn % 2 == 0 ? PixelSize{644, 1398} : PixelSize{1398, 644});
+      std::this_thread::sleep_for(std::chrono::milliseconds(7 * turn));
+    }
+    const PixelSize last = round % 2 == 0 ? PixelSize{644, 1398} : PixelSize{1398, 644};
+    if (startsLate) session_->sendNoPicturesTo(receiver);
+    ASSERT_TRUE(isSoon([&] { return ours().width == static_cast<double>(last.width); })) << round;
+    receiver = std::make_shared<SizeReceiver>();
+    session_->sendPicturesTo(receiver);
+    const auto began = std::chrono::steady_clock::now();
+    ASSERT_TRUE(isSoon([&] { return receiver->width == last.width; })) << round;
+    std::printf(
+        "DBG round %d %d ms\n", round,
+        (int)std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began).count());
+  }
 }
 
 TEST_F(GnomeSessionTest, KeepsTheUsersArrangementAndRemembersWhereHePutsTheDisplay) {
