@@ -21,7 +21,7 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
-/// Who ends a display ends its pictures first and tells why right after.
+/// Who ends a display ends its pictures first and tells why right after. PipeWire's own end may come last of all.
 constexpr double reasonPatience = 0.2;
 
 /// For an arrangement that others change at the same time.
@@ -199,11 +199,12 @@ void GnomeSession::create() {
     };
   };
   stream_ = makeStream();
-  auto cast = MutterCast::start(
-      *bus_,
-      {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
-       .streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
-       .closed = ifCurrent([this] { end("📺 GNOME has ended the display: it was locked, or sharing was stopped"); })});
+  auto cast =
+      MutterCast::start(*bus_, {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
+                                .streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
+                                .closed = ifCurrent([this] {
+                                  endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
+                                })});
   if (cast) {
     cast_ = std::move(*cast);
     return;
@@ -222,10 +223,8 @@ std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
                                   });
                                 },
                             .ended =
-                                [this, run = run_] {
-                                  queue_->after(reasonPatience, [this, run] {
-                                    if (run == run_) end("📺 The display's pictures have ended");
-                                  });
+                                [this] {
+                                  if (ending_.empty()) endSoon("📺 The display's pictures have ended");
                                 },
                             .disconnected =
                                 [this, run = run_](const std::string& why) {
@@ -233,6 +232,13 @@ std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
                                     if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
                                   });
                                 }});
+}
+
+void GnomeSession::endSoon(const std::string& why) {
+  ending_ = why;
+  queue_->after(reasonPatience, [this, run = run_] {
+    if (run == run_) end(ending_);
+  });
 }
 
 void GnomeSession::end(const std::string& why) {
@@ -243,6 +249,7 @@ void GnomeSession::end(const std::string& why) {
 
 void GnomeSession::remove() {
   ++run_;
+  ending_.clear();
   remoteDesktop_->end();
   {
     const std::lock_guard lock(mutex_);

@@ -88,6 +88,7 @@ class GnomeSession {
   void beginShow(const PixelSize& size, const Answer& answer);
   void create();
   std::shared_ptr<DisplayStream> makeStream();
+  void endSoon(const std::string& why);
   void end(const std::string& why);
   void remove();
   void compositorChanged(bool isThere);
@@ -106,6 +107,7 @@ class GnomeSession {
   std::shared_ptr<BusConnection> bus_;
   std::unique_ptr<MutterDisplayConfig> config_;
   std::unique_ptr<MutterCast> cast_;
+  std::string ending_;                     // why it is about to end
   std::shared_ptr<DisplayStream> stream_;  // beside the cast
   std::uint64_t run_ = 0;                  // the sessions' number: what belongs to an earlier one does nothing
   PixelSize size_;                         // that our display is to have; 0 without one

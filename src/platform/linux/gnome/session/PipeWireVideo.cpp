@@ -43,7 +43,6 @@ struct PipeWireVideo::Link {
   void wait();
   void followStream();
   void setActive(bool isActive);
-  void end(const std::function<void(const Events&)>& tell);
   void readFormat(const spa_pod* format);
   void readPictures();
   void letGo();
@@ -96,9 +95,7 @@ bool PipeWireVideo::Link::open(const std::shared_ptr<Queue>& queue) {
   static const pw_core_events coreEvents = {
       .version = PW_VERSION_CORE_EVENTS, .error = [](void* link, std::uint32_t id, int, int code, const char* message) {
         if (id == PW_ID_CORE && code == -EPIPE)
-          of(link).end([message](const Events& handlers) {
-            handlers.disconnected(message ? message : "the connection has ended");
-          });
+          of(link).events.disconnected(message ? message : "the connection has ended");
       }};
   pw_core_add_listener(core, &coreHook, &coreEvents, this);
   auto watched = queue->watch(pw_loop_get_fd(loop));
@@ -125,11 +122,6 @@ void PipeWireVideo::Link::followStream() {
     setActive(true);
   }
   if (hasAgreed || hasStopped) events.done();
-}
-
-/// Each end leads to others.
-void PipeWireVideo::Link::end(const std::function<void(const Events&)>& tell) {
-  if (!std::exchange(hasEnded, true)) tell(events);
 }
 
 void PipeWireVideo::Link::readFormat(const spa_pod* format) {
@@ -195,7 +187,7 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
           [](void* link, pw_stream_state before, pw_stream_state state, const char*) {
             const bool hasFailed = state == PW_STREAM_STATE_ERROR ||
                                    (state == PW_STREAM_STATE_UNCONNECTED && before != PW_STREAM_STATE_UNCONNECTED);
-            if (hasFailed) Link::of(link).end([](const Events& handlers) { handlers.ended(); });
+            if (hasFailed && !std::exchange(Link::of(link).hasEnded, true)) Link::of(link).events.ended();
           },
       .param_changed =
           [](void* link, std::uint32_t id, const spa_pod* parameter) {

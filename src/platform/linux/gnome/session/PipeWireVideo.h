@@ -22,7 +22,7 @@ class PipeWireVideo {
     std::function<void()> done;
     /// Valid during the call.
     std::function<void(const PicturePixels& picture)> arrived;
-    /// Nothing comes any more: the source has ended, or PipeWire itself.
+    /// Nothing comes any more: the source has ended, or PipeWire itself, which may end the source first.
     std::function<void()> ended;
     std::function<void(const std::string& reason)> disconnected;
   };
