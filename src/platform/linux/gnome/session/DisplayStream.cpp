@@ -60,11 +60,13 @@ void DisplayStream::sendNoneTo(const std::weak_ptr<GnomePictureReceiver>& receiv
 
 void DisplayStream::end(const Error& why) {
   ++step_;
+  setPicturesCome(false);
   video_ = nullptr;
   if (const auto receiver = std::exchange(receiver_, {}).lock()) receiver->sourceEnded(why);
 }
 
 void DisplayStream::receive() {
+  setPicturesCome(false);
   video_ = nullptr;  // the source serves one at a time
   auto video = PipeWireVideo::open(queue_, {.done = weakly(this,
                                                            [](DisplayStream& self) {
@@ -87,11 +89,15 @@ void DisplayStream::steer() {
   if (video_->size() != size_) {
     isPictureDue_ = true;
     isPictureComing_ = true;
+    setPicturesCome(false);
     video_->negotiate(size_, refreshRate);
     return expect();
   }
   if (!receiver_.expired() && isPictureDue_) {
-    if (!std::exchange(isPictureComing_, true)) video_->restart();
+    if (!std::exchange(isPictureComing_, true)) {
+      setPicturesCome(false);
+      video_->restart();
+    }
     return expect();
   }
   attempts_ = 0;
@@ -122,6 +128,7 @@ void DisplayStream::insist() {
 
 void DisplayStream::rest() {
   isPictureComing_ = false;
+  setPicturesCome(false);
   video_->stop();
 }
 
@@ -129,11 +136,17 @@ void DisplayStream::rest() {
 void DisplayStream::raiseRate() {
   isPictureDue_ = true;
   isPictureComing_ = false;
+  setPicturesCome(false);
   video_->negotiate(size_, unlimitedRate);
   expect();
 }
 
+void DisplayStream::setPicturesCome(bool doCome) {
+  if (std::exchange(doPicturesCome_, doCome) != doCome) events_.picturesCome(doCome);
+}
+
 void DisplayStream::take(const PicturePixels& picture) {
+  if (hasSize()) setPicturesCome(true);
   const auto receiver = receiver_.lock();
   if (!receiver) return;
   receiver->take(picture);

@@ -20,6 +20,8 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   struct Events {
     /// hasSize() may be another.
     std::function<void()> changed;
+    /// Pictures come from now on, or none until the next that is told of.
+    std::function<void(bool doCome)> picturesCome;
     /// As PipeWireVideo tells it.
     std::function<void()> ended;
     std::function<void(const std::string& reason)> disconnected;
@@ -53,6 +55,7 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   void rest();
   void raiseRate();
   void take(const PicturePixels& picture);
+  void setPicturesCome(bool doCome);
 
   const std::shared_ptr<Queue> queue_;
   const Events events_;
@@ -60,6 +63,7 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   std::uint32_t node_ = 0;
   std::weak_ptr<GnomePictureReceiver> receiver_;
   std::unique_ptr<PipeWireVideo> video_;
+  bool doPicturesCome_ = false;
   bool isPictureDue_ = false;     // the receiver has none of the wanted size, or has missed some
   bool isPictureComing_ = false;  // the source sends one by itself
   int attempts_ = 0;              // that have led to nothing
