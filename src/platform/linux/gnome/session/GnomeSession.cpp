@@ -290,6 +290,8 @@ void GnomeSession::look() {
     settled_ = *layout;
     return publish(*layout);
   }
+  // It may be from before our display was told its size, and what has its size already is to be arranged first.
+  if (cast_ && !stream_->hasSize()) return;
   if (!hasArrived(*layout)) return publish(*layout);
   settle(arrange(*layout));
   isChanging_ = false;
@@ -305,10 +307,9 @@ void GnomeSession::look() {
   answer(true);
 }
 
-/// Whether our display has come, in its size, or gone. A layout may be from before the stream was told the size.
+/// Whether our display has come, in its size, or gone.
 bool GnomeSession::hasArrived(const GnomeLayout& layout) {
   if (!cast_) return !layout.monitor(*ours_);
-  if (!stream_->hasSize()) return false;
   if (!ours_) {
     const auto found = std::ranges::find_if(layout.monitors, [this](const GnomeLayout::Monitor& monitor) {
       return monitor.product == virtualProduct && monitor.size == size_ && !settled_.monitor(monitor.id);
