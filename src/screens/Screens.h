@@ -14,6 +14,8 @@ using DisplayID = std::uint32_t;
 struct PixelSize {
   std::int64_t width = 0;
   std::int64_t height = 0;
+
+  bool operator==(const PixelSize&) const = default;
 };
 
 /// Which displays show a picture, and where: asked by whatever arranges displays, captures one or aims at one. From any

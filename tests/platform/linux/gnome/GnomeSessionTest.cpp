@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <future>
 #include <mutex>
 
 #include "fakes/LogRecorder.h"
@@ -162,6 +164,36 @@ TEST_F(GnomeSessionTest, ShowsWhatIsDrawnOnADisplayOfAnySizeThatTurnsInPlace) {
   EXPECT_FALSE(display_->displayID());
   EXPECT_TRUE(isSoon([&] { return hasError(); }));
   EXPECT_EQ(session_->layout().screens, untouched);
+}
+
+/// Looks at a display on which nothing is drawn.
+struct SizeReceiver final : GnomePictureReceiver {
+  void take(const PicturePixels& picture) override { width = picture.width; }
+  void sourceEnded(const Error& /*error*/) override {}
+
+  std::atomic<std::int32_t> width = 0;
+};
+
+TEST_F(GnomeSessionTest, APictureOfTheLastSizeComesHoweverQuicklyItIsTurned) {
+  open();
+  ASSERT_TRUE(show(644, 1398));
+  for (int round = 0; round < 10; ++round) {
+    auto receiver = std::make_shared<SizeReceiver>();
+    std::vector<std::future<bool>> turns;
+    for (int turn = 0; turn < 5; ++turn) {
+      session_->sendPicturesTo(receiver);
+      const PixelSize size = turn % 2 == 0 ? PixelSize{1398, 644} : PixelSize{644, 1398};
+      turns.push_back(std::async(std::launch::async, [=, this] { return session_->show(size); }));
+      std::this_thread::sleep_for(std::chrono::milliseconds(round * 10));  // at another moment of a turn each
+      if (turn % 2 == 0) session_->sendNoPicturesTo(receiver);
+    }
+    for (auto& turn : turns) turn.wait();
+    ASSERT_TRUE(show(1398, 644)) << round;
+    receiver = std::make_shared<SizeReceiver>();
+    session_->sendPicturesTo(receiver);
+    ASSERT_TRUE(isSoon([&] { return receiver->width == 1398; })) << round;
+    ASSERT_TRUE(show(644, 1398)) << round;
+  }
 }
 
 TEST_F(GnomeSessionTest, KeepsTheUsersArrangementAndRemembersWhereHePutsTheDisplay) {

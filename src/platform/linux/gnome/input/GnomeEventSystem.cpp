@@ -217,9 +217,8 @@ void GnomeEventSystem::carryOut(const MouseEvent& event) {
   const auto bounds = displayBounds();
   if (!bounds) return;
   keyboard_.holding(keyModifiersOf(event.flags), [&] {
-    remoteDesktop_->postOnStream("NotifyPointerMotionAbsolute",
-                                 std::clamp(event.location.x - bounds->x, -farthest, farthest),
-                                 std::clamp(event.location.y - bounds->y, -farthest, farthest));
+    remoteDesktop_->postMotion(std::clamp(event.location.x - bounds->x, -farthest, farthest),
+                               std::clamp(event.location.y - bounds->y, -farthest, farthest));
     if (GnomeInputQueue::isMovement(event)) return;
     if (GnomeInputQueue::isPress(event)) {
       press(event.button);
@@ -232,9 +231,9 @@ void GnomeEventSystem::carryOut(const MouseEvent& event) {
 /// The compositor counts to the right and down.
 void GnomeEventSystem::carryOut(const ScrollEvent& event) {
   keyboard_.holding(keyModifiersOf(event.flags), [&] {
-    remoteDesktop_->post("NotifyPointerAxis",
-                         -static_cast<double>(std::clamp(event.horizontal, -mostScrolled, mostScrolled)),
-                         -static_cast<double>(std::clamp(event.vertical, -mostScrolled, mostScrolled)), byFinger);
+    remoteDesktop_->postAtPointer(
+        "NotifyPointerAxis", -static_cast<double>(std::clamp(event.horizontal, -mostScrolled, mostScrolled)),
+        -static_cast<double>(std::clamp(event.vertical, -mostScrolled, mostScrolled)), byFinger);
   });
 }
 
@@ -319,7 +318,7 @@ std::optional<ScreenRectangle> GnomeEventSystem::displayBounds() const {
 }
 
 void GnomeEventSystem::press(MouseButton button) {
-  if (pressed_.insert(button).second) remoteDesktop_->post("NotifyPointerButton", buttonCode(button), true);
+  if (pressed_.insert(button).second) remoteDesktop_->postAtPointer("NotifyPointerButton", buttonCode(button), true);
 }
 
 void GnomeEventSystem::release(MouseButton button) {

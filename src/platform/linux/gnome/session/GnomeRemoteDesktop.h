@@ -37,18 +37,22 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   /// while there is no session.
   template <typename... Arguments>
   void post(const char* method, Arguments... arguments) {
-    queue_->async([weak = weak_from_this(), method, arguments...] {
-      const auto live = weak.lock();
-      if (live && live->session_) live->send(method, arguments...);
+    perform([=](GnomeRemoteDesktop& self) { self.send(method, arguments...); });
+  }
+
+  /// The same for a place of the pointer on our display. Dropped while the compositor would drop it, untold.
+  void postMotion(double x, double y) {
+    perform([=](GnomeRemoteDesktop& self) {
+      self.isPlaced_ = self.takesPlaces_;
+      if (self.isPlaced_) self.send("NotifyPointerMotionAbsolute", self.stream_, x, y);
     });
   }
 
-  /// The same for methods whose first argument is our display's stream.
+  /// The same for what happens where the pointer is. Dropped if the place before it was: it would hit something else.
   template <typename... Arguments>
-  void postOnStream(const char* method, Arguments... arguments) {
-    queue_->async([weak = weak_from_this(), method, arguments...] {
-      const auto live = weak.lock();
-      if (live && live->session_) live->send(method, live->stream_, arguments...);
+  void postAtPointer(const char* method, Arguments... arguments) {
+    perform([=](GnomeRemoteDesktop& self) {
+      if (self.isPlaced_) self.send(method, arguments...);
     });
   }
 
@@ -60,7 +64,11 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
     if (bus_) bus_->update();
   }
 
+  /// Whether places on our display are taken: while its pictures come.
+  bool takesPlaces() const { return takesPlaces_; }
+
   /// For the GnomeSession.
+  void setTakesPlaces(bool takesPlaces) { takesPlaces_ = takesPlaces; }
   void prepare(sdbus::IProxy& session) const {
     if (observer_.prepare) observer_.prepare(session);
   }
@@ -72,12 +80,21 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   }
   void end() {
     if (!session_) return;
+    isPlaced_ = true;
     session_ = nullptr;
     bus_ = nullptr;
     if (observer_.ended) observer_.ended();
   }
 
  private:
+  template <typename Action>
+  void perform(Action action) {
+    queue_->async([weak = weak_from_this(), action] {
+      const auto live = weak.lock();
+      if (live && live->session_) action(*live);
+    });
+  }
+
   template <typename... Arguments>
   void send(const char* method, const Arguments&... arguments) {
     try {
@@ -96,6 +113,8 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   std::shared_ptr<BusConnection> bus_;
   sdbus::IProxy* session_ = nullptr;
   std::string stream_;
+  bool takesPlaces_ = false;
+  bool isPlaced_ = true;  // the pointer is where it was to be last
 };
 
 }  // namespace tandemview

@@ -15,22 +15,14 @@ namespace {
 /// What the compositor calls the monitors that it makes for us.
 constexpr const char* virtualProduct = "Virtual remote monitor";
 
-/// The rate that is negotiated becomes the monitor's. But the compositor's limiter then drops every third picture of a
-/// steady source, so that a rate that limits nothing follows, which the monitor's no longer does.
-constexpr std::uint32_t refreshRate = 60;
-constexpr std::uint32_t unlimitedRate = 1000;
-
 /// Seconds.
 constexpr double creationPatience = 5;
 constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
-/// Who ends a display ends its pictures first and tells why right after.
+/// Who ends a display ends its pictures first and tells why right after. PipeWire's own end may come last of all.
 constexpr double reasonPatience = 0.2;
-
-/// A source that is stopped and started while it still makes room for its pictures may send none.
-constexpr double picturePatience = 0.5;
 
 /// For an arrangement that others change at the same time.
 constexpr int mostAttempts = 3;
@@ -40,10 +32,6 @@ constexpr double rowPatience = 2;
 
 Error displayGone() {
   return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
-}
-
-bool isEqual(const PixelSize& left, const PixelSize& right) {
-  return left.width == right.width && left.height == right.height;
 }
 
 }  // namespace
@@ -162,17 +150,14 @@ void GnomeSession::sendPicturesTo(std::weak_ptr<GnomePictureReceiver> receiver) 
   soon([this, receiver = std::move(receiver)] {
     const auto live = receiver.lock();
     if (!live) return;
-    if (!cast_) return live->sourceEnded(displayGone());
-    receiver_ = receiver;
-    requestPicture();
+    if (!stream_) return live->sourceEnded(displayGone());
+    stream_->sendTo(receiver);
   });
 }
 
 void GnomeSession::sendNoPicturesTo(std::weak_ptr<GnomePictureReceiver> receiver) {
   soon([this, receiver = std::move(receiver)] {
-    if (receiver_.lock() != receiver.lock()) return;
-    receiver_.reset();
-    if (video_ && rate_ == unlimitedRate && !isChanging_) video_->stop();
+    if (stream_) stream_->sendNoneTo(receiver);
   });
 }
 
@@ -194,17 +179,14 @@ void GnomeSession::soon(std::function<void()> step) {
 
 void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
   if (!config_) return answer(false);
-  const bool isAsked = isEqual(size_, size);
+  const bool isAsked = size_ == size;
   if (isAsked && !isChanging_) return answer(true);
   asked_.push_back(answer);
-  if (isAsked) return;
+  if (isAsked) return look();
   size_ = size;
   isChanging_ = true;
   if (!cast_) return create();
-  if (!video_) return;  // it is about to be received, and in this size then
-  rate_ = 0;
-  video_->start();
-  video_->negotiate(size_, refreshRate);
+  stream_->resize(size_);
 }
 
 void GnomeSession::create() {
@@ -216,11 +198,13 @@ void GnomeSession::create() {
       });
     };
   };
-  auto cast = MutterCast::start(
-      *bus_,
-      {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
-       .streamAdded = [this](std::uint32_t node) { receive(node); },
-       .closed = ifCurrent([this] { end("📺 GNOME has ended the display: it was locked, or sharing was stopped"); })});
+  stream_ = makeStream();
+  auto cast =
+      MutterCast::start(*bus_, {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
+                                .streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
+                                .closed = ifCurrent([this] {
+                                  endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
+                                })});
   if (cast) {
     cast_ = std::move(*cast);
     return;
@@ -229,56 +213,33 @@ void GnomeSession::create() {
   remove();
 }
 
-void GnomeSession::receive(std::uint32_t node) {
-  const auto fail = [this, run = run_](const std::string& why) {
-    soon([this, run, why] {
-      if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
-    });
-  };
-  const auto sourceEnded = [this, run = run_] {
-    queue_->after(reasonPatience, [this, run] {
-      if (run == run_) end("📺 The display's pictures have ended");
-    });
-  };
-  auto video = PipeWireVideo::open(
-      queue_, {.formatChanged = [this](const PixelSize& size, std::uint32_t rate) { formatChanged(size, rate); },
-               .arrived = [this](const PicturePixels& picture) { take(picture); },
-               .ended = sourceEnded,
-               .disconnected = fail});
-  if (!video) return fail(video.error().localizedDescription());
-  video_ = std::move(*video);
-  if (!video_->connect(node, size_, refreshRate)) fail("it refuses a stream");
+std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
+  return std::make_shared<DisplayStream>(
+      queue_, size_,
+      DisplayStream::Events{.changed =
+                                [this] {
+                                  soon([this] {
+                                    if (isChanging_) look();
+                                  });
+                                },
+                            .picturesCome = [this](bool doCome) { remoteDesktop_->setTakesPlaces(doCome); },
+                            .ended =
+                                [this] {
+                                  if (ending_.empty()) endSoon("📺 The display's pictures have ended");
+                                },
+                            .disconnected =
+                                [this, run = run_](const std::string& why) {
+                                  soon([this, run, why] {
+                                    if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
+                                  });
+                                }});
 }
 
-void GnomeSession::formatChanged(const PixelSize& size, std::uint32_t mostPerSecond) {
-  formatSize_ = size;
-  rate_ = mostPerSecond;
-  soon([this] {
-    if (!isChanging_) raiseRate();
+void GnomeSession::endSoon(const std::string& why) {
+  ending_ = why;
+  queue_->after(reasonPatience, [this, run = run_] {
+    if (run == run_) end(ending_);
   });
-}
-
-/// Once the monitor has its size: at this rate nothing but the rate may be negotiated.
-void GnomeSession::raiseRate() {
-  if (!video_ || !isEqual(formatSize_, size_)) return;
-  if (rate_ == refreshRate) return video_->negotiate(size_, unlimitedRate);
-  // This brings no picture of its own.
-  if (receiver_.expired()) return video_->stop();
-  requestPicture();
-}
-
-void GnomeSession::requestPicture() {
-  if (!video_ || rate_ != unlimitedRate) return;
-  video_->restart();
-  isPictureDue_ = true;
-  queue_->after(picturePatience, [this, request = ++request_] {
-    if (request == request_ && isPictureDue_ && !receiver_.expired()) requestPicture();
-  });
-}
-
-void GnomeSession::take(const PicturePixels& picture) {
-  isPictureDue_ = false;
-  if (const auto receiver = receiver_.lock()) receiver->take(picture);
 }
 
 void GnomeSession::end(const std::string& why) {
@@ -289,19 +250,16 @@ void GnomeSession::end(const std::string& why) {
 
 void GnomeSession::remove() {
   ++run_;
+  ending_.clear();
   remoteDesktop_->end();
-  video_ = nullptr;
-  cast_ = nullptr;
-  size_ = {};
-  formatSize_ = {};
-  rate_ = 0;
-  answer(false);
   {
     const std::lock_guard lock(mutex_);
     display_ = std::nullopt;
   }
-  if (const auto receiver = receiver_.lock()) receiver->sourceEnded(displayGone());
-  receiver_.reset();
+  if (const auto stream = std::exchange(stream_, nullptr)) stream->end(displayGone());
+  cast_ = nullptr;
+  size_ = {};
+  answer(false);
   isChanging_ = ours_.has_value();
   if (!isChanging_) return;
   places_.remove(*ours_);
@@ -332,6 +290,8 @@ void GnomeSession::look() {
     settled_ = *layout;
     return publish(*layout);
   }
+  // It may be from before our display was told its size, and what has its size already is to be arranged first.
+  if (cast_ && !stream_->hasSize()) return;
   if (!hasArrived(*layout)) return publish(*layout);
   settle(arrange(*layout));
   isChanging_ = false;
@@ -344,7 +304,6 @@ void GnomeSession::look() {
     display_ = ours_;
   }
   remoteDesktop_->begin(bus_, cast_->remoteDesktop(), cast_->stream());
-  raiseRate();
   answer(true);
 }
 
@@ -353,14 +312,14 @@ bool GnomeSession::hasArrived(const GnomeLayout& layout) {
   if (!cast_) return !layout.monitor(*ours_);
   if (!ours_) {
     const auto found = std::ranges::find_if(layout.monitors, [this](const GnomeLayout::Monitor& monitor) {
-      return monitor.product == virtualProduct && isEqual(monitor.size, size_) && !settled_.monitor(monitor.id);
+      return monitor.product == virtualProduct && monitor.size == size_ && !settled_.monitor(monitor.id);
     });
     if (found == layout.monitors.end()) return false;
     ours_ = found->id;
     places_.add(found->id);
   }
   const GnomeLayout::Monitor* const own = layout.monitor(*ours_);
-  return own && layout.screenOf(*own) && isEqual(own->size, size_);
+  return own && layout.screenOf(*own) && own->size == size_;
 }
 
 /// The compositor lays all monitors out in a row when one of ours comes, changes or goes.

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/gnome/session/DisplayStream.h"
 #include "platform/linux/gnome/session/GnomeLayout.h"
 #include "platform/linux/gnome/session/GnomePictureReceiver.h"
 #include "platform/linux/gnome/session/GnomeRemoteDesktop.h"
 #include "platform/linux/gnome/session/MutterCast.h"
 #include "platform/linux/gnome/session/MutterDisplayConfig.h"
-#include "platform/linux/gnome/session/PipeWireVideo.h"
 #include "platform/linux/places/PlaceMemory.h"
 #include "runtime/MediaClock.h"
 #include "runtime/SerialQueue.h"
@@ -87,11 +87,8 @@ class GnomeSession {
 
   void beginShow(const PixelSize& size, const Answer& answer);
   void create();
-  void receive(std::uint32_t node);
-  void formatChanged(const PixelSize& size, std::uint32_t mostPerSecond);
-  void raiseRate();
-  void requestPicture();
-  void take(const PicturePixels& picture);
+  std::shared_ptr<DisplayStream> makeStream();
+  void endSoon(const std::string& why);
   void end(const std::string& why);
   void remove();
   void compositorChanged(bool isThere);
@@ -110,11 +107,10 @@ class GnomeSession {
   std::shared_ptr<BusConnection> bus_;
   std::unique_ptr<MutterDisplayConfig> config_;
   std::unique_ptr<MutterCast> cast_;
-  std::unique_ptr<PipeWireVideo> video_;
-  std::uint64_t run_ = 0;  // the sessions' number: what belongs to an earlier one does nothing
-  PixelSize size_;         // that our display is to have; 0 without one
-  PixelSize formatSize_;   // that the stream has
-  std::uint32_t rate_ = 0;
+  std::string ending_;                     // why it is about to end
+  std::shared_ptr<DisplayStream> stream_;  // beside the cast
+  std::uint64_t run_ = 0;                  // the sessions' number: what belongs to an earlier one does nothing
+  PixelSize size_;                         // that our display is to have; 0 without one
   std::optional<DisplayID> ours_;
   std::vector<GnomeLayout::Screen> undone_;  // the row that the compositor made of the screens last
   double undoneUntil_ = 0;                   // it may come again until then
@@ -122,9 +118,6 @@ class GnomeSession {
   bool isChanging_ = false;                  // a change of ours is under way
   std::vector<Answer> asked_;                // who waits for it
   PlaceMemory places_;
-  std::weak_ptr<GnomePictureReceiver> receiver_;
-  std::uint64_t request_ = 0;  // the number of the last one for a picture
-  bool isPictureDue_ = false;  // it has not come yet
 
   mutable std::mutex mutex_;  // guards what follows
   GnomeLayout layout_;

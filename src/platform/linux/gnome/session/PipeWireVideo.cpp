@@ -42,11 +42,11 @@ struct PipeWireVideo::Link {
   bool open(const std::shared_ptr<Queue>& queue);
   void wait();
   void followStream();
-  void negotiate(const PixelSize& wanted, std::uint32_t mostPerSecond);
-  void end(const std::function<void(const Events&)>& tell);
+  void setActive(bool isActive);
   void readFormat(const spa_pod* format);
   void readPictures();
-  void deliver(pw_buffer& buffer) const;
+  void letGo();
+  std::optional<PicturePixels> picture() const;
 
   static Link& of(void* link) { return *static_cast<Link*>(link); }
 
@@ -63,12 +63,13 @@ struct PipeWireVideo::Link {
   bool hasNewFormat = false;  // and it has not been told of yet
   int buffers = 0;
   bool isNegotiating = false;
-  std::optional<std::pair<PixelSize, std::uint32_t>> nextFormat;  // to be negotiated after that
   bool isRestarting = false;
+  pw_buffer* newest = nullptr;  // ours until the next comes
   bool hasEnded = false;
 };
 
 PipeWireVideo::Link::~Link() {
+  hasEnded = true;  // on purpose
   watch = nullptr;
   if (stream) pw_stream_destroy(stream);
   if (core) pw_core_disconnect(core);
@@ -94,9 +95,7 @@ bool PipeWireVideo::Link::open(const std::shared_ptr<Queue>& queue) {
   static const pw_core_events coreEvents = {
       .version = PW_VERSION_CORE_EVENTS, .error = [](void* link, std::uint32_t id, int, int code, const char* message) {
         if (id == PW_ID_CORE && code == -EPIPE)
-          of(link).end([message](const Events& handlers) {
-            handlers.disconnected(message ? message : "the connection has ended");
-          });
+          of(link).events.disconnected(message ? message : "the connection has ended");
       }};
   pw_core_add_listener(core, &coreHook, &coreEvents, this);
   auto watched = queue->watch(pw_loop_get_fd(loop));
@@ -114,22 +113,15 @@ void PipeWireVideo::Link::wait() {
   });
 }
 
-/// What is done about the stream while its negotiation is under way may leave the two sides at odds.
 void PipeWireVideo::Link::followStream() {
-  if (buffers > 0 && std::exchange(hasNewFormat, false)) {
-    isNegotiating = false;
-    if (const auto next = std::exchange(nextFormat, std::nullopt)) return negotiate(next->first, next->second);
-    events.formatChanged(size, rate);
-  }
-  if (isRestarting && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_PAUSED) {
+  const bool hasAgreed = isNegotiating && hasNewFormat && buffers > 0;
+  const bool hasStopped = isRestarting && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_PAUSED;
+  if (hasAgreed) isNegotiating = hasNewFormat = false;
+  if (hasStopped) {
     isRestarting = false;
-    pw_stream_set_active(stream, true);
+    setActive(true);
   }
-}
-
-/// Each end leads to others.
-void PipeWireVideo::Link::end(const std::function<void(const Events&)>& tell) {
-  if (!std::exchange(hasEnded, true)) tell(events);
+  if (hasAgreed || hasStopped) events.done();
 }
 
 void PipeWireVideo::Link::readFormat(const spa_pod* format) {
@@ -147,31 +139,35 @@ void PipeWireVideo::Link::readFormat(const spa_pod* format) {
   pw_stream_update_params(stream, parameters.data(), parameters.size());
 }
 
-/// Each picture is whole, so that the newest says all.
+/// Each picture is whole, so that the newest says all. It is kept: the source has others to go on with.
 void PipeWireVideo::Link::readPictures() {
-  pw_buffer* newest = nullptr;
+  pw_buffer* const before = newest;
   while (pw_buffer* const buffer = pw_stream_dequeue_buffer(stream)) {
     const spa_data& data = buffer->buffer->datas[0];
     const bool isPicture = data.data && data.chunk->size > 0 && (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) == 0;
     pw_buffer* const done = isPicture ? std::exchange(newest, buffer) : buffer;
     if (done) pw_stream_queue_buffer(stream, done);
   }
-  if (!newest) return;
-  deliver(*newest);
-  pw_stream_queue_buffer(stream, newest);
+  if (newest == before) return;
+  if (const auto pixels = picture()) events.arrived(*pixels);
 }
 
-void PipeWireVideo::Link::deliver(pw_buffer& buffer) const {
-  const spa_data& data = buffer.buffer->datas[0];
+void PipeWireVideo::Link::letGo() {
+  if (pw_buffer* const buffer = std::exchange(newest, nullptr)) pw_stream_queue_buffer(stream, buffer);
+}
+
+std::optional<PicturePixels> PipeWireVideo::Link::picture() const {
+  if (!newest) return std::nullopt;
+  const spa_data& data = newest->buffer->datas[0];
   const std::size_t rows = static_cast<std::size_t>(size.height);
   const auto bytesPerRow = static_cast<std::size_t>(data.chunk->stride);
   const bool fits = bytesPerRow >= static_cast<std::size_t>(size.width) * 4 && data.chunk->offset <= data.maxsize &&
                     bytesPerRow * rows <= data.maxsize - data.chunk->offset;
-  if (!fits) return;
-  events.arrived({.bytes = static_cast<std::byte*>(data.data) + data.chunk->offset,
-                  .width = static_cast<std::int32_t>(size.width),
-                  .height = static_cast<std::int32_t>(size.height),
-                  .bytesPerRow = bytesPerRow});
+  if (!fits) return std::nullopt;
+  return PicturePixels{.bytes = static_cast<std::byte*>(data.data) + data.chunk->offset,
+                       .width = static_cast<std::int32_t>(size.width),
+                       .height = static_cast<std::int32_t>(size.height),
+                       .bytesPerRow = bytesPerRow};
 }
 
 Result<std::unique_ptr<PipeWireVideo>> PipeWireVideo::open(const std::shared_ptr<Queue>& queue, Events events) {
@@ -191,14 +187,18 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
           [](void* link, pw_stream_state before, pw_stream_state state, const char*) {
             const bool hasFailed = state == PW_STREAM_STATE_ERROR ||
                                    (state == PW_STREAM_STATE_UNCONNECTED && before != PW_STREAM_STATE_UNCONNECTED);
-            if (hasFailed) Link::of(link).end([](const Events& handlers) { handlers.ended(); });
+            if (hasFailed && !std::exchange(Link::of(link).hasEnded, true)) Link::of(link).events.ended();
           },
       .param_changed =
           [](void* link, std::uint32_t id, const spa_pod* parameter) {
             if (id == SPA_PARAM_Format && parameter) Link::of(link).readFormat(parameter);
           },
       .add_buffer = [](void* link, pw_buffer*) { ++Link::of(link).buffers; },
-      .remove_buffer = [](void* link, pw_buffer*) { --Link::of(link).buffers; },
+      .remove_buffer =
+          [](void* link, pw_buffer* buffer) {
+            --Link::of(link).buffers;
+            if (Link::of(link).newest == buffer) Link::of(link).newest = nullptr;
+          },
       .process = [](void* link) { Link::of(link).readPictures(); }};
   link_->stream = pw_stream_new(
       link_->core, "tandemview",
@@ -215,39 +215,44 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
   return pw_stream_connect(link_->stream, PW_DIRECTION_INPUT, node, flags, parameters.data(), parameters.size()) >= 0;
 }
 
-void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond) {
-  link_->negotiate(size, mostPerSecond);
+bool PipeWireVideo::isBusy() const {
+  return link_->isNegotiating || link_->isRestarting;
 }
 
-void PipeWireVideo::Link::negotiate(const PixelSize& wanted, std::uint32_t mostPerSecond) {
-  if (isNegotiating) {
-    nextFormat = {wanted, mostPerSecond};
-    return;
-  }
-  // What there is already would not be told of again.
-  if (size.width == wanted.width && size.height == wanted.height && rate == mostPerSecond) {
-    return events.formatChanged(size, rate);
-  }
-  isNegotiating = true;
+PixelSize PipeWireVideo::size() const {
+  return link_->size;
+}
+
+std::uint32_t PipeWireVideo::rate() const {
+  return link_->rate;
+}
+
+std::optional<PicturePixels> PipeWireVideo::picture() const {
+  return link_->picture();
+}
+
+void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond) {
+  link_->setActive(true);
+  link_->isNegotiating = true;
+  link_->hasNewFormat = false;
   ParameterSpace space;
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(space.data(), space.size());
-  std::array parameters = {videoFormat(builder, wanted, mostPerSecond)};
-  pw_stream_update_params(stream, parameters.data(), parameters.size());
+  std::array parameters = {videoFormat(builder, size, mostPerSecond)};
+  pw_stream_update_params(link_->stream, parameters.data(), parameters.size());
 }
 
-void PipeWireVideo::start() {
-  link_->isRestarting = false;
-  pw_stream_set_active(link_->stream, true);
+void PipeWireVideo::Link::setActive(bool isActive) {
+  pw_stream_set_active(stream, isActive);
 }
 
 void PipeWireVideo::stop() {
-  link_->isRestarting = false;
-  pw_stream_set_active(link_->stream, false);
+  link_->letGo();
+  link_->setActive(false);
 }
 
 void PipeWireVideo::restart() {
   const bool isStreaming = pw_stream_get_state(link_->stream, nullptr) == PW_STREAM_STATE_STREAMING;
-  if (!isStreaming) return start();
+  if (!isStreaming) return link_->setActive(true);
   stop();
   link_->isRestarting = true;
 }

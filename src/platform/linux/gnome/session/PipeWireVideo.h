@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/linux/picture/PicturePixels.h"
@@ -17,11 +18,11 @@ namespace tandemview {
 class PipeWireVideo {
  public:
   struct Events {
-    /// The source has agreed to a size and a rate, and its pictures will be like that.
-    std::function<void(const PixelSize& size, std::uint32_t mostPerSecond)> formatChanged;
-    /// Valid during the call; the source gets the memory back after it.
+    /// It is no longer busy: the source has done what it was asked for.
+    std::function<void()> done;
+    /// Valid during the call.
     std::function<void(const PicturePixels& picture)> arrived;
-    /// Nothing comes any more: the source has ended, or PipeWire itself.
+    /// Nothing comes any more: the source has ended, or PipeWire itself, which may end the source first.
     std::function<void()> ended;
     std::function<void(const std::string& reason)> disconnected;
   };
@@ -32,15 +33,23 @@ class PipeWireVideo {
   /// Begins to receive; the source makes its pictures to our size and at `mostPerSecond`.
   bool connect(std::uint32_t node, const PixelSize& size, std::uint32_t mostPerSecond);
 
-  /// Asks for another size or rate. A source that is stopped doesn't answer before it is started.
-  void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
+  /// Whether it waits for the source to agree, or to stop. Nothing else may be asked for before that.
+  bool isBusy() const;
 
-  /// Whether pictures are wanted. They are at first.
-  void start();
-  void stop();
+  /// What has been agreed on last; the pictures are like that.
+  PixelSize size() const;
+  std::uint32_t rate() const;
+
+  /// Asks for another size or rate than there is, and starts a source that is stopped: else it would not answer.
+  void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
 
   /// Stops and starts the source, which makes it send a picture although nothing has changed.
   void restart();
+  void stop();
+
+  /// The newest picture, valid until the source is asked for something or the queue goes on; absent if there may be a
+  /// newer one at the source.
+  std::optional<PicturePixels> picture() const;
 
  private:
   struct Link;

@@ -62,8 +62,11 @@ struct Input {
   }
 
   void show() {
-    watcher->isWatching = false;
     EXPECT_TRUE(session->show({.width = 644, .height = 1398}));
+    watch();
+  }
+  void watch() {
+    watcher->isWatching = false;
     session->sendPicturesTo(watcher);
     EXPECT_TRUE(Program::within30Seconds([this] { return session->display() && watcher->isWatching; }));
   }
@@ -200,6 +203,26 @@ TEST_F(GnomeEventSystemTest, TouchesArriveWhereTheFingerIs) {
   input->post({.location = {1000.5, 20}});
   EXPECT_TRUE(other->prints("motion 1000.5,20\n"));
   EXPECT_EQ(input->pointer(), (ScreenPoint{1000.5, 20}));
+}
+
+TEST_F(GnomeEventSystemTest, WithoutPicturesNothingIsPressedWhereThePointerWas) {
+  const auto client = startClient("area", {}, {"1280", "800"});
+  input->session->sendNoPicturesTo(input->watcher);
+  const auto takesPlaces = [&] {
+    std::promise<bool> answer;
+    const auto& remoteDesktop = input->session->remoteDesktop();
+    remoteDesktop->queue()->async([&] { answer.set_value(remoteDesktop->takesPlaces()); });
+    return answer.get_future().get();
+  };
+  ASSERT_TRUE(Program::within30Seconds([&] { return !takesPlaces(); }));
+  input->post({.type = MouseEventType::LeftDown, .location = {20, 30}, .button = MouseButton::Left});
+  input->post({.type = MouseEventType::LeftUp, .location = {20, 30}, .button = MouseButton::Left});
+  input->watch();
+  EXPECT_TRUE(Program::within30Seconds([&] {
+    input->post({.location = {7, 8}});
+    return client->output().find("motion 7,8\n") != std::string::npos;
+  }));
+  EXPECT_EQ(client->output().find("press"), std::string::npos);
 }
 
 TEST_F(GnomeEventSystemTest, KeysGoByWhatTheActiveLayoutBears) {

@@ -1,0 +1,159 @@
+#include "platform/linux/gnome/session/DisplayStream.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/Log.h"
+#include "runtime/Weakly.h"
+
+namespace tandemview {
+
+namespace {
+
+/// The rate that is negotiated with the size becomes the monitor's. But the compositor's limiter then drops every third
+/// picture of a steady source, so that a rate that limits nothing follows, which the monitor's no longer does.
+constexpr std::uint32_t refreshRate = 60;
+constexpr std::uint32_t unlimitedRate = 1000;
+
+/// Seconds for a step before it is repeated, twice as many each time: a busy compositor must not be asked again before
+/// it can have answered.
+constexpr double shortestPatience = 0.15;
+constexpr int mostDoublings = 4;
+
+/// After these in vain the two sides are at odds about the connection.
+constexpr int attemptsWithOneConnection = 3;
+
+/// Seconds. A display that is being turned has no receiver for a moment, and the next turn need not wait for a rate.
+constexpr double restDelay = 0.5;
+constexpr double raiseDelay = 0.3;
+
+}  // namespace
+
+void DisplayStream::connect(std::uint32_t node) {
+  node_ = node;
+  receive();
+}
+
+void DisplayStream::resize(const PixelSize& size) {
+  if (size_ == size) return;
+  size_ = size;
+  attempts_ = 0;
+  steer();
+}
+
+bool DisplayStream::hasSize() const {
+  return video_ && !video_->isBusy() && video_->size() == size_;
+}
+
+void DisplayStream::sendTo(std::weak_ptr<GnomePictureReceiver> receiver) {
+  receiver_ = std::move(receiver);
+  isPictureDue_ = true;
+  if (const auto picture = hasSize() ? video_->picture() : std::nullopt) return take(*picture);
+  steer();
+}
+
+void DisplayStream::sendNoneTo(const std::weak_ptr<GnomePictureReceiver>& receiver) {
+  if (receiver_.lock() != receiver.lock()) return;
+  receiver_.reset();
+  steer();
+}
+
+void DisplayStream::end(const Error& why) {
+  ++step_;
+  setPicturesCome(false);
+  video_ = nullptr;
+  if (const auto receiver = std::exchange(receiver_, {}).lock()) receiver->sourceEnded(why);
+}
+
+void DisplayStream::receive() {
+  setPicturesCome(false);
+  video_ = nullptr;  // the source serves one at a time
+  auto video = PipeWireVideo::open(queue_, {.done = weakly(this,
+                                                           [](DisplayStream& self) {
+                                                             self.events_.changed();
+                                                             self.steer();
+                                                           }),
+                                            .arrived = weakly(this, &DisplayStream::take),
+                                            .ended = events_.ended,
+                                            .disconnected = events_.disconnected});
+  if (!video) return events_.disconnected(video.error().localizedDescription());
+  video_ = std::move(*video);
+  if (!video_->connect(node_, size_, refreshRate)) return events_.disconnected("it refuses a stream");
+  isPictureComing_ = true;
+  expect();
+}
+
+/// The next step, if there is one to make. What is done while another is under way may leave the two sides at odds.
+void DisplayStream::steer() {
+  if (!video_ || video_->isBusy()) return;
+  if (video_->size() != size_) {
+    isPictureDue_ = true;
+    isPictureComing_ = true;
+    setPicturesCome(false);
+    video_->negotiate(size_, refreshRate);
+    return expect();
+  }
+  if (!receiver_.expired() && isPictureDue_) {
+    if (!std::exchange(isPictureComing_, true)) {
+      setPicturesCome(false);
+      video_->restart();
+    }
+    return expect();
+  }
+  attempts_ = 0;
+  if (receiver_.expired()) return next(restDelay, &DisplayStream::rest);
+  if (video_->rate() != unlimitedRate) next(raiseDelay, &DisplayStream::raiseRate);
+}
+
+/// Unless something else comes first.
+void DisplayStream::next(double seconds, void (DisplayStream::*step)()) {
+  queue_->after(seconds, weakly(this, [step, number = ++step_](DisplayStream& self) {
+                  if (number == self.step_) (self.*step)();
+                }));
+}
+
+void DisplayStream::expect() {
+  next(shortestPatience * (1 << std::min(attempts_, mostDoublings)), &DisplayStream::insist);
+}
+
+void DisplayStream::insist() {
+  if (++attempts_ > attemptsWithOneConnection) {
+    Log::line("⚠️ The display's pictures don't come: connecting to PipeWire anew");
+    return receive();
+  }
+  isPictureComing_ = false;
+  expect();
+  steer();
+}
+
+void DisplayStream::rest() {
+  isPictureComing_ = false;
+  setPicturesCome(false);
+  video_->stop();
+}
+
+/// What is drawn meanwhile is lost.
+void DisplayStream::raiseRate() {
+  isPictureDue_ = true;
+  isPictureComing_ = false;
+  setPicturesCome(false);
+  video_->negotiate(size_, unlimitedRate);
+  expect();
+}
+
+void DisplayStream::setPicturesCome(bool doCome) {
+  if (std::exchange(doPicturesCome_, doCome) != doCome) events_.picturesCome(doCome);
+}
+
+void DisplayStream::take(const PicturePixels& picture) {
+  if (hasSize()) setPicturesCome(true);
+  const auto receiver = receiver_.lock();
+  if (!receiver) return;
+  receiver->take(picture);
+  if (!isPictureDue_ || !hasSize()) return;
+  isPictureDue_ = false;
+  isPictureComing_ = false;
+  queue_->async(weakly(this, &DisplayStream::steer));  // the picture is still in use
+}
+
+}  // namespace tandemview
