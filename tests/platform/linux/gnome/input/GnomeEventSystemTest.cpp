@@ -286,6 +286,14 @@ TEST_F(GnomeEventSystemTest, ATextFieldAndATerminalGetAnyText) {
     chosen.wait();
     return chosen.output();
   };
+  const auto hasField = [&] {
+    Program context({"/bin/sh", "-c",
+                     "gdbus call --address $(ibus address) --dest org.freedesktop.IBus --object-path "
+                     "/org/freedesktop/IBus --method org.freedesktop.DBus.Properties.Get org.freedesktop.IBus "
+                     "CurrentInputContext"},
+                    gnome.environment());
+    return context.wait() == 0 && context.output().find("InputContext_1'") == std::string::npos;
+  };
   {
     const auto field = startClient("field", {{"GTK_IM_MODULE", "ibus"}});
     EXPECT_TRUE(Program::within30Seconds([&] {
@@ -303,6 +311,7 @@ TEST_F(GnomeEventSystemTest, ATextFieldAndATerminalGetAnyText) {
   input.reset();
   input.emplace();
   const auto terminal = startClient("terminal", {{"GTK_IM_MODULE", "ibus"}});
+  EXPECT_TRUE(Program::within30Seconds(hasField)) << "the terminal tells IBus of its focus after its own start";
   type(text);
   EXPECT_TRUE(terminal->prints("text " + text + "\n")) << terminal->output();
 }
