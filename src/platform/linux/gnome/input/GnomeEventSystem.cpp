@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/keys/PostedEvents.h"
 #include "runtime/Log.h"
 #include "runtime/Weakly.h"
 
@@ -32,11 +33,6 @@ constexpr std::uint32_t byFinger = 4;
 /// A symbol that no key has.
 constexpr std::uint32_t noSymbol = 0x1000000;
 
-/// The one line break that is two characters; Return types a carriage return.
-constexpr std::u16string_view lineBreak = u"\r\n";
-
-constexpr std::string_view launcherPath = "/System/Applications/Apps.app";
-
 std::int32_t buttonCode(MouseButton button) {
   if (button == MouseButton::Left) return BTN_LEFT;
   return button == MouseButton::Right ? BTN_RIGHT : BTN_MIDDLE;
@@ -51,17 +47,6 @@ std::uint16_t controlKey(char32_t character) {
 
 bool isControl(char32_t character) {
   return character < U' ' || character == U'\x7f';
-}
-
-/// Well-formed UTF-16, as takeCharacter() makes it.
-std::u32string scalarsOf(std::u16string_view units) {
-  std::u32string result;
-  for (std::size_t index = 0; index < units.size(); ++index) {
-    const char32_t unit = units[index];
-    const bool isPair = (unit & 0xFC00) == 0xD800 && index + 1 < units.size();
-    result += isPair ? 0x10000 + ((unit & 0x3FF) << 10) + (units[++index] & 0x3FF) : unit;
-  }
-  return result;
 }
 
 std::string utf8(std::u32string_view characters) {
@@ -110,7 +95,7 @@ void GnomeEventSystem::postMouseEvent(const MouseEvent& event) {
   if (!bounds || !std::isfinite(event.location.x) || !std::isfinite(event.location.y)) return;
   place_ = {std::clamp(event.location.x - bounds->x, -farthest, farthest),
             std::clamp(event.location.y - bounds->y, -farthest, farthest)};
-  if (GnomeInputQueue::isMovement(event) && !waiting_.holdsPointerInput()) return carryOut(event);
+  if (isMovement(event) && !waiting_.holdsPointerInput()) return carryOut(event);
   add(event);
 }
 
@@ -127,9 +112,7 @@ void GnomeEventSystem::postKeyEvent(const KeyEvent& event) {
     if (const auto chord = keyChordFor(event.keyCode, flags)) add(*chord);
     return;
   }
-  GnomeText text = {.characters = event.text == lineBreak ? U"\r" : scalarsOf(event.text),
-                    .modifiers = keyModifiersOf(flags)};
-  std::ranges::replace(text.characters, U'\n', U'\r');
+  GnomeText text = {.characters = typedCharacters(event.text), .modifiers = keyModifiersOf(flags)};
   add(std::move(text));
 }
 
@@ -147,11 +130,11 @@ std::optional<ScreenPoint> GnomeEventSystem::pointerLocation() {
 }
 
 bool GnomeEventSystem::applicationExists(const std::string& path) {
-  return path == launcherPath && launcherChord();
+  return isLauncher(path) && launcherChord();
 }
 
 void GnomeEventSystem::openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) {
-  const auto chord = path == launcherPath ? launcherChord() : std::nullopt;
+  const auto chord = isLauncher(path) ? launcherChord() : std::nullopt;
   if (!chord) return completion(posixError(ENOENT));
   if (!displayBounds()) return completion(posixError(ENOTCONN));
   add(*chord);
@@ -219,8 +202,8 @@ void GnomeEventSystem::carryOut(const MouseEvent& event) {
   keyboard_.holding(keyModifiersOf(event.flags), [&] {
     remoteDesktop_->postMotion(std::clamp(event.location.x - bounds->x, -farthest, farthest),
                                std::clamp(event.location.y - bounds->y, -farthest, farthest));
-    if (GnomeInputQueue::isMovement(event)) return;
-    if (GnomeInputQueue::isPress(event)) {
+    if (isMovement(event)) return;
+    if (isPress(event)) {
       press(event.button);
     } else {
       release(event.button);

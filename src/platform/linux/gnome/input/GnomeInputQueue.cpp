@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/linux/keys/PostedEvents.h"
+
 namespace tandemview {
 
 namespace {
@@ -12,7 +14,7 @@ constexpr std::size_t mostWaitingCharacters = 1'000'000;
 
 const MouseEvent* movementIn(const GnomeInput& input) {
   const auto* const event = std::get_if<MouseEvent>(&input);
-  return event && GnomeInputQueue::isMovement(*event) ? event : nullptr;
+  return event && isMovement(*event) ? event : nullptr;
 }
 
 std::size_t charactersIn(const GnomeInput& input) {
@@ -21,14 +23,6 @@ std::size_t charactersIn(const GnomeInput& input) {
 }
 
 }  // namespace
-
-bool GnomeInputQueue::isMovement(const MouseEvent& event) {
-  return event.type == MouseEventType::Moved || event.type == MouseEventType::LeftDragged;
-}
-
-bool GnomeInputQueue::isPress(const MouseEvent& event) {
-  return event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown;
-}
 
 bool GnomeInputQueue::isFlooded() const {
   return waiting_.size() >= mostWaitingInputs || characters_ >= mostWaitingCharacters;

@@ -22,9 +22,6 @@ using GnomeInput = std::variant<GnomeText, KeyChord, MouseEvent, ScrollEvent>;
 /// What has been posted and can't be carried out yet, in its order, bounded.
 class GnomeInputQueue {
  public:
-  static bool isMovement(const MouseEvent& event);
-  static bool isPress(const MouseEvent& event);
-
   bool isEmpty() const { return waiting_.empty(); }
 
   /// Whether more waits than any hand can have done. To be emptied then, before anything is added.

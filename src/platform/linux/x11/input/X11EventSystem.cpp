@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/keys/PostedEvents.h"
 #include "platform/linux/x11/input/X11EventInput.h"
 #include "platform/linux/x11/server/RandrLayout.h"
 #include "runtime/Log.h"
@@ -26,11 +27,6 @@ constexpr double answerInterval = 0.01;  // seconds
 
 /// For how long nothing may have been typed before the borrowed meanings are taken back.
 constexpr double typingPause = 5;  // seconds
-
-/// The one line break that is two characters; Return types a carriage return.
-constexpr std::u16string_view lineBreak = u"\r\n";
-
-constexpr std::string_view launcherPath = "/System/Applications/Apps.app";
 
 /// Null without a server, or if it lacks XTEST.
 std::shared_ptr<X11Connection> connectionWithXTest(const std::string& displayName) {
@@ -53,17 +49,6 @@ bool isOnlyCopy(const X11Connection& connection) {
                     XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, /*value_mask=*/0, nullptr);
   xcb_set_selection_owner(connection.get(), window, selection, XCB_CURRENT_TIME);
   return true;
-}
-
-/// Well-formed UTF-16, as takeCharacter() makes it.
-std::u32string scalars(std::u16string_view units) {
-  std::u32string result;
-  for (std::size_t index = 0; index < units.size(); ++index) {
-    const char32_t unit = units[index];
-    const bool isPair = (unit & 0xFC00) == 0xD800 && index + 1 < units.size();
-    result += isPair ? 0x10000 + ((unit & 0x3FF) << 10) + (units[++index] & 0x3FF) : unit;
-  }
-  return result;
 }
 
 /// Takes whole clicks off the pixels; what is left keeps its sign.
@@ -137,9 +122,7 @@ void X11EventSystem::postKeyEvent(const KeyEvent& event) {
     if (const auto chord = keyChordFor(event.keyCode, flags)) add(*chord);
     return;
   }
-  X11Text text = {.characters = event.text == lineBreak ? U"\r" : scalars(event.text),
-                  .modifiers = keyModifiersOf(flags)};
-  std::ranges::replace(text.characters, U'\n', U'\r');
+  X11Text text = {.characters = typedCharacters(event.text), .modifiers = keyModifiersOf(flags)};
   add(std::move(text));
 }
 
@@ -156,11 +139,11 @@ std::optional<ScreenPoint> X11EventSystem::pointerLocation() {
 }
 
 bool X11EventSystem::applicationExists(const std::string& path) {
-  return path == launcherPath && launcherChord();
+  return isLauncher(path) && launcherChord();
 }
 
 void X11EventSystem::openApplication(const std::string& path, std::function<void(std::optional<Error>)> completion) {
-  const auto chord = path == launcherPath ? launcherChord() : std::nullopt;
+  const auto chord = isLauncher(path) ? launcherChord() : std::nullopt;
   if (!chord) return completion(posixError(ENOENT));
   if (!isAlive()) return completion(posixError(ENOTCONN));
   add(*chord);

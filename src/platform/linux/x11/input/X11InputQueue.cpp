@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/linux/keys/PostedEvents.h"
+
 namespace tandemview {
 
 namespace {
@@ -23,14 +25,6 @@ bool isOfPointer(const X11Input& input) {
 }
 
 }  // namespace
-
-bool isMovement(const MouseEvent& event) {
-  return event.type == MouseEventType::Moved || event.type == MouseEventType::LeftDragged;
-}
-
-bool isPress(const MouseEvent& event) {
-  return event.type == MouseEventType::LeftDown || event.type == MouseEventType::RightDown;
-}
 
 bool X11InputQueue::isFlooded() const {
   return waiting_.size() >= mostEvents;

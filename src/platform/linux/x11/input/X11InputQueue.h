@@ -29,9 +29,6 @@ struct X11Wheel {
 
 using X11Input = std::variant<X11Text, KeyChord, MouseEvent, X11Wheel>;
 
-bool isMovement(const MouseEvent& event);
-bool isPress(const MouseEvent& event);
-
 /// What has been posted and can't be carried out yet, in its order, bounded.
 class X11InputQueue {
  public:
