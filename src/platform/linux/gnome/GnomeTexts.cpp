@@ -20,8 +20,7 @@ DesktopTexts gnomeTexts() {
           "• “Stop” there, or the lock screen, ends the display; after unlocking it comes back.\n"
           "• A permission is missing: GNOME Shell or PipeWire doesn't run. Log out and in again.\n\n"
           "Tandemview makes, captures and controls its display through GNOME's own services on the session's bus; "
-          "there "
-          "is no list of granted programs to repair.",
+          "there is no list of granted programs to repair.",
       .captureDeniedExplanation =
           "Unlock the screen, and don't choose “Stop” in the panel's sharing indicator.\n\n"
           "Your iPhone is connected, but GNOME isn't sharing the display with Tandemview.",

@@ -30,9 +30,6 @@ constexpr std::int32_t mostScrolled = 10'000;  // pixels
 /// How the compositor calls a movement that comes from fingers: pixels, no clicks of a wheel.
 constexpr std::uint32_t byFinger = 4;
 
-/// A symbol that no key has.
-constexpr std::uint32_t noSymbol = 0x1000000;
-
 std::int32_t buttonCode(MouseButton button) {
   if (button == MouseButton::Left) return BTN_LEFT;
   return button == MouseButton::Right ? BTN_RIGHT : BTN_MIDDLE;
@@ -63,18 +60,9 @@ std::string utf8(std::u32string_view characters) {
 
 std::shared_ptr<GnomeEventSystem> GnomeEventSystem::make(Surroundings surroundings) {
   std::shared_ptr<GnomeEventSystem> system(new GnomeEventSystem(std::move(surroundings)));
-  // The compositor makes its devices when they are first used, and loses what they are first used for.
-  const auto began = [weak = std::weak_ptr(system->remoteDesktop_)] {
-    const auto remoteDesktop = weak.lock();
-    if (!remoteDesktop) return;
-    remoteDesktop->post("NotifyPointerMotionRelative", 0.0, 0.0);
-    remoteDesktop->post("NotifyKeyboardKeysym", noSymbol, true);
-    remoteDesktop->post("NotifyKeyboardKeysym", noSymbol, false);
-  };
-  const auto ended = [queue = system->surroundings_.queue, weak = system->weak_from_this()] {
+  system->remoteDesktop_->onEnd([queue = system->surroundings_.queue, weak = system->weak_from_this()] {
     queue->async(weakly(weak, &GnomeEventSystem::forgetHeld));
-  };
-  system->remoteDesktop_->observe({.prepare = nullptr, .began = began, .ended = ended});
+  });
   return system;
 }
 

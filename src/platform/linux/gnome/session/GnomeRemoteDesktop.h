@@ -12,26 +12,16 @@
 
 namespace tandemview {
 
-/// The way to a GNOME session's pointer, keyboard and clipboard. It is open while our display is there and shows
+/// The way to a GNOME session's pointer and keyboard. It is open while our display is there and shows
 /// pictures: the compositor ties input to the stream of one. Lives as long as the GnomeSession.
 class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDesktop> {
  public:
-  /// What follows the sessions that open and end one after the other. All of it is called on the session's queue.
-  struct Observer {
-    /// Before the session starts: to subscribe to its signals.
-    std::function<void(sdbus::IProxy& session)> prepare;
-    /// It takes input from now on.
-    std::function<void()> began;
-    /// It is gone, and with it whatever was held.
-    std::function<void()> ended;
-  };
-
   explicit GnomeRemoteDesktop(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
 
-  /// Once, before the first session.
-  void observe(Observer observer) { observer_ = std::move(observer); }
-
   const std::shared_ptr<Queue>& queue() const { return queue_; }
+
+  /// Calls `ended` on the session's queue whenever it is gone, and with it whatever was held. Once, before the first.
+  void onEnd(std::function<void()> ended) { ended_ = std::move(ended); }
 
   /// Calls one of the session's methods without waiting for its reply. From any thread; the order is kept. Does nothing
   /// while there is no session.
@@ -56,34 +46,23 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
     });
   }
 
-  // Everything that follows is called on the queue.
-
-  /// For calls that want an answer; null while there is no session. To be followed by update().
-  sdbus::IProxy* session() const { return session_; }
-  void update() const {
-    if (bus_) bus_->update();
-  }
-
-  /// Whether places on our display are taken: while its pictures come.
+  /// Whether places on our display are taken: while its pictures come. On the queue.
   bool takesPlaces() const { return takesPlaces_; }
 
-  /// For the GnomeSession.
+  // For the GnomeSession, on the queue.
+
   void setTakesPlaces(bool takesPlaces) { takesPlaces_ = takesPlaces; }
-  void prepare(sdbus::IProxy& session) const {
-    if (observer_.prepare) observer_.prepare(session);
-  }
   void begin(std::shared_ptr<BusConnection> bus, sdbus::IProxy& session, std::string stream) {
     bus_ = std::move(bus);
     session_ = &session;
     stream_ = std::move(stream);
-    if (observer_.began) observer_.began();
   }
   void end() {
     if (!session_) return;
     isPlaced_ = true;
     session_ = nullptr;
     bus_ = nullptr;
-    if (observer_.ended) observer_.ended();
+    if (ended_) ended_();
   }
 
  private:
@@ -109,7 +88,7 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   }
 
   const std::shared_ptr<Queue> queue_;
-  Observer observer_;
+  std::function<void()> ended_;
   std::shared_ptr<BusConnection> bus_;
   sdbus::IProxy* session_ = nullptr;
   std::string stream_;

@@ -191,20 +191,17 @@ void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
 
 void GnomeSession::create() {
   ours_ = std::nullopt;  // one that is on its way out is not ours any more
-  const auto ifCurrent = [this, run = ++run_](auto step) {
-    return [this, run, step] {
-      soon([this, run, step] {
-        if (run == run_) step();
-      });
-    };
-  };
+  ++run_;
   stream_ = makeStream();
   auto cast =
-      MutterCast::start(*bus_, {.prepare = [this](sdbus::IProxy& session) { remoteDesktop_->prepare(session); },
-                                .streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
-                                .closed = ifCurrent([this] {
-                                  endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
-                                })});
+      MutterCast::start(*bus_, {.streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
+                                .closed =
+                                    [this, run = run_] {
+                                      soon([this, run] {
+                                        if (run != run_) return;
+                                        endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
+                                      });
+                                    }});
   if (cast) {
     cast_ = std::move(*cast);
     return;

@@ -44,8 +44,6 @@ void MutterCast::begin() {
           .name = mutter::remoteDesktop, .path = sessionPath_.c_str(), .interface = mutter::remoteDesktopSession},
       ignoreOwner);
   sessionSignals_->uponSignal("Closed", [this](sdbus::Message&) { events_.closed(); });
-  events_.prepare(*session_);
-  session_->finishRegistration();
   const std::string id = session_->getProperty("SessionId").onInterface(mutter::remoteDesktopSession);
 
   const auto casts = sdbus::createProxy(connection_.bus(), mutter::screenCast, mutter::screenCastPath);

@@ -20,9 +20,8 @@ namespace tandemview {
 class MutterCast {
  public:
   struct Events {
-    std::function<void(sdbus::IProxy& remoteDesktop)> prepare;  // before the sessions start
-    std::function<void(std::uint32_t node)> streamAdded;        // PipeWire's number of the stream's source
-    std::function<void()> closed;                               // the desktop has ended it
+    std::function<void(std::uint32_t node)> streamAdded;  // PipeWire's number of the stream's source
+    std::function<void()> closed;                         // the desktop has ended it
   };
 
   static Result<std::unique_ptr<MutterCast>> start(BusConnection& connection, Events events);
