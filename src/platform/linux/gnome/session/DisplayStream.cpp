@@ -27,6 +27,9 @@ constexpr int attemptsWithOneConnection = 3;
 constexpr double restDelay = 0.5;
 constexpr double raiseDelay = 0.3;
 
+/// Seconds. What the user does meanwhile waits; later than that he has turned to something else.
+constexpr double longestInterruption = 1;
+
 }  // namespace
 
 void DisplayStream::connect(std::uint32_t node) {
@@ -60,13 +63,13 @@ void DisplayStream::sendNoneTo(const std::weak_ptr<GnomePictureReceiver>& receiv
 
 void DisplayStream::end(const Error& why) {
   ++step_;
-  setPicturesCome(false);
+  setFlow(PictureFlow::None);
   video_ = nullptr;
   if (const auto receiver = std::exchange(receiver_, {}).lock()) receiver->sourceEnded(why);
 }
 
 void DisplayStream::receive() {
-  setPicturesCome(false);
+  interrupt();
   video_ = nullptr;  // the source serves one at a time
   auto video = PipeWireVideo::open(queue_, {.done = weakly(this,
                                                            [](DisplayStream& self) {
@@ -86,23 +89,25 @@ void DisplayStream::receive() {
 /// The next step, if there is one to make. What is done while another is under way may leave the two sides at odds.
 void DisplayStream::steer() {
   if (!video_ || video_->isBusy()) return;
+  if (!video_->hasMemory()) return next(attempts_++ == 0 ? 0 : shortestPatience, &DisplayStream::receive);
   if (video_->size() != size_) {
     isPictureDue_ = true;
     isPictureComing_ = true;
-    setPicturesCome(false);
+    setFlow(PictureFlow::None);
     video_->negotiate(size_, refreshRate);
     return expect();
   }
   if (!receiver_.expired() && isPictureDue_) {
     if (!std::exchange(isPictureComing_, true)) {
-      setPicturesCome(false);
+      interrupt();
       video_->restart();
     }
     return expect();
   }
   attempts_ = 0;
   if (receiver_.expired()) return next(restDelay, &DisplayStream::rest);
-  if (video_->rate() != unlimitedRate) next(raiseDelay, &DisplayStream::raiseRate);
+  if (video_->rate() != unlimitedRate) return next(raiseDelay, &DisplayStream::raiseRate);
+  ++step_;  // there is none
 }
 
 /// Unless something else comes first.
@@ -128,25 +133,34 @@ void DisplayStream::insist() {
 
 void DisplayStream::rest() {
   isPictureComing_ = false;
-  setPicturesCome(false);
+  setFlow(PictureFlow::None);
   video_->stop();
 }
 
 /// What is drawn meanwhile is lost.
 void DisplayStream::raiseRate() {
   isPictureDue_ = true;
-  isPictureComing_ = false;
-  setPicturesCome(false);
+  isPictureComing_ = true;
+  interrupt();
   video_->negotiate(size_, unlimitedRate);
   expect();
 }
 
-void DisplayStream::setPicturesCome(bool doCome) {
-  if (std::exchange(doPicturesCome_, doCome) != doCome) events_.picturesCome(doCome);
+void DisplayStream::interrupt() {
+  if (flow_ != PictureFlow::Coming) return;
+  setFlow(PictureFlow::Interrupted);
+  queue_->after(longestInterruption, weakly(this, [number = ++interruption_](DisplayStream& self) {
+                  if (number == self.interruption_ && self.flow_ == PictureFlow::Interrupted)
+                    self.setFlow(PictureFlow::None);
+                }));
+}
+
+void DisplayStream::setFlow(PictureFlow flow) {
+  if (std::exchange(flow_, flow) != flow) events_.flowChanged(flow);
 }
 
 void DisplayStream::take(const PicturePixels& picture) {
-  if (hasSize()) setPicturesCome(true);
+  if (hasSize()) setFlow(PictureFlow::Coming);
   const auto receiver = receiver_.lock();
   if (!receiver) return;
   receiver->take(picture);

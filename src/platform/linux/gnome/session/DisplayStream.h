@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/linux/gnome/session/GnomePictureReceiver.h"
+#include "platform/linux/gnome/session/PictureFlow.h"
 #include "platform/linux/gnome/session/PipeWireVideo.h"
 #include "runtime/Queue.h"
 
@@ -20,8 +21,8 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   struct Events {
     /// hasSize() may be another.
     std::function<void()> changed;
-    /// Pictures come from now on, or none until the next that is told of.
-    std::function<void(bool doCome)> picturesCome;
+    /// What the pictures do from now on.
+    std::function<void(PictureFlow flow)> flowChanged;
     /// As PipeWireVideo tells it.
     std::function<void()> ended;
     std::function<void(const std::string& reason)> disconnected;
@@ -55,7 +56,8 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   void rest();
   void raiseRate();
   void take(const PicturePixels& picture);
-  void setPicturesCome(bool doCome);
+  void interrupt();
+  void setFlow(PictureFlow flow);
 
   const std::shared_ptr<Queue> queue_;
   const Events events_;
@@ -63,11 +65,12 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   std::uint32_t node_ = 0;
   std::weak_ptr<GnomePictureReceiver> receiver_;
   std::unique_ptr<PipeWireVideo> video_;
-  bool doPicturesCome_ = false;
-  bool isPictureDue_ = false;     // the receiver has none of the wanted size, or has missed some
-  bool isPictureComing_ = false;  // the source sends one by itself
-  int attempts_ = 0;              // that have led to nothing
-  std::uint64_t step_ = 0;        // the number of the next one; those before it do nothing
+  PictureFlow flow_ = PictureFlow::None;
+  std::uint64_t interruption_ = 0;  // the number of the last one
+  bool isPictureDue_ = false;       // the receiver has none of the wanted size, or has missed some
+  bool isPictureComing_ = false;    // the source sends one by itself
+  int attempts_ = 0;                // that have led to nothing
+  std::uint64_t step_ = 0;          // the number of the next one; those before it do nothing
 };
 
 }  // namespace tandemview

@@ -5,15 +5,19 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/linux/bus/BusConnection.h"
 #include "platform/linux/gnome/session/MutterNames.h"
+#include "platform/linux/gnome/session/PictureFlow.h"
 #include "runtime/Queue.h"
 
 namespace tandemview {
 
 /// The way to a GNOME session's pointer and keyboard. It is open while our display is there and shows
-/// pictures: the compositor ties input to the stream of one. Lives as long as the GnomeSession.
+/// pictures: the compositor ties input to the stream of one. What is posted during an interruption waits for its end.
+/// Lives as long as the GnomeSession.
 class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDesktop> {
  public:
   explicit GnomeRemoteDesktop(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
@@ -33,7 +37,7 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   /// The same for a place of the pointer on our display. Dropped while the compositor would drop it, untold.
   void postMotion(double x, double y) {
     perform([=](GnomeRemoteDesktop& self) {
-      self.isPlaced_ = self.takesPlaces_;
+      self.isPlaced_ = self.flow_ == PictureFlow::Coming;
       if (self.isPlaced_) self.send("NotifyPointerMotionAbsolute", self.stream_, x, y);
     });
   }
@@ -46,12 +50,16 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
     });
   }
 
-  /// Whether places on our display are taken: while its pictures come. On the queue.
-  bool takesPlaces() const { return takesPlaces_; }
+  /// Places on our display are taken while its pictures come. On the queue.
+  PictureFlow flow() const { return flow_; }
 
   // For the GnomeSession, on the queue.
 
-  void setTakesPlaces(bool takesPlaces) { takesPlaces_ = takesPlaces; }
+  void setFlow(PictureFlow flow) {
+    flow_ = flow;
+    if (flow_ == PictureFlow::Interrupted) return;
+    for (const Action& action : std::exchange(waiting_, {})) action(*this);
+  }
   void begin(std::shared_ptr<BusConnection> bus, sdbus::IProxy& session, std::string stream) {
     bus_ = std::move(bus);
     session_ = &session;
@@ -60,17 +68,21 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   void end() {
     if (!session_) return;
     isPlaced_ = true;
+    waiting_.clear();
     session_ = nullptr;
     bus_ = nullptr;
     if (ended_) ended_();
   }
 
  private:
-  template <typename Action>
+  using Action = std::function<void(GnomeRemoteDesktop& self)>;
+
   void perform(Action action) {
-    queue_->async([weak = weak_from_this(), action] {
+    queue_->async([weak = weak_from_this(), action = std::move(action)] {
       const auto live = weak.lock();
-      if (live && live->session_) action(*live);
+      if (!live || !live->session_) return;
+      if (live->flow_ == PictureFlow::Interrupted) return live->waiting_.push_back(action);
+      action(*live);
     });
   }
 
@@ -92,7 +104,8 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   std::shared_ptr<BusConnection> bus_;
   sdbus::IProxy* session_ = nullptr;
   std::string stream_;
-  bool takesPlaces_ = false;
+  PictureFlow flow_ = PictureFlow::None;
+  std::vector<Action> waiting_;
   bool isPlaced_ = true;  // the pointer is where it was to be last
 };
 

@@ -219,7 +219,7 @@ std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
                                     if (isChanging_) look();
                                   });
                                 },
-                            .picturesCome = [this](bool doCome) { remoteDesktop_->setTakesPlaces(doCome); },
+                            .flowChanged = [this](PictureFlow flow) { remoteDesktop_->setFlow(flow); },
                             .ended =
                                 [this] {
                                   if (ending_.empty()) endSoon("📺 The display's pictures have ended");

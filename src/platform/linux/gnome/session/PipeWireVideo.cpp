@@ -43,6 +43,8 @@ struct PipeWireVideo::Link {
   void wait();
   void followStream();
   void setActive(bool isActive);
+  void stop();
+  void propose();
   void readFormat(const spa_pod* format);
   void readPictures();
   void letGo();
@@ -62,6 +64,9 @@ struct PipeWireVideo::Link {
   std::uint32_t rate = 0;
   bool hasNewFormat = false;  // and it has not been told of yet
   int buffers = 0;
+  int emptyBuffers = 0;  // of these
+  PixelSize wantedSize;
+  std::uint32_t wantedRate = 0;
   bool isNegotiating = false;
   bool isRestarting = false;
   pw_buffer* newest = nullptr;  // ours until the next comes
@@ -114,14 +119,16 @@ void PipeWireVideo::Link::wait() {
 }
 
 void PipeWireVideo::Link::followStream() {
-  const bool hasAgreed = isNegotiating && hasNewFormat && buffers > 0;
-  const bool hasStopped = isRestarting && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_PAUSED;
+  const pw_stream_state state = pw_stream_get_state(stream, nullptr);
+  const bool hasAgreed = isNegotiating && hasNewFormat && buffers > 0 && state == PW_STREAM_STATE_STREAMING;
+  const bool hasStopped = isRestarting && state == PW_STREAM_STATE_PAUSED;
   if (hasAgreed) isNegotiating = hasNewFormat = false;
   if (hasStopped) {
     isRestarting = false;
+    if (isNegotiating) propose();
     setActive(true);
   }
-  if (hasAgreed || hasStopped) events.done();
+  if ((hasAgreed || hasStopped) && !isNegotiating) events.done();
 }
 
 void PipeWireVideo::Link::readFormat(const spa_pod* format) {
@@ -193,10 +200,14 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
           [](void* link, std::uint32_t id, const spa_pod* parameter) {
             if (id == SPA_PARAM_Format && parameter) Link::of(link).readFormat(parameter);
           },
-      .add_buffer = [](void* link, pw_buffer*) { ++Link::of(link).buffers; },
+      .add_buffer =
+          [](void* link, pw_buffer* buffer) {
+            ++Link::of(link).buffers;
+            if (!buffer->buffer->datas[0].data) ++Link::of(link).emptyBuffers;
+          },
       .remove_buffer =
           [](void* link, pw_buffer* buffer) {
-            --Link::of(link).buffers;
+            if (--Link::of(link).buffers == 0) Link::of(link).emptyBuffers = 0;
             if (Link::of(link).newest == buffer) Link::of(link).newest = nullptr;
           },
       .process = [](void* link) { Link::of(link).readPictures(); }};
@@ -231,23 +242,38 @@ std::optional<PicturePixels> PipeWireVideo::picture() const {
   return link_->picture();
 }
 
+bool PipeWireVideo::hasMemory() const {
+  return link_->emptyBuffers == 0;
+}
+
 void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond) {
-  link_->setActive(true);
+  link_->wantedSize = size;
+  link_->wantedRate = mostPerSecond;
   link_->isNegotiating = true;
-  link_->hasNewFormat = false;
+  link_->stop();
+  link_->isRestarting = true;
+  link_->followStream();
+}
+
+void PipeWireVideo::Link::propose() {
+  hasNewFormat = false;
   ParameterSpace space;
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(space.data(), space.size());
-  std::array parameters = {videoFormat(builder, size, mostPerSecond)};
-  pw_stream_update_params(link_->stream, parameters.data(), parameters.size());
+  std::array parameters = {videoFormat(builder, wantedSize, wantedRate)};
+  pw_stream_update_params(stream, parameters.data(), parameters.size());
 }
 
 void PipeWireVideo::Link::setActive(bool isActive) {
   pw_stream_set_active(stream, isActive);
 }
 
+void PipeWireVideo::Link::stop() {
+  letGo();
+  setActive(false);
+}
+
 void PipeWireVideo::stop() {
-  link_->letGo();
-  link_->setActive(false);
+  link_->stop();
 }
 
 void PipeWireVideo::restart() {

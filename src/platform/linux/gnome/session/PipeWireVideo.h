@@ -40,7 +40,12 @@ class PipeWireVideo {
   PixelSize size() const;
   std::uint32_t rate() const;
 
-  /// Asks for another size or rate than there is, and starts a source that is stopped: else it would not answer.
+  /// Whether the source's pictures can be read: at times PipeWire hands on the source's buffers before the source has
+  /// put memory into them, and a connection is spoilt for good.
+  bool hasMemory() const;
+
+  /// Asks for another size or rate than there is. The source is stopped for that and started then: it draws a picture
+  /// when it starts, but none if it is running while it is given new buffers.
   void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
 
   /// Stops and starts the source, which makes it send a picture although nothing has changed.
