@@ -14,6 +14,7 @@ namespace {
 /// picture of a steady source, so that a rate that limits nothing follows, which the monitor's no longer does.
 constexpr std::uint32_t refreshRate = 60;
 constexpr std::uint32_t unlimitedRate = 1000;
+constexpr std::uint32_t otherUnlimitedRate = 999;  // what is the same as before is no question that is answered
 
 /// Seconds for a step before it is repeated, twice as many each time: a busy compositor must not be asked again before
 /// it can have answered.
@@ -51,7 +52,6 @@ bool DisplayStream::hasSize() const {
 void DisplayStream::sendTo(std::weak_ptr<GnomePictureReceiver> receiver) {
   receiver_ = std::move(receiver);
   isPictureDue_ = true;
-  if (const auto picture = hasSize() ? video_->picture() : std::nullopt) return take(*picture);
   steer();
 }
 
@@ -98,15 +98,13 @@ void DisplayStream::steer() {
     return expect();
   }
   if (!receiver_.expired() && isPictureDue_) {
-    if (!std::exchange(isPictureComing_, true)) {
-      interrupt();
-      video_->restart();
-    }
+    if (const auto picture = video_->picture()) return take(*picture);
+    if (!std::exchange(isPictureComing_, true) && !video_->start()) return negotiateRate();
     return expect();
   }
   attempts_ = 0;
   if (receiver_.expired()) return next(restDelay, &DisplayStream::rest);
-  if (video_->rate() != unlimitedRate) return next(raiseDelay, &DisplayStream::raiseRate);
+  if (video_->rate() == refreshRate) return next(raiseDelay, &DisplayStream::negotiateRate);
   ++step_;  // there is none
 }
 
@@ -137,12 +135,13 @@ void DisplayStream::rest() {
   video_->stop();
 }
 
-/// What is drawn meanwhile is lost.
-void DisplayStream::raiseRate() {
+/// What is drawn meanwhile is lost. The first picture in the new buffers has been drawn since: from then on the source
+/// takes places again, which those in the old ones would not tell.
+void DisplayStream::negotiateRate() {
   isPictureDue_ = true;
   isPictureComing_ = true;
   interrupt();
-  video_->negotiate(size_, unlimitedRate);
+  video_->negotiate(size_, video_->rate() == unlimitedRate ? otherUnlimitedRate : unlimitedRate);
   expect();
 }
 

@@ -54,7 +54,7 @@ class DisplayStream : public std::enable_shared_from_this<DisplayStream> {
   void expect();
   void insist();
   void rest();
-  void raiseRate();
+  void negotiateRate();
   void take(const PicturePixels& picture);
   void interrupt();
   void setFlow(PictureFlow flow);

@@ -55,8 +55,9 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
 
   // For the GnomeSession, on the queue.
 
+  /// Told before a stream is stopped. What has been posted must have arrived by then: it comes another way.
   void setFlow(PictureFlow flow) {
-    flow_ = flow;
+    if (std::exchange(flow_, flow) == PictureFlow::Coming) awaitArrival();
     if (flow_ == PictureFlow::Interrupted) return;
     for (const Action& action : std::exchange(waiting_, {})) action(*this);
   }
@@ -86,6 +87,16 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
     });
   }
 
+  void awaitArrival() {
+    if (!session_ || !std::exchange(isUnderWay_, false)) return;
+    try {
+      session_->getProperty("SessionId").onInterface(mutter::remoteDesktopSession);
+    } catch (const sdbus::Error&) {
+      // The session's end follows.
+    }
+    bus_->update();
+  }
+
   template <typename... Arguments>
   void send(const char* method, const Arguments&... arguments) {
     try {
@@ -97,6 +108,7 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
       // The connection has ended: the session's end follows.
     }
     bus_->update();
+    isUnderWay_ = true;
   }
 
   const std::shared_ptr<Queue> queue_;
@@ -106,7 +118,8 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
   std::string stream_;
   PictureFlow flow_ = PictureFlow::None;
   std::vector<Action> waiting_;
-  bool isPlaced_ = true;  // the pointer is where it was to be last
+  bool isUnderWay_ = false;  // something has been posted, and nothing awaited since
+  bool isPlaced_ = true;     // the pointer is where it was to be last
 };
 
 }  // namespace tandemview

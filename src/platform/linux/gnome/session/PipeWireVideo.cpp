@@ -62,13 +62,13 @@ struct PipeWireVideo::Link {
   std::unique_ptr<DescriptorWatch> watch;
   PixelSize size;
   std::uint32_t rate = 0;
-  bool hasNewFormat = false;  // and it has not been told of yet
+  bool hasNewFormat = false;  // since the last proposal
   int buffers = 0;
   int emptyBuffers = 0;  // of these
   PixelSize wantedSize;
   std::uint32_t wantedRate = 0;
   bool isNegotiating = false;
-  bool isRestarting = false;
+  bool isStopping = false;      // for that
   pw_buffer* newest = nullptr;  // ours until the next comes
   bool hasEnded = false;
 };
@@ -119,16 +119,16 @@ void PipeWireVideo::Link::wait() {
 }
 
 void PipeWireVideo::Link::followStream() {
+  if (!isNegotiating) return;
   const pw_stream_state state = pw_stream_get_state(stream, nullptr);
-  const bool hasAgreed = isNegotiating && hasNewFormat && buffers > 0 && state == PW_STREAM_STATE_STREAMING;
-  const bool hasStopped = isRestarting && state == PW_STREAM_STATE_PAUSED;
-  if (hasAgreed) isNegotiating = hasNewFormat = false;
-  if (hasStopped) {
-    isRestarting = false;
-    if (isNegotiating) propose();
+  if (isStopping && state == PW_STREAM_STATE_PAUSED) {
+    isStopping = false;
+    propose();
     setActive(true);
   }
-  if ((hasAgreed || hasStopped) && !isNegotiating) events.done();
+  if (isStopping || !hasNewFormat || buffers == 0 || state != PW_STREAM_STATE_STREAMING) return;
+  isNegotiating = false;
+  events.done();
 }
 
 void PipeWireVideo::Link::readFormat(const spa_pod* format) {
@@ -227,7 +227,7 @@ bool PipeWireVideo::connect(std::uint32_t node, const PixelSize& size, std::uint
 }
 
 bool PipeWireVideo::isBusy() const {
-  return link_->isNegotiating || link_->isRestarting;
+  return link_->isNegotiating;
 }
 
 PixelSize PipeWireVideo::size() const {
@@ -239,6 +239,7 @@ std::uint32_t PipeWireVideo::rate() const {
 }
 
 std::optional<PicturePixels> PipeWireVideo::picture() const {
+  if (pw_stream_get_state(link_->stream, nullptr) != PW_STREAM_STATE_STREAMING) return std::nullopt;
   return link_->picture();
 }
 
@@ -249,9 +250,8 @@ bool PipeWireVideo::hasMemory() const {
 void PipeWireVideo::negotiate(const PixelSize& size, std::uint32_t mostPerSecond) {
   link_->wantedSize = size;
   link_->wantedRate = mostPerSecond;
-  link_->isNegotiating = true;
+  link_->isNegotiating = link_->isStopping = true;
   link_->stop();
-  link_->isRestarting = true;
   link_->followStream();
 }
 
@@ -276,11 +276,10 @@ void PipeWireVideo::stop() {
   link_->stop();
 }
 
-void PipeWireVideo::restart() {
-  const bool isStreaming = pw_stream_get_state(link_->stream, nullptr) == PW_STREAM_STATE_STREAMING;
-  if (!isStreaming) return link_->setActive(true);
-  stop();
-  link_->isRestarting = true;
+bool PipeWireVideo::start() {
+  if (pw_stream_get_state(link_->stream, nullptr) == PW_STREAM_STATE_STREAMING) return false;
+  link_->setActive(true);
+  return true;
 }
 
 }  // namespace tandemview

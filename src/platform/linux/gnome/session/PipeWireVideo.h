@@ -33,7 +33,7 @@ class PipeWireVideo {
   /// Begins to receive; the source makes its pictures to our size and at `mostPerSecond`.
   bool connect(std::uint32_t node, const PixelSize& size, std::uint32_t mostPerSecond);
 
-  /// Whether it waits for the source to agree, or to stop. Nothing else may be asked for before that.
+  /// Whether it waits for the source to agree. Nothing else may be asked for before that.
   bool isBusy() const;
 
   /// What has been agreed on last; the pictures are like that.
@@ -48,8 +48,8 @@ class PipeWireVideo {
   /// when it starts, but none if it is running while it is given new buffers.
   void negotiate(const PixelSize& size, std::uint32_t mostPerSecond);
 
-  /// Stops and starts the source, which makes it send a picture although nothing has changed.
-  void restart();
+  /// Starts a source that is stopped, which makes it send a picture although nothing has changed. False: it is running.
+  bool start();
   void stop();
 
   /// The newest picture, valid until the source is asked for something or the queue goes on; absent if there may be a
