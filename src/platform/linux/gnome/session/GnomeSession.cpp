@@ -332,6 +332,7 @@ GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
       if (!config_->apply(layout, screens)) continue;
       undone_ = layout.screens;
       undoneUntil_ = clock_.now() + rowPatience;
+      layout.screens = screens;
       return config_->read().value_or(layout);
     }
     auto current = config_->read();

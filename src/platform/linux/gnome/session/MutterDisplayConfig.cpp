@@ -41,6 +41,9 @@ Value property(const Properties& properties, const char* key, Value absent) {
   return found == properties.end() ? absent : found->second.get<Value>();
 }
 
+/// From a compositor that is too busy to answer in time.
+constexpr const char* unanswered = "org.freedesktop.DBus.Error.Timeout";
+
 }  // namespace
 
 MutterDisplayConfig::MutterDisplayConfig(BusConnection& connection, std::function<void()> changed,
@@ -112,8 +115,8 @@ bool MutterDisplayConfig::apply(const GnomeLayout& layout, const std::vector<Gno
         .withArguments(layout.serial, temporarily, wanted, Properties());
     connection_.update();
     return true;
-  } catch (const sdbus::Error&) {
-    return false;
+  } catch (const sdbus::Error& error) {
+    return error.getName() == unanswered;
   }
 }
 

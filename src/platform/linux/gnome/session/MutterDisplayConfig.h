@@ -21,7 +21,8 @@ class MutterDisplayConfig {
   /// Absent if nobody answers.
   std::optional<GnomeLayout> read();
 
-  /// Arranges all active monitors, for as long as the session lasts. False: refused, or `layout` is out of date.
+  /// Arranges all active monitors, for as long as the session lasts. False: refused, or `layout` is out of date. A busy
+  /// compositor may still be about to do it; what is read next comes after that.
   bool apply(const GnomeLayout& layout, const std::vector<GnomeLayout::Screen>& screens);
 
  private:
