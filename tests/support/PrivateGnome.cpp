@@ -1,5 +1,7 @@
 #include "support/PrivateGnome.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 namespace tandemview {
@@ -7,8 +9,16 @@ namespace tandemview {
 namespace {
 
 [[noreturn]] void giveUp(const char* what, const Program& program) {
-  std::printf("%s does not start:\n%s\n", what, program.output().c_str());
+  std::fprintf(stderr, "%s does not start:\n%s\n", what, program.output().c_str());
   std::abort();
+}
+
+/// Where X servers of this machine have their sockets. Whoever boots a system makes it; a container may lack it, and
+/// the compositor would make one that it refuses itself, because the process's mask takes a bit away.
+void makeSocketDirectory() {
+  const mode_t mask = ::umask(0);
+  ::mkdir("/tmp/.X11-unix", 01777);
+  ::umask(mask);
 }
 
 }  // namespace
@@ -66,6 +76,7 @@ void PrivateGnome::startPipeWire() {
 }
 
 void PrivateGnome::startCompositor() {
+  makeSocketDirectory();
   environment_["DISPLAY"] = "";
   std::vector<std::string> command = {"mutter", "--headless", "--wayland"};
   for (const std::string& monitor : monitors_) command.insert(command.end(), {"--virtual-monitor", monitor});
