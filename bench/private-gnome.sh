@@ -22,6 +22,7 @@ XML
   pipewire >"$directory/pipewire.log" 2>&1 &
   gnome_pids="$! $gnome_pids"
   until_there "$directory/pipewire-0" || return 1
+  cp -r "${BASH_SOURCE[0]%/*}/wireplumber" "$directory"
   wireplumber >"$directory/wireplumber.log" 2>&1 &
   gnome_pids="$! $gnome_pids"
   # A system without it (a container) gets one that Xwayland can't use, from the compositor, which heeds the mask.

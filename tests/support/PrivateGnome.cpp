@@ -37,6 +37,8 @@ PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Progr
                   {"WAYLAND_DISPLAY", "wayland-0"},
                   {"DISPLAY", ""}};
   for (const auto& [name, value] : environment) environment_[name] = value;
+  std::filesystem::copy(WIREPLUMBER_CONFIGURATION, directory() + "/wireplumber",
+                        std::filesystem::copy_options::recursive);
   startPipeWire();
   startCompositor();
 }
