@@ -2,6 +2,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -78,10 +79,14 @@ class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDeskto
  private:
   using Action = std::function<void(GnomeRemoteDesktop& self)>;
 
+  /// A second of fingers and keys has fewer; a phone that sends more may be up to something.
+  static constexpr std::size_t mostWaiting = 2000;
+
   void perform(Action action) {
     queue_->async([weak = weak_from_this(), action = std::move(action)] {
       const auto live = weak.lock();
       if (!live || !live->session_) return;
+      if (live->waiting_.size() == mostWaiting) live->setFlow(PictureFlow::None);
       if (live->flow_ == PictureFlow::Interrupted) return live->waiting_.push_back(action);
       action(*live);
     });
