@@ -5,6 +5,7 @@
 #include <future>
 #include <utility>
 
+#include "capture/CaptureSystem.h"
 #include "platform/linux/gnome/session/ScreenPlan.h"
 #include "runtime/Log.h"
 
@@ -34,6 +35,10 @@ Error displayGone() {
   return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
 }
 
+Error stoppedByUser() {
+  return {.domain = streamErrorDomain, .code = userStoppedCapture, .description = "The user has stopped the sharing"};
+}
+
 }  // namespace
 
 std::shared_ptr<GnomeSession> GnomeSession::open(std::shared_ptr<UserDefaults> settings) {
@@ -55,6 +60,7 @@ GnomeSession::GnomeSession(std::shared_ptr<UserDefaults> settings)
 GnomeSession::~GnomeSession() {
   hide();
   ask(removalPatience, [this](const Answer& answer) {
+    lock_ = nullptr;
     config_ = nullptr;
     bus_ = nullptr;
     answer(true);
@@ -66,7 +72,8 @@ void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
   bus_ = BusConnection::serving(bus, queue_, [this] {
     // The connection is in use while it tells of its end.
     soon([this] {
-      remove();
+      remove(displayGone());
+      lock_ = nullptr;
       config_ = nullptr;
       bus_ = nullptr;
       const std::lock_guard lock(mutex_);
@@ -78,6 +85,7 @@ void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
     config_ = std::make_unique<MutterDisplayConfig>(
         *bus_, [this] { soon([this] { look(); }); },
         [this](bool isThere) { soon([=, this] { compositorChanged(isThere); }); });
+    lock_ = std::make_unique<ScreenLock>(*bus_, [this](bool isLocked) { soon([=, this] { lockChanged(isLocked); }); });
   } catch (const sdbus::Error&) {
     return;
   }
@@ -114,6 +122,11 @@ std::optional<DisplayID> GnomeSession::display() const {
   return display_;
 }
 
+bool GnomeSession::isWithheld() const {
+  const std::lock_guard lock(mutex_);
+  return isWithheld_;
+}
+
 bool GnomeSession::show(const PixelSize& size) {
   if (size.width < 1 || size.height < 1 || size.width > longestSide || size.height > longestSide) return false;
   const bool isThere = display().has_value();
@@ -128,7 +141,7 @@ bool GnomeSession::show(const PixelSize& size) {
 
 void GnomeSession::hide() {
   ask(removalPatience, [this](const Answer& answer) {
-    remove();
+    remove(displayGone());
     if (!isChanging_) return answer(true);
     asked_.push_back(answer);
   });
@@ -198,16 +211,27 @@ void GnomeSession::create() {
                                 .closed =
                                     [this, run = run_] {
                                       soon([this, run] {
-                                        if (run != run_) return;
-                                        endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
+                                        if (run == run_) closed();
                                       });
                                     }});
   if (cast) {
     cast_ = std::move(*cast);
     return;
   }
+  if (isLocked_) return withhold();
   Log::print("⚠️ GNOME makes no display now: {}", cast.error().localizedDescription());
-  remove();
+  remove(displayGone());
+}
+
+/// Whoever has asked for the display need not ask again.
+void GnomeSession::withhold() {
+  const PixelSize size = size_;
+  auto asked = std::exchange(asked_, {});
+  remove(displayGone());
+  withheldSize_ = size;
+  tellWhetherWithheld();
+  asked_ = std::move(asked);
+  answer(true);
 }
 
 std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
@@ -222,41 +246,54 @@ std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
                             .picturesCome = [this](bool doCome) { remoteDesktop_->setTakesPlaces(doCome); },
                             .ended =
                                 [this] {
-                                  if (ending_.empty()) endSoon("📺 The display's pictures have ended");
+                                  if (ending_.empty()) endSoon(Cause::Failure, "📺 The display's pictures have ended");
                                 },
                             .disconnected =
                                 [this, run = run_](const std::string& why) {
                                   soon([this, run, why] {
-                                    if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
+                                    if (run != run_) return;
+                                    end(Cause::Failure, "📺 The display's pictures have ended: PipeWire says: " + why);
                                   });
                                 }});
 }
 
-void GnomeSession::endSoon(const std::string& why) {
+/// The desktop ends what it forbids, and tells of the lock itself only when its screen is up. What it ends and yet
+/// allows is what the user has stopped.
+void GnomeSession::closed() {
+  const auto isAllowed = MutterCast::isAllowed();
+  if (!isAllowed) return endSoon(Cause::Failure, "📺 GNOME has ended the display");
+  if (*isAllowed) return endSoon(Cause::User, "📺 GNOME has ended the display: sharing was stopped");
+  endSoon(Cause::Lock, "📺 GNOME has ended the display: the screen is locked");
+}
+
+void GnomeSession::endSoon(Cause cause, const std::string& why) {
   ending_ = why;
-  queue_->after(reasonPatience, [this, run = run_] {
-    if (run == run_) end(ending_);
+  queue_->after(reasonPatience, [=, this, run = run_] {
+    if (run == run_ && ending_ == why) end(cause, why);
   });
 }
 
-void GnomeSession::end(const std::string& why) {
+void GnomeSession::end(Cause cause, const std::string& why) {
   if (!cast_) return;
   Log::line(why);
-  remove();
+  if (cause == Cause::Lock) return withhold();
+  remove(cause == Cause::User ? stoppedByUser() : displayGone());
 }
 
-void GnomeSession::remove() {
+void GnomeSession::remove(const Error& why) {
   ++run_;
+  withheldSize_ = {};
   ending_.clear();
   remoteDesktop_->end();
   {
     const std::lock_guard lock(mutex_);
     display_ = std::nullopt;
   }
-  if (const auto stream = std::exchange(stream_, nullptr)) stream->end(displayGone());
+  if (const auto stream = std::exchange(stream_, nullptr)) stream->end(why);
   cast_ = nullptr;
   size_ = {};
   answer(false);
+  tellWhetherWithheld();
   isChanging_ = ours_.has_value();
   if (!isChanging_) return;
   places_.remove(*ours_);
@@ -270,11 +307,36 @@ void GnomeSession::compositorChanged(bool isThere) {
     isOffered_ = isThere;
   }
   if (isThere) return look();
-  end("📺 GNOME's compositor has gone, and the display with it");
+  withheldSize_ = {};
+  tellWhetherWithheld();
+  end(Cause::Failure, "📺 GNOME's compositor has gone, and the display with it");
   ours_ = std::nullopt;
   isChanging_ = false;
   answer(true);
   publish({});
+}
+
+void GnomeSession::lockChanged(bool isLocked) {
+  isLocked_ = isLocked;
+  if (!isLocked && withheldSize_ != PixelSize()) return bringBack();
+  tellWhetherWithheld();
+}
+
+void GnomeSession::bringBack() {
+  isComingBack_ = true;
+  beginShow(std::exchange(withheldSize_, {}), [this](bool) {
+    isComingBack_ = false;
+    tellWhetherWithheld();
+  });
+  queue_->after(creationPatience, [this, run = run_] {
+    if (run == run_ && isComingBack_) end(Cause::Failure, "⚠️ GNOME has shown no display after the unlocking");
+  });
+}
+
+void GnomeSession::tellWhetherWithheld() {
+  const bool isWithheld = isComingBack_ || (isLocked_ && withheldSize_ != PixelSize());
+  const std::lock_guard lock(mutex_);
+  if (std::exchange(isWithheld_, isWithheld) != isWithheld) arrangementChanged_.tell();
 }
 
 void GnomeSession::look() {
