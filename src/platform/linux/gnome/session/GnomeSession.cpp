@@ -22,6 +22,10 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
+/// From the moment at which the lock screen ends the display until it is up and tells so: 2.3 seconds at most were seen.
+/// One that is unlocked before tells nothing.
+constexpr double lockPatience = 5;
+
 /// Who ends a display ends its pictures first and tells why right after. PipeWire's own end may come last of all.
 constexpr double reasonPatience = 0.2;
 
@@ -232,6 +236,9 @@ void GnomeSession::withhold() {
   tellWhetherWithheld();
   asked_ = std::move(asked);
   answer(true);
+  queue_->after(lockPatience, [this, run = run_] {
+    if (run == run_ && !isLocked_) bringBack();
+  });
 }
 
 std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
@@ -318,11 +325,11 @@ void GnomeSession::compositorChanged(bool isThere) {
 
 void GnomeSession::lockChanged(bool isLocked) {
   isLocked_ = isLocked;
-  if (!isLocked && withheldSize_ != PixelSize()) return bringBack();
-  tellWhetherWithheld();
+  if (!isLocked) bringBack();
 }
 
 void GnomeSession::bringBack() {
+  if (withheldSize_ == PixelSize()) return;
   isComingBack_ = true;
   beginShow(std::exchange(withheldSize_, {}), [this](bool) {
     isComingBack_ = false;
@@ -334,7 +341,7 @@ void GnomeSession::bringBack() {
 }
 
 void GnomeSession::tellWhetherWithheld() {
-  const bool isWithheld = isComingBack_ || (isLocked_ && withheldSize_ != PixelSize());
+  const bool isWithheld = isComingBack_ || withheldSize_ != PixelSize();
   const std::lock_guard lock(mutex_);
   if (std::exchange(isWithheld_, isWithheld) != isWithheld) arrangementChanged_.tell();
 }
