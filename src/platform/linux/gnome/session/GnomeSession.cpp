@@ -26,7 +26,8 @@ constexpr double movePatience = 2;
 /// One that is unlocked before tells nothing.
 constexpr double lockPatience = 5;
 
-/// Who ends a display ends its pictures first and tells why right after. PipeWire's own end may come last of all.
+/// Who ends a display ends its pictures first and tells of it right after. PipeWire's own end may come last of all.
+constexpr double endPatience = 1;
 constexpr double reasonPatience = 0.2;
 
 /// For an arrangement that others change at the same time.
@@ -275,7 +276,7 @@ void GnomeSession::closed() {
 
 void GnomeSession::endSoon(Cause cause, const std::string& why) {
   ending_ = why;
-  queue_->after(reasonPatience, [=, this, run = run_] {
+  queue_->after(cause == Cause::Failure ? endPatience : reasonPatience, [=, this, run = run_] {
     if (run == run_ && ending_ == why) end(cause, why);
   });
 }
