@@ -27,7 +27,8 @@ class PrivateBus {
     std::abort();
   }
 
-  /// From now on nobody may call this interface's methods, until another one is forbidden; an empty one forbids nothing.
+  /// From now on nobody may call this interface's methods, until another one is forbidden; an empty one forbids
+  /// nothing.
   void forbid(const std::string& interface) {
     configure(interface.empty() ? "" : "<deny send_type=\"method_call\" send_interface=\"" + interface + "\"/>");
     Program({"/usr/bin/dbus-send", "--bus=" + address(), "--print-reply", "--dest=org.freedesktop.DBus",

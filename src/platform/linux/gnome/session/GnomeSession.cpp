@@ -22,8 +22,8 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
-/// From the moment at which the lock screen ends the display until it is up and tells so: 2.3 seconds at most were seen.
-/// One that is unlocked before tells nothing.
+/// From the moment at which the lock screen ends the display until it is up and tells so: 2.3 seconds at most were
+/// seen. One that is unlocked before tells nothing.
 constexpr double lockPatience = 5;
 
 /// Who ends a display ends its pictures first and tells of it right after. PipeWire's own end may come last of all.
@@ -211,14 +211,13 @@ void GnomeSession::create() {
   ours_ = std::nullopt;  // one that is on its way out is not ours any more
   ++run_;
   stream_ = makeStream();
-  auto cast =
-      MutterCast::start(*bus_, {.streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
-                                .closed =
-                                    [this, run = run_] {
-                                      soon([this, run] {
-                                        if (run == run_) closed();
-                                      });
-                                    }});
+  auto cast = MutterCast::start(*bus_, {.streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
+                                        .closed =
+                                            [this, run = run_] {
+                                              soon([this, run] {
+                                                if (run == run_) closed();
+                                              });
+                                            }});
   if (cast) {
     cast_ = std::move(*cast);
     return;

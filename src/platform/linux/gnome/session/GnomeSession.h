@@ -37,8 +37,8 @@ class GnomeSession {
   /// Takes the display away. Not on the queue.
   ~GnomeSession();
 
-  /// Calls `changed` on `queue` after the arrangement has changed or our display is no longer withheld, and `ended` when
-  /// the bus has gone, once. Called once each.
+  /// Calls `changed` on `queue` after the arrangement has changed or our display is no longer withheld, and `ended`
+  /// when the bus has gone, once. Called once each.
   void onArrangementChange(std::shared_ptr<Queue> queue, Work changed);
   void onEnd(std::shared_ptr<Queue> queue, Work ended);
 

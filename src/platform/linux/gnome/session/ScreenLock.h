@@ -6,8 +6,8 @@
 
 namespace tandemview {
 
-/// Whether the screen is locked, as the desktop's screen saver tells it; without one it is not. Made, used and destroyed
-/// on the connection's queue.
+/// Whether the screen is locked, as the desktop's screen saver tells it; without one it is not. Made, used and
+/// destroyed on the connection's queue.
 class ScreenLock {
  public:
   /// `told` is called whenever that may have changed, and soon for what it is now.
