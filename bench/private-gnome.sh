@@ -1,6 +1,6 @@
-# Sourced: start_private_gnome DIRECTORY [shell] starts GNOME's compositor, or GNOME Shell as a whole, without hardware, for Wayland's clients
-# and X11's, on a bus and with a PipeWire of its own; sets what its programs go by, gnome_pids and compositor_pid. The
-# caller ends these by their process IDs. stop is private-xorg.sh's.
+# Sourced: start_private_gnome DIRECTORY [shell] starts GNOME's compositor, or GNOME Shell as a whole, without hardware,
+# for Wayland's clients and X11's, on a bus and with a PipeWire of its own; sets what its programs go by, gnome_pids and
+# compositor_pid. The caller ends these by their process IDs. stop is private-xorg.sh's.
 start_private_gnome() {
   local directory=$1 waited=0 compositor=(mutter)
   if [ "${2:-}" = shell ]; then compositor=(gnome-shell --unsafe-mode); fi
