@@ -113,7 +113,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void streamEnded(const std::optional<Error>& error);
   void recoverLater();
   void recover();
-  bool waitsForUnlocking();
+  bool waitForUnlocking();
   void dropCapture();
   bool hasUSBLink() const;
   bool hasWiFiLink() const;
@@ -180,7 +180,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::uint64_t configuration_ = 0;        // counts the configurations that have begun
   std::shared_ptr<DisplayResize> resize_;  // of this configuration
   std::size_t recoveries_ = 0;             // how often the stream has been brought back since a picture came
-  bool waitsForUnlocking_ = false;         // with bringing the stream back
+  bool waitsForUnlocking_ = false;         // for the display, and the stream with it
   bool isStoppedByUser_ = false;           // the stream: until he or a phone asks for it
   bool isEnding_ = false;                  // this process takes no new link and no description
 

@@ -39,7 +39,7 @@ void AppDelegate::startStreaming() {
     Log::line("⚠️ No active connection, skipping stream start");
     return finishConfiguring();
   }
-  if (waitsForUnlocking()) return finishConfiguring();
+  if (waitForUnlocking()) return finishConfiguring();
   require(streamWidth_ <= std::numeric_limits<std::int32_t>::max() &&
               streamHeight_ <= std::numeric_limits<std::int32_t>::max(),
           "a stream size that fits 32 bits");
@@ -101,7 +101,7 @@ void AppDelegate::recoverLater() {
 
 void AppDelegate::recover() {
   const auto info = newestDeviceInfo();
-  if (capture_ || !info || !hasLink() || waitsForUnlocking()) return;
+  if (capture_ || !info || !hasLink() || waitForUnlocking()) return;
   Log::print("🔄 The stream has ended by itself - bringing it back (attempt {})...", ++recoveries_);
   const DisplayPlan plan = planFor(*info);
   if (plan != displayedPlan_ || !virtualDisplayManager_->isShownAt({plan.width, plan.height})) {
@@ -112,8 +112,8 @@ void AppDelegate::recover() {
   streamDisplay();
 }
 
-/// Whether the display is on its way as soon as the user unlocks the screen, and the stream with it.
-bool AppDelegate::waitsForUnlocking() {
+/// False if there is nothing to wait for: else the display comes with the unlocking, and displaysChanged() goes on.
+bool AppDelegate::waitForUnlocking() {
   const bool waited = std::exchange(waitsForUnlocking_, virtualDisplayManager_->isWithheld());
   if (waitsForUnlocking_ && !waited) Log::line("🔒 The screen is locked - streaming goes on when it is unlocked");
   return waitsForUnlocking_;

@@ -245,13 +245,20 @@ TEST_F(AppDelegateTest, ADisplayThatGoesComesBackWithoutARelaunch) {
     displays->unlockScreen(bringsDisplay);
     EXPECT_TRUE(startsWithin(bringsDisplay ? 0 : configuration));
   }
-  displays->lockScreen();
-  unplug();
-  plugIn();
-  EXPECT_FALSE(startsWithin(longTime));
-  EXPECT_EQ(log.count(locked), 1) << "a phone that comes while the screen is locked";
-  displays->unlockScreen();
-  EXPECT_TRUE(startsWithin(0));
+  for (const bool isBeingTurned : {true, false}) {  // or has just come
+    log.take();
+    displays->resizesAtOnce = false;
+    if (isBeingTurned) sendInfo(2796, 1290);
+    displays->resizesAtOnce = true;
+    displays->lockScreen();
+    if (!isBeingTurned) unplug();
+    if (!isBeingTurned) plugIn();
+    EXPECT_FALSE(startsWithin(longTime));
+    EXPECT_EQ(log.count(locked), 1);
+    EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 0);
+    displays->unlockScreen();
+    EXPECT_TRUE(startsWithin(0));
+  }
 
   displays->lockScreen();
   endStream(userStoppedCapture);

@@ -197,6 +197,10 @@ void GnomeSession::soon(std::function<void()> step) {
 
 void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
   if (!config_) return answer(false);
+  if (withheldSize_ != PixelSize()) {
+    withheldSize_ = size;
+    return answer(true);
+  }
   const bool isAsked = size_ == size;
   if (isAsked && !isChanging_) return answer(true);
   asked_.push_back(answer);
