@@ -43,11 +43,16 @@ shell() {
   gdbus call --session -d org.gnome.Shell -o /org/gnome/Shell -m org.gnome.Shell.Eval "$1" | grep -q '^(true' ||
     fail "GNOME Shell: $1"
 }
+shell_says() {
+  gdbus call --session -d org.gnome.Shell -o /org/gnome/Shell -m org.gnome.Shell.Eval "$2" 2>/dev/null | grep -q "'$1'"
+}
 screen_saver() {
   gdbus call --session -d org.gnome.ScreenSaver -o /org/gnome/ScreenSaver -m "org.gnome.ScreenSaver.$1" "${@:2}"
 }
 
 start_private_gnome "$directory" shell || { echo "gnome-lock: GNOME Shell does not start" >&2; exit 1; }
+# It may end by a fault if it is given a lock screen while it starts.
+within 30 shell_says true 'Main.layoutManager._startingUp === false'
 shell 'Main.screenShield = new imports.ui.screenShield.ScreenShield(); 1'
 shell 'const access = global.backend.get_remote_access_controller();
        let isInhibited = false;

@@ -252,6 +252,7 @@ class ScreenSaver {
   explicit ScreenSaver(const std::string& address) : bus_(sdbus::createSessionBusConnectionWithAddress(address)) {
     object_->registerMethod("GetActive").onInterface(name).implementedAs([this] { return isActive_.load(); });
     object_->registerSignal("ActiveChanged").onInterface(name).withParameters<bool>();
+    object_->registerSignal("WakeUpScreen").onInterface(name);
     object_->finishRegistration();
     bus_->requestName(name);
     bus_->enterEventLoopAsync();
@@ -261,6 +262,8 @@ class ScreenSaver {
     if (isActive_.exchange(isActive) == isActive) return;
     object_->emitSignal("ActiveChanged").onInterface(name).withArguments(isActive);
   }
+
+  void wake() { object_->emitSignal("WakeUpScreen").onInterface(name); }
 
   static constexpr const char* name = "org.gnome.ScreenSaver";
   static constexpr const char* path = "/org/gnome/ScreenSaver";
@@ -289,14 +292,16 @@ TEST_F(GnomeSessionTest, WhatTheLockScreenTakesComesWithTheUnlockingAndWhatTheUs
   ASSERT_TRUE(isTaken(/*isLocked=*/true));
   screenSaver->setActive(true);
   Stranger(bus).send(ScreenSaver::path, ScreenSaver::name, "ActiveChanged", false);
+  screenSaver->wake();
   std::this_thread::sleep_for(5.5s);  // as long as the lock screen may take to come up
   EXPECT_TRUE(display_->isWithheld());
   EXPECT_EQ(display_->applySettings({.modes = {*mode}}), ApplyOutcome::Applied) << "a phone that comes meanwhile";
   EXPECT_TRUE(display_->isWithheld());
   EXPECT_FALSE(display_->displayID());
   gnome_->allowCasts();
-  screenSaver->setActive(false);
+  screenSaver->wake();
   ASSERT_TRUE(isShown(1398));
+  screenSaver->setActive(false);
 
   ASSERT_TRUE(isTaken(true));
   gnome_->allowCasts();

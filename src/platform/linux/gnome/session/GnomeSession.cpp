@@ -90,7 +90,13 @@ void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
     config_ = std::make_unique<MutterDisplayConfig>(
         *bus_, [this] { soon([this] { look(); }); },
         [this](bool isThere) { soon([=, this] { compositorChanged(isThere); }); });
-    lock_ = std::make_unique<ScreenLock>(*bus_, [this](bool isLocked) { soon([=, this] { lockChanged(isLocked); }); });
+    lock_ = std::make_unique<ScreenLock>(
+        *bus_, [this](bool isLocked) { soon([=, this] { lockChanged(isLocked); }); },
+        [this] {
+          soon([this] {
+            if (isLocked_) bringBack();
+          });
+        });
   } catch (const sdbus::Error&) {
     return;
   }

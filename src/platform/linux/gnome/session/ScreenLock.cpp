@@ -14,7 +14,7 @@ constexpr BusService::Place screenSaver = {
 
 }  // namespace
 
-ScreenLock::ScreenLock(BusConnection& connection, std::function<void(bool isLocked)> told)
+ScreenLock::ScreenLock(BusConnection& connection, std::function<void(bool isLocked)> told, std::function<void()> woken)
     : connection_(connection),
       told_(std::move(told)),
       service_(connection, screenSaver, [this](bool isThere) { isThere ? ask() : told_(false); }) {
@@ -23,6 +23,7 @@ ScreenLock::ScreenLock(BusConnection& connection, std::function<void(bool isLock
     message >> isActive;
     told_(isActive);
   });
+  service_.uponSignal("WakeUpScreen", [woken = std::move(woken)](sdbus::Message&) { woken(); });
   ask();
 }
 

@@ -10,8 +10,9 @@ namespace tandemview {
 /// destroyed on the connection's queue.
 class ScreenLock {
  public:
-  /// `told` is called whenever that may have changed, and soon for what it is now.
-  ScreenLock(BusConnection& connection, std::function<void(bool isLocked)> told);
+  /// `told` is called whenever that may have changed, and soon for what it is now; `woken` when something happens on
+  /// the lock screen. That it is being unlocked is told so first, before it has moved away.
+  ScreenLock(BusConnection& connection, std::function<void(bool isLocked)> told, std::function<void()> woken);
 
  private:
   void ask();
