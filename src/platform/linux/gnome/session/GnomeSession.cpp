@@ -27,7 +27,7 @@ constexpr double movePatience = 2;
 constexpr double lockPatience = 5;
 
 /// Who ends a display ends its pictures first and tells of it right after. PipeWire's own end may come last of all.
-constexpr double endPatience = 1;
+constexpr double endPatience = 2;
 constexpr double reasonPatience = 0.2;
 
 /// For an arrangement that others change at the same time.
