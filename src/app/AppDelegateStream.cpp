@@ -89,7 +89,7 @@ void AppDelegate::streamEnded(const std::optional<Error>& error) {
   dropCapture();
   updateStatusTitle(false);
   if (error && checkCapturePermission(*error)) return;  // trying again would change nothing before the user does
-  isStoppedByUser_ = error && error->domain == streamErrorDomain && error->code == userStoppedCapture;
+  isStoppedByUser_ = error && error->domain == userStoppedDomain;
   if (!isStoppedByUser_) return recoverLater();
   Log::line("✋ The user has stopped the stream - it comes back by \"Reconnect\", or when the phone connects or turns");
 }

@@ -13,12 +13,13 @@
 
 namespace tandemview {
 
-/// The domain of the errors that the host's capture itself reports, and its codes for a user who said no, and for one
-/// who has ended the stream in the host's own indicator (SCStreamErrorUserDeclined, SCStreamErrorUserStopped in
-/// SCError.h).
+/// The domain of the errors that the host's capture itself reports, and its code for a user who said no
+/// (SCStreamErrorUserDeclined in SCError.h).
 inline constexpr const char* streamErrorDomain = "SCStreamErrorDomain";
 inline constexpr int userDeclinedCapture = -3801;
-inline constexpr int userStoppedCapture = -3817;
+
+/// The domain of the error of a stream that, beyond doubt, the user himself has ended in the host's own indicator.
+inline constexpr const char* userStoppedDomain = "TVUserStoppedErrorDomain";
 
 /// A display that can be captured; its size in points.
 struct CapturableDisplay {

@@ -224,8 +224,8 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
 
 TEST_F(AppDelegateTest, ADisplayThatGoesComesBackWithoutARelaunch) {
   const std::string locked = "🔒 The screen is locked - streaming goes on when it is unlocked";
-  const auto endStream = [&](int code) {
-    captures->streams.back()->end({.domain = streamErrorDomain, .code = code});
+  const auto endStream = [&](const char* domain) {
+    captures->streams.back()->end({.domain = domain, .code = -3817});
     queue->drain();
     log.take();
   };
@@ -239,7 +239,7 @@ TEST_F(AppDelegateTest, ADisplayThatGoesComesBackWithoutARelaunch) {
   stream();
   for (const bool bringsDisplay : {true, false}) {
     displays->lockScreen();
-    endStream(-3815);
+    endStream(streamErrorDomain);
     EXPECT_FALSE(startsWithin(longTime));
     EXPECT_EQ(log.take(), Lines{locked}) << "no attempt in vain";
     displays->unlockScreen(bringsDisplay);
@@ -261,7 +261,7 @@ TEST_F(AppDelegateTest, ADisplayThatGoesComesBackWithoutARelaunch) {
   }
 
   displays->lockScreen();
-  endStream(userStoppedCapture);
+  endStream(userStoppedDomain);
   displays->unlockScreen();
   for (const char* const name : {workspaceWillSleepNotification, workspaceDidWakeNotification}) {
     phone->center->post(name, application.get(), {});

@@ -283,7 +283,7 @@ TEST_F(GnomeSessionTest, WhatTheLockScreenTakesComesWithTheUnlockingAndWhatTheUs
     capture();
     gnome_->endCasts(isLocked);
     return isSoon([&] { return hasError() && !display_->displayID() && display_->isWithheld() == isLocked; }) &&
-           (error_->code == userStoppedCapture) == !isLocked;
+           (error_->domain == userStoppedDomain) == !isLocked;
   };
   const auto isShown = [&](double width) {
     return isSoon([&] { return ours().width == width && !display_->isWithheld(); });

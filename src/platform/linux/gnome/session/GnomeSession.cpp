@@ -41,7 +41,7 @@ Error displayGone() {
 }
 
 Error stoppedByUser() {
-  return {.domain = streamErrorDomain, .code = userStoppedCapture, .description = "The user has stopped the sharing"};
+  return {.domain = userStoppedDomain, .code = 1, .description = "The user has stopped the sharing"};
 }
 
 }  // namespace
