@@ -45,6 +45,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void showUnsupportedPlatform();
   void createInjectors();
   void observeDisplays();
+  void displaysChanged();
   void observePower();
 
   // The links to the phone: AppDelegateLinks.cpp.
@@ -90,6 +91,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   // From a phone's description to its display: AppDelegateSession.cpp.
   void handleDeviceInfo(DeviceInfo info);
+  DisplayPlan planFor(const DeviceInfo& info) const;
   bool isConfiguring();
   std::optional<DeviceInfo> newestDeviceInfo();
   void finishConfiguring();
@@ -105,11 +107,13 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void discard();
 
   // The stream of pictures: AppDelegateStream.cpp.
+  void streamDisplay();
   void startStreaming();
   void checkTouch();
   void streamEnded(const std::optional<Error>& error);
   void recoverLater();
   void recover();
+  bool waitForUnlocking();
   void dropCapture();
   bool hasUSBLink() const;
   bool hasWiFiLink() const;
@@ -120,6 +124,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
   void changeDisplay(const DisplayPlan& plan, const std::string& orientation);
+  void resizeFailed();
   void followResize(const DisplayPlan& plan, std::function<void(AppDelegate&, DisplayResize::Outcome)> next);
   void relaunch();
   void relaunchByScript();
@@ -175,6 +180,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::uint64_t configuration_ = 0;        // counts the configurations that have begun
   std::shared_ptr<DisplayResize> resize_;  // of this configuration
   std::size_t recoveries_ = 0;             // how often the stream has been brought back since a picture came
+  bool waitsForUnlocking_ = false;         // for the display, and the stream with it
+  bool isStoppedByUser_ = false;           // the stream: until he or a phone asks for it
   bool isEnding_ = false;                  // this process takes no new link and no description
 
   std::optional<DisplayPlan> displayedPlan_;

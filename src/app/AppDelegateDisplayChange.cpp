@@ -20,18 +20,16 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
              orientation, floatingPointText(plan.zoomScale));
   Log::line(rule);
   dropCapture();
-  const auto display = virtualDisplayManager_->displayID();
-  if (!display || virtualDisplayManager_->envelope() < plan.width || virtualDisplayManager_->envelope() < plan.height ||
-      !virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) {
-    return relaunch();
-  }
+  const bool isThere = virtualDisplayManager_->displayID().has_value();
+  const std::int64_t envelope = virtualDisplayManager_->envelope();
+  if (!isThere || envelope < plan.width || envelope < plan.height) return relaunch();
+  if (!virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) return resizeFailed();
   displayedPlan_ = plan;
   streamWidth_ = plan.width;
   streamHeight_ = plan.height;
-  followResize(plan, [display](AppDelegate& self, DisplayResize::Outcome outcome) {
-    if (outcome == DisplayResize::Outcome::NotShown) return self.relaunch();
-    if (self.touchInjector_) self.touchInjector_->setDisplay(*display);
-    self.startStreaming();
+  followResize(plan, [](AppDelegate& self, DisplayResize::Outcome outcome) {
+    if (outcome == DisplayResize::Outcome::NotShown) return self.resizeFailed();
+    self.streamDisplay();
   });
   resize_->insist();
 }
@@ -41,6 +39,13 @@ void AppDelegate::followResize(const DisplayPlan& plan,
   resize_ = std::make_shared<DisplayResize>(surroundings_.mainQueue, virtualDisplayManager_,
                                             VirtualDisplayManager::Size{plan.width, plan.height},
                                             weakly(this, std::move(next)));
+}
+
+/// A display that has gone meanwhile has refused nothing: it comes back as one whose stream has ended.
+void AppDelegate::resizeFailed() {
+  if (virtualDisplayManager_->displayID()) return relaunch();
+  finishConfiguring();
+  streamEnded(std::nullopt);
 }
 
 /// The display can't take the new size: a new process starts from scratch, with the same settings and arguments.

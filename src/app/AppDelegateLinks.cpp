@@ -139,6 +139,7 @@ void AppDelegate::tearDownStreaming() {
   if (touchInjector_) touchInjector_->releaseHeldButton();
   if (surroundings_.events) surroundings_.events->discardWaitingEvents();
   recoveries_ = 0;
+  waitsForUnlocking_ = false;
   {
     const std::lock_guard lock(configurationLock_);
     isConfiguring_ = false;

@@ -47,9 +47,10 @@ void AppDelegate::handleDeviceInfo(DeviceInfo info) {
   }
   ++configuration_;
   resize_ = nullptr;
+  waitsForUnlocking_ = false;
+  isStoppedByUser_ = false;
   lastDeviceInfo_ = info;
-  const DisplayPlan plan =
-      makeDisplayPlan(info.width, info.height, info.idiom, qualityMode_ == StreamQuality::fullResolution);
+  const DisplayPlan plan = planFor(info);
   if (displayedPlan_ && virtualDisplayManager_->displayID()) {
     if (plan != *displayedPlan_) return changeDisplay(plan, info.orientation);
     if (capture_) {
@@ -60,6 +61,10 @@ void AppDelegate::handleDeviceInfo(DeviceInfo info) {
   }
   onMain([](AppDelegate& self) { self.dropCapture(); });
   configureDisplay(plan, info);
+}
+
+AppDelegate::DisplayPlan AppDelegate::planFor(const DeviceInfo& info) const {
+  return makeDisplayPlan(info.width, info.height, info.idiom, qualityMode_ == StreamQuality::fullResolution);
 }
 
 bool AppDelegate::isConfiguring() {
@@ -158,6 +163,7 @@ void AppDelegate::handleSleep() {
 void AppDelegate::handleWake() {
   onMainAfter(wakeDelay, [](AppDelegate& self) {
     if (self.isConfiguring() || self.capture_ || self.streamWidth_ < 1 || !self.hasLink()) return;
+    if (self.isStoppedByUser_) return;
     Log::line("☀️ Mac woke up - resuming capture...");
     self.startStreaming();
   });
@@ -166,6 +172,8 @@ void AppDelegate::handleWake() {
 void AppDelegate::reconnect() {
   if (isEnding_) return;
   Log::line("🔄 Manual reconnect triggered...");
+  const auto info = newestDeviceInfo();
+  if (isStoppedByUser_ && info && hasLink()) handleDeviceInfo(*info);
   if (wifiSender_) wifiSender_->start();
   if (!sender_) return;
   sender_->retryConnection();

@@ -75,12 +75,15 @@ void AppDelegate::createInjectors() {
   keyboardInjector_ = std::make_unique<KeyboardInjector>(events->makeEventSource(), events);
 }
 
-/// Somebody may move the display in the desktop's settings: touches go where it is.
 void AppDelegate::observeDisplays() {
-  surroundings_.displays->onArrangementChange(surroundings_.mainQueue, weakly(this, [](AppDelegate& self) {
-                                                if (self.capture_ && self.touchInjector_)
-                                                  self.touchInjector_->followDisplay();
-                                              }));
+  surroundings_.displays->onArrangementChange(surroundings_.mainQueue, weakly(this, &AppDelegate::displaysChanged));
+}
+
+/// Somebody may have moved the display in the desktop's settings: touches go where it is. Or the screen has been
+/// unlocked.
+void AppDelegate::displaysChanged() {
+  if (capture_ && touchInjector_) touchInjector_->followDisplay();
+  if (waitsForUnlocking_ && !virtualDisplayManager_->isWithheld()) recover();
 }
 
 void AppDelegate::observePower() {

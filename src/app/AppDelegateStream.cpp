@@ -27,11 +27,19 @@ constexpr double shortestRest = 9;
 
 }  // namespace
 
+/// Of the display as it is.
+void AppDelegate::streamDisplay() {
+  const auto display = virtualDisplayManager_->displayID();
+  if (display && touchInjector_) touchInjector_->setDisplay(*display);
+  startStreaming();
+}
+
 void AppDelegate::startStreaming() {
   if (!hasLink()) {
     Log::line("⚠️ No active connection, skipping stream start");
     return finishConfiguring();
   }
+  if (waitForUnlocking()) return finishConfiguring();
   require(streamWidth_ <= std::numeric_limits<std::int32_t>::max() &&
               streamHeight_ <= std::numeric_limits<std::int32_t>::max(),
           "a stream size that fits 32 bits");
@@ -81,7 +89,9 @@ void AppDelegate::streamEnded(const std::optional<Error>& error) {
   dropCapture();
   updateStatusTitle(false);
   if (error && checkCapturePermission(*error)) return;  // trying again would change nothing before the user does
-  recoverLater();
+  isStoppedByUser_ = error && error->domain == userStoppedDomain;
+  if (!isStoppedByUser_) return recoverLater();
+  Log::line("✋ The user has stopped the stream - it comes back by \"Reconnect\", or when the phone connects or turns");
 }
 
 void AppDelegate::recoverLater() {
@@ -91,9 +101,22 @@ void AppDelegate::recoverLater() {
 
 void AppDelegate::recover() {
   const auto info = newestDeviceInfo();
-  if (capture_ || !info || !hasLink()) return;
+  if (capture_ || !info || !hasLink() || waitForUnlocking()) return;
   Log::print("🔄 The stream has ended by itself - bringing it back (attempt {})...", ++recoveries_);
-  handleDeviceInfo(*info);
+  const DisplayPlan plan = planFor(*info);
+  if (plan != displayedPlan_ || !virtualDisplayManager_->isShownAt({plan.width, plan.height})) {
+    return handleDeviceInfo(*info);
+  }
+  ++configuration_;
+  virtualDisplayManager_->fixOverlap();
+  streamDisplay();
+}
+
+/// False if there is nothing to wait for: else the display comes with the unlocking, and displaysChanged() goes on.
+bool AppDelegate::waitForUnlocking() {
+  const bool waited = std::exchange(waitsForUnlocking_, virtualDisplayManager_->isWithheld());
+  if (waitsForUnlocking_ && !waited) Log::line("🔒 The screen is locked - streaming goes on when it is unlocked");
+  return waitsForUnlocking_;
 }
 
 /// Weak, because the frames' queue may let go of the distributor later than the main queue of the senders.

@@ -18,6 +18,9 @@ namespace tandemview {
 inline constexpr const char* streamErrorDomain = "SCStreamErrorDomain";
 inline constexpr int userDeclinedCapture = -3801;
 
+/// The domain of the error of a stream that, beyond doubt, the user himself has ended in the host's own indicator.
+inline constexpr const char* userStoppedDomain = "TVUserStoppedErrorDomain";
+
 /// A display that can be captured; its size in points.
 struct CapturableDisplay {
   std::uint32_t displayID = 0;

@@ -39,7 +39,7 @@ void DisplayResize::look(int attempts) {
 }
 
 void DisplayResize::askAgain(int attempts) {
-  if (attempts == 0) return completion_(Outcome::NotShown);
+  if (attempts == 0 || manager_->isWithheld()) return completion_(Outcome::NotShown);
   if (!manager_->selectMode(size_.width, size_.height) && !manager_->resizeInPlace(size_.width, size_.height)) {
     return completion_(Outcome::NotShown);
   }

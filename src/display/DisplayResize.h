@@ -21,7 +21,7 @@ class DisplayResize : public std::enable_shared_from_this<DisplayResize> {
   /// Waits for the size, for 3 seconds at most. Either of these once; the completion may be called within the call.
   void wait();
 
-  /// Asks for the size again every 0.1 s, up to 30 times and for as long as nobody refuses it.
+  /// Asks for the size again every 0.1 s, up to 30 times and for as long as nobody refuses it or withholds the display.
   void insist();
 
  private:

@@ -54,6 +54,10 @@ class VirtualDisplay {
   /// Absent until the system has assigned one, and again when the display has been removed.
   virtual std::optional<DisplayID> displayID() const = 0;
 
+  /// Whether the display is not there because the user has locked the screen, and comes by itself when he unlocks it.
+  /// That this has ended, either way, is told as a change of the arrangement.
+  virtual bool isWithheld() const = 0;
+
   virtual ApplyOutcome applySettings(const VirtualDisplaySettings& settings) = 0;
 
   /// Whether the display offers the operation below. Not every system's displays do.
@@ -119,8 +123,8 @@ class DisplaySystem {
   /// The least x at which a screen may lie; minus infinity where there is none.
   virtual double leftEdge() const = 0;
 
-  /// Calls `changed` on `queue` some time after displays have come, gone, moved or changed their size; several changes
-  /// may be told as one. Called once, on `queue`.
+  /// Calls `changed` on `queue` some time after displays have come, gone, moved or changed their size, or are no longer
+  /// withheld; several changes may be told as one. Called once, on `queue`.
   virtual void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) = 0;
 
   /// Keeps the calling thread waiting (the pause after a display was removed).

@@ -218,6 +218,11 @@ std::optional<DisplayID> VirtualDisplayManager::displayID() const {
   return display ? display->displayID() : std::nullopt;
 }
 
+bool VirtualDisplayManager::isWithheld() const {
+  const auto display = virtualDisplay();
+  return display && display->isWithheld();
+}
+
 std::optional<VirtualDisplayManager::Size> VirtualDisplayManager::currentModeSize() const {
   const auto id = displayID();
   if (!id) return std::nullopt;

@@ -60,6 +60,10 @@ class VirtualDisplayManager : public std::enable_shared_from_this<VirtualDisplay
 
   /// Absent without a display, and for a while after it was created.
   std::optional<DisplayID> displayID() const;
+
+  /// Whether the display comes by itself when the user unlocks the screen.
+  bool isWithheld() const;
+
   std::optional<Size> currentModeSize() const;
 
   /// The size in points that the system shows the display at; 0 while it shows none.

@@ -188,16 +188,15 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
     return count;
   };
   attempts();
-  constexpr double configuration = 3.0;  // seconds from a description to the start of the capture
   for (const double delay : {1.0, 2.0, 5.0, 10.0, 10.0}) {
-    queue->advance(delay - 0.01);
+    queue->advance(delay - 0.005);
     EXPECT_EQ(attempts(), 0) << delay;
-    queue->advance(0.02);
+    queue->advance(0.005);
     EXPECT_EQ(attempts(), 1) << delay;
-    queue->advance(configuration - 0.01);
   }
   captures->startError.reset();
-  queue->advance(10 + configuration);
+  queue->advance(10);
+  EXPECT_EQ(captures->streams.size(), 7u) << "the display is there: nothing else has to be waited for";
   deliverFrame();
   EXPECT_EQ(menu->item.title.front().color, TextColor::Green);
   EXPECT_EQ(attempts(), 1);
@@ -205,23 +204,87 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   captures->streams.back()->end(error);
   queue->advance(1.01);
   EXPECT_EQ(attempts(), 1) << "the delays start anew";
-  queue->advance(configuration);
 
   unplug();
   queue->advance(30);
   EXPECT_EQ(attempts(), 0) << "nobody is there";
+  constexpr double configuration = 3.0;  // seconds from a description to the start of the capture
   plugIn();
   queue->advance(configuration + 0.01);
   captures->streams.back()->end(error);
   queue->advance(1.01);
   EXPECT_EQ(attempts(), 1) << "and anew with the next link";
-  queue->advance(configuration);
   captures->streams.back()->end({.domain = streamErrorDomain, .code = userDeclinedCapture});
   queue->advance(30);
   EXPECT_EQ(attempts(), 0) << "the user has declined";
   sendInfo(1290, 2796);
   queue->advance(configuration + 0.01);
   EXPECT_TRUE(isStreaming()) << "a phone that describes itself again is served";
+}
+
+TEST_F(AppDelegateTest, ADisplayThatGoesComesBackWithoutARelaunch) {
+  const std::string locked = "🔒 The screen is locked - streaming goes on when it is unlocked";
+  const auto endStream = [&](const char* domain) {
+    captures->streams.back()->end({.domain = domain, .code = -3817});
+    queue->drain();
+    log.take();
+  };
+  const auto startsWithin = [&](double seconds) {
+    const std::size_t streams = captures->streams.size();
+    queue->advance(seconds);
+    return captures->streams.size() > streams;
+  };
+  constexpr double configuration = 3.01;  // seconds from a description to the start of the capture
+  constexpr double longTime = 60;
+  stream();
+  for (const bool bringsDisplay : {true, false}) {
+    displays->lockScreen();
+    endStream(streamErrorDomain);
+    EXPECT_FALSE(startsWithin(longTime));
+    EXPECT_EQ(log.take(), Lines{locked}) << "no attempt in vain";
+    displays->unlockScreen(bringsDisplay);
+    EXPECT_TRUE(startsWithin(bringsDisplay ? 0 : configuration));
+  }
+  for (const bool isBeingTurned : {true, false}) {  // or has just come
+    log.take();
+    displays->resizesAtOnce = false;
+    if (isBeingTurned) sendInfo(2796, 1290);
+    displays->resizesAtOnce = true;
+    displays->lockScreen();
+    if (!isBeingTurned) unplug();
+    if (!isBeingTurned) plugIn();
+    EXPECT_FALSE(startsWithin(longTime));
+    EXPECT_EQ(log.count(locked), 1);
+    EXPECT_EQ(log.count("📺 Re-applying 1398x644"), 0);
+    displays->unlockScreen();
+    EXPECT_TRUE(startsWithin(0));
+  }
+
+  displays->lockScreen();
+  endStream(userStoppedDomain);
+  displays->unlockScreen();
+  for (const char* const name : {workspaceWillSleepNotification, workspaceDidWakeNotification}) {
+    phone->center->post(name, application.get(), {});
+  }
+  EXPECT_FALSE(startsWithin(longTime)) << "the user has stopped it";
+  choose("Reconnect");
+  EXPECT_TRUE(startsWithin(configuration));
+
+  deliverFrame();
+  displays->goesWhenResized = true;
+  sendInfo(2796, 1290);
+  displays->goesWhenResized = false;
+  EXPECT_TRUE(startsWithin(1 + configuration));
+  deliverFrame();
+  displays->resizesAtOnce = false;
+  sendInfo(1290, 2796);
+  displays->takeDisplay();
+  displays->applyOutcome = ApplyOutcome::Refused;
+  EXPECT_FALSE(startsWithin(0.1)) << "asked for the size again in vain";
+  displays->applyOutcome = ApplyOutcome::Applied;
+  EXPECT_TRUE(startsWithin(1 + configuration));
+  EXPECT_EQ(captures->streams.back()->configuration.width, 644);
+  EXPECT_EQ(log.count("♻️  Display can't be resized in place - restarting app to apply the new size..."), 0);
 }
 
 TEST_F(AppDelegateTest, RotatesInPlace) {

@@ -89,6 +89,21 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     if (screen != screens.end()) screen->bounds = {screen->bounds.x, screen->bounds.y, width, height};
   }
 
+  /// The system takes the virtual display away; it comes back only if it is asked for, or, if the user has locked the
+  /// screen, by itself.
+  void takeDisplay() {
+    std::erase_if(screens, [](const Screen& screen) { return screen.id == virtualID; });
+  }
+  void lockScreen() {
+    takeDisplay();
+    isLocked_ = true;
+  }
+  void unlockScreen(bool bringsDisplay = true) {
+    isLocked_ = false;
+    if (bringsDisplay) showWanted();
+    arrangementQueue_->async(arrangementChanged_);
+  }
+
   static constexpr DisplayID virtualID = 77;
 
   std::vector<Screen> screens = {{.id = 1, .bounds = {0, 0, 1280, 800}, .isMain = true}};
@@ -102,6 +117,8 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   bool assignsID = true;
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
+  /// Whether the system takes the display away while it is being resized.
+  bool goesWhenResized = false;
   double leftmost = -std::numeric_limits<double>::infinity();
   ScreenRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
@@ -120,6 +137,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     std::optional<DisplayID> displayID() const override {
       return system_.assignsID && system_.find(virtualID) ? std::optional(virtualID) : std::nullopt;
     }
+    bool isWithheld() const override { return system_.isLocked_; }
     ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override {
       if (settings.modes.empty()) {
         system_.calls.push_back("apply nothing");
@@ -127,10 +145,13 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
       }
       const VirtualDisplayMode& mode = settings.modes.front();
       system_.calls.push_back("apply " + std::to_string(mode.width) + "x" + std::to_string(mode.height));
+      if (system_.goesWhenResized) system_.takeDisplay();
+      if (system_.goesWhenResized) return ApplyOutcome::Refused;
       if (system_.applyOutcome != ApplyOutcome::Applied) return system_.applyOutcome;
+      system_.wanted_ = mode;
+      if (system_.isLocked_) return ApplyOutcome::Applied;
       if (!system_.find(virtualID)) {
-        system_.screens.push_back({.id = virtualID, .bounds = system_.origin});
-        system_.resize(virtualID, mode.width, mode.height);
+        system_.showWanted();
       } else if (system_.resizesAtOnce) {
         system_.resize(virtualID, mode.width, mode.height);
       }
@@ -145,15 +166,19 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     void invalidate() override { system_.calls.push_back("invalidate"); }
 
    private:
-    void removeScreen() {
-      std::erase_if(system_.screens, [](const Screen& screen) { return screen.id == virtualID; });
-    }
+    void removeScreen() { system_.takeDisplay(); }
     RecordingDisplaySystem& system_;
   };
 
   std::shared_ptr<Queue> arrangementQueue_;
   std::function<void()> arrangementChanged_;
+  VirtualDisplayMode wanted_;
+  bool isLocked_ = false;
 
+  void showWanted() {
+    screens.push_back({.id = virtualID, .bounds = origin});
+    resize(virtualID, wanted_.width, wanted_.height);
+  }
   void place(DisplayID id, double x, double y) {
     const auto screen = std::ranges::find(screens, id, &Screen::id);
     if (screen != screens.end()) screen->bounds = {x, y, screen->bounds.width, screen->bounds.height};

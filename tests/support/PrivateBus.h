@@ -13,17 +13,7 @@ namespace tandemview {
 /// A message bus of the test's own, without any tie to the desktop's, where everybody may do everything.
 class PrivateBus {
  public:
-  PrivateBus() {
-    std::ofstream(configurationPath()) << R"(<busconfig>
-      <listen>)" << address() << R"(</listen>
-      <auth>EXTERNAL</auth>
-      <policy context="default">
-        <allow own="*"/>
-        <allow send_destination="*" eavesdrop="true"/>
-        <allow eavesdrop="true"/>
-      </policy>
-    </busconfig>)";
-  }
+  PrivateBus() { configure(""); }
 
   std::string address() const { return "unix:path=" + directory_.path() + "/bus"; }
 
@@ -37,10 +27,33 @@ class PrivateBus {
     std::abort();
   }
 
+  /// From now on nobody may call this interface's methods, until another one is forbidden; an empty one forbids
+  /// nothing.
+  void forbid(const std::string& interface) {
+    configure(interface.empty() ? "" : "<deny send_type=\"method_call\" send_interface=\"" + interface + "\"/>");
+    Program({"/usr/bin/dbus-send", "--bus=" + address(), "--print-reply", "--dest=org.freedesktop.DBus",
+             "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig"},
+            {})
+        .wait();
+  }
+
   /// Ends at once, as a crash does.
   void kill() { daemon_.reset(); }
 
  private:
+  void configure(const std::string& rule) const {
+    std::ofstream(configurationPath()) << R"(<busconfig>
+      <listen>)" << address() << R"(</listen>
+      <auth>EXTERNAL</auth>
+      <policy context="default">
+        <allow own="*"/>
+        <allow send_destination="*" eavesdrop="true"/>
+        <allow eavesdrop="true"/>
+        )" << rule << R"(
+      </policy>
+    </busconfig>)";
+  }
+
   std::string configurationPath() const { return directory_.path() + "/configuration"; }
 
   TemporaryDirectory directory_;

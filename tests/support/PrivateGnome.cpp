@@ -62,6 +62,16 @@ void PrivateGnome::restartPipeWire() {
   startPipeWire();
 }
 
+/// Its sessions end with the compositor's connections to PipeWire.
+void PrivateGnome::endCasts(bool isForbidden) {
+  if (isForbidden) bus_.forbid("org.gnome.Mutter.RemoteDesktop");
+  Program({"/bin/sh", "-c",
+           "pw-cli ls Client | awk '/id [0-9]+/ { id = $2 } /application.name = \"mutter\"/ { print id + 0 }' | "
+           "xargs -n 1 pw-cli destroy"},
+          environment_)
+      .wait();
+}
+
 /// With setpriv, because a test that crashes leaves nothing.
 std::unique_ptr<Program> PrivateGnome::start(const std::vector<std::string>& command) const {
   std::vector<std::string> words = {"/usr/bin/setpriv", "--pdeathsig", "KILL"};

@@ -30,6 +30,10 @@ class PrivateGnome {
   void restartCompositor();
   void restartPipeWire();
 
+  /// As the lock screen does, which forbids casts until it goes, or the user, who doesn't.
+  void endCasts(bool isForbidden);
+  void allowCasts() { bus_.forbid(""); }
+
  private:
   std::unique_ptr<Program> start(const std::vector<std::string>& command) const;
   void startCompositor();

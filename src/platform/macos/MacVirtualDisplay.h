@@ -22,6 +22,7 @@ class MacVirtualDisplay final : public VirtualDisplay {
       : classes_(classes), descriptor_(descriptor), display_(display) {}
 
   std::optional<DisplayID> displayID() const override;
+  bool isWithheld() const override { return false; }
   ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override;
   bool canTerminate() const override;
   void terminate() override;

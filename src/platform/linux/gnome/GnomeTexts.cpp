@@ -17,7 +17,8 @@ DesktopTexts gnomeTexts() {
       .permissionsExplanation =
           "• Nothing has to be granted in a GNOME session: while Tandemview shows its display, the panel says that the "
           "screen is shared.\n"
-          "• “Stop” there, or the lock screen, ends the display; after unlocking it comes back.\n"
+          "• The lock screen takes the display away until you unlock it. “Stop” in the panel ends it until you choose "
+          "Reconnect or the phone connects again.\n"
           "• A permission is missing: GNOME Shell or PipeWire doesn't run. Log out and in again.\n\n"
           "Tandemview makes, captures and controls its display through GNOME's own services on the session's bus; "
           "there is no list of granted programs to repair.",

@@ -17,6 +17,7 @@
 #include "runtime/SerialQueue.h"
 #include "support/PaintedWindow.h"
 #include "support/PrivateGnome.h"
+#include "support/Stranger.h"
 
 namespace tandemview {
 namespace {
@@ -243,6 +244,76 @@ TEST_F(GnomeSessionTest, WhatEndsTheDisplayIsToldAndItMayComeBack) {
     const auto lines = log.take();
     EXPECT_EQ(std::ranges::count_if(lines, [](const std::string& line) { return line.starts_with("📺 "); }), 1);
   }
+}
+
+/// The screen saver of the session's bus, which tells of the lock screen.
+class ScreenSaver {
+ public:
+  explicit ScreenSaver(const std::string& address) : bus_(sdbus::createSessionBusConnectionWithAddress(address)) {
+    object_->registerMethod("GetActive").onInterface(name).implementedAs([this] { return isActive_.load(); });
+    object_->registerSignal("ActiveChanged").onInterface(name).withParameters<bool>();
+    object_->registerSignal("WakeUpScreen").onInterface(name);
+    object_->finishRegistration();
+    bus_->requestName(name);
+    bus_->enterEventLoopAsync();
+  }
+
+  void setActive(bool isActive) {
+    if (isActive_.exchange(isActive) == isActive) return;
+    object_->emitSignal("ActiveChanged").onInterface(name).withArguments(isActive);
+  }
+
+  void wake() { object_->emitSignal("WakeUpScreen").onInterface(name); }
+
+  static constexpr const char* name = "org.gnome.ScreenSaver";
+  static constexpr const char* path = "/org/gnome/ScreenSaver";
+
+ private:
+  std::atomic<bool> isActive_ = false;
+  const std::unique_ptr<sdbus::IConnection> bus_;
+  const std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(*bus_, path);
+};
+
+TEST_F(GnomeSessionTest, WhatTheLockScreenTakesComesWithTheUnlockingAndWhatTheUserStopsDoesNot) {
+  open();
+  const std::string bus = gnome_->environment().at("DBUS_SESSION_BUS_ADDRESS");
+  auto screenSaver = std::make_unique<ScreenSaver>(bus);
+  const auto mode = displays_->makeDisplayMode(1398, 644, 60);
+  const auto isTaken = [&](bool isLocked) {
+    capture();
+    gnome_->endCasts(isLocked);
+    return isSoon([&] { return hasError() && !display_->displayID() && display_->isWithheld() == isLocked; }) &&
+           (error_->domain == userStoppedDomain) == !isLocked;
+  };
+  const auto isShown = [&](double width) {
+    return isSoon([&] { return ours().width == width && !display_->isWithheld(); });
+  };
+  ASSERT_TRUE(show(644, 1398));
+  ASSERT_TRUE(isTaken(/*isLocked=*/true));
+  screenSaver->setActive(true);
+  Stranger(bus).send(ScreenSaver::path, ScreenSaver::name, "ActiveChanged", false);
+  screenSaver->wake();
+  std::this_thread::sleep_for(5.5s);  // as long as the lock screen may take to come up
+  EXPECT_TRUE(display_->isWithheld());
+  EXPECT_EQ(display_->applySettings({.modes = {*mode}}), ApplyOutcome::Applied) << "a phone that comes meanwhile";
+  EXPECT_TRUE(display_->isWithheld());
+  EXPECT_FALSE(display_->displayID());
+  gnome_->allowCasts();
+  screenSaver->wake();
+  ASSERT_TRUE(isShown(1398));
+  screenSaver->setActive(false);
+
+  ASSERT_TRUE(isTaken(true));
+  gnome_->allowCasts();
+  EXPECT_TRUE(isShown(1398)) << "unlocked before the lock screen was up";
+  ASSERT_TRUE(isTaken(true));
+  screenSaver->setActive(true);
+  screenSaver = nullptr;
+  EXPECT_TRUE(isSoon([&] { return !display_->isWithheld(); })) << "nobody would tell any more";
+  gnome_->allowCasts();
+  ASSERT_TRUE(show(644, 1398));
+  ASSERT_TRUE(isTaken(/*isLocked=*/false));
+  display_->terminate();
 }
 
 }  // namespace

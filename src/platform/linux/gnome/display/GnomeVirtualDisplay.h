@@ -14,6 +14,7 @@ class GnomeVirtualDisplay final : public VirtualDisplay {
   ~GnomeVirtualDisplay() override { terminate(); }
 
   std::optional<DisplayID> displayID() const override { return session_->display(); }
+  bool isWithheld() const override { return session_->isWithheld(); }
   ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override;
 
   bool canTerminate() const override { return true; }

@@ -5,6 +5,7 @@
 #include <future>
 #include <utility>
 
+#include "capture/CaptureSystem.h"
 #include "platform/linux/gnome/session/ScreenPlan.h"
 #include "runtime/Log.h"
 
@@ -21,7 +22,12 @@ constexpr double resizePatience = 0.25;
 constexpr double removalPatience = 1;
 constexpr double movePatience = 2;
 
-/// Who ends a display ends its pictures first and tells why right after. PipeWire's own end may come last of all.
+/// From the moment at which the lock screen ends the display until it is up and tells so: 2.3 seconds at most were
+/// seen. One that is unlocked before tells nothing.
+constexpr double lockPatience = 5;
+
+/// Who ends a display ends its pictures first and tells of it right after. PipeWire's own end may come last of all.
+constexpr double endPatience = 2;
 constexpr double reasonPatience = 0.2;
 
 /// For an arrangement that others change at the same time.
@@ -32,6 +38,10 @@ constexpr double rowPatience = 2;
 
 Error displayGone() {
   return {.domain = "TVCaptureErrorDomain", .code = 1, .description = "The display is not there"};
+}
+
+Error stoppedByUser() {
+  return {.domain = userStoppedDomain, .code = 1, .description = "The user has stopped the sharing"};
 }
 
 }  // namespace
@@ -55,6 +65,7 @@ GnomeSession::GnomeSession(std::shared_ptr<UserDefaults> settings)
 GnomeSession::~GnomeSession() {
   hide();
   ask(removalPatience, [this](const Answer& answer) {
+    lock_ = nullptr;
     config_ = nullptr;
     bus_ = nullptr;
     answer(true);
@@ -66,7 +77,8 @@ void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
   bus_ = BusConnection::serving(bus, queue_, [this] {
     // The connection is in use while it tells of its end.
     soon([this] {
-      remove();
+      remove(displayGone());
+      lock_ = nullptr;
       config_ = nullptr;
       bus_ = nullptr;
       const std::lock_guard lock(mutex_);
@@ -78,6 +90,13 @@ void GnomeSession::start(const std::shared_ptr<sdbus::IConnection>& bus) {
     config_ = std::make_unique<MutterDisplayConfig>(
         *bus_, [this] { soon([this] { look(); }); },
         [this](bool isThere) { soon([=, this] { compositorChanged(isThere); }); });
+    lock_ = std::make_unique<ScreenLock>(
+        *bus_, [this](bool isLocked) { soon([=, this] { lockChanged(isLocked); }); },
+        [this] {
+          soon([this] {
+            if (isLocked_) bringBack();
+          });
+        });
   } catch (const sdbus::Error&) {
     return;
   }
@@ -114,6 +133,11 @@ std::optional<DisplayID> GnomeSession::display() const {
   return display_;
 }
 
+bool GnomeSession::isWithheld() const {
+  const std::lock_guard lock(mutex_);
+  return isWithheld_;
+}
+
 bool GnomeSession::show(const PixelSize& size) {
   if (size.width < 1 || size.height < 1 || size.width > longestSide || size.height > longestSide) return false;
   const bool isThere = display().has_value();
@@ -128,7 +152,7 @@ bool GnomeSession::show(const PixelSize& size) {
 
 void GnomeSession::hide() {
   ask(removalPatience, [this](const Answer& answer) {
-    remove();
+    remove(displayGone());
     if (!isChanging_) return answer(true);
     asked_.push_back(answer);
   });
@@ -179,6 +203,10 @@ void GnomeSession::soon(std::function<void()> step) {
 
 void GnomeSession::beginShow(const PixelSize& size, const Answer& answer) {
   if (!config_) return answer(false);
+  if (withheldSize_ != PixelSize()) {
+    withheldSize_ = size;
+    return answer(true);
+  }
   const bool isAsked = size_ == size;
   if (isAsked && !isChanging_) return answer(true);
   asked_.push_back(answer);
@@ -193,21 +221,34 @@ void GnomeSession::create() {
   ours_ = std::nullopt;  // one that is on its way out is not ours any more
   ++run_;
   stream_ = makeStream();
-  auto cast =
-      MutterCast::start(*bus_, {.streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
-                                .closed =
-                                    [this, run = run_] {
-                                      soon([this, run] {
-                                        if (run != run_) return;
-                                        endSoon("📺 GNOME has ended the display: it was locked, or sharing was stopped");
-                                      });
-                                    }});
+  auto cast = MutterCast::start(*bus_, {.streamAdded = [this](std::uint32_t node) { stream_->connect(node); },
+                                        .closed =
+                                            [this, run = run_] {
+                                              soon([this, run] {
+                                                if (run == run_) closed();
+                                              });
+                                            }});
   if (cast) {
     cast_ = std::move(*cast);
     return;
   }
+  if (isLocked_) return withhold();
   Log::print("⚠️ GNOME makes no display now: {}", cast.error().localizedDescription());
-  remove();
+  remove(displayGone());
+}
+
+/// Whoever has asked for the display need not ask again.
+void GnomeSession::withhold() {
+  const PixelSize size = size_;
+  auto asked = std::exchange(asked_, {});
+  remove(displayGone());
+  withheldSize_ = size;
+  tellWhetherWithheld();
+  asked_ = std::move(asked);
+  answer(true);
+  queue_->after(lockPatience, [this, run = run_] {
+    if (run == run_ && !isLocked_) bringBack();
+  });
 }
 
 std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
@@ -222,41 +263,54 @@ std::shared_ptr<DisplayStream> GnomeSession::makeStream() {
                             .flowChanged = [this](PictureFlow flow) { remoteDesktop_->setFlow(flow); },
                             .ended =
                                 [this] {
-                                  if (ending_.empty()) endSoon("📺 The display's pictures have ended");
+                                  if (ending_.empty()) endSoon(Cause::Failure, "📺 The display's pictures have ended");
                                 },
                             .disconnected =
                                 [this, run = run_](const std::string& why) {
                                   soon([this, run, why] {
-                                    if (run == run_) end("📺 The display's pictures have ended: PipeWire says: " + why);
+                                    if (run != run_) return;
+                                    end(Cause::Failure, "📺 The display's pictures have ended: PipeWire says: " + why);
                                   });
                                 }});
 }
 
-void GnomeSession::endSoon(const std::string& why) {
+/// The desktop ends what it forbids, and tells of the lock itself only when its screen is up. What it ends and yet
+/// allows is what the user has stopped.
+void GnomeSession::closed() {
+  const auto isAllowed = MutterCast::isAllowed();
+  if (!isAllowed) return endSoon(Cause::Failure, "📺 GNOME has ended the display");
+  if (*isAllowed) return endSoon(Cause::User, "📺 GNOME has ended the display: sharing was stopped");
+  endSoon(Cause::Lock, "📺 GNOME has ended the display: the screen is locked");
+}
+
+void GnomeSession::endSoon(Cause cause, const std::string& why) {
   ending_ = why;
-  queue_->after(reasonPatience, [this, run = run_] {
-    if (run == run_) end(ending_);
+  queue_->after(cause == Cause::Failure ? endPatience : reasonPatience, [=, this, run = run_] {
+    if (run == run_ && ending_ == why) end(cause, why);
   });
 }
 
-void GnomeSession::end(const std::string& why) {
+void GnomeSession::end(Cause cause, const std::string& why) {
   if (!cast_) return;
   Log::line(why);
-  remove();
+  if (cause == Cause::Lock) return withhold();
+  remove(cause == Cause::User ? stoppedByUser() : displayGone());
 }
 
-void GnomeSession::remove() {
+void GnomeSession::remove(const Error& why) {
   ++run_;
+  withheldSize_ = {};
   ending_.clear();
   remoteDesktop_->end();
   {
     const std::lock_guard lock(mutex_);
     display_ = std::nullopt;
   }
-  if (const auto stream = std::exchange(stream_, nullptr)) stream->end(displayGone());
+  if (const auto stream = std::exchange(stream_, nullptr)) stream->end(why);
   cast_ = nullptr;
   size_ = {};
   answer(false);
+  tellWhetherWithheld();
   isChanging_ = ours_.has_value();
   if (!isChanging_) return;
   places_.remove(*ours_);
@@ -270,11 +324,36 @@ void GnomeSession::compositorChanged(bool isThere) {
     isOffered_ = isThere;
   }
   if (isThere) return look();
-  end("📺 GNOME's compositor has gone, and the display with it");
+  withheldSize_ = {};
+  tellWhetherWithheld();
+  end(Cause::Failure, "📺 GNOME's compositor has gone, and the display with it");
   ours_ = std::nullopt;
   isChanging_ = false;
   answer(true);
   publish({});
+}
+
+void GnomeSession::lockChanged(bool isLocked) {
+  isLocked_ = isLocked;
+  if (!isLocked) bringBack();
+}
+
+void GnomeSession::bringBack() {
+  if (withheldSize_ == PixelSize()) return;
+  isComingBack_ = true;
+  beginShow(std::exchange(withheldSize_, {}), [this](bool) {
+    isComingBack_ = false;
+    tellWhetherWithheld();
+  });
+  queue_->after(creationPatience, [this, run = run_] {
+    if (run == run_ && isComingBack_) end(Cause::Failure, "⚠️ GNOME has shown no display after the unlocking");
+  });
+}
+
+void GnomeSession::tellWhetherWithheld() {
+  const bool isWithheld = isComingBack_ || withheldSize_ != PixelSize();
+  const std::lock_guard lock(mutex_);
+  if (std::exchange(isWithheld_, isWithheld) != isWithheld) arrangementChanged_.tell();
 }
 
 void GnomeSession::look() {

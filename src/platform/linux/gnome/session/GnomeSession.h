@@ -14,6 +14,7 @@
 #include "platform/linux/gnome/session/GnomeRemoteDesktop.h"
 #include "platform/linux/gnome/session/MutterCast.h"
 #include "platform/linux/gnome/session/MutterDisplayConfig.h"
+#include "platform/linux/gnome/session/ScreenLock.h"
 #include "platform/linux/places/PlaceMemory.h"
 #include "runtime/MediaClock.h"
 #include "runtime/SerialQueue.h"
@@ -36,8 +37,8 @@ class GnomeSession {
   /// Takes the display away. Not on the queue.
   ~GnomeSession();
 
-  /// Calls `changed` on `queue` after the arrangement has changed, and `ended` when the bus has gone, once. Called once
-  /// each.
+  /// Calls `changed` on `queue` after the arrangement has changed or our display is no longer withheld, and `ended`
+  /// when the bus has gone, once. Called once each.
   void onArrangementChange(std::shared_ptr<Queue> queue, Work changed);
   void onEnd(std::shared_ptr<Queue> queue, Work ended);
 
@@ -50,8 +51,11 @@ class GnomeSession {
   /// Our display, while the session shows it.
   std::optional<DisplayID> display() const;
 
+  /// Whether our display comes by itself when the screen is unlocked, as the lock has taken or refused it.
+  bool isWithheld() const;
+
   /// Shows our display in that size, or brings it to it. Waits for that; but not for long if it is there already: then
-  /// it may still be on its way, and asking again does no harm. False: refused.
+  /// it may still be on its way, and asking again does no harm. True as well if it is withheld. False: refused.
   bool show(const PixelSize& size);
 
   /// Takes our display away, and waits until it is gone.
@@ -87,10 +91,16 @@ class GnomeSession {
 
   void beginShow(const PixelSize& size, const Answer& answer);
   void create();
+  void withhold();
   std::shared_ptr<DisplayStream> makeStream();
-  void endSoon(const std::string& why);
-  void end(const std::string& why);
-  void remove();
+  enum class Cause { Failure, Lock, User };
+  void closed();
+  void endSoon(Cause cause, const std::string& why);
+  void end(Cause cause, const std::string& why);
+  void remove(const Error& why);
+  void lockChanged(bool isLocked);
+  void bringBack();
+  void tellWhetherWithheld();
   void compositorChanged(bool isThere);
   void look();
   bool hasArrived(const GnomeLayout& layout);
@@ -107,6 +117,10 @@ class GnomeSession {
   std::shared_ptr<BusConnection> bus_;
   std::unique_ptr<MutterDisplayConfig> config_;
   std::unique_ptr<MutterCast> cast_;
+  std::unique_ptr<ScreenLock> lock_;
+  bool isLocked_ = false;
+  PixelSize withheldSize_;                 // of our display, which the lock has taken or refused; 0 without one
+  bool isComingBack_ = false;              // after the unlocking
   std::string ending_;                     // why it is about to end
   std::shared_ptr<DisplayStream> stream_;  // beside the cast
   std::uint64_t run_ = 0;                  // the sessions' number: what belongs to an earlier one does nothing
@@ -123,6 +137,7 @@ class GnomeSession {
   GnomeLayout layout_;
   std::optional<DisplayID> display_;
   bool isOffered_ = false;
+  bool isWithheld_ = false;
   Listener arrangementChanged_;
   Listener ended_;
 };

@@ -18,9 +18,30 @@ constexpr std::uint32_t embeddedCursor = 1;
 /// No key bears it.
 constexpr std::uint32_t silentKeySymbol = 0x1000000;
 
+constexpr const char* accessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+
 void ignoreOwner(bool) {}
 
+sdbus::ObjectPath createRemoteDesktop(sdbus::IConnection& bus) {
+  sdbus::ObjectPath path;
+  const auto service = sdbus::createProxy(bus, mutter::remoteDesktop, mutter::remoteDesktopPath);
+  service->callMethod("CreateSession").onInterface(mutter::remoteDesktop).storeResultsTo(path);
+  return path;
+}
+
 }  // namespace
+
+/// By asking for one, which nobody sees before its start. It goes with its connection, and in no other way.
+std::optional<bool> MutterCast::isAllowed() {
+  const auto bus = BusConnection::open(BusConnection::Bus::Session);
+  if (!bus) return std::nullopt;
+  try {
+    createRemoteDesktop(**bus);
+    return true;
+  } catch (const sdbus::Error& error) {
+    return error.getName() == accessDenied ? std::optional(false) : std::nullopt;
+  }
+}
 
 Result<std::unique_ptr<MutterCast>> MutterCast::start(BusConnection& connection, Events events) {
   std::unique_ptr<MutterCast> cast(new MutterCast(connection, std::move(events)));
@@ -33,10 +54,7 @@ Result<std::unique_ptr<MutterCast>> MutterCast::start(BusConnection& connection,
 }
 
 void MutterCast::begin() {
-  sdbus::ObjectPath path;
-  const auto remote = sdbus::createProxy(connection_.bus(), mutter::remoteDesktop, mutter::remoteDesktopPath);
-  remote->callMethod("CreateSession").onInterface(mutter::remoteDesktop).storeResultsTo(path);
-  sessionPath_ = path;
+  sessionPath_ = createRemoteDesktop(connection_.bus());
   session_ = sdbus::createProxy(connection_.bus(), mutter::remoteDesktop, sessionPath_);
   sessionSignals_ = std::make_unique<BusService>(
       connection_,
@@ -46,6 +64,7 @@ void MutterCast::begin() {
   sessionSignals_->uponSignal("Closed", [this](sdbus::Message&) { events_.closed(); });
   const std::string id = session_->getProperty("SessionId").onInterface(mutter::remoteDesktopSession);
 
+  sdbus::ObjectPath path;
   const auto casts = sdbus::createProxy(connection_.bus(), mutter::screenCast, mutter::screenCastPath);
   casts->callMethod("CreateSession")
       .onInterface(mutter::screenCast)

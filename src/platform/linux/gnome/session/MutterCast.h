@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/linux/bus/BusService.h"
@@ -23,6 +24,9 @@ class MutterCast {
     std::function<void(std::uint32_t node)> streamAdded;  // PipeWire's number of the stream's source
     std::function<void()> closed;                         // the desktop has ended it
   };
+
+  /// Whether the desktop lets such sessions be made; it does not while the screen is locked. Absent if it doesn't say.
+  static std::optional<bool> isAllowed();
 
   static Result<std::unique_ptr<MutterCast>> start(BusConnection& connection, Events events);
 

@@ -15,6 +15,7 @@ class X11VirtualDisplay final : public VirtualDisplay {
   ~X11VirtualDisplay() override { terminate(); }
 
   std::optional<DisplayID> displayID() const override;
+  bool isWithheld() const override { return false; }
 
   /// Lights the display with the first of the modes, or brings it to that mode in place.
   ApplyOutcome applySettings(const VirtualDisplaySettings& settings) override;
