@@ -104,9 +104,8 @@ void AppDelegate::recover() {
   if (capture_ || !info || !hasLink() || waitForUnlocking()) return;
   Log::print("🔄 The stream has ended by itself - bringing it back (attempt {})...", ++recoveries_);
   const DisplayPlan plan = planFor(*info);
-  if (plan != displayedPlan_ || !virtualDisplayManager_->isShownAt({plan.width, plan.height})) {
-    return handleDeviceInfo(*info);
-  }
+  const bool isAsConfigured = plan == displayedPlan_ && virtualDisplayManager_->isShownAt({plan.width, plan.height});
+  if (!isAsConfigured || recoveries_ > 1) return handleDeviceInfo(*info);
   ++configuration_;
   virtualDisplayManager_->fixOverlap();
   streamDisplay();
@@ -115,7 +114,10 @@ void AppDelegate::recover() {
 /// False if there is nothing to wait for: else the display comes with the unlocking, and displaysChanged() goes on.
 bool AppDelegate::waitForUnlocking() {
   const bool waited = std::exchange(waitsForUnlocking_, virtualDisplayManager_->isWithheld());
-  if (waitsForUnlocking_ && !waited) Log::line("🔒 The screen is locked - streaming goes on when it is unlocked");
+  if (waitsForUnlocking_ && !waited) {
+    recoveries_ = 0;
+    Log::line("🔒 The screen is locked - streaming goes on when it is unlocked");
+  }
   return waitsForUnlocking_;
 }
 
