@@ -149,9 +149,9 @@ TEST_F(WiFiTest, EndsSoonUnderAFloodOfTapsOnBothLinks) {
 #else
   constexpr auto soon = std::chrono::seconds(2);
 #endif
-  std::string flood;
+  std::string flood = "0 frame 60\n";
   for (int tap = 0; tap < 3000; ++tap)
-    flood += R"(1 touch {"type":"tap","x":0.25,"y":0.5,"mode":"direct"})"
+    flood += R"(0 touch {"type":"tap","x":0.25,"y":0.5,"mode":"direct"})"
              "\n";
   startProgram();
   startPhone({"--script", script(flood)});
@@ -178,7 +178,7 @@ TEST_F(WiFiTest, BothLinksBringEveryFrameUntilOneOfThemStalls) {
   })) << "the same images in the same order, and none missing";
 
   ASSERT_TRUE(program->prints("⚠️ iPhone disconnected (WiFi)"));
-  startWiFiPhone({"--ping-interval", "0.5", "--script", script("5 stall 60\n")});
+  startWiFiPhone({"--ping-interval", "0.5", "--script", script("0 frame 60\n1 stall 60\n")});
   EXPECT_TRUE(paintUntil([&] { return program->output().find("link congested") != std::string::npos; }));
   const std::size_t before = images("/frames").size();
   EXPECT_TRUE(paintUntil([&] { return images("/frames").size() >= before + 20; }));
