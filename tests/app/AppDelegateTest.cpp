@@ -24,7 +24,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   EXPECT_TRUE(log.take().empty());
   application->copies = {4242};
 
-  displays->hasClasses = false;
+  displays->missingClass = "display";
   launch();
   EXPECT_EQ(log.take(), Lines{codeLine}) << "no transport listens";
   ASSERT_EQ(application->alerts.size(), 1u);
@@ -33,7 +33,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   menu->choose("Reconnect");
   delegate->applicationWillTerminate();
   EXPECT_EQ(log.take(), Lines{"🔄 Manual reconnect triggered..."});
-  displays->hasClasses = true;
+  displays->missingClass.clear();
 
   launch();
   EXPECT_EQ(
