@@ -7,25 +7,19 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "companion/ClockPattern.h"
 #include "platform/linux/gnome/session/GnomeSession.h"
+#include "runtime/MediaClock.h"
 
 namespace {
 
 using namespace tandemview;
 
 constexpr double ignoredSeconds = 3;  // until the scene is there
-
-double now() {
-  timespec time{};
-  ::clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
 
 class Consumer final : public GnomePictureReceiver {
  public:
@@ -36,13 +30,12 @@ class Consumer final : public GnomePictureReceiver {
       const std::size_t y = (block / ClockPattern::columns) * ClockPattern::blockSize + ClockPattern::blockSize / 2;
       luminances[block] = static_cast<std::uint8_t>(picture.bytes[y * picture.bytesPerRow + x * 4]);
     }
-    const double arrived = now();
+    const double arrived = clock_.now();
     const auto drawn = ClockPattern::read(luminances);
     const std::lock_guard lock(mutex_);
     if (!drawn || arrived < start_ + ignoredSeconds || drawn == last_) return;
     last_ = drawn;
-    ages_.push_back(static_cast<std::int32_t>(ClockPattern::ticks(arrived) - *drawn) / ClockPattern::ticksPerSecond *
-                    1000);
+    ages_.push_back(ClockPattern::age(*drawn, arrived) * 1000);
   }
   void sourceEnded(const Error&) override {}
 
@@ -52,7 +45,8 @@ class Consumer final : public GnomePictureReceiver {
   }
 
  private:
-  const double start_ = now();
+  const SystemMediaClock clock_;
+  const double start_ = clock_.now();
   std::mutex mutex_;  // guards what follows
   std::optional<std::uint32_t> last_;
   std::vector<double> ages_;  // milliseconds

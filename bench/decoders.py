@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Whether decoders of all kinds read our images, with restarts between bands, as they read the library's own in one piece:
-every pixel of each has to be the same. Decoders that aren't installed are told, and left out."""
+"""Whether decoders of all kinds read our images, with restarts between bands, as they read the library's own in one
+piece: every pixel of each has to be the same. Decoders that aren't installed are told, and left out."""
 import base64
 import pathlib
 import re
@@ -55,9 +55,9 @@ def chromium(ours, whole, directory):
     source = lambda path: "data:image/jpeg;base64," + base64.b64encode(path.read_bytes()).decode()
     path = directory / "page.html"
     path.write_text(page.replace("OURS", source(ours)).replace("WHOLE", source(whole)))
-    done = subprocess.run(["chromium", "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={directory}/profile",
-                           "--dump-dom", f"file://{path}"], stdout=subprocess.PIPE,
-                          stderr=subprocess.DEVNULL, timeout=120, text=True)
+    done = subprocess.run(["chromium", "--headless", "--no-sandbox", "--disable-gpu",
+                           f"--user-data-dir={directory}/profile", "--dump-dom", f"file://{path}"],
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=120, text=True)
     found = re.search("verdict:([a-z]+)", done.stdout)
     return found and found[1]
 

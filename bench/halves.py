@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""How many pictures catch a client while it still draws, and how soon the whole follows: a terminal, which draws by many
-requests, and a GTK program, which draws by one. A picture counts as half if more has changed within 3 ms
-after it and the next one shows it."""
+"""How many pictures catch a client while it still draws, and how soon the whole follows: a terminal, which draws by
+many requests, and a GTK program, which draws by one. A picture counts as half if more has changed within 3 ms after it
+and the next one shows it."""
 import argparse
 import subprocess
 import tempfile

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What could keep touches and the rest of the program waiting: characters that no key types, a long text, another client's
-grab of the X server. With the keymap of a real desktop, which leaves few keys free."""
+"""What could keep touches and the rest of the program waiting: characters that no key types, a long text, another
+client's grab of the X server. With the keymap of a real desktop, which leaves few keys free."""
 import ctypes
 import json
 import subprocess

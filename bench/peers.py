@@ -122,7 +122,8 @@ def compare(load, seconds, scale):
         script = f"{directory}/script"
         with open(script, "w") as file:
             file.write(f"{start_up + seconds + 2} detach\n")
-        session = Session("1290x2796", load, ping_interval=1, more=("--script", script, "--frame-log", f"{directory}/received"))
+        session = Session("1290x2796", load, ping_interval=1,
+                          more=("--script", script, "--frame-log", f"{directory}/received"))
         session.wait_for_stream()
         shown = re.search(r"shows (\d+)x(\d+) at \((\d+), (\d+)\)", session.text_of("scene: shows "))
         place = [int(number) for number in shown.groups()]
@@ -140,7 +141,8 @@ def compare(load, seconds, scale):
         other.tell(name)
         by_second = load == "typing"
         ratio = our.per_second / other.per_second if by_second else our.per_frame / other.per_frame
-        report(f"{load}: CPU a {'second' if by_second else 'frame'} against {name}", 100 * ratio, "%", goal and 100 * goal)
+        per = "second" if by_second else "frame"
+        report(f"{load}: CPU a {per} against {name}", 100 * ratio, "%", goal and 100 * goal)
     return scale
 
 

@@ -1,6 +1,6 @@
-# Sourced: start_private_gnome DIRECTORY [shell] starts GNOME's compositor, or GNOME Shell as a whole, without hardware, for Wayland's clients
-# and X11's, on a bus and with a PipeWire of its own; sets what its programs go by, gnome_pids and compositor_pid. The
-# caller ends these by their process IDs. stop is private-xorg.sh's.
+# Sourced: start_private_gnome DIRECTORY [shell] starts GNOME's compositor, or GNOME Shell as a whole, without hardware,
+# for Wayland's clients and X11's, on a bus and with a PipeWire of its own; sets what its programs go by, gnome_pids and
+# compositor_pid. The caller ends these by their process IDs. stop is private-xorg.sh's.
 start_private_gnome() {
   local directory=$1 waited=0 compositor=(mutter)
   if [ "${2:-}" = shell ]; then compositor=(gnome-shell --unsafe-mode); fi
@@ -22,8 +22,11 @@ XML
   pipewire >"$directory/pipewire.log" 2>&1 &
   gnome_pids="$! $gnome_pids"
   until_there "$directory/pipewire-0" || return 1
+  cp -r "${BASH_SOURCE[0]%/*}/wireplumber" "$directory"
   wireplumber >"$directory/wireplumber.log" 2>&1 &
   gnome_pids="$! $gnome_pids"
+  # A system without it (a container) gets one that Xwayland can't use, from the compositor, which heeds the mask.
+  mkdir -m 1777 /tmp/.X11-unix 2>/dev/null || true
   "${compositor[@]}" --headless --wayland --virtual-monitor 1280x800 >"$directory/compositor.log" 2>&1 &
   compositor_pid=$!
   gnome_pids="$compositor_pid $gnome_pids"

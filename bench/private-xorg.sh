@@ -9,13 +9,13 @@ start_private_xorg() {
   /usr/lib/xorg/Xorg -displayfd 3 -config "$configuration" -logfile "$directory/xorg.log" -noreset \
     -nolisten tcp -nolisten unix -novtswitch -sharevts 3>"$directory/display" >"$directory/xorg.out" 2>&1 &
   xorg_pid=$!
-  local waited=0
-  until [ -s "$directory/display" ]; do
+  local waited=0 number
+  until read -r number 2>/dev/null <"$directory/display"; do  # not before its line is whole
     kill -0 "$xorg_pid" 2>/dev/null && [ $waited -lt 100 ] || { cat "$directory/xorg.out"; return 1; }
     sleep 0.05
     waited=$((waited + 1))
   done
-  DISPLAY=:$(cat "$directory/display")
+  DISPLAY=:$number
   export DISPLAY
 }
 

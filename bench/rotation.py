@@ -5,34 +5,46 @@ import tempfile
 
 from session import Session, report
 
+rotations = 10
+described = "📱 USBSender: Received device info"
+shown = ("companion: frames of", "the phone has its first frame of the new size")
 steps = [
-    ("📱 USBSender: Received device info", "the description has arrived"),
     ("📺 Virtual display resized in place", "the display has its new mode"),
     ("📺 Display now", "the system shows the new size"),
     ("🎬 Streaming started!", "the stream is set up"),
     ("✅ Capture started", "the capture runs"),
-    ("companion: frames of", "the phone has its first frame of the new size"),
+    shown,
 ]
-rotations = 10
-first = 6
 
-script = tempfile.NamedTemporaryFile("w", suffix=".script")
-for turn in range(rotations):
-    script.write(f"{first + turn} rotate\n")
-script.flush()
-session = Session("1290x2796", "full", ping_interval=1, more=("--script", script.name))
-session.wait_for_stream()
-durations = {name: [] for _, name in steps}
-last = session.time_of("companion: frames of")
-for _ in range(rotations):
-    start = moment = session.time_of(steps[0][0], last)
-    for text, name in steps:
-        moment = session.time_of(text, moment - 1e-9)
-        durations[name].append((moment - start) * 1000)
-    last = moment
-result = session.end()
-for _, name in steps[1:]:
-    report(f"rotation: {name}, median of {rotations}", statistics.median(durations[name]), "ms")
-report("rotation: all of it, slowest", max(durations[steps[-1][1]]), "ms")
-if result["faultCount"]:
-    print("rotation: FAULTS", result["faults"])
+
+def rotate(start, first, steps):
+    """Milliseconds from each description to each step, by the step's name, and the phone's summary. start(script) starts
+    a session whose phone goes by that script: it turns once a second from the first second on."""
+    with tempfile.NamedTemporaryFile("w", suffix=".script") as script:
+        for turn in range(rotations):
+            script.write(f"{first + turn} rotate\n")
+        script.flush()
+        session = start(script.name)
+        session.wait_for_stream()
+        durations = {name: [] for _, name in steps}
+        start = session.time_of(shown[0])
+        for _ in range(rotations):
+            start = moment = session.time_of(described, start)
+            for text, name in steps:
+                moment = session.time_of(text, moment - 1e-9)
+                durations[name].append((moment - start) * 1000)
+        return durations, session.end()
+
+
+def main():
+    durations, result = rotate(
+        lambda script: Session("1290x2796", "full", ping_interval=1, more=("--script", script)), 6, steps)
+    for _, name in steps:
+        report(f"rotation: {name}, median of {rotations}", statistics.median(durations[name]), "ms")
+    report("rotation: all of it, slowest", max(durations[shown[1]]), "ms")
+    if result["faultCount"]:
+        print("rotation: FAULTS", result["faults"])
+
+
+if __name__ == "__main__":
+    main()

@@ -83,15 +83,19 @@ class Session:
                 return int(line.split()[1]) / 1024
         return 0
 
-    def end(self):
+    def end_programs(self):
         """The companion's summary."""
         self.companion.send_signal(signal.SIGINT)
         self.companion.wait()
-        result = json.loads(self.summary.read_text())
         for process in self.processes:
             if process.poll() is None:
                 process.send_signal(signal.SIGTERM)
                 process.wait()
+        return json.loads(self.summary.read_text())
+
+    def end(self):
+        """The companion's summary."""
+        result = self.end_programs()
         os.kill(int(self.server_pid), signal.SIGTERM)
         self.server.wait()
         self.directory.cleanup()

@@ -6,24 +6,22 @@ The baseline, from the same run: a program that only receives PipeWire's picture
 import json
 import os
 import pathlib
-import signal
 import statistics
 import subprocess
 import sys
 import tempfile
 import time
 
-from session import Session, binaries, report, root
+from rotation import rotate, rotations, shown
+from session import Session, binaries, cpu_seconds, report, root
 
 seconds = 20
-rotations = 10
 first_rotation = 8
 steps = [
-    ("📱 USBSender: Received device info", "the description has arrived"),
     ("📺 Virtual display resized in place", "the compositor shows the new size"),
     ("🎬 Streaming started!", "the stream is set up"),
     ("✅ Capture started", "the capture runs"),
-    ("companion: frames of", "the phone has its first frame of the new size"),
+    shown,
 ]
 
 
@@ -64,18 +62,7 @@ class GnomeSession(Session):
         self.program = self.start([binaries / "tandemview", "--usbmuxd-socket", mux])
 
     def end(self):
-        self.companion.send_signal(signal.SIGINT)
-        self.companion.wait()
-        for process in self.processes:
-            if process.poll() is None:
-                process.send_signal(signal.SIGTERM)
-                process.wait()
-        return json.loads(self.summary.read_text())
-
-
-def cpu_seconds(process):
-    fields = pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        return self.end_programs()
 
 
 def baseline(gnome):
@@ -137,25 +124,12 @@ def at_rest(gnome):
 
 
 def rotation(gnome):
-    with tempfile.NamedTemporaryFile("w", suffix=".script") as script:
-        for turn in range(rotations):
-            script.write(f"{first_rotation + turn} rotate\n")
-        script.flush()
-        session = GnomeSession(gnome, "rest", more=("--script", script.name), ping_interval=1)
-        session.wait_for_stream()
-        durations = {name: [] for _, name in steps}
-        last = session.time_of("companion: frames of")
-        for _ in range(rotations):
-            start = moment = session.time_of(steps[0][0], last)
-            for text, name in steps:
-                moment = session.time_of(text, moment - 1e-9)
-                durations[name].append((moment - start) * 1000)
-            last = moment
-        session.end()
-    for _, name in steps[1:-1]:
+    durations, _ = rotate(lambda script: GnomeSession(gnome, "rest", more=("--script", script), ping_interval=1),
+                          first_rotation, steps)
+    for _, name in steps[:-1]:
         report(f"rotation: {name}, median of {rotations}", statistics.median(durations[name]), "ms")
-    report(f"rotation: {steps[-1][1]}, median", statistics.median(durations[steps[-1][1]]), "ms", 150)
-    report("rotation: all of it, slowest", max(durations[steps[-1][1]]), "ms")
+    report(f"rotation: {shown[1]}, median", statistics.median(durations[shown[1]]), "ms", 150)
+    report("rotation: all of it, slowest", max(durations[shown[1]]), "ms")
 
 
 gnome = Gnome()

@@ -14,7 +14,7 @@ struct LinkStatus {
   };
 
   State state = State::Waiting;
-  /// Where a host can find us, one text for each way: "Wi-Fi, code 42", "port 2345 of 127.0.0.1".
+  /// Where a host can find us, one text for each way: "Wi-Fi, code 42", "127.0.0.1:2345".
   std::vector<std::string> ways;
   /// Why the last link has ended, while it is lost.
   std::string reason;

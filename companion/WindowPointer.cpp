@@ -6,8 +6,6 @@
 #include <cmath>
 #include <utility>
 
-#include "companion/TouchMessage.h"
-
 namespace tandemview {
 
 namespace {
@@ -55,10 +53,10 @@ void WindowPointer::pressKey(int key, bool isRepeated) {
 
 void WindowPointer::move(Point to) {
   if (isInside_ && to.x == pointer_.x && to.y == pointer_.y) return;
-  if (isTrackpad_ && isInside_) return moveTrackpad(to);
+  if (isTrackpad() && isInside_) return moveTrackpad(to);
   isInside_ = true;
   pointer_ = to;
-  if (touch_ == Touch::Drag) return send("drag", false, inPicture(to), "moved");
+  if (touch_ == Touch::Drag) return send("drag", TouchMode::Direct, inPicture(to), "moved");
   if (isInPicture()) moveHostPointer();
 }
 
@@ -68,26 +66,26 @@ void WindowPointer::moveTrackpad(Point to) {
   if (touch_ == Touch::Undecided) {
     if (std::hypot(to.x - pointer_.x, to.y - pointer_.y) < tapSlop) return;
     touch_ = Touch::Drag;
-    send("drag", true, {}, "began");
+    send("drag", TouchMode::Trackpad, {}, "began");
   }
   pointer_ = to;
-  if (touch_ == Touch::Drag) return send("drag", true, by, "moved");
-  send("move", true, by);
+  if (touch_ == Touch::Drag) return send("drag", TouchMode::Trackpad, by, "moved");
+  send("move", TouchMode::Trackpad, by);
 }
 
 void WindowPointer::press(std::uint8_t button) {
   if (!isInPicture()) return;
   if (button == SDL_BUTTON_RIGHT) return rightClick();
   if (button != SDL_BUTTON_LEFT) return;
-  touch_ = isTrackpad_ ? Touch::Undecided : Touch::Drag;
-  if (!isTrackpad_) send("drag", false, inPicture(pointer_), "began");
+  touch_ = isTrackpad() ? Touch::Undecided : Touch::Drag;
+  if (!isTrackpad()) send("drag", TouchMode::Direct, inPicture(pointer_), "began");
 }
 
 void WindowPointer::release(std::uint8_t button) {
   if (button != SDL_BUTTON_LEFT) return;
   const Touch touch = std::exchange(touch_, Touch::None);
-  if (touch == Touch::Undecided) send("tap", true, {});
-  if (touch == Touch::Drag) send("drag", isTrackpad_, isTrackpad_ ? Point() : inPicture(pointer_), "ended");
+  if (touch == Touch::Undecided) send("tap", TouchMode::Trackpad, {});
+  if (touch == Touch::Drag) send("drag", mode_, isTrackpad() ? Point() : inPicture(pointer_), "ended");
 }
 
 void WindowPointer::leave() {
@@ -97,29 +95,29 @@ void WindowPointer::leave() {
 
 void WindowPointer::cancel() {
   if (std::exchange(touch_, Touch::None) != Touch::Drag) return;
-  send("drag", isTrackpad_, isTrackpad_ ? Point() : inPicture(pointer_), "cancelled");
+  send("drag", mode_, isTrackpad() ? Point() : inPicture(pointer_), "cancelled");
 }
 
 void WindowPointer::rightClick() {
   moveHostPointer();
-  send("rightclick", true, {});
+  send("rightclick", TouchMode::Trackpad, {});
 }
 
 void WindowPointer::scroll(double clicksRight, double clicksUp) {
   if (!isInPicture()) return;
   moveHostPointer();
   // The host turns the signs.
-  send("scroll", true, {clicksRight * pixelsPerWheelClick, -clicksUp * pixelsPerWheelClick});
+  send("scroll", TouchMode::Trackpad, {clicksRight * pixelsPerWheelClick, -clicksUp * pixelsPerWheelClick});
 }
 
 /// A finger alone can neither scroll nor click with the right button: the trackpad does both where the pointer is.
 void WindowPointer::moveHostPointer() {
-  if (!isTrackpad_) send("move", false, inPicture(pointer_));
+  if (!isTrackpad()) send("move", TouchMode::Direct, inPicture(pointer_));
 }
 
 void WindowPointer::changeMode() {
   cancel();
-  isTrackpad_ = !isTrackpad_;
+  mode_ = isTrackpad() ? TouchMode::Direct : TouchMode::Trackpad;
 }
 
 /// As fractions of the picture: the middle of the nearest pixel in it.
@@ -136,8 +134,8 @@ bool WindowPointer::isInPicture() const {
          pointer_.y < static_cast<double>(size_.height);
 }
 
-void WindowPointer::send(const char* type, bool isTrackpad, Point point, const char* phase) const {
-  send_(touchMessage(type, isTrackpad ? TouchMode::Trackpad : TouchMode::Direct, point.x, point.y, phase));
+void WindowPointer::send(const char* type, TouchMode mode, Point point, const char* phase) const {
+  send_(touchMessage(type, mode, point.x, point.y, phase));
 }
 
 }  // namespace tandemview

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "companion/FrameSize.h"
+#include "companion/TouchMessage.h"
 
 union SDL_Event;
 
@@ -30,7 +31,7 @@ class WindowPointer {
 
   void handle(const SDL_Event& event);
 
-  bool isTrackpad() const { return isTrackpad_; }
+  bool isTrackpad() const { return mode_ == TouchMode::Trackpad; }
 
  private:
   struct Point {
@@ -54,11 +55,11 @@ class WindowPointer {
 
   Point inPicture(Point point) const;
   bool isInPicture() const;
-  void send(const char* type, bool isTrackpad, Point point, const char* phase = nullptr) const;
+  void send(const char* type, TouchMode mode, Point point, const char* phase = nullptr) const;
 
   const Send send_;
   FrameSize size_;
-  bool isTrackpad_ = false;
+  TouchMode mode_ = TouchMode::Direct;
   Touch touch_ = Touch::None;
   bool isInside_ = false;  // the window; only then the pointer's place is known
   Point pointer_;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# test-bare.sh [PRESET...]: follows the README in a bare Debian 12, once as root and once as a user with sudo: ./dev demo
+# test-bare.sh [PRESET...]: follows the README in a bare Debian 12, once as root and once as a user with sudo: the demos
 # and ./dev test, with the presets given or else the README's. Run it before a release and whenever a list of packages
 # changes: nothing else notices that a list lacks a package that developers' machines happen to have. It needs root,
 # debootstrap and the network, and takes long: everything is downloaded and compiled twice. What is committed is tested.
@@ -46,7 +46,7 @@ follow() {
   home=$root$(chroot "$root" getent passwd "$1" | cut -d: -f6)
   git clone --quiet --no-hardlinks . "$home/tandemview"
   chroot "$root" chown -R "$1:" "${home#"$root"}/tandemview"
-  for command in "./dev demo" "./dev test ${presets[*]}"; do
+  for command in "./dev demo" "./dev demo --gnome" "./dev test ${presets[*]}"; do
     log="$scratch/$1.log"
     echo "== $1: $command"
     if ! enter "$root" "$1" "$command" >"$log" 2>&1; then

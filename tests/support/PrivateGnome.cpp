@@ -1,5 +1,7 @@
 #include "support/PrivateGnome.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 namespace tandemview {
@@ -7,8 +9,16 @@ namespace tandemview {
 namespace {
 
 [[noreturn]] void giveUp(const char* what, const Program& program) {
-  std::printf("%s does not start:\n%s\n", what, program.output().c_str());
+  std::fprintf(stderr, "%s does not start:\n%s\n", what, program.output().c_str());
   std::abort();
+}
+
+/// Where X servers of this machine have their sockets. Whoever boots a system makes it; a container may lack it, and
+/// the compositor would make one that it refuses itself, because the process's mask takes a bit away.
+void makeSocketDirectory() {
+  const mode_t mask = ::umask(0);
+  ::mkdir("/tmp/.X11-unix", 01777);
+  ::umask(mask);
 }
 
 }  // namespace
@@ -27,6 +37,8 @@ PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Progr
                   {"WAYLAND_DISPLAY", "wayland-0"},
                   {"DISPLAY", ""}};
   for (const auto& [name, value] : environment) environment_[name] = value;
+  std::filesystem::copy(WIREPLUMBER_CONFIGURATION, directory() + "/wireplumber",
+                        std::filesystem::copy_options::recursive);
   startPipeWire();
   startCompositor();
 }
@@ -66,6 +78,7 @@ void PrivateGnome::startPipeWire() {
 }
 
 void PrivateGnome::startCompositor() {
+  makeSocketDirectory();
   environment_["DISPLAY"] = "";
   std::vector<std::string> command = {"mutter", "--headless", "--wayland"};
   for (const std::string& monitor : monitors_) command.insert(command.end(), {"--virtual-monitor", monitor});
