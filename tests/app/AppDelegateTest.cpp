@@ -24,7 +24,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   EXPECT_TRUE(log.take().empty());
   application->copies = {4242};
 
-  displays->hasClasses = false;
+  displays->missingClass = "display";
   launch();
   EXPECT_EQ(log.take(), Lines{codeLine}) << "no transport listens";
   ASSERT_EQ(application->alerts.size(), 1u);
@@ -33,7 +33,7 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
   menu->choose("Reconnect");
   delegate->applicationWillTerminate();
   EXPECT_EQ(log.take(), Lines{"🔄 Manual reconnect triggered..."});
-  displays->hasClasses = true;
+  displays->missingClass.clear();
 
   launch();
   EXPECT_EQ(
@@ -469,6 +469,13 @@ TEST_F(AppDelegateTest, TouchesLandOnTheDisplayAndNothingStaysHeld) {
     queue->drain();
   }
   EXPECT_EQ(log.count("🖱️ TouchInjector: Using display 77 at (1280.0, 800.0, 644.0, 1398.0)"), 1);
+  log.take();
+  for (const double width : {0.0, 644.0}) {  // dark while others are arranged
+    displays->resize(RecordingDisplaySystem::virtualID, width, 1398);
+    displays->move(RecordingDisplaySystem::virtualID, 1280, 800);
+    queue->drain();
+  }
+  EXPECT_TRUE(log.take().empty());
   events->take();
   phone->send(MessageType::touchEvent, R"({"type":"drag","phase":"began","x":0.5,"y":0.5,"mode":"direct"})");
   phone->send(MessageType::keyEvent, R"({"kind":"key","action":"text","text":"a"})");

@@ -90,7 +90,6 @@ TEST_F(VirtualDisplayManagerTest, EveryFailedStepSaysWhichAndKeepsNothing) {
     std::function<void(RecordingDisplaySystem&)> arrange;
     Lines expected;
   } cases[] = {
-      {[](auto& system) { system.hasClasses = false; }, {"❌ CGVirtualDisplay API not available - requires macOS 14+"}},
       {[](auto& system) { system.creationOutcome = CreationOutcome::NotAllocated; },
        {"📺 Creating virtual display: 644x1398", "❌ Failed to allocate CGVirtualDisplay",
         "❌ Failed to create CGVirtualDisplay instance"}},
@@ -102,6 +101,11 @@ TEST_F(VirtualDisplayManagerTest, EveryFailedStepSaysWhichAndKeepsNothing) {
       {[](auto& system) { system.applyOutcome = ApplyOutcome::Refused; },
        {"📺 Creating virtual display: 644x1398", "❌ Failed to apply display settings"}},
   };
+  for (const char* missing : {"descriptor", "display", "settings", "mode"}) {
+    displays->missingClass = missing;
+    EXPECT_FALSE(manager->createDisplay(644, 1398, 2880));
+    EXPECT_EQ(log.take(), Lines{"❌ CGVirtualDisplay API not available - requires macOS 14+"});
+  }
   for (const auto& each : cases) {
     *displays = RecordingDisplaySystem();
     each.arrange(*displays);
@@ -150,9 +154,11 @@ TEST_F(VirtualDisplayManagerTest, ConfigureReusesResizesOrReplaces) {
   EXPECT_EQ(manager->currentSize(), (VirtualDisplayManager::Size{2560, 1600}));
 
   log.take();
-  displays->hasClasses = false;
-  EXPECT_FALSE(manager->resizeInPlace(100, 100));
-  displays->hasClasses = true;
+  for (const char* missing : {"settings", "mode"}) {
+    displays->missingClass = missing;
+    EXPECT_FALSE(manager->resizeInPlace(100, 100));
+  }
+  displays->missingClass.clear();
   EXPECT_FALSE(manager->resizeInPlace(-1, 100));
   EXPECT_TRUE(log.take().empty());
   displays->applyOutcome = ApplyOutcome::Refused;

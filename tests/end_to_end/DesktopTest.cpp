@@ -153,7 +153,7 @@ TEST_F(DesktopTest, TheLidIsKeptAsItsEntrySays) {
   // The program restarts itself in mid-session: a lid that is closed is not noticed for a moment.
   ASSERT_TRUE(menu.choose("Keep Awake When Lid Is Closed"));
   EXPECT_TRUE(program->prints("🔋 Lid-closed sleep DISABLED", 2)) << program->output();
-  startPhone({"--script", script("7 size 6000x2000\n")});
+  startPhone({"--script", script("0 frame 60\n3 size 6000x2000\n")});
   std::vector<pid_t> holders;
   EXPECT_TRUE(Program::within30Seconds([&] {
     holders = lidHolders(*manager);

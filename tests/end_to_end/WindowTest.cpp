@@ -54,8 +54,9 @@ class WindowTest : public EndToEndFixture {
   PrivateXServer desk;
   std::shared_ptr<X11Connection> client = X11Connection::open(desk.displayName());
   std::shared_ptr<ManualQueue> time = ManualQueue::make();
+  // With a hand's patience: what a busy machine's server is too slow for would wait for the virtual time.
   std::shared_ptr<X11EventSystem> hands =
-      std::make_shared<X11EventSystem>(time, std::make_shared<ManualClock>(time), desk.displayName());
+      std::make_shared<X11EventSystem>(time, std::make_shared<ManualClock>(time), desk.displayName(), /*patience=*/20);
   KeyboardInjector keys{nullptr, hands};
   xcb_window_t window = XCB_NONE;
 };

@@ -42,6 +42,7 @@ class ManualQueue::Watch final : public DescriptorWatch {
 };
 
 Result<std::unique_ptr<DescriptorWatch>> ManualQueue::watch(int descriptor) {
+  if (watched_.size() >= mostWatched_) return tl::unexpected(posixError(ENOSPC));
   if (!watched_.insert(descriptor).second) return tl::unexpected(posixError(EEXIST));
   return std::make_unique<Watch>(std::static_pointer_cast<ManualQueue>(shared_from_this()), descriptor);
 }

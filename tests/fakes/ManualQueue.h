@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <set>
 #include <vector>
@@ -27,6 +28,9 @@ class ManualQueue final : public Queue {
   }
   void after(double seconds, Work work) override { timers_.emplace(now_ + seconds, std::move(work)); }
   Result<std::unique_ptr<DescriptorWatch>> watch(int descriptor) override;
+
+  /// How many descriptors can be watched at a time, as a system has its bound.
+  void setMostWatched(std::size_t count) { mostWatched_ = count; }
 
   /// Seconds of virtual time.
   double now() const { return now_; }
@@ -75,6 +79,7 @@ class ManualQueue final : public Queue {
   std::atomic<int> workCount_ = 0;
   std::multimap<double, Work> timers_;
   std::set<int> watched_;
+  std::size_t mostWatched_ = std::numeric_limits<std::size_t>::max();
   std::vector<Wait> waits_;
 };
 

@@ -18,10 +18,10 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     bool isBuiltIn = false;
   };
 
-  bool hasDescriptorClass() const override { return hasClasses; }
-  bool hasDisplayClass() const override { return hasClasses; }
-  bool hasSettingsClass() const override { return hasClasses; }
-  bool hasModeClass() const override { return hasClasses; }
+  bool hasDescriptorClass() const override { return missingClass != "descriptor"; }
+  bool hasDisplayClass() const override { return missingClass != "display"; }
+  bool hasSettingsClass() const override { return missingClass != "settings"; }
+  bool hasModeClass() const override { return missingClass != "mode"; }
 
   VirtualDisplayCreation makeVirtualDisplay(const VirtualDisplayDescriptor& descriptor) override {
     descriptors.push_back(descriptor);
@@ -110,7 +110,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   std::vector<DisplayMode> modes;
   std::vector<VirtualDisplayDescriptor> descriptors;
   std::vector<std::string> calls;
-  bool hasClasses = true;
+  std::string missingClass;
   bool makesModes = true;
   bool canTerminate = true;
   bool canInvalidate = true;

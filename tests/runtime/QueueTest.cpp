@@ -8,6 +8,7 @@
 #include "fakes/ManualQueue.h"
 #include "runtime/Descriptor.h"
 #include "runtime/SerialQueue.h"
+#include "runtime/Socket.h"
 #include "support/QueueDriver.h"
 #include "support/SocketPair.h"
 
@@ -31,7 +32,7 @@ TEST(SerialQueueTest, RunsWorksFromManyThreadsOneAtATime) {
   EXPECT_EQ(count, 4000);
 }
 
-TEST(SerialQueueTest, NeedsNoFurtherDescriptor) {
+TEST(SerialQueueTest, RunsWhereNoDescriptorIsLeft) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizers look at memory through a pipe, for which there is no descriptor either";
 #endif
@@ -39,6 +40,8 @@ TEST(SerialQueueTest, NeedsNoFurtherDescriptor) {
   std::vector<Descriptor> all;
   while (Descriptor next = Descriptor(::dup(STDIN_FILENO))) all.push_back(std::move(next));
   ASSERT_EQ(errno, EMFILE);
+  EXPECT_EQ(connectedUnixSocket("/nowhere").error(), posixError(EMFILE));
+  EXPECT_EQ(listeningUnixSocket("/nowhere").error(), posixError(EMFILE));
   bool hasRun = false;
   queue->after(0.001, [&] {
     hasRun = true;

@@ -290,6 +290,42 @@ TEST_P(PTChannelTest, OnlyAFailureToAcceptIsReported) {
   })) << "nobody wants to have it";
 }
 
+/// A listener and a client where the system watches no more than a few descriptors.
+TEST(PTChannelBoundsTest, WhatCannotBeWatchedIsGivenUpAndTheChannelIsFree) {
+  LogRecorder log;
+  const auto queue = ManualQueue::make();
+  const auto protocol = PTProtocol::sharedProtocolForQueue(queue);
+  const auto delegate = std::make_shared<RecordingDelegate>();
+  const auto listener = PTChannel::channelWithDelegate(delegate, protocol);
+  const auto client = PTChannel::channelWithDelegate({}, protocol);
+  std::vector<std::string> outcomes;
+  const auto record = [&](const std::optional<Error>& error) {
+    outcomes.push_back(error ? error->wholeDescription() : "done");
+  };
+  const std::string full = posixError(ENOSPC).wholeDescription();
+  const std::string refusal = "accept(): " + posixError(ENOSPC).description;
+  const auto connect = [&] { client->connectToPort(listener->listeningPort(), loopback, record); };
+
+  queue->setMostWatched(0);
+  listener->listenOnPort(0, loopback, record);
+  connect();
+  EXPECT_EQ(outcomes, (std::vector<std::string>{full, full}));
+  queue->setMostWatched(2);
+  listener->listenOnPort(0, loopback, record);
+  connect();
+  queue->setMostWatched(1);  // neither end of the connection has its own any more
+  ASSERT_TRUE(queue->drainUntil([&] { return outcomes.size() == 4 && log.count(refusal) == 1; }));
+  EXPECT_EQ(outcomes.back(), (Error{ptErrorDomain, 0, ""}).wholeDescription());
+
+  queue->setMostWatched(3);
+  connect();
+  ASSERT_TRUE(queue->drainUntil([&] { return outcomes.size() == 5; }));
+  EXPECT_EQ(outcomes.back(), "done");
+  EXPECT_TRUE(delegate->accepted.empty()) << "the listener rests";
+  queue->advance(1);
+  EXPECT_EQ(delegate->accepted.size(), 1);
+}
+
 TEST_P(PTChannelTest, DescribesItself) {
   connectBothEnds();
   client->setUserInfo(std::string("dev"));

@@ -114,12 +114,15 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   log.take();
   queue->advance(1);
   sender->startRetryTimer();  // it runs already
+  const auto protocol = PTProtocol::sharedProtocolForQueue(queue);
+  const long holders = protocol.use_count();
   queue->advance(3.1);
   EXPECT_EQ(log.take(), (std::vector<std::string>{
                             "🔄 USBSender: Timer retry...", "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
                             "❌ USBSender: Failed to connect: connection refused", "🔄 USBSender: Timer retry...",
                             "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
                             "❌ USBSender: Failed to connect: connection refused"}));
+  EXPECT_EQ(protocol.use_count(), holders) << "what has failed is let go";
   sender->stopRetryTimer();
   phone->connectResult = 0;
   queue->advance(10);

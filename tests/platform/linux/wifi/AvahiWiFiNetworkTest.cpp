@@ -99,13 +99,16 @@ TEST_F(AvahiWiFiNetworkTest, TellsWhoAnnouncesAService) {
   impostor.claim("ScrRcv-47", "ROGUE", 1);
   ASSERT_TRUE(finds({"ScrRcv-12", "ScrRcv-47"}));
   std::vector<WiFiBrowser::HostNames> hosts;
-  queue->async([&] {
-    browser->findHosts({results[0].endpoint, results[1].endpoint}, 0.3,
-                       [&](const auto& found) { note([&] { hosts = found; }); });
-  });
-  ASSERT_TRUE(eventually([&] { return hosts.size() == 2; }));
-  EXPECT_EQ(hosts[0].size(), 1u);
-  EXPECT_EQ(hosts[1], (WiFiBrowser::HostNames{"phone.local", "rogue.local"}));
+  // An inquiry tells who has answered in its time: on a busy machine it takes another one.
+  EXPECT_TRUE(Program::within30Seconds([&] {
+    note([&] { hosts.clear(); });
+    queue->async([&] {
+      browser->findHosts({results[0].endpoint, results[1].endpoint}, 0.3,
+                         [&](const auto& found) { note([&] { hosts = found; }); });
+    });
+    return eventually([&] { return hosts.size() == 2; }) && hosts[0].size() == 1 && hosts[1].size() == 2;
+  }));
+  EXPECT_EQ(hosts.back(), (WiFiBrowser::HostNames{"phone.local", "rogue.local"}));
 }
 
 TEST_F(AvahiWiFiNetworkTest, NeedsNoTextRecord) {

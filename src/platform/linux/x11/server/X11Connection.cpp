@@ -3,6 +3,7 @@
 #include <xcb/xtest.h>
 
 #include <csignal>
+#include <mutex>
 
 namespace tandemview {
 
@@ -13,12 +14,20 @@ void ignoreBrokenPipes() {
   [[maybe_unused]] static const auto previous = std::signal(SIGPIPE, SIG_IGN);
 }
 
+/// One at a time: the library that xcb asks for the cookie (libXau) keeps the name of its file in one place for all
+/// threads, and writes it anew for each connection.
+xcb_connection_t* connect(const std::string& displayName, int& screenNumber) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  return xcb_connect(displayName.empty() ? nullptr : displayName.c_str(), &screenNumber);
+}
+
 }  // namespace
 
 std::shared_ptr<X11Connection> X11Connection::open(const std::string& displayName) {
   ignoreBrokenPipes();
   int screenNumber = 0;
-  xcb_connection_t* const connection = xcb_connect(displayName.empty() ? nullptr : displayName.c_str(), &screenNumber);
+  xcb_connection_t* const connection = connect(displayName, screenNumber);
   xcb_screen_t* screen = nullptr;
   if (xcb_connection_has_error(connection) == 0) {
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));

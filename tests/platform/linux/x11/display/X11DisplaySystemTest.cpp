@@ -7,6 +7,7 @@
 
 #include <array>
 #include <csignal>
+#include <future>
 
 #include "fakes/LogRecorder.h"
 #include "platform/linux/x11/display/ReducedBlanking.h"
@@ -165,6 +166,17 @@ TEST_F(X11DisplaySystemTest, NeedsASpareOutput) {
   EXPECT_FALSE(system_->hasSettingsClass());
   EXPECT_FALSE(system_->hasModeClass());
   EXPECT_EQ(system_->makeVirtualDisplay({}).outcome, CreationOutcome::NothingReturned);
+}
+
+/// As the capture's thread does while the main one asks for permissions.
+TEST(X11ConnectionTest, ThreadsOpenTheirsAtOnce) {
+  const PrivateXServer server;
+  std::vector<std::future<bool>> opened;
+  for (int thread = 0; thread < 4; ++thread) {
+    opened.push_back(
+        std::async(std::launch::async, [&] { return X11Connection::open(server.displayName()) != nullptr; }));
+  }
+  for (auto& each : opened) EXPECT_TRUE(each.get());
 }
 
 TEST(RandrLayout, SparesOutputsWithHardwareAndPrefersThoseMadeForThePurpose) {

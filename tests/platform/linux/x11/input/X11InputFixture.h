@@ -68,8 +68,8 @@ struct X11InputFixture : testing::Test {
   std::unique_ptr<ClientProcess> startXev(const Lines& kinds) {
     Lines command = {"xev", "-geometry", "644x1398+1280+0"};
     for (const std::string& kind : kinds) command.insert(command.end(), {"-event", kind});
+    touch("direct", "move", 0.5, 0.5);  // before it can see that
     auto xev = std::make_unique<ClientProcess>(server.displayName(), command);
-    touch("direct", "move", 0.5, 0.5);
     EXPECT_TRUE(Program::within30Seconds([this] { return windowUnderPointer() != XCB_NONE; }))
         << "xev (package x11-utils)";
     return xev;
