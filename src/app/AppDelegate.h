@@ -124,7 +124,6 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 
   // New sizes of a live display: AppDelegateDisplayChange.cpp.
   void changeDisplay(const DisplayPlan& plan, const std::string& orientation);
-  void resizeFailed();
   void followResize(const DisplayPlan& plan, std::function<void(AppDelegate&, DisplayResize::Outcome)> next);
   void relaunch();
   void relaunchByScript();

@@ -20,16 +20,18 @@ void AppDelegate::changeDisplay(const DisplayPlan& plan, const std::string& orie
              orientation, floatingPointText(plan.zoomScale));
   Log::line(rule);
   dropCapture();
-  const bool isThere = virtualDisplayManager_->displayID().has_value();
   const std::int64_t envelope = virtualDisplayManager_->envelope();
-  if (!isThere || envelope < plan.width || envelope < plan.height) return relaunch();
-  if (!virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) return resizeFailed();
+  if (!virtualDisplayManager_->displayID() || envelope < plan.width || envelope < plan.height ||
+      !virtualDisplayManager_->resizeInPlace(plan.width, plan.height)) {
+    return relaunch();
+  }
   displayedPlan_ = plan;
   streamWidth_ = plan.width;
   streamHeight_ = plan.height;
   followResize(plan, [](AppDelegate& self, DisplayResize::Outcome outcome) {
-    if (outcome == DisplayResize::Outcome::NotShown) return self.resizeFailed();
-    self.streamDisplay();
+    if (outcome == DisplayResize::Outcome::Shown) return self.streamDisplay();
+    if (!self.waitForUnlocking()) return self.relaunch();
+    self.finishConfiguring();
   });
   resize_->insist();
 }
@@ -39,13 +41,6 @@ void AppDelegate::followResize(const DisplayPlan& plan,
   resize_ = std::make_shared<DisplayResize>(surroundings_.mainQueue, virtualDisplayManager_,
                                             VirtualDisplayManager::Size{plan.width, plan.height},
                                             weakly(this, std::move(next)));
-}
-
-/// A display that has gone meanwhile has refused nothing: it comes back as one whose stream has ended.
-void AppDelegate::resizeFailed() {
-  if (virtualDisplayManager_->displayID()) return relaunch();
-  finishConfiguring();
-  streamEnded(std::nullopt);
 }
 
 /// The display can't take the new size: a new process starts from scratch, with the same settings and arguments.

@@ -89,13 +89,9 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     if (screen != screens.end()) screen->bounds = {screen->bounds.x, screen->bounds.y, width, height};
   }
 
-  /// The system takes the virtual display away; it comes back only if it is asked for, or, if the user has locked the
-  /// screen, by itself.
-  void takeDisplay() {
-    std::erase_if(screens, [](const Screen& screen) { return screen.id == virtualID; });
-  }
+  /// The user locks the screen: the virtual display goes, and comes back by itself when he unlocks it.
   void lockScreen() {
-    takeDisplay();
+    removeVirtualScreen();
     isLocked_ = true;
   }
   void unlockScreen(bool bringsDisplay = true) {
@@ -117,8 +113,6 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   bool assignsID = true;
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
-  /// Whether the system takes the display away while it is being resized.
-  bool goesWhenResized = false;
   double leftmost = -std::numeric_limits<double>::infinity();
   ScreenRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
@@ -131,7 +125,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     explicit Display(RecordingDisplaySystem& system) : system_(system) {}
     ~Display() override {
       system_.calls.push_back("let go");
-      removeScreen();
+      system_.removeVirtualScreen();
     }
 
     std::optional<DisplayID> displayID() const override {
@@ -145,8 +139,6 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
       }
       const VirtualDisplayMode& mode = settings.modes.front();
       system_.calls.push_back("apply " + std::to_string(mode.width) + "x" + std::to_string(mode.height));
-      if (system_.goesWhenResized) system_.takeDisplay();
-      if (system_.goesWhenResized) return ApplyOutcome::Refused;
       if (system_.applyOutcome != ApplyOutcome::Applied) return system_.applyOutcome;
       system_.wanted_ = mode;
       if (system_.isLocked_) return ApplyOutcome::Applied;
@@ -160,13 +152,12 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     bool canTerminate() const override { return system_.canTerminate; }
     void terminate() override {
       system_.calls.push_back("terminate");
-      removeScreen();
+      system_.removeVirtualScreen();
     }
     bool canInvalidate() const override { return system_.canInvalidate; }
     void invalidate() override { system_.calls.push_back("invalidate"); }
 
    private:
-    void removeScreen() { system_.takeDisplay(); }
     RecordingDisplaySystem& system_;
   };
 
@@ -175,6 +166,9 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
   VirtualDisplayMode wanted_;
   bool isLocked_ = false;
 
+  void removeVirtualScreen() {
+    std::erase_if(screens, [](const Screen& screen) { return screen.id == virtualID; });
+  }
   void showWanted() {
     screens.push_back({.id = virtualID, .bounds = origin});
     resize(virtualID, wanted_.width, wanted_.height);
