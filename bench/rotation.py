@@ -29,10 +29,9 @@ def rotate(start, first, steps):
         durations = {name: [] for _, name in steps}
         start = session.time_of(shown[0])
         for _ in range(rotations):
-            start = moment = session.time_of(described, start)
-            for text, name in steps:
-                moment = session.time_of(text, moment - 1e-9)
-                durations[name].append((moment - start) * 1000)
+            start = session.time_of(described, start)
+            for text, name in steps:  # the two programs' lines may come in another order
+                durations[name].append((session.time_of(text, start) - start) * 1000)
         return durations, session.end()
 
 
