@@ -17,14 +17,14 @@ steps = [
 ]
 
 
-def rotate(start, first, steps):
-    """Milliseconds from each description to each step, by the step's name, and the phone's summary. start(script) starts
-    a session whose phone goes by that script: it turns once a second from the first second on."""
+def rotate(make_session, first, steps):
+    """Milliseconds from each description to each step, by the step's name, and the phone's summary. make_session(script)
+    starts a session whose phone goes by that script: it turns once a second, from the second `first` on."""
     with tempfile.NamedTemporaryFile("w", suffix=".script") as script:
         for turn in range(rotations):
             script.write(f"{first + turn} rotate\n")
         script.flush()
-        session = start(script.name)
+        session = make_session(script.name)
         session.wait_for_stream()
         durations = {name: [] for _, name in steps}
         start = session.time_of(shown[0])
