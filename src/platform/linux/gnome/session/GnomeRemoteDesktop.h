@@ -16,9 +16,9 @@
 
 namespace tandemview {
 
-/// The way to a GNOME session's pointer and keyboard. It is open while our display is there and shows
-/// pictures: the compositor ties input to the stream of one. What is posted during an interruption waits for its end.
-/// Lives as long as the GnomeSession.
+/// The way to a GNOME session's pointer and keyboard. It is open while our display is there and shows pictures: the
+/// compositor ties input to the stream of one. What is posted during an interruption waits for its end. Lives as long
+/// as the GnomeSession.
 class GnomeRemoteDesktop : public std::enable_shared_from_this<GnomeRemoteDesktop> {
  public:
   explicit GnomeRemoteDesktop(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
