@@ -8,6 +8,7 @@
 #include "input/KeyboardInjector.h"
 #include "platform/linux/x11/input/X11EventSystem.h"
 #include "support/ClientProcess.h"
+#include "support/DesktopClient.h"
 
 namespace tandemview {
 namespace {
@@ -118,8 +119,8 @@ TEST_F(WindowTest, TheRunIsSummedUpWhenItsDisplayGoes) {
 }
 
 TEST_F(WindowTest, WhatTheKeyboardTypesReachesATextField) {
-  const ClientProcess gtk(server.displayName(), {"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
-  ASSERT_TRUE(gtk.prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
+  const DesktopClient gtk("field", {1280, 0, 644, 1398}, onX11(server.displayName()));
+  ASSERT_TRUE(gtk.prints("ready\n")) << gtk.output();
   const std::string text = "Grüße, 你好 👍🏽 e\u0301";
   keys.typeText(text);
   time->drain();

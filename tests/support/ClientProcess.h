@@ -4,15 +4,20 @@
 
 namespace tandemview {
 
+/// For programs on an X display.
+inline Program::Environment onX11(const std::string& displayName) {
+  return {{"DISPLAY", displayName},
+          {"LC_ALL", "C.UTF-8"},
+          {"NO_AT_BRIDGE", "1"},
+          {"GDK_BACKEND", "x11"},
+          {"GTK_IM_MODULE", "gtk-im-context-simple"}};
+}
+
 /// A program on an X display, that others have written. What it complains of is dropped.
 class ClientProcess : public Program {
  public:
   ClientProcess(const std::string& displayName, const std::vector<std::string>& command)
-      : Program(quiet(command), {{"DISPLAY", displayName},
-                                 {"LC_ALL", "C.UTF-8"},
-                                 {"NO_AT_BRIDGE", "1"},
-                                 {"GDK_BACKEND", "x11"},
-                                 {"GTK_IM_MODULE", "gtk-im-context-simple"}}) {}
+      : Program(quiet(command), onX11(displayName)) {}
 
  private:
   static std::vector<std::string> quiet(const std::vector<std::string>& command) {

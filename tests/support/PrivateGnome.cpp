@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 
 namespace tandemview {
 
@@ -23,7 +24,8 @@ void makeSocketDirectory() {
 
 }  // namespace
 
-PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Program::Environment& environment)
+PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Program::Environment& environment,
+                           const std::string& arrangement)
     : monitors_(monitors) {
   bus_.start();
   environment_ = {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()},
@@ -39,6 +41,7 @@ PrivateGnome::PrivateGnome(const std::vector<std::string>& monitors, const Progr
   for (const auto& [name, value] : environment) environment_[name] = value;
   std::filesystem::copy(WIREPLUMBER_CONFIGURATION, directory() + "/wireplumber",
                         std::filesystem::copy_options::recursive);
+  if (!arrangement.empty()) std::ofstream(directory() + "/monitors.xml") << arrangement;
   startPipeWire();
   startCompositor();
 }

@@ -13,9 +13,10 @@ namespace tandemview {
 class PrivateGnome {
  public:
   /// Returns when the desktop can be used. One that can't be started ends the test program.
-  /// `environment` is added to that of the desktop's programs.
+  /// `environment` is added to that of the desktop's programs. `arrangement`: as the user has stored it, the contents
+  /// of a monitors.xml; a row if it is empty.
   explicit PrivateGnome(const std::vector<std::string>& monitors = {"1280x800"},
-                        const Program::Environment& environment = {});
+                        const Program::Environment& environment = {}, const std::string& arrangement = "");
   PrivateGnome(const PrivateGnome&) = delete;
   PrivateGnome& operator=(const PrivateGnome&) = delete;
   ~PrivateGnome();

@@ -107,7 +107,11 @@ std::optional<DisplayPlace::Point> DisplayPlace::origin(const Arrangement& arran
   auto found = std::ranges::find(others, neighbour, &PlacedScreen::name);
   if (found == others.end()) found = std::ranges::find(others, true, &PlacedScreen::isMain);
   const PlacedScreen& beside = found == others.end() ? others.front() : *found;
-  return Point{.x = startOf(x, width, across(beside)), .y = startOf(y, height, down(beside))};
+  const Point origin = {.x = startOf(x, width, across(beside)), .y = startOf(y, height, down(beside))};
+  const bool isFree = std::ranges::all_of(others, [&](const PlacedScreen& other) {
+    return gap({origin.x, width}, across(other)) >= 0 || gap({origin.y, height}, down(other)) >= 0;
+  });
+  return isFree ? std::optional(origin) : std::nullopt;
 }
 
 std::string DisplayPlace::text() const {

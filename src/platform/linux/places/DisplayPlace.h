@@ -36,7 +36,7 @@ struct DisplayPlace {
   static std::optional<DisplayPlace> of(const Arrangement& arrangement, std::uint32_t screen);
 
   /// Where the screen has to lie to have this place with a size of width × height: coordinates may be negative. If the
-  /// neighbour is dark, the main screen stands in. Absent if there is no other screen.
+  /// neighbour is dark, the main screen stands in. Absent if there is no other screen, or it would lie over one.
   std::optional<Point> origin(const Arrangement& arrangement, std::uint32_t screen, std::uint32_t width,
                               std::uint32_t height) const;
 

@@ -11,6 +11,7 @@
 #include "platform/linux/x11/input/X11EventSystem.h"
 #include "platform/linux/x11/server/X11Screens.h"
 #include "support/ClientProcess.h"
+#include "support/DesktopClient.h"
 #include "support/PhysicalKeyboard.h"
 #include "support/PrivateXServer.h"
 
@@ -75,13 +76,13 @@ struct X11InputFixture : testing::Test {
     return xev;
   }
 
-  /// A text field that prints what happens to it, with the pointer in it.
-  std::unique_ptr<ClientProcess> startGtk() {
-    auto gtk =
-        std::make_unique<ClientProcess>(server.displayName(), Lines{"/usr/bin/python3", GTK_CLIENT, "1380", "100"});
+  /// A text field, with the pointer in it.
+  std::unique_ptr<DesktopClient> startField() {
+    auto field =
+        std::make_unique<DesktopClient>("field", PixelRectangle{1280, 0, 644, 1398}, onX11(server.displayName()));
     touch("direct", "move", 0.5, 0.15);
-    EXPECT_TRUE(gtk->prints("ready\n")) << "packages python3-gi and gir1.2-gtk-3.0";
-    return gtk;
+    EXPECT_TRUE(field->prints("ready\n")) << field->output();
+    return field;
   }
 
   xcb_window_t windowUnderPointer() const { return pointer()->child; }

@@ -1,16 +1,18 @@
-"""What fills the monitor of the given size and prints the input that it gets: an area, a text field or a terminal."""
+"""What fills the monitor with the given corner and size and prints the input that it gets: an area, a text field or a terminal."""
 import os
 import sys
 
-import gi
+os.environ |= {"LC_ALL": "C.UTF-8", "NO_AT_BRIDGE": "1"}
+import gi  # noqa: E402
 
-gi.require_version("Gdk", "3.0")
+gi.require_version("Gdk", "3.0")  # where GTK 4 is installed too
 gi.require_version("Gtk", "3.0")
 from gi.repository import Gdk, Gtk  # noqa: E402
 
-kind, width, height = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+kind, (x, y, width, height) = sys.argv[1], map(int, sys.argv[2:])
 ways = {
     Gdk.EventType.BUTTON_PRESS: "press",
+    Gdk.EventType.DOUBLE_BUTTON_PRESS: "double press",
     Gdk.EventType.BUTTON_RELEASE: "release",
     Gdk.EventType.KEY_PRESS: "press",
     Gdk.EventType.KEY_RELEASE: "release",
@@ -70,14 +72,18 @@ def terminal():
     return widget
 
 
-window = Gtk.Window()
+display = Gdk.Display.get_default()
+if type(display).__name__ == "X11Display":  # where nobody manages windows
+    window = Gtk.Window(type=Gtk.WindowType.POPUP)
+    window.move(x, y)
+    window.resize(width, height)
+    window.connect("map-event", lambda *_: window.get_window().focus(Gdk.CURRENT_TIME))
+else:
+    window = Gtk.Window()
+    corners = [display.get_monitor(number).get_geometry() for number in range(display.get_n_monitors())]
+    window.fullscreen_on_monitor(Gdk.Screen.get_default(), [(each.x, each.y) for each in corners].index((x, y)))
 window.add({"area": area, "field": field, "terminal": terminal}[kind]())
 window.connect("focus-in-event", lambda *_: say("ready"))
-display = Gdk.Display.get_default()
-for number in range(display.get_n_monitors()):
-    geometry = display.get_monitor(number).get_geometry()
-    if (geometry.width, geometry.height) == (width, height):
-        window.fullscreen_on_monitor(Gdk.Screen.get_default(), number)
 window.show_all()
 window.get_child().grab_focus()
 Gtk.main()
