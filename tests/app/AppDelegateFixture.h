@@ -3,7 +3,6 @@
 #include "app/AppDelegate.h"
 #include "app/PmsetLidSleep.h"
 #include "fakes/LogRecorder.h"
-#include "fakes/ManualWallClock.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "fakes/RecordingApplicationSystem.h"
 #include "fakes/RecordingCaptureSystem.h"
@@ -96,6 +95,12 @@ class AppDelegateFixture : public testing::Test {
     log.take();
     application->calls.clear();
   }
+  /// The system ends the capture; the lines about that are taken.
+  void endStream(std::int64_t code, const char* domain = streamErrorDomain) {
+    captures->streams.back()->end({.domain = domain, .code = code});
+    queue->drain();
+    log.take();
+  }
   void deliverFrames(int count, double interval) {
     for (; count > 0; --count) {
       queue->advance(interval);
@@ -110,11 +115,12 @@ class AppDelegateFixture : public testing::Test {
   void attemptWiFi() {
     queue->advance(0.4);
     network->browsers().back()->find({"ScrRcv-47"});
-    queue->advance(0.3);
+    workQueue->advance(0.3);
   }
   void connectWiFi() {
     attemptWiFi();
     network->connections().back()->becomeReady();
+    workQueue->drain();
     queue->advance(0.6);
   }
   void sayOverWiFi(const std::string& message) {

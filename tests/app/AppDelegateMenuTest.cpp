@@ -4,8 +4,6 @@
 namespace tandemview {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class AppDelegateMenuTest : public AppDelegateFixture {
  protected:
   /// How often the line "tool arguments" was run.
@@ -71,10 +69,7 @@ TEST_F(AppDelegateMenuTest, TellsWhoIsConnectedAndHowFastPicturesMove) {
   EXPECT_EQ(firstLine().symbol, (MenuSymbol{"circle.fill", 11}));
   loseWiFi();
   EXPECT_EQ(firstLine().title, "Connected · USB") << "also while no frame comes";
-  deliverFrame();
-  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
-  queue->advance(1);
-  captures->streams.back()->deliver(SampleType::Screen, std::make_shared<BlankPixelBuffer>());
+  deliverFrames(2, 1);
   unplug();
   EXPECT_EQ(firstLine().title, "Waiting for iPhone…");
   EXPECT_EQ(menu->title(), "● Tandemview 47");
@@ -198,8 +193,7 @@ TEST_F(AppDelegateMenuTest, ResetsPermissionsAndSaysWhatToDoWhenItCannot) {
 TEST_F(AppDelegateMenuTest, SaysOnceThatTheCaptureWasDeclined) {
   stream();
   for (const auto& [code, alerts] : {std::pair(-3800, 0u), {-3801, 1u}, {-3801, 1u}}) {
-    captures->streams.back()->end({.domain = streamErrorDomain, .code = code});
-    queue->drain();
+    endStream(code);
     EXPECT_EQ(application->alerts.size(), alerts);
     EXPECT_EQ(firstLine().title == "Screen Recording permission needed", alerts > 0);
     unplug();

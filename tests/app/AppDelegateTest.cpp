@@ -5,7 +5,6 @@
 namespace tandemview {
 namespace {
 
-using Lines = std::vector<std::string>;
 using AppDelegateTest = AppDelegateFixture;
 
 constexpr const char* codeLine = "📶 WiFiSender: Keeping existing code: 47 (generated 0s ago)";
@@ -48,7 +47,11 @@ TEST_F(AppDelegateTest, LaunchesOnlyWhereItCan) {
 TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
   launch();
   connect();
-  log.take();
+  for (const auto& [width, height] : {std::pair(0, 0), {-5, 10}, {1290, 16385}}) {
+    sendInfo(width, height);
+    EXPECT_EQ(log.take().back(), "⚠️ Ignoring a device with an impossible screen: " + std::to_string(width) + "x" +
+                                     std::to_string(height));
+  }
   sendInfo(1290, 2796, R"(,"idiom":"phone")");
   EXPECT_EQ(
       log.take(),
@@ -76,19 +79,6 @@ TEST_F(AppDelegateTest, GoesFromDescriptionToStreamInThisOrder) {
   sendInfo(1290, 2796);
   EXPECT_EQ(log.take().back(), "📺 Display already 644x1398 - keep streaming");
   EXPECT_EQ(captures->streams.size(), 1u);
-}
-
-TEST_F(AppDelegateTest, ImpossibleScreensAreIgnored) {
-  launch();
-  connect();
-  log.take();
-  for (const auto& [width, height] : {std::pair(0, 0), {-5, 10}, {1290, 16385}}) {
-    sendInfo(width, height);
-    EXPECT_EQ(log.take().back(), "⚠️ Ignoring a device with an impossible screen: " + std::to_string(width) + "x" +
-                                     std::to_string(height));
-  }
-  sendInfo(1290, 2796);
-  EXPECT_EQ(log.count("✅ Virtual display configured"), 1) << "and the next one is taken";
 }
 
 TEST_F(AppDelegateTest, DescriptionsCollapseWhileConfiguring) {
@@ -156,18 +146,13 @@ TEST_F(AppDelegateQueuesTest, ADisplayMadeForAnOlderDescriptionChangesNothing) {
 
 TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
   launch();
-  queue->advance(0.4);
-  network->browsers().back()->find({"ScrRcv-47"});
-  workQueue->advance(0.3);
-  network->connections().back()->becomeReady();
-  workQueue->drain();
+  connectWiFi();
   sayOverWiFi(R"({"width":1290,"height":2796,"scale":3})");
   queue->drain();
   workQueue->drain();
   sayOverWiFi(R"({"width":2048,"height":2732,"scale":2})");
   atStreamStart = [this] { sayOverWiFi(R"({"width":2796,"height":1290,"scale":3})"); };
-  queue->advance(2.5);
-  queue->advance(0.5);
+  queue->advance(3.1);
   atStreamStart = nullptr;
   queue->advance(5);
   EXPECT_EQ(log.count("⏳ Already configuring - will apply 2048x2732 next"), 1);
@@ -177,11 +162,10 @@ TEST_F(AppDelegateQueuesTest, ADescriptionOnItsWayIsNewerThanTheOneThatWaits) {
 TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   stream();
   deliverFrame();
-  const Error error = {.domain = streamErrorDomain, .code = -3815};
-  captures->streams.back()->end(error);
-  queue->drain();
+  constexpr std::int64_t code = -3815;
+  endStream(code);
   EXPECT_EQ(menu->item.title.front().color, TextColor::SecondaryLabel) << "nothing is streamed";
-  captures->startError = error;
+  captures->startError = {.domain = streamErrorDomain, .code = code};
   const auto attempts = [this] {
     long count = 0;
     for (const std::string& line : log.take()) count += line.find("bringing it back") != std::string::npos;
@@ -205,7 +189,7 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   EXPECT_EQ(menu->item.title.front().color, TextColor::Green);
   EXPECT_EQ(attempts(), 1);
   captures->content = std::vector<CapturableDisplay>();
-  captures->streams.back()->end(error);
+  endStream(code);
   queue->advance(1.01);
   EXPECT_EQ(attempts(), 1) << "the delays start anew";
 
@@ -214,10 +198,10 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
   EXPECT_EQ(attempts(), 0) << "nobody is there";
   plugIn();
   queue->advance(configuration + 0.01);
-  captures->streams.back()->end(error);
+  endStream(code);
   queue->advance(1.01);
   EXPECT_EQ(attempts(), 1) << "and anew with the next link";
-  captures->streams.back()->end({.domain = streamErrorDomain, .code = userDeclinedCapture});
+  endStream(userDeclinedCapture);
   queue->advance(30);
   EXPECT_EQ(attempts(), 0) << "the user has declined";
   sendInfo(1290, 2796);
@@ -227,11 +211,6 @@ TEST_F(AppDelegateTest, AStreamThatEndsByItselfIsBroughtBackUntilPicturesFlow) {
 
 TEST_F(AppDelegateTest, ALockedScreenIsWaitedForAndWhatTheUserStopsStaysAway) {
   const std::string locked = "🔒 The screen is locked - streaming goes on when it is unlocked";
-  const auto endStream = [&](const char* domain) {
-    captures->streams.back()->end({.domain = domain, .code = -3817});
-    queue->drain();
-    log.take();
-  };
   const auto startsWithin = [&](double seconds) {
     const std::size_t streams = captures->streams.size();
     queue->advance(seconds);
@@ -242,7 +221,7 @@ TEST_F(AppDelegateTest, ALockedScreenIsWaitedForAndWhatTheUserStopsStaysAway) {
   stream();
   for (const bool bringsDisplay : {true, false}) {
     displays->lockScreen();
-    endStream(streamErrorDomain);
+    endStream(-3817);
     EXPECT_FALSE(startsWithin(longTime));
     EXPECT_EQ(log.take(), Lines{locked}) << "no attempt in vain";
     displays->unlockScreen(bringsDisplay);
@@ -264,7 +243,7 @@ TEST_F(AppDelegateTest, ALockedScreenIsWaitedForAndWhatTheUserStopsStaysAway) {
   }
 
   displays->lockScreen();
-  endStream(userStoppedDomain);
+  endStream(1, userStoppedDomain);
   displays->unlockScreen();
   for (const char* const name : {workspaceWillSleepNotification, workspaceDidWakeNotification}) {
     phone->center->post(name, application.get(), {});
@@ -546,8 +525,7 @@ TEST_F(AppDelegateTest, ACodeThatTwoDevicesAnnounceIsTold) {
   launch();
   queue->advance(0.4);
   network->browsers().back()->hosts["ScrRcv-47"] = {"phone.local", "rogue.local"};
-  network->browsers().back()->find({"ScrRcv-47"});
-  queue->advance(0.3);
+  attemptWiFi();
   EXPECT_TRUE(network->connections().empty());
   ASSERT_EQ(application->alerts.size(), 1u);
   EXPECT_EQ(application->alerts.front().message, "Two devices have your pairing code");

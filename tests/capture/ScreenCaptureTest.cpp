@@ -10,13 +10,12 @@
 namespace tandemview {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 const Error failure = {"Test", 1, "it broke"};
 
 class ScreenCaptureTest : public testing::Test {
  protected:
   ScreenCaptureTest() {
+    system->content = displays;
     capture->onFrameCaptured = [this](const std::shared_ptr<PixelBuffer>&) { ++frames; };
     capture->onError = [this](const Error& error) { errors.push_back(error); };
     capture->onStartFailed = [this](const std::optional<Error>& error) { failedStarts.push_back(error); };
@@ -28,6 +27,7 @@ class ScreenCaptureTest : public testing::Test {
     queue->drain();
   }
 
+  const std::vector<CapturableDisplay> displays = {{7, 700, 1400}};
   LogRecorder log;
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   std::shared_ptr<RecordingCaptureSystem> system = std::make_shared<RecordingCaptureSystem>(queue);
@@ -79,7 +79,6 @@ TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
 }
 
 TEST_F(ScreenCaptureTest, StartsWithTheseLinesAndDelivers) {
-  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
   capture->captureWidth = 644;
   capture->captureHeight = 1398;
   start();
@@ -102,7 +101,6 @@ TEST_F(ScreenCaptureTest, StartsWithTheseLinesAndDelivers) {
 }
 
 TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
-  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
   capture->start();
   capture->stop();
   queue->drain();
@@ -127,7 +125,6 @@ TEST_F(ScreenCaptureTest, AStopDuringTheStartWins) {
 }
 
 TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
-  const std::vector<CapturableDisplay> displays = {{7, 700, 1400}};
   const std::function<void()> failures[] = {[&] { system->content = tl::unexpected(failure); },
                                             [&] { system->makeError = failure; },
                                             [&] { system->startError = failure; }};
@@ -148,7 +145,6 @@ TEST_F(ScreenCaptureTest, FailuresLeaveItIdle) {
 }
 
 TEST_F(ScreenCaptureTest, OnlyTheCurrentStreamsErrorCounts) {
-  system->content = std::vector<CapturableDisplay>{{7, 700, 1400}};
   start();
   capture->stop();
   start();
@@ -186,12 +182,12 @@ TEST(MJPEGEncoderTest, PutsTheClockBeforeTheImage) {
   EXPECT_EQ(log.take(), Lines{"✅ MJPEG encoder ready (CPU, quality: 0.5)"});
   const auto buffer = std::make_shared<BlankPixelBuffer>();
   encoder.encode(buffer);  // nobody listens
-  std::vector<std::string> encoded;
+  Lines encoded;
   encoder.onEncodedData = [&](const Data& frame) { encoded.emplace_back(frame.contiguous().text()); };
   encoder.encode(buffer);
   encoder.jpegQuality = 0.05;
   encoder.encode(buffer);
-  EXPECT_EQ(encoded, std::vector<std::string>{std::string("\0\0\0\0\0\0\xf8\x3f", 8) + "\xff\xd8...\xff\xd9"});
+  EXPECT_EQ(encoded, Lines{std::string("\0\0\0\0\0\0\xf8\x3f", 8) + "\xff\xd8...\xff\xd9"});
 }
 
 }  // namespace

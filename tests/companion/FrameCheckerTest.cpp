@@ -37,7 +37,7 @@ PictureChecker::Finding find(const std::string& image) {
 
 TEST(FrameCheckerTest, ReadsTheClockThroughCompression) {
   for (const std::uint32_t ticks : {0U, 1U, 0x12345678U, 0xAAAAAAAAU, 0xFFFFFFFFU}) {
-    for (const Encoding encoding : {Encoding{18, 2}, Encoding{55, 2}, Encoding{70, 1}, Encoding{100, 1}}) {
+    for (const Encoding encoding : {Encoding{18}, Encoding{55}, Encoding{70, TJSAMP_444}, Encoding{100, TJSAMP_444}}) {
       const auto finding = find(noiseJpeg(portrait, ticks, encoding));
       EXPECT_FALSE(finding.isDamaged);
       EXPECT_EQ(finding.clockTicks, ticks) << "quality " << encoding.quality;

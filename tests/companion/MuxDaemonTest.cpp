@@ -9,10 +9,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "fakes/ManualQueue.h"
-#include "runtime/Socket.h"
 #include "support/SocketPair.h"
-#include "support/TemporaryDirectory.h"
+#include "support/StandInDaemon.h"
 
 namespace tandemview {
 namespace {
@@ -25,20 +23,15 @@ std::string propertyList(const std::string& entries) {
          entries + "</dict>\n</plist>\n";
 }
 
-std::string request(const std::string& entries) {
-  const std::string payload = propertyList(entries);
-  return std::string{static_cast<char>((payload.size() + 16) & 0xFF), static_cast<char>((payload.size() + 16) >> 8)} +
-         fromHex("0000 01000000 08000000 4D000000") + payload;
+std::string request(const PropertyList& entries) {
+  return std::string(StandInDaemon::packet(0x4D, entries).text());
 }
 
 std::string connectRequest(int device, int swappedPort) {
-  return request("\t<key>DeviceID</key>\n\t<integer>" + std::to_string(device) +
-                 "</integer>\n\t<key>MessageType</key>\n\t<string>Connect</string>\n"
-                 "\t<key>PortNumber</key>\n\t<integer>" +
-                 std::to_string(swappedPort) + "</integer>\n");
+  return request({{"MessageType", "Connect"}, {"DeviceID", device}, {"PortNumber", swappedPort}});
 }
 
-const std::string listenRequest = request("\t<key>MessageType</key>\n\t<string>Listen</string>\n");
+const std::string listenRequest = request({{"MessageType", "Listen"}});
 
 /// As the real daemon sends it, byte for byte.
 std::string result(char number) {
@@ -85,9 +78,6 @@ class MuxDaemonTest : public testing::Test {
 
 TEST_F(MuxDaemonTest, AnswersRequests) {
   daemon->attach(3);
-  const std::string unknown = request("\t<key>MessageType</key>\n\t<string>Dance</string>\n");
-  const std::string numericType = request("\t<key>MessageType</key>\n\t<integer>4</integer>\n");
-  const std::string garbage = fromHex("14000000 01000000 08000000 4D000000 DEADBEEF");
   const struct {
     const char* name;
     std::string request;
@@ -97,10 +87,10 @@ TEST_F(MuxDaemonTest, AnswersRequests) {
       {"connect", connectRequest(3, 10505), result('0')},
       {"connect to a closed port", connectRequest(3, 2345), result('3')},
       {"connect to an unknown device", connectRequest(4, 10505), result('2')},
-      {"unknown request", unknown, result('1')},
-      {"request without a type", request(""), ""},
-      {"type that is no text", numericType, ""},
-      {"no property list", garbage, ""},
+      {"unknown request", request({{"MessageType", "Dance"}}), result('1')},
+      {"request without a type", request(PropertyList::object()), ""},
+      {"type that is no text", request({{"MessageType", 4}}), ""},
+      {"no property list", fromHex("14000000 01000000 08000000 4D000000 DEADBEEF"), ""},
       {"empty payload", fromHex("10000000 01000000 08000000 4D000000"), ""},
       {"protocol 2", fromHex("10000000 02000000 08000000 4D000000"),
        fromHex("14000000 00000000 01000000 4D000000 06000000")},

@@ -1,13 +1,11 @@
 #pragma once
 
+#include <turbojpeg.h>
+
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
-
-#include <jpeglib.h>
 
 #include "companion/ClockPattern.h"
 #include "companion/FrameSize.h"
@@ -16,7 +14,7 @@ namespace tandemview {
 
 struct Encoding {
   int quality = 55;
-  int lumaSampling = 2;  // 2: 4:2:0, 1: 4:4:4
+  int subsampling = TJSAMP_420;
   bool isProgressive = false;
 };
 
@@ -27,30 +25,14 @@ inline std::string noiseJpeg(FrameSize size, std::uint32_t ticks, Encoding encod
   for (std::uint32_t& pixel : pixels) pixel = static_cast<std::uint32_t>(random());
   ClockPattern::draw(ticks, pixels, static_cast<std::size_t>(size.width));
 
-  jpeg_compress_struct image{};
-  jpeg_error_mgr errors{};
-  image.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&image);
+  const tjhandle compressor = tjInitCompress();
   unsigned char* bytes = nullptr;
   unsigned long length = 0;
-  jpeg_mem_dest(&image, &bytes, &length);
-  image.image_width = static_cast<JDIMENSION>(size.width);
-  image.image_height = static_cast<JDIMENSION>(size.height);
-  image.input_components = 4;
-  image.in_color_space = JCS_EXT_BGRX;
-  jpeg_set_defaults(&image);
-  jpeg_set_quality(&image, encoding.quality, TRUE);
-  image.comp_info[0].h_samp_factor = image.comp_info[0].v_samp_factor = encoding.lumaSampling;
-  if (encoding.isProgressive) jpeg_simple_progression(&image);
-  jpeg_start_compress(&image, TRUE);
-  while (image.next_scanline < image.image_height) {
-    auto* row = reinterpret_cast<JSAMPLE*>(pixels.data() + image.next_scanline * static_cast<std::size_t>(size.width));
-    jpeg_write_scanlines(&image, &row, 1);
-  }
-  jpeg_finish_compress(&image);
-  jpeg_destroy_compress(&image);
+  tjCompress2(compressor, reinterpret_cast<const unsigned char*>(pixels.data()), size.width, 0, size.height, TJPF_BGRX,
+              &bytes, &length, encoding.subsampling, encoding.quality, encoding.isProgressive ? TJFLAG_PROGRESSIVE : 0);
+  tjDestroy(compressor);
   std::string result(reinterpret_cast<const char*>(bytes), length);
-  std::free(bytes);
+  tjFree(bytes);
   return result;
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 TEST(PictureTest, IsPlanarWhereTheImageIsAndReadsAlikeEitherWay) {
   for (const bool isPlanar : {true, false}) {
-    const std::string image = noiseJpeg({345, 401}, 0x12345678, {.lumaSampling = isPlanar ? 2 : 1});
+    const std::string image = noiseJpeg({345, 401}, 0x12345678, {.subsampling = isPlanar ? TJSAMP_420 : TJSAMP_444});
     JpegReader reader;
     Picture picture;
     ASSERT_EQ(reader.open(std::as_bytes(std::span(image))), (FrameSize{345, 401}));

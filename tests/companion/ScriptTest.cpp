@@ -8,32 +8,8 @@ namespace {
 using Kind = ScriptAction::Kind;
 
 TEST(ScriptTest, ReadsEveryAction) {
-  const auto script = parseScript(
-      "# what the phone does\n"
-      "\n"
-      "5 quit\r\n"
-      "0 info\n"
-      "  0.5\tping  \n"
-      "1 touch {\"type\": \"tap\", \"x\": 0.5}\n"
-      "1 key {\"kind\": \"key\"}\n"
-      "1 rotate\n"
-      "1 quality very sharp\n"
-      "1e0 size 640x480\n"
-      "2 detach\n"
-      "2 attach 7\n"
-      "2 hangup\n"
-      "3 refuse 3\n"
-      "3 stall 1.5\n"
-      "4 raw 104 00fFa0\n"
-      "4 raw 99\n"
-      "4 silent 2\n"
-      "4 announce 1000001\n"
-      "4 scale 2.5\n"
-      "4 idiom pad\n"
-      "4 fullresolution on\n"
-      "4 frame 10");
-  ASSERT_TRUE(script.has_value()) << script.error();
   const struct {
+    const char* line;
     double time;
     Kind kind;
     std::string text = {};
@@ -41,34 +17,38 @@ TEST(ScriptTest, ReadsEveryAction) {
     double seconds = 0;
     FrameSize size = {};
     double scale = 0;
-  } expected[] = {{0, Kind::info},
-                  {0.5, Kind::ping},
-                  {1, Kind::touch, R"({"type": "tap", "x": 0.5})"},
-                  {1, Kind::key, R"({"kind": "key"})"},
-                  {1, Kind::rotate},
-                  {1, Kind::quality, "very sharp"},
-                  {1, Kind::size, "", {}, 0, {640, 480}},
-                  {2, Kind::detach},
-                  {2, Kind::attach, "", 7},
-                  {2, Kind::hangUp},
-                  {3, Kind::refuse, "", 3},
-                  {3, Kind::stall, "", {}, 1.5},
-                  {4, Kind::raw, std::string("\x00\xFF\xA0", 3), 104},
-                  {4, Kind::raw, "", 99},
-                  {4, Kind::silent, "", {}, 2},
-                  {4, Kind::announce, "", 1000001},
-                  {4, Kind::scale, "", {}, 0, {}, 2.5},
-                  {4, Kind::idiom, "pad"},
-                  {4, Kind::fullResolution, "", 1},
-                  {4, Kind::waitForFrame, "", {}, 10},
-                  {5, Kind::quit}};
-  ASSERT_EQ(script->size(), std::size(expected));
-  for (std::size_t index = 0; index < script->size(); ++index) {
-    const auto& [time, kind, text, number, seconds, size, scale] = expected[index];
+  } rows[] = {{"0 info", 0, Kind::info},
+              {"  0.5\tping  ", 0.5, Kind::ping},
+              {R"(1 touch {"type": "tap", "x": 0.5})", 1, Kind::touch, R"({"type": "tap", "x": 0.5})"},
+              {R"(1 key {"kind": "key"})", 1, Kind::key, R"({"kind": "key"})"},
+              {"1 rotate", 1, Kind::rotate},
+              {"1 quality very sharp", 1, Kind::quality, "very sharp"},
+              {"1e0 size 640x480", 1, Kind::size, "", {}, 0, {640, 480}},
+              {"2 detach", 2, Kind::detach},
+              {"2 attach 7", 2, Kind::attach, "", 7},
+              {"2 hangup\r", 2, Kind::hangUp},
+              {"3 refuse 3", 3, Kind::refuse, "", 3},
+              {"3 stall 1.5", 3, Kind::stall, "", {}, 1.5},
+              {"4 raw 104 00fFa0", 4, Kind::raw, std::string("\x00\xFF\xA0", 3), 104},
+              {"4 raw 99", 4, Kind::raw, "", 99},
+              {"4 silent 2", 4, Kind::silent, "", {}, 2},
+              {"4 announce 1000001", 4, Kind::announce, "", 1000001},
+              {"4 scale 2.5", 4, Kind::scale, "", {}, 0, {}, 2.5},
+              {"4 idiom pad", 4, Kind::idiom, "pad"},
+              {"4 fullresolution on", 4, Kind::fullResolution, "", 1},
+              {"4 frame 10", 4, Kind::waitForFrame, "", {}, 10}};
+  std::string lines = "# what the phone does\n\n5 quit";
+  for (const auto& row : rows) lines += std::string("\n") + row.line;
+  const auto script = parseScript(lines);
+  ASSERT_TRUE(script.has_value()) << script.error();
+  ASSERT_EQ(script->size(), std::size(rows) + 1);
+  EXPECT_EQ(script->back().kind, Kind::quit) << "in the order of their times";
+  for (std::size_t index = 0; index < std::size(rows); ++index) {
+    const auto& [line, time, kind, text, number, seconds, size, scale] = rows[index];
     const ScriptAction& action = script->at(index);
     EXPECT_EQ(std::tie(action.time, action.kind, action.text, action.number, action.seconds, action.size, action.scale),
               std::tie(time, kind, text, number, seconds, size, scale))
-        << action.line;
+        << line;
   }
   EXPECT_EQ(script->at(12).line, "raw 104 00fFa0");
 }

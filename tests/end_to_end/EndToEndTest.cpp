@@ -27,7 +27,12 @@ struct DecodedPicture {
   DecodedPicture(const DecodedPicture&) = delete;
   DecodedPicture& operator=(const DecodedPicture&) = delete;
 
-  const unsigned char* at(int x, int y) const { return pixels + 3 * (y * width + x); }
+  /// But for what compression makes of it.
+  void expectAt(int x, int y, std::uint32_t color) const {
+    for (int component = 0; component < 3; ++component) {
+      EXPECT_NEAR(pixels[3 * (y * width + x) + component], color >> (16 - 8 * component) & 0xFF, 6) << x << "," << y;
+    }
+  }
 
   int width = 0;
   int height = 0;
@@ -68,16 +73,10 @@ TEST_P(PhoneSizes, ShowWhatWasDrawnOnTheirDisplay) {
 
   const DecodedPicture picture(directory.path() + "/frames/last.jpg");
   ASSERT_TRUE(picture.pixels);
-  EXPECT_EQ(picture.width, kind.width);
-  EXPECT_EQ(picture.height, kind.height);
+  ASSERT_EQ(std::pair(picture.width, picture.height), std::pair(kind.width, kind.height));
   for (int quarter = 0; quarter < 4; ++quarter) {
     for (const auto& [x, y] : {std::pair(40, 40), {width - 40, 60}, {60, height - 40}}) {
-      const int column = quarter % 2 * width + x;
-      const int row = quarter / 2 * height + y;
-      for (int component = 0; component < 3; ++component) {
-        EXPECT_NEAR(picture.at(column, row)[component], colors[quarter] >> (16 - 8 * component) & 0xFF, 6)
-            << column << "," << row;
-      }
+      picture.expectAt(quarter % 2 * width + x, quarter / 2 * height + y, colors[quarter]);
     }
   }
 
@@ -104,10 +103,7 @@ TEST_F(EndToEndTest, APhoneThatStoppedReadingEndsWithTheLastPicture) {
   EXPECT_EQ(phone->wait(), 0) << phone->output();
   const DecodedPicture picture(directory.path() + "/frames/last.jpg");
   ASSERT_TRUE(picture.pixels);
-  const unsigned char* middle = picture.at(322, 699);
-  EXPECT_NEAR(middle[0], 0x20, 6);
-  EXPECT_NEAR(middle[1], 0xA0, 6);
-  EXPECT_NEAR(middle[2], 0x40, 6);
+  picture.expectAt(322, 699, 0x20A040);
 }
 
 TEST_F(EndToEndTest, ThePhoneComesBackAfterTheCableWheneverItIsPulledAndAfterTheDaemon) {
@@ -137,10 +133,8 @@ TEST_F(EndToEndTest, ElevenQuickRotationsEndInTheLastOneWithoutARelaunch) {
   ASSERT_TRUE(phone->prints("frames of 1398x644 arrive")) << program->output();
   EXPECT_EQ(screen("DUMMY0", desktop.arrangement()), screen("DUMMY0", untouched));
   EXPECT_EQ(phone->wait(), 0) << phone->output();
-  const nlohmann::json last = summary()["sizes"].back();
-  EXPECT_EQ(last["width"], 1398);
-  EXPECT_EQ(last["height"], 644);
-  EXPECT_EQ(program->output().find("restarting app"), std::string::npos);
+  EXPECT_EQ(summary()["sizes"].back()["width"], 1398);
+  EXPECT_EQ(program->count("restarting app"), 0);
   endProgram();
 }
 
@@ -170,7 +164,7 @@ TEST_P(Relaunch, BringsASizeBeyondTheEnvelopeWhateverHappensMeanwhile) {
     ::kill(first, SIGSTOP);
     ASSERT_TRUE(Program::within30Seconds(isSecondThere)) << program->output();
   }
-  EXPECT_NE(program->output().find("📁 Bundle path: " + programPath + "\n"), std::string::npos) << program->output();
+  EXPECT_GE(program->count("📁 Bundle path: " + programPath + "\n"), 1) << program->output();
   EXPECT_FALSE(Program::within(std::chrono::seconds(2), [&] { return programProcess(first) != second; }))
       << "it gave up";
   ::kill(first, SIGCONT);

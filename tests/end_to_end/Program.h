@@ -59,14 +59,16 @@ class Program {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
+  /// How often the text has been printed.
+  int count(const std::string& text) const {
+    const std::string all = output();
+    int result = 0;
+    for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) ++result;
+    return result;
+  }
   /// Whether the text is printed `times` times within 30 seconds.
   bool prints(const std::string& text, int times = 1) const {
-    return within30Seconds([&] {
-      const std::string all = output();
-      int count = 0;
-      for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) ++count;
-      return count >= times;
-    });
+    return within30Seconds([&] { return count(text) >= times; });
   }
 
   /// The exit status once it has ended by itself; -1 if it has not within 60 seconds.

@@ -9,6 +9,8 @@
 
 namespace tandemview {
 
+using Lines = std::vector<std::string>;
+
 /// Keeps the lines printed during its lifetime.
 class LogRecorder {
  public:
@@ -23,7 +25,7 @@ class LogRecorder {
   LogRecorder& operator=(const LogRecorder&) = delete;
 
   /// The lines since the last call.
-  std::vector<std::string> take() {
+  Lines take() {
     const std::lock_guard lock(mutex_);
     return std::exchange(lines_, {});
   }
@@ -35,7 +37,7 @@ class LogRecorder {
 
  private:
   std::mutex mutex_;
-  std::vector<std::string> lines_;
+  Lines lines_;
 };
 
 }  // namespace tandemview

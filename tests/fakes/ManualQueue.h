@@ -11,6 +11,7 @@
 
 #include "runtime/MediaClock.h"
 #include "runtime/Queue.h"
+#include "runtime/WallClock.h"
 
 namespace tandemview {
 
@@ -93,6 +94,16 @@ class ManualClock final : public MediaClock {
  private:
   std::shared_ptr<const ManualQueue> queue_;
   double offset_;
+};
+
+/// A time of day that follows a manual queue.
+class ManualWallClock final : public WallClock {
+ public:
+  explicit ManualWallClock(std::shared_ptr<const ManualQueue> queue) : queue_(std::move(queue)) {}
+  double now() const override { return queue_->now() + 1'700'000'000; }
+
+ private:
+  std::shared_ptr<const ManualQueue> queue_;
 };
 
 }  // namespace tandemview

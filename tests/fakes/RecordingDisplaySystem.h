@@ -1,22 +1,16 @@
 #pragma once
 
-#include <algorithm>
 #include <limits>
 
 #include "display/DisplaySystem.h"
-#include "fakes/ManualQueue.h"
+#include "fakes/ScriptedScreens.h"
 
 namespace tandemview {
 
 /// Displays that exist on paper. Every operation that changes something is kept in `calls`.
-class RecordingDisplaySystem final : public DisplaySystem, public Screens {
+class RecordingDisplaySystem final : public DisplaySystem, public ScriptedScreens {
  public:
-  struct Screen {
-    DisplayID id;
-    ScreenRectangle bounds;
-    bool isMain = false;
-    bool isBuiltIn = false;
-  };
+  RecordingDisplaySystem() { screens = {{.id = 1, .bounds = {0, 0, 1280, 800}}}; }
 
   bool hasDescriptorClass() const override { return missingClass != "descriptor"; }
   bool hasDisplayClass() const override { return missingClass != "display"; }
@@ -34,30 +28,13 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     return VirtualDisplayMode{width, height, refreshRate};
   }
 
-  std::optional<std::uint32_t> activeDisplayCount() const override {
-    return static_cast<std::uint32_t>(screens.size());
-  }
-  std::optional<std::vector<DisplayID>> activeDisplays(std::uint32_t limit) const override {
-    std::vector<DisplayID> ids;
-    for (const Screen& screen : screens) {
-      if (ids.size() < limit) ids.push_back(screen.id);
-    }
-    return ids;
-  }
-  ScreenRectangle bounds(DisplayID id) const override {
-    const Screen* screen = find(id);
-    return screen ? screen->bounds : ScreenRectangle();
-  }
   PixelSize pixelSize(DisplayID id) const override {
     return {static_cast<std::int64_t>(bounds(id).width), static_cast<std::int64_t>(bounds(id).height)};
   }
-  bool isMain(DisplayID id) const override { return find(id) && find(id)->isMain; }
-  bool isBuiltIn(DisplayID id) const override { return find(id) && find(id)->isBuiltIn; }
+  bool isBuiltIn(DisplayID) const override { return false; }
   std::optional<DisplayMode> currentMode(DisplayID id) const override {
-    const Screen* screen = find(id);
-    if (!screen) return std::nullopt;
-    return DisplayMode{static_cast<std::int64_t>(screen->bounds.width),
-                       static_cast<std::int64_t>(screen->bounds.height), 1};
+    if (!find(id)) return std::nullopt;
+    return DisplayMode{pixelSize(id).width, pixelSize(id).height, 1};
   }
   std::vector<DisplayMode> allModes(DisplayID) const override { return modes; }
   ConfigurationOutcome configureMode(DisplayID id, const DisplayMode& mode) override {
@@ -72,7 +49,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     if (configurationOutcome == ConfigurationOutcome::Completed) place(id, x, y);
     return configurationOutcome;
   }
-  double leftEdge() const override { return leftmost; }
+  double leftEdge() const override { return -std::numeric_limits<double>::infinity(); }
   void onArrangementChange(const std::shared_ptr<Queue>& queue, std::function<void()> changed) override {
     arrangementQueue_ = queue;
     arrangementChanged_ = std::move(changed);
@@ -84,10 +61,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     place(id, x, y);
     arrangementQueue_->async(arrangementChanged_);
   }
-  void resize(DisplayID id, double width, double height) {
-    const auto screen = std::ranges::find(screens, id, &Screen::id);
-    if (screen != screens.end()) screen->bounds = {screen->bounds.x, screen->bounds.y, width, height};
-  }
+  void resize(DisplayID id, double width, double height) { setBounds(id, {bounds(id).x, bounds(id).y, width, height}); }
 
   /// The user locks the screen: the virtual display goes, and comes back by itself when he unlocks it.
   void lockScreen() {
@@ -102,19 +76,15 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
 
   static constexpr DisplayID virtualID = 77;
 
-  std::vector<Screen> screens = {{.id = 1, .bounds = {0, 0, 1280, 800}, .isMain = true}};
   std::vector<DisplayMode> modes;
   std::vector<VirtualDisplayDescriptor> descriptors;
   std::vector<std::string> calls;
   std::string missingClass;
   bool makesModes = true;
   bool canTerminate = true;
-  bool canInvalidate = true;
   bool assignsID = true;
   /// Whether a resize takes effect at once; otherwise bounds stay until resize() is called.
   bool resizesAtOnce = true;
-  double leftmost = -std::numeric_limits<double>::infinity();
-  ScreenRectangle origin = {1280, 0, 0, 0};  // where the virtual display appears
   CreationOutcome creationOutcome = CreationOutcome::Created;
   ApplyOutcome applyOutcome = ApplyOutcome::Applied;
   ConfigurationOutcome configurationOutcome = ConfigurationOutcome::Completed;
@@ -154,7 +124,7 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
       system_.calls.push_back("terminate");
       system_.removeVirtualScreen();
     }
-    bool canInvalidate() const override { return system_.canInvalidate; }
+    bool canInvalidate() const override { return true; }
     void invalidate() override { system_.calls.push_back("invalidate"); }
 
    private:
@@ -170,16 +140,14 @@ class RecordingDisplaySystem final : public DisplaySystem, public Screens {
     std::erase_if(screens, [](const Screen& screen) { return screen.id == virtualID; });
   }
   void showWanted() {
-    screens.push_back({.id = virtualID, .bounds = origin});
+    screens.push_back({.id = virtualID, .bounds = {1280, 0, 0, 0}});  // beside the main one
     resize(virtualID, wanted_.width, wanted_.height);
   }
-  void place(DisplayID id, double x, double y) {
-    const auto screen = std::ranges::find(screens, id, &Screen::id);
-    if (screen != screens.end()) screen->bounds = {x, y, screen->bounds.width, screen->bounds.height};
-  }
-  const Screen* find(DisplayID id) const {
-    const auto found = std::ranges::find(screens, id, &Screen::id);
-    return found == screens.end() ? nullptr : &*found;
+  void place(DisplayID id, double x, double y) { setBounds(id, {x, y, bounds(id).width, bounds(id).height}); }
+  void setBounds(DisplayID id, const ScreenRectangle& bounds) {
+    for (Screen& screen : screens) {
+      if (screen.id == id) screen.bounds = bounds;
+    }
   }
 };
 

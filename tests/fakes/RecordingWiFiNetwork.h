@@ -172,10 +172,6 @@ class RecordingWiFiNetwork final : public WiFiNetwork {
       const std::lock_guard lock(mutex_);
       return state_ == State::Connecting || state_ == State::Ready;
     }
-    bool hasEnded() const {
-      const std::lock_guard lock(mutex_);
-      return state_ == State::Ended;
-    }
     /// What has been sent since the last call, joined per send.
     std::vector<std::string> takeSent() {
       const std::lock_guard lock(mutex_);

@@ -10,16 +10,14 @@
 namespace tandemview {
 namespace {
 
-using Strings = std::vector<std::string>;
-
 /// A press as the event system records it, down and up.
-Strings press(int keyCode, const std::string& rest) {
+Lines press(int keyCode, const std::string& rest) {
   return {fmt::format("key {} down{} source 1", keyCode, rest), fmt::format("key {} up{} source 1", keyCode, rest)};
 }
 
 struct KeyboardInjectorTest : testing::Test {
   void send(const std::string& payload) { injector.handleKeyEvent(Data::copying(payload)); }
-  Strings eventsOf(const std::string& payload) {
+  Lines eventsOf(const std::string& payload) {
     send(payload);
     EXPECT_TRUE(events->heldKeys().empty());
     return events->take();
@@ -33,7 +31,7 @@ struct KeyboardInjectorTest : testing::Test {
 TEST_F(KeyboardInjectorTest, PressesKeys) {
   const struct {
     const char* payload;
-    Strings expected;
+    Lines expected;
   } cases[] = {
       {R"({"action":"key","key":"Return"})", press(36, " flags 0x0")},
       {R"({"action":"key","key":"c","modifiers":["cmd"]})", press(8, " flags 0x100000")},
@@ -54,7 +52,7 @@ TEST_F(KeyboardInjectorTest, PressesKeys) {
       {R"({"action":"key"})", {}},
   };
   for (const auto& each : cases) EXPECT_EQ(eventsOf(each.payload), each.expected) << each.payload;
-  EXPECT_EQ(log.take(), Strings{});
+  EXPECT_EQ(log.take(), Lines{});
 }
 
 TEST_F(KeyboardInjectorTest, KnowsEveryKeyOfTheLayout) {
@@ -75,29 +73,28 @@ TEST_F(KeyboardInjectorTest, KnowsEveryKeyOfTheLayout) {
 }
 
 TEST_F(KeyboardInjectorTest, TypesTextCharacterByCharacterWithoutFlags) {
-  const Strings expected = {"key 0 down text 0068 source 1",      "key 0 up text 0068 source 1",
-                            "key 0 down text 00e9 source 1",      "key 0 up text 00e9 source 1",
-                            "key 0 down text d83d dc4d source 1", "key 0 up text d83d dc4d source 1"};
+  const Lines expected = {"key 0 down text 0068 source 1",      "key 0 up text 0068 source 1",
+                          "key 0 down text 00e9 source 1",      "key 0 up text 00e9 source 1",
+                          "key 0 down text d83d dc4d source 1", "key 0 up text d83d dc4d source 1"};
   EXPECT_EQ(eventsOf(R"({"action":"text","text":"h\u00e9\ud83d\udc4d","modifiers":["cmd"]})"), expected);
   EXPECT_EQ(eventsOf(R"({"action":"text","text":"\u0000"})"), press(0, " text 0000"));
-  EXPECT_EQ(eventsOf(R"({"action":"text","text":""})"), Strings{});
+  EXPECT_EQ(eventsOf(R"({"action":"text","text":""})"), Lines{});
   KeyboardInjector(nullptr, events).typeText("a");
-  EXPECT_EQ(events->take(), (Strings{"key 0 down text 0061", "key 0 up text 0061"}));
-  EXPECT_EQ(eventsOf(R"({"action":"text","text":["a"]})"), Strings{});
-  EXPECT_EQ(log.take(), Strings{});
+  EXPECT_EQ(events->take(), (Lines{"key 0 down text 0061", "key 0 up text 0061"}));
+  EXPECT_EQ(eventsOf(R"({"action":"text","text":["a"]})"), Lines{});
+  EXPECT_EQ(log.take(), Lines{});
 }
 
 TEST_F(KeyboardInjectorTest, DropsWhatItCannotRead) {
   const std::string tooLong = R"({"action":"text","text":")" + std::string(MacProtocol::longestMessage, 'a') + "\"}";
-  for (const std::string& payload :
-       {std::string(), std::string("key"), std::string(R"(["action"])"), std::string(R"({"key":"a"})"),
-        std::string(R"({"action":1,"key":"a"})"), std::string("{\"action\":\"text\",\"text\":\"\xff\"}"),
-        std::string(R"({"action":"text","text":"\ud83d"})"), std::string(200'000, '['), tooLong}) {
-    EXPECT_EQ(eventsOf(payload), Strings{});
-    EXPECT_EQ(log.take(), Strings{"⚠️ KeyboardInjector: invalid key event data"}) << payload.substr(0, 60);
+  for (const std::string& payload : Lines{"", "key", R"(["action"])", R"({"key":"a"})", R"({"action":1,"key":"a"})",
+                                          "{\"action\":\"text\",\"text\":\"\xff\"}",
+                                          R"({"action":"text","text":"\ud83d"})", std::string(200'000, '['), tooLong}) {
+    EXPECT_EQ(eventsOf(payload), Lines{});
+    EXPECT_EQ(log.take(), Lines{"⚠️ KeyboardInjector: invalid key event data"}) << payload.substr(0, 60);
   }
-  EXPECT_EQ(eventsOf(R"({"action":"paste"})"), Strings{});
-  EXPECT_EQ(log.take(), Strings{"⚠️ KeyboardInjector: unknown action paste"});
+  EXPECT_EQ(eventsOf(R"({"action":"paste"})"), Lines{});
+  EXPECT_EQ(log.take(), Lines{"⚠️ KeyboardInjector: unknown action paste"});
 }
 
 }  // namespace

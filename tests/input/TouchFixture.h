@@ -11,8 +11,6 @@
 
 namespace tandemview {
 
-using Lines = std::vector<std::string>;
-
 /// A trusted injector whose display is 1000 × 2000 points at (100, 50), with the pointer in it.
 struct TouchFixture : testing::Test {
   TouchFixture() {

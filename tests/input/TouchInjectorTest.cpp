@@ -39,9 +39,9 @@ TEST_F(TouchInjectorTest, ChecksTrustAtFirstWithAPromptAndThenWithout) {
 }
 
 TEST_F(TouchInjectorTest, FindsTheDisplayOfASize) {
-  screens->displays = {{1, {1280, 2796}, {0, 0, 1280, 2796}},
-                       {7, {1281, 2805}, {-640.5, 0, 640.5, 1402.5}},
-                       {8, {1290, 2796}, {0, 0, 1290, 2796}}};
+  screens->screens = {{1, {1280, 2796}, {0, 0, 1280, 2796}},
+                      {7, {1281, 2805}, {-640.5, 0, 640.5, 1402.5}},
+                      {8, {1290, 2796}, {0, 0, 1290, 2796}}};
   injector.updateBounds({0, 0, 1290.9, 2796});
   EXPECT_EQ(log.take(), (Lines{"🔍 Looking for display with size 1290x2796", "📺 Scanning 3 displays...",
                                "   Display 1: 1280x2796 at (0.0, 0.0, 1280.0, 2796.0)",
@@ -59,7 +59,7 @@ TEST_F(TouchInjectorTest, FindsTheDisplayOfASize) {
 TEST_F(TouchInjectorTest, KeepsTheGivenBoundsWithoutSuchADisplay) {
   const std::string fallback = "⚠️ TouchInjector: Could not find display, using bounds: (5.0, 0.0, 300.0, 400.0)";
   const ScreenRectangle bounds = {5, 0, 300, 400};
-  screens->displays = {{1, {290, 400}, {0, 0, 290, 400}}};
+  screens->screens = {{1, {290, 400}, {0, 0, 290, 400}}};
   injector.updateBounds(bounds);
   EXPECT_EQ(log.take(),
             (Lines{"🔍 Looking for display with size 300x400", "📺 Scanning 1 displays...",
@@ -229,21 +229,19 @@ TEST_F(TouchInjectorTest, DropsWhatItCannotRead) {
   direct("drag", 0, 0, "began");
   log.take();
   events->take();
+  const std::string tooLong(MacProtocol::longestMessage, 'm');
   for (const std::string& payload :
-       {std::string(), std::string("tap"), std::string(R"(["type","x","y","mode"])"), std::string(200'000, '['),
-        std::string(R"({"type":"tap","x":0.5,"y":0.5})"), std::string(R"({"type":"tap","x":0.5,"y":0.5,"mode":1})"),
-        std::string(R"({"type":["tap"],"x":0.5,"y":0.5,"mode":""})"),
-        std::string(R"({"type":"tap","x":"0.5","y":0.5,"mode":""})"),
-        std::string(R"({"type":"tap","x":true,"y":0.5,"mode":""})"), std::string(R"({"type":"tap","x":1,"mode":""})"),
-        std::string(R"({"type":"tap","x":0,"y":1e300,"mode":""})"),
-        std::string(R"({"type":"tap","x":1e999,"y":0,"mode":""})"),
-        std::string(R"({"type":"move","x":-1e300,"y":0,"mode":""})"),
-        std::string(R"({"type":"drag","phase":"began","x":0,"y":1e300,"mode":""})"),
-        std::string(R"({"type":"drag","phase":"moved","x":0,"y":1e300,"mode":""})"),
-        std::string(R"({"type":"scroll","x":2147483649,"y":0,"mode":"trackpad"})"),
-        std::string(R"({"type":"scroll","x":0,"y":-18446744073709551616,"mode":"trackpad"})"),
-        std::string("{\"type\":\"\xff\",\"x\":0,\"y\":0,\"mode\":\"\"}"),
-        std::string(R"({"type":"tap","x":0,"y":0,"mode":")") + std::string(MacProtocol::longestMessage, 'm') + "\"}"}) {
+       Lines{"", "tap", R"(["type","x","y","mode"])", std::string(200'000, '['), R"({"type":"tap","x":0.5,"y":0.5})",
+             R"({"type":"tap","x":0.5,"y":0.5,"mode":1})", R"({"type":["tap"],"x":0.5,"y":0.5,"mode":""})",
+             R"({"type":"tap","x":"0.5","y":0.5,"mode":""})", R"({"type":"tap","x":true,"y":0.5,"mode":""})",
+             R"({"type":"tap","x":1,"mode":""})", R"({"type":"tap","x":0,"y":1e300,"mode":""})",
+             R"({"type":"tap","x":1e999,"y":0,"mode":""})", R"({"type":"move","x":-1e300,"y":0,"mode":""})",
+             R"({"type":"drag","phase":"began","x":0,"y":1e300,"mode":""})",
+             R"({"type":"drag","phase":"moved","x":0,"y":1e300,"mode":""})",
+             R"({"type":"scroll","x":2147483649,"y":0,"mode":"trackpad"})",
+             R"({"type":"scroll","x":0,"y":-18446744073709551616,"mode":"trackpad"})",
+             "{\"type\":\"\xff\",\"x\":0,\"y\":0,\"mode\":\"\"}",
+             R"({"type":"tap","x":0,"y":0,"mode":")" + tooLong + "\"}"}) {
     send(payload);
     EXPECT_EQ(log.take(), Lines{invalidLine}) << payload.substr(0, 80);
   }

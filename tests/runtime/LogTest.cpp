@@ -21,7 +21,7 @@ TEST(LogTest, ForeignTextOnlyShows) {
         {std::string("a\0b", 3), "a b"}}) {
     LogRecorder log;
     Log::line(text);
-    EXPECT_EQ(log.take(), std::vector<std::string>{line});
+    EXPECT_EQ(log.take(), Lines{line});
   }
 }
 

@@ -8,14 +8,16 @@
 
 #include "fakes/ManualQueue.h"
 #include "support/SocketPair.h"
-#include "support/TemporaryDirectory.h"
 
 namespace tandemview {
 namespace {
 
+using Lines = std::vector<std::string>;
+
 class StreamTest : public testing::Test {
  protected:
   void open() {
+    pair = SocketPair();
     stream = *Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
   }
   void read(std::size_t length) {
@@ -27,7 +29,7 @@ class StreamTest : public testing::Test {
   std::shared_ptr<ManualQueue> queue = ManualQueue::make();
   SocketPair pair;
   std::shared_ptr<Stream> stream;
-  std::vector<std::string> results;
+  Lines results;
   int cleanups = 0;
 };
 
@@ -48,7 +50,7 @@ TEST_F(StreamTest, AnAnnouncedLengthAllocatesNothing) {
   EXPECT_LT(virtualMemory(), before + 64 * 1024 * 1024);
   pair.hangUp();
   queue->drain();
-  EXPECT_EQ(results, std::vector<std::string>{"only this"});
+  EXPECT_EQ(results, Lines{"only this"});
 }
 
 TEST_F(StreamTest, WritesMoreThanTheSocketTakesAndReadsItBack) {
@@ -104,7 +106,7 @@ TEST_F(StreamTest, ManySmallReadsGrowNoStackAndLetOtherWorkHaveItsTurn) {
 
 TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   open();
-  std::vector<std::string> outcomes;
+  Lines outcomes;
   const auto record = [&](const std::optional<Error>& error) {
     outcomes.push_back(error ? std::to_string(error->code) : "written");
   };
@@ -113,10 +115,9 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->write(Data::copying("too late"), record);
   read(1);
   queue->drain();
-  EXPECT_EQ(outcomes, (std::vector<std::string>{"written", std::to_string(ECANCELED)}));
+  EXPECT_EQ(outcomes, (Lines{"written", std::to_string(ECANCELED)}));
   EXPECT_EQ(cleanups, 1);
 
-  pair = SocketPair();
   open();
   read(5);
   stream->close();
@@ -127,9 +128,8 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
   stream->stop();
   queue->drain();
   EXPECT_EQ(cleanups, 2);
-  EXPECT_EQ(results, std::vector<std::string>(2, "error " + std::to_string(ECANCELED)));
+  EXPECT_EQ(results, Lines(2, "error " + std::to_string(ECANCELED)));
 
-  pair = SocketPair();
   open();
   read(5);
   stream->close();
@@ -142,21 +142,15 @@ TEST_F(StreamTest, CloseLetsWritesFinishAndStopCancels) {
 TEST_F(StreamTest, TakesOverOnlyWhatTheQueueCanWatch) {
   const auto watch = queue->watch(pair.ours.get());
   const auto refused = Stream::adopting(std::move(pair.ours), queue, [this] { ++cleanups; });
-  ASSERT_FALSE(refused);
   EXPECT_EQ(refused.error(), posixError(EEXIST));
   queue->drain();
   EXPECT_EQ(cleanups, 0);
 }
 
-TEST(SocketTest, ListensAtAPathThatFitsAnAddress) {
+TEST(SocketTest, APathThatFitsNoAddressIsRefused) {
   const std::string path(200, 'x');
-  for (const auto& socket : {connectedUnixSocket(path), listeningUnixSocket(path)}) {
-    ASSERT_FALSE(socket);
-    EXPECT_EQ(socket.error(), posixError(ENAMETOOLONG));
-  }
-  const TemporaryDirectory directory;
-  EXPECT_TRUE(listeningUnixSocket(directory.path() + "/socket"));
-  EXPECT_TRUE(std::filesystem::is_socket(directory.path() + "/socket"));
+  EXPECT_EQ(connectedUnixSocket(path).error(), posixError(ENAMETOOLONG));
+  EXPECT_EQ(listeningUnixSocket(path).error(), posixError(ENAMETOOLONG));
 }
 
 TEST_F(StreamTest, AGonePeerIsAnErrorNotASignal) {
@@ -165,13 +159,11 @@ TEST_F(StreamTest, AGonePeerIsAnErrorNotASignal) {
   read(1);
   pair.hangUp();
   queue->drain();
-  EXPECT_EQ(results, std::vector<std::string>{"error " + std::to_string(ECONNRESET)});
+  EXPECT_EQ(results, Lines{"error " + std::to_string(ECONNRESET)});
   std::optional<Error> failure;
   stream->write(Data::copying("hello"), [&](const std::optional<Error>& error) { failure = error; });
   queue->drain();
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->domain, posixErrorDomain);
-  EXPECT_EQ(failure->code, EPIPE);
+  EXPECT_EQ(failure, posixError(EPIPE));
 }
 
 }  // namespace

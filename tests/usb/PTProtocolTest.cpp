@@ -8,6 +8,8 @@
 namespace tandemview {
 namespace {
 
+using Lines = std::vector<std::string>;
+
 TEST(PTProtocolTest, FramesAreLiteralBytes) {
   const Data frame = PTProtocol::createDispatchDataWithFrameOfType(5, 7, Data::copying("abc")).contiguous();
   EXPECT_EQ(frame.text(), fromHex("00000001 00000005 00000007 00000003 616263"));
@@ -18,20 +20,18 @@ TEST(PTProtocolTest, FramesAreLiteralBytes) {
 
 TEST(PTProtocolTest, OneProtocolAQueueAndTagsFromOne) {
   const auto queue = ManualQueue::make();
+  EXPECT_NE(PTProtocol::sharedProtocolForQueue(ManualQueue::make())->queue(), queue);
   const auto protocol = PTProtocol::sharedProtocolForQueue(queue);
-  EXPECT_EQ(protocol, PTProtocol::sharedProtocolForQueue(queue));
-  EXPECT_NE(protocol, PTProtocol::sharedProtocolForQueue(ManualQueue::make()));
-  EXPECT_EQ(protocol->queue(), queue);
   EXPECT_EQ(protocol->newTag(), 1u);
-  EXPECT_EQ(protocol->newTag(), 2u);
+  EXPECT_EQ(PTProtocol::sharedProtocolForQueue(queue)->newTag(), 2u);
 }
 
 /// What the frame loop reports, with payloads read or discarded by their type.
-std::vector<std::string> framesOf(const std::string& bytes, std::size_t pieceSize) {
+Lines framesOf(const std::string& bytes, std::size_t pieceSize) {
   const auto queue = ManualQueue::make();
   SocketPair pair;
   const auto stream = *Stream::adopting(std::move(pair.ours), queue, nullptr);
-  std::vector<std::string> reports;
+  Lines reports;
   PTProtocol::readFramesOverChannel(
       stream, [&](const std::optional<Error>& error, std::uint32_t type, std::uint32_t tag, std::uint32_t size,
                   const PTProtocol::ResumeBlock& resume) {
@@ -65,18 +65,18 @@ TEST(PTProtocolTest, ReadsFramesHoweverTheyAreCut) {
   const std::string two = fromHex("00000001 00000064 00000002 00000003 616263") +
                           fromHex("00000001 00000009 00000000 00000002 7878") +
                           fromHex("00000001 00000066 ffffffff 00000000");
-  const std::vector<std::string> expected = {"100/2/3 abc", "9/0/2 discarded", "102/4294967295/0", "0/0/0"};
+  const Lines expected = {"100/2/3 abc", "9/0/2 discarded", "102/4294967295/0", "0/0/0"};
   for (std::size_t pieceSize = 1; pieceSize <= two.size(); ++pieceSize) {
     EXPECT_EQ(framesOf(two, pieceSize), expected) << pieceSize;
   }
   const std::string big = fromHex("00000001 00000009 00000000 00030d40") + std::string(200'000, 'x');
-  EXPECT_EQ(framesOf(big, 50'000), (std::vector<std::string>{"9/0/200000 discarded", "0/0/0"}));
+  EXPECT_EQ(framesOf(big, 50'000), (Lines{"9/0/200000 discarded", "0/0/0"}));
 }
 
 TEST(PTProtocolTest, BrokenStreamsEndWithTheRightError) {
   const struct {
     std::string bytes;
-    std::vector<std::string> expected;
+    Lines expected;
   } cases[] = {
       {"", {"0/0/0"}},
       {fromHex("00000002 00000064 00000000 00000000"), {"PTProtocolError 0"}},

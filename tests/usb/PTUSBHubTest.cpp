@@ -31,6 +31,14 @@ class PTUSBHubTest : public testing::Test {
     daemon.send(connection, StandInDaemon::packet(tag, payload));
     queue->drain();
   }
+  /// What comes of a connect that the daemon answers so.
+  Lines outcomesOf(const Data& answer) {
+    outcomes.clear();
+    connect();
+    daemon.send(daemon.connections.size() - 1, answer);
+    queue->drain();
+    return outcomes;
+  }
   void connect() {
     hub->connectToDevice(
         42, 2345,
@@ -49,8 +57,8 @@ class PTUSBHubTest : public testing::Test {
   LogRecorder log;
   std::shared_ptr<PTUSBHub> hub;
   std::shared_ptr<Stream> stream;
-  std::vector<std::string> notifications;
-  std::vector<std::string> outcomes;
+  Lines notifications;
+  Lines outcomes;
   int ends = 0;
 };
 
@@ -69,8 +77,8 @@ TEST_F(PTUSBHubTest, AnnouncesDevicesHoweverThePacketsAreCut) {
   const PropertyList attached = {{"MessageType", "Attached"}, {"DeviceID", 3}, {"Properties", {{"Serial", "x"}}}};
   const PropertyList detached = {{"MessageType", "Detached"}, {"DeviceID", 3}};
   const Data bytes = StandInDaemon::packet(0, attached).joinedWith(StandInDaemon::packet(0, detached)).contiguous();
-  const std::vector<std::string> expected = {std::string(ptUSBDeviceDidAttachNotification) + " " + attached.dump(),
-                                             std::string(ptUSBDeviceDidDetachNotification) + " " + detached.dump()};
+  const Lines expected = {std::string(ptUSBDeviceDidAttachNotification) + " " + attached.dump(),
+                          std::string(ptUSBDeviceDidDetachNotification) + " " + detached.dump()};
   daemon.send(0, bytes);  // both in one read
   queue->drain();
   EXPECT_EQ(notifications, expected);
@@ -92,7 +100,7 @@ TEST_F(PTUSBHubTest, ConnectsAndHandsTheStreamOver) {
   // The reply and the device's first bytes come in one read: the stream keeps what is not the daemon's.
   daemon.send(1, StandInDaemon::packet(1, {{"Number", 0}}).joinedWith(Data::copying("hello")));
   queue->drain();
-  ASSERT_EQ(outcomes, std::vector<std::string>{"connected"});
+  ASSERT_EQ(outcomes, Lines{"connected"});
   std::string received;
   stream->read(5, [&](const std::optional<Error>&, const Data& data) { received = data.text(); });
   queue->drain();
@@ -122,29 +130,17 @@ TEST_F(PTUSBHubTest, EveryAnswerHasItsError) {
       {Data::copying(fromHex("05000000")), "PTUSBHubError 0 Unexpected package size"},
       {Data::copying(fromHex("f0ffffff")), "PTUSBHubError 1 Received a packet that is too large"},
   };
-  std::size_t connection = 1;
-  for (const auto& each : cases) {
-    outcomes.clear();
-    connect();
-    daemon.send(connection++, each.answer);
-    queue->drain();
-    EXPECT_EQ(outcomes, std::vector<std::string>{each.expected});
-  }
+  for (const auto& each : cases) EXPECT_EQ(outcomesOf(each.answer), Lines{each.expected});
   EXPECT_EQ(ends, static_cast<int>(std::size(cases))) << "every failed connection is closed";
 
-  outcomes.clear();
-  connect();
-  daemon.send(connection, Data::copying(fromHex("40000000 01000000")));
+  EXPECT_EQ(outcomesOf(Data::copying(fromHex("40000000 01000000"))), Lines());
+  daemon.connections.back()->stream->stop();  // closes mid-packet
   queue->drain();
-  daemon.connections.at(connection++)->stream->stop();  // closes mid-packet
-  queue->drain();
-  EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain 104 Connection reset by peer"});
+  EXPECT_EQ(outcomes, Lines{"NSPOSIXErrorDomain 104 Connection reset by peer"});
 
-  outcomes.clear();
-  connect();
-  daemon.send(connection, StandInDaemon::packet(9, {{"Number", 0}}));  // answers something else, then never
+  outcomesOf(StandInDaemon::packet(9, {{"Number", 0}}));  // answers something else, then never
   queue->advance(10);
-  EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain 110 Connection timed out"});
+  EXPECT_EQ(outcomes, Lines{"NSPOSIXErrorDomain 110 Connection timed out"});
 }
 
 TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
@@ -156,10 +152,9 @@ TEST_F(PTUSBHubTest, StrangePacketsAreLoggedAndListeningGoesOn) {
   daemon.send(0, StandInDaemon::packet(0, 1, 0, "old"));
   say(0, 0, {{"MessageType", "Attached"}, {"DeviceID", 1}});
   EXPECT_EQ(log.take(),
-            (std::vector<std::string>{
-                "Warning: Ignoring reply packet for which there is no registered callback. Packet => {\"Number\":0}",
-                "Warning: Ignoring reply packet for which there is no registered callback. Packet => {}",
-                "Warning: Unhandled broadcast message: {\"MessageType\":\"Paired\"}"}));
+            (Lines{"Warning: Ignoring reply packet for which there is no registered callback. Packet => {\"Number\":0}",
+                   "Warning: Ignoring reply packet for which there is no registered callback. Packet => {}",
+                   "Warning: Unhandled broadcast message: {\"MessageType\":\"Paired\"}"}));
   EXPECT_EQ(notifications.size(), 1u);
 }
 
@@ -169,10 +164,10 @@ TEST_F(PTUSBHubTest, ADaemonThatRestartsIsListenedToAgain) {
   notifications.clear();
   daemon.stop();
   queue->drain();
-  EXPECT_EQ(notifications, std::vector<std::string>{std::string(ptUSBDeviceDidDetachNotification) +
-                                                    R"( {"DeviceID":5,"MessageType":"Detached"})"});
+  EXPECT_EQ(notifications,
+            Lines{std::string(ptUSBDeviceDidDetachNotification) + R"( {"DeviceID":5,"MessageType":"Detached"})"});
   connect();
-  EXPECT_EQ(outcomes, std::vector<std::string>{"NSPOSIXErrorDomain 111 Connection refused"});
+  EXPECT_EQ(outcomes, Lines{"NSPOSIXErrorDomain 111 Connection refused"});
   queue->advance(9);  // four attempts in vain
   daemon.start();
   queue->advance(1.1);
@@ -182,9 +177,8 @@ TEST_F(PTUSBHubTest, ADaemonThatRestartsIsListenedToAgain) {
   queue->advance(100);
   EXPECT_EQ(daemon.connections.size(), 1u);
   EXPECT_EQ(notifications.size(), 2u);
-  EXPECT_EQ(log.take(),
-            (std::vector<std::string>{"⚠️ PTUSBHub: The USB daemon went away - trying again every 2 seconds",
-                                      "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
+  EXPECT_EQ(log.take(), (Lines{"⚠️ PTUSBHub: The USB daemon went away - trying again every 2 seconds",
+                               "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
 }
 
 TEST_F(PTUSBHubTest, ADaemonThatRefusesIsAskedAgain) {
@@ -193,9 +187,8 @@ TEST_F(PTUSBHubTest, ADaemonThatRefusesIsAskedAgain) {
   queue->advance(2.1);
   ASSERT_EQ(daemon.connections.size(), 2u);
   say(1, 1, {{"Number", 0}});
-  EXPECT_EQ(log.take(), (std::vector<std::string>{
-                            "PTUSBHub failed to initialize: Error Domain=PTUSBHubError Code=1 \"illegal command\"",
-                            "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
+  EXPECT_EQ(log.take(), (Lines{"PTUSBHub failed to initialize: Error Domain=PTUSBHubError Code=1 \"illegal command\"",
+                               "✅ PTUSBHub: The USB daemon is there - listening for devices"}));
 }
 
 }  // namespace

@@ -80,7 +80,7 @@ TEST(PropertyListTest, ReadsXMLAsDaemonsWriteIt) {
 }
 
 /// A binary list of these objects, the first one its root.
-Data binaryList(const std::vector<std::string>& objects) {
+Data binaryList(const Lines& objects) {
   std::string bytes = "bplist00";
   std::string offsets;
   for (const std::string& object : objects) {
@@ -95,7 +95,7 @@ Data binaryList(const std::vector<std::string>& objects) {
 
 /// Arrays that hold the next one so many times each, the last one a leaf.
 Data sharingList(int levels, int width, const std::string& leaf = "\x09") {
-  std::vector<std::string> objects = {"\xd1\x01\x02", "\x51k"};
+  Lines objects = {"\xd1\x01\x02", "\x51k"};
   for (int level = 0; level < levels; ++level) {
     const auto next = static_cast<char>(objects.size() + 1);
     objects.push_back(static_cast<char>(0xa0 | width) + std::string(static_cast<std::size_t>(width), next));
@@ -168,7 +168,7 @@ TEST(PropertyListTest, ReadsBinaryValuesAsDaemonsWriteThem) {
 }
 
 TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
-  const std::vector<std::string> cases = {
+  const Lines cases = {
       "",
       "garbage",
       "<plist><string>no</string></plist>",
@@ -181,9 +181,7 @@ TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
       std::string(binaryList({"\xd1\x01\x02", "\x09", "\x09"}).text()),
       std::string(binaryList({"\xd1\x01\x05", "\x51k"}).text()),
   };
-  for (std::size_t index = 0; index < cases.size(); ++index) {
-    EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(cases[index]))) << index;
-  }
+  for (const std::string& each : cases) EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(each))) << each;
   const std::string whole(sharingList(2, 2).text());
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(dictionaryWithContentsOfData(Data::copying(whole.substr(0, length)))) << length;
@@ -191,8 +189,8 @@ TEST(PropertyListTest, WhatIsNoDictionaryGivesNothing) {
   EXPECT_FALSE(xmlPropertyList({{"list", PropertyList::array({nullptr})}}));
   LogRecorder log;
   EXPECT_FALSE(createReferencingDispatchData({{"null", nullptr}}));
-  EXPECT_EQ(log.take(), std::vector<std::string>{"Failed to serialize property list: Error Domain=PropertyList Code=0 "
-                                                 "\"a value that no property list can hold\""});
+  EXPECT_EQ(log.take(), Lines{"Failed to serialize property list: Error Domain=PropertyList Code=0 "
+                              "\"a value that no property list can hold\""});
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ class USBSenderFixture : public testing::Test {
                                                                 .clock = std::make_shared<ManualClock>(queue, 1.5),
                                                                 .program = {.name = "Tandemview"},
                                                                 .sharedHub = [this] { return hub; }});
-  std::vector<std::string> calls;
+  Lines calls;
 };
 
 class USBSenderTest : public USBSenderFixture {
@@ -55,10 +55,10 @@ class USBSenderTest : public USBSenderFixture {
 
 TEST_F(USBSenderTest, ConnectsGreetsAndHandsOnWhatThePhoneSays) {
   attach(7);
-  EXPECT_EQ(log.take(), (std::vector<std::string>{"📱 USBSender: iOS device attached (ID: 7)",
-                                                  "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
-                                                  "✅ USBSender: Connected to iOS device!"}));
-  EXPECT_EQ(calls, std::vector<std::string>{"connected"});
+  EXPECT_EQ(log.take(), (Lines{"📱 USBSender: iOS device attached (ID: 7)",
+                               "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
+                               "✅ USBSender: Connected to iOS device!"}));
+  EXPECT_EQ(calls, Lines{"connected"});
   EXPECT_FALSE(sender->isRetrying());
   sender->sendFrame(Data::copying("picture"));
   phone->send(MessageType::deviceInfo, R"({"width":393,"height":852,"scale":3})");
@@ -70,12 +70,12 @@ TEST_F(USBSenderTest, ConnectsGreetsAndHandsOnWhatThePhoneSays) {
   phone->send(99, "unknown");
   phone->send(MessageType::ping, fromHex("0102030405060708"));
   queue->drain();
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "info 393", "touch {touch}", "key {key}"}));
+  EXPECT_EQ(calls, (Lines{"connected", "info 393", "touch {touch}", "key {key}"}));
   EXPECT_EQ(phone->types(),
             (std::vector<std::uint32_t>{MessageType::macInfo, MessageType::videoFrame, MessageType::pong}));
   EXPECT_EQ(phone->frames.at(2).payload.text(), fromHex("0102030405060708 000000000000f83f"));
-  EXPECT_EQ(log.take(), std::vector<std::string>{"📱 USBSender: Received device info - 393x852, scale: 3.0, mode: "
-                                                 "medium, orientation: Portrait"});
+  EXPECT_EQ(log.take(), Lines{"📱 USBSender: Received device info - 393x852, scale: 3.0, mode: "
+                              "medium, orientation: Portrait"});
 
   sender->onTouchEvent = [this](const Data&) { sender = nullptr; };
   for (int touch = 0; touch < 2; ++touch) phone->send(MessageType::touchEvent, "{touch}");
@@ -92,7 +92,7 @@ TEST_F(USBSenderTest, AtMostThreeFramesAreInFlight) {
   ASSERT_TRUE(queue->drainUntil([&] { return phone->frames.size() == 4; }));
   queue->drain();
   EXPECT_EQ(phone->frames.size(), 4u) << "Mac info and three frames; the others were dropped";
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "room"})) << "told once";
+  EXPECT_EQ(calls, (Lines{"connected", "room"})) << "told once";
   sender->sendFrame(Data::copying("next"));
   ASSERT_TRUE(queue->drainUntil([&] { return phone->frames.size() == 5; }));
   EXPECT_EQ(phone->frames.back().payload.text(), "next");
@@ -117,11 +117,10 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   const auto protocol = PTProtocol::sharedProtocolForQueue(queue);
   const long holders = protocol.use_count();
   queue->advance(3.1);
-  EXPECT_EQ(log.take(), (std::vector<std::string>{
-                            "🔄 USBSender: Timer retry...", "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
-                            "❌ USBSender: Failed to connect: connection refused", "🔄 USBSender: Timer retry...",
-                            "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
-                            "❌ USBSender: Failed to connect: connection refused"}));
+  EXPECT_EQ(log.take(), (Lines{"🔄 USBSender: Timer retry...", "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
+                               "❌ USBSender: Failed to connect: connection refused", "🔄 USBSender: Timer retry...",
+                               "🔄 USBSender: Connecting to iOS device 7 on port 2345...",
+                               "❌ USBSender: Failed to connect: connection refused"}));
   EXPECT_EQ(protocol.use_count(), holders) << "what has failed is let go";
   sender->stopRetryTimer();
   phone->connectResult = 0;
@@ -129,11 +128,11 @@ TEST_F(USBSenderTest, RetriesEveryTwoSecondsWhileTheDeviceStays) {
   EXPECT_TRUE(calls.empty());
   sender->retryConnection();
   queue->drain();
-  EXPECT_EQ(calls, std::vector<std::string>{"connected"});
+  EXPECT_EQ(calls, Lines{"connected"});
 
   phone->channel->close();  // the companion app quits; the device stays
   queue->drain();
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "disconnected"}));
+  EXPECT_EQ(calls, (Lines{"connected", "disconnected"}));
   EXPECT_TRUE(sender->isRetrying());
   queue->advance(2.1);
   EXPECT_EQ(calls.size(), 3u);
@@ -155,7 +154,7 @@ TEST_F(USBSenderTest, TellsDevicesApartUntilItIsStopped) {
   attach(9);
   phone->daemon->detach(7);
   queue->drain();
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "disconnected"}));
+  EXPECT_EQ(calls, (Lines{"connected", "disconnected"}));
   EXPECT_FALSE(sender->peerChannel());
   sender->retryConnection();
   queue->drain();
@@ -168,7 +167,7 @@ TEST_F(USBSenderTest, TellsDevicesApartUntilItIsStopped) {
   EXPECT_FALSE(sender->sendFrame(Data::copying("x")));
   queue->advance(10);
   EXPECT_EQ(phone->connectedTo.size(), 2u);
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "disconnected", "connected"}));
+  EXPECT_EQ(calls, (Lines{"connected", "disconnected", "connected"}));
 }
 
 /// With a daemon that answers when the test says so.
@@ -227,7 +226,7 @@ TEST_F(USBSenderAttemptsTest, LateAnswersLeaveOneLinkTheNewest) {
   touch(3);
   queue->advance(20);
   EXPECT_EQ(openConnections(), Connections{3});
-  EXPECT_EQ(calls, (std::vector<std::string>{"connected", "touch 2", "connected", "touch 3", "touch 3"}));
+  EXPECT_EQ(calls, (Lines{"connected", "touch 2", "connected", "touch 3", "touch 3"}));
 }
 
 TEST_F(USBSenderAttemptsTest, AnAttemptEndsWithItsReason) {

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "fakes/LogRecorder.h"
-#include "fakes/ManualWallClock.h"
+#include "fakes/ManualQueue.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "wifi/WiFiSender.h"
 
@@ -40,11 +40,11 @@ TEST_F(PairingCodeTest, LivesForThreeHoursFromItsMaking) {
     if (each.keptLine.empty()) {
       EXPECT_EQ(code, "99");
       EXPECT_EQ(userDefaults.date("WiFiPairingCodeTimestamp"), wallClock.now());
-      EXPECT_EQ(log.take(), std::vector<std::string>{"📶 WiFiSender: Generated new code: 99"});
+      EXPECT_EQ(log.take(), Lines{"📶 WiFiSender: Generated new code: 99"});
     } else {
       EXPECT_EQ(code, "47");
       EXPECT_EQ(userDefaults.date("WiFiPairingCodeTimestamp"), made) << "keeping it doesn't prolong its life";
-      EXPECT_EQ(log.take(), std::vector<std::string>{"📶 WiFiSender: Keeping existing code: 47 " + each.keptLine});
+      EXPECT_EQ(log.take(), Lines{"📶 WiFiSender: Keeping existing code: 47 " + each.keptLine});
     }
     EXPECT_EQ(userDefaults.string("WiFiPairingCode"), code);
   }

@@ -58,7 +58,7 @@ TEST_F(FileUserDefaultsTest, WhyTheyCannotBeSavedIsTold) {
   FileUserDefaults defaults(behind);
   defaults.setString("quality", "sharp");
   EXPECT_EQ(defaults.string("quality"), "sharp") << "for this run";
-  EXPECT_EQ(log.take(), std::vector<std::string>{"⚠️ The settings can't be saved in " + behind + ": File exists"});
+  EXPECT_EQ(log.take(), Lines{"⚠️ The settings can't be saved in " + behind + ": File exists"});
 }
 
 TEST_F(FileUserDefaultsTest, WhatIsNoReadableFileIsLeftAlone) {

@@ -40,7 +40,7 @@ class LogindSleepMonitorTest : public testing::Test {
     ASSERT_TRUE(inhibitorsBecome(1));
   }
 
-  bool postedBecomes(const std::vector<std::string>& names) {
+  bool postedBecomes(const Lines& names) {
     return queue_->drainUntil([&] { return posted_ == names; });
   }
   bool inhibitorsBecome(std::size_t count) {
@@ -56,8 +56,8 @@ class LogindSleepMonitorTest : public testing::Test {
   const std::shared_ptr<ManualQueue> queue_ = ManualQueue::make();
   const std::shared_ptr<NotificationCenter> center_ = std::make_shared<NotificationCenter>();
   LogRecorder log_;
-  std::vector<std::string> lines_;
-  std::vector<std::string> posted_;
+  Lines lines_;
+  Lines posted_;
   std::size_t inhibitorsWhenPosted_ = 0;
   PrivateBus bus_;
   std::optional<LogindStandIn> logind_;
@@ -74,7 +74,7 @@ TEST_F(LogindSleepMonitorTest, DelaysSleepUntilItsObserversHaveRun) {
 
   // What the program has started must not keep the machine awake either.
   const Program child({"/bin/sleep", "60"}, {});
-  std::vector<std::string> expected;
+  Lines expected;
   for (int night = 0; night < 2; ++night) {
     logind_->announceSleep();
     logind_->announceSleep();
@@ -89,7 +89,7 @@ TEST_F(LogindSleepMonitorTest, DelaysSleepUntilItsObserversHaveRun) {
   }
   monitor_.reset();
   EXPECT_TRUE(inhibitorsBecome(0));
-  EXPECT_EQ(log_.take(), std::vector<std::string>());
+  EXPECT_EQ(log_.take(), Lines());
 }
 
 TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelievedAndNoSignalOfAnotherType) {
@@ -105,7 +105,7 @@ TEST_F(LogindSleepMonitorTest, OnlyLogindAndTheBusAreBelievedAndNoSignalOfAnothe
   logind_->announceWake();
   EXPECT_TRUE(postedBecomes({sleepName, wakeName}));
   EXPECT_TRUE(inhibitorsBecome(1));
-  EXPECT_EQ(log_.take(), std::vector<std::string>());
+  EXPECT_EQ(log_.take(), Lines());
 }
 
 TEST_F(LogindSleepMonitorTest, LogindThatEndsWhileAsleepIsAWakeAndIsTakenUpAgain) {
@@ -154,7 +154,7 @@ TEST_F(LogindSleepMonitorTest, BusMayComeAndGo) {
     EXPECT_EQ(lines_.back(), "⚠️ Sleep and wake of the machine are not noticed: the system bus is gone");
   }
   EXPECT_EQ(lines_.size(), 5U);
-  EXPECT_EQ(posted_, std::vector<std::string>());
+  EXPECT_EQ(posted_, Lines());
 }
 
 TEST_F(LogindSleepMonitorTest, SilentBusHoldsNothingUp) {

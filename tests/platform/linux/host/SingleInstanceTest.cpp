@@ -79,7 +79,7 @@ TEST_F(SingleInstanceTest, SecondStartFindsTheFirstUntilThatHasEnded) {
     first.reset();
     EXPECT_EQ(start(places)->runningCopies(), Processes({self_}));
   }
-  EXPECT_EQ(log_.take(), std::vector<std::string>());
+  EXPECT_EQ(log_.take(), Lines());
 }
 
 TEST_F(SingleInstanceTest, LaterStartsActivateTheFirstThoughTheyMissTheBusOrTheLock) {

@@ -50,43 +50,22 @@ class TestPicture final : public PixelBuffer {
   std::vector<std::byte> bytes_;
 };
 
-struct CompressorDeleter {
-  void operator()(void* handle) const { tjDestroy(handle); }
-};
-using Handle = std::unique_ptr<void, CompressorDeleter>;
-
 /// The same picture by the library in one piece.
 Data inOnePiece(const TestPicture& picture, int quality, int subsampling) {
-  const Handle compressor(tjInitCompress());
+  const tjhandle compressor = tjInitCompress();
   unsigned char* bytes = nullptr;
   unsigned long size = 0;
-  tjCompress2(compressor.get(), reinterpret_cast<const unsigned char*>(picture.baseAddress()),
+  tjCompress2(compressor, reinterpret_cast<const unsigned char*>(picture.baseAddress()),
               static_cast<int>(picture.width()), static_cast<int>(picture.bytesPerRow()),
               static_cast<int>(picture.height()), TJPF_BGRX, &bytes, &size, subsampling, quality, 0);
   const Data image = Data::copying(std::as_bytes(std::span(bytes, size)));
   tjFree(bytes);
+  tjDestroy(compressor);
   return image;
 }
 
-/// Empty if it is no JPEG of that size, or one that the library warns of.
+/// By a decoder that shares no code with the library. Empty if it is no JPEG of that size.
 Pixels decoded(const Data& jpeg, int width, int height) {
-  const Data all = jpeg.contiguous();
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(all.bytes().data());
-  const Handle decompressor(tjInitDecompress());
-  int imageWidth = 0;
-  int imageHeight = 0;
-  int subsampling = 0;
-  int colors = 0;
-  const bool isRead =
-      tjDecompressHeader3(decompressor.get(), bytes, all.size(), &imageWidth, &imageHeight, &subsampling, &colors) == 0;
-  if (!isRead || imageWidth != width || imageHeight != height) return {};
-  Pixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
-  const int result = tjDecompress2(decompressor.get(), bytes, all.size(), pixels.data(), width, 0, height, TJPF_RGB, 0);
-  return result == 0 ? pixels : Pixels();
-}
-
-/// The same by a decoder that shares no code with the library.
-Pixels decodedByOthers(const Data& jpeg, int width, int height) {
   const Data all = jpeg.contiguous();
   int imageWidth = 0;
   int imageHeight = 0;
@@ -111,11 +90,8 @@ testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPictur
   if (!jpeg) return testing::AssertionFailure() << "no image";
   const Data expected = inOnePiece(picture, quality, subsampling);
   const Pixels pixels = decoded(*jpeg, width, height);
-  if (pixels.empty()) return testing::AssertionFailure() << "the library can't read it";
+  if (pixels.empty()) return testing::AssertionFailure() << "nobody can read it";
   if (pixels != decoded(expected, width, height)) return testing::AssertionFailure() << "other pixels";
-  if (decodedByOthers(*jpeg, width, height) != decodedByOthers(expected, width, height)) {
-    return testing::AssertionFailure() << "other pixels to another decoder";
-  }
   return testing::AssertionSuccess();
 }
 testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPicture& picture, int quality) {
@@ -124,17 +100,9 @@ testing::AssertionResult shows(const std::optional<Data>& jpeg, const TestPictur
 
 TEST(TurboJpegImageEncoder, MakesTheLibrarysImagesOutOfBands) {
   TurboJpegImageEncoder encoder;
-  for (const auto& [width, height] : {std::pair{1, 1},
-                                      {2, 2},
-                                      {17, 3},
-                                      {16, 32},
-                                      {15, 33},
-                                      {33, 64},
-                                      {401, 301},
-                                      {643, 1399},
-                                      {2047, 1001},
-                                      {4096, 31},
-                                      {31, 4096}}) {
+  constexpr std::pair<int, int> sizes[] = {{1, 1},     {2, 2},      {17, 3},      {16, 32},   {15, 33},  {33, 64},
+                                           {401, 301}, {643, 1399}, {2047, 1001}, {4096, 31}, {31, 4096}};
+  for (const auto& [width, height] : sizes) {
     const auto picture = std::make_shared<TestPicture>(width, height);
     for (const int percent : {18, 55, 59, 60, 70, 100}) {
       EXPECT_TRUE(shows(encoder.jpegRepresentation(picture, percent / 100.0), *picture, percent))

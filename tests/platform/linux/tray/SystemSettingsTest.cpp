@@ -43,7 +43,7 @@ TEST(LogindLidInhibitorTest, LogindKeepsTheLock) {
     lid.setPrevented(false);
     EXPECT_TRUE(Program::within30Seconds([&] { return !lid.isPrevented(); }));
   }
-  EXPECT_EQ(log.take(), std::vector<std::string>());
+  EXPECT_EQ(log.take(), Lines());
 
   // A desktop that acts on the lid itself.
   Program manager({"/usr/bin/systemd-inhibit", "--what=sleep:handle-lid-switch", "--who=PowerDevil", "--mode=block",
@@ -73,7 +73,7 @@ TEST(AutostartEntryTest, DesktopStartsWhatTheEntrySays) {
   std::ofstream(program) << "#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\" >" << directory.path() << "/output.new; mv "
                          << directory.path() << "/output.new " << directory.path() << "/output\n";
   std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-  const std::vector<std::string> command = {program, "", "100 %f", "a \"b\" 'c'", "\\back\\\\slash", "x;y & $z"};
+  const Lines command = {program, "", "100 %f", "a \"b\" 'c'", "\\back\\\\slash", "x;y & $z"};
   const std::string path = directory.path() + "/new/autostart/tandemview.desktop";
   AutostartEntry entry(path, command);
   EXPECT_TRUE(entry.unregisterApplication());
@@ -89,7 +89,7 @@ TEST(AutostartEntryTest, DesktopStartsWhatTheEntrySays) {
   ASSERT_EQ(launcher.wait(), 0) << launcher.output();
   ASSERT_TRUE(Program::within30Seconds([&] { return std::filesystem::exists(directory.path() + "/output"); }));
   std::ifstream output(directory.path() + "/output");
-  std::vector<std::string> words;
+  Lines words;
   for (std::string word; std::getline(output, word);) words.push_back(word);
   EXPECT_EQ(words, command);
 
@@ -136,7 +136,7 @@ TEST(X11PermissionsTest, OpensTheSettingsOfTheDesktop) {
     return process > 0;
   }));
   EXPECT_EQ(::kill(process, SIGKILL), 0) << "waited for the program's end";
-  EXPECT_EQ(log.take(), std::vector<std::string>());
+  EXPECT_EQ(log.take(), Lines());
   ::setenv("PATH", path.c_str(), 1);
 }
 

@@ -11,8 +11,6 @@
 namespace tandemview {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class AvahiDaemonTest : public WiFiNetworkFixture {
  protected:
   void SetUp() override {

@@ -6,6 +6,7 @@
 #include <future>
 
 #include "platform/linux/wifi/WiFiNetworkFixture.h"
+#include "runtime/Socket.h"
 #include "support/MulticastImpostor.h"
 #include "support/PrivateAvahi.h"
 
@@ -15,24 +16,22 @@ namespace {
 /// A TCP port of this host that listens.
 class LocalPort {
  public:
-  LocalPort() : socket_(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    socklen_t length = sizeof(address_);
-    ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), length);
-    ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address_), &length);
-    ::listen(socket_.get(), 8);
-  }
+  LocalPort() { ::listen(socket_.get(), 8); }  // at an address that the system chooses
 
-  int number() const { return ntohs(address_.sin6_port); }
+  int number() const {
+    sockaddr_in6 address{};
+    socklen_t length = sizeof(address);
+    ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin6_port);
+  }
   /// Nothing if nobody comes within 30 seconds.
   Descriptor accept() const {
     pollfd poll{.fd = socket_.get(), .events = POLLIN, .revents = 0};
-    return Descriptor(::poll(&poll, 1, 30'000) == 1 ? ::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC) : -1);
+    return ::poll(&poll, 1, 30'000) == 1 ? acceptedConnection(socket_.get()) : Descriptor();
   }
 
  private:
-  sockaddr_in6 address_{
-      .sin6_family = AF_INET6, .sin6_port = 0, .sin6_flowinfo = 0, .sin6_addr = {}, .sin6_scope_id = 0};
-  Descriptor socket_;
+  Descriptor socket_ = newSocket(AF_INET6, SOCK_STREAM);
 };
 
 class AvahiWiFiNetworkTest : public WiFiNetworkFixture {
@@ -40,11 +39,22 @@ class AvahiWiFiNetworkTest : public WiFiNetworkFixture {
   void SetUp() override {
     if (!PrivateAvahi::enter()) GTEST_SKIP() << PrivateAvahi::whyNot;
     avahi.emplace();
+    port.emplace();
     ASSERT_TRUE(avahi->startDaemon());
     WiFiNetworkFixture::SetUp();
   }
 
+  /// A phone at the port is found, and a link to it is being made.
+  void connectToPhone() {
+    phone = PrivateAvahi::publish("ScrRcv-47", port->number());
+    browse(PrivateAvahi::serviceType);
+    ASSERT_TRUE(finds({"ScrRcv-47"}));
+    connect();
+  }
+
   std::optional<PrivateAvahi> avahi;
+  std::optional<LocalPort> port;  // once it is inside the private network
+  std::unique_ptr<Program> phone;
 };
 
 TEST_F(AvahiWiFiNetworkTest, FindsTheServicesOfOneType) {
@@ -67,7 +77,7 @@ TEST_F(AvahiWiFiNetworkTest, WaitsForTheDaemonAndTheBus) {
   browse(PrivateAvahi::serviceType);  // a bus, but no daemon
   EXPECT_TRUE(eventually([&] { return log.count(absenceLine) == 1; }));
   ASSERT_TRUE(avahi->startDaemon());
-  auto phone = PrivateAvahi::publish("ScrRcv-47", 1);
+  phone = PrivateAvahi::publish("ScrRcv-47", 1);
   EXPECT_TRUE(finds({"ScrRcv-47"}));
 
   avahi->stopDaemon();
@@ -112,27 +122,22 @@ TEST_F(AvahiWiFiNetworkTest, TellsWhoAnnouncesAService) {
 }
 
 TEST_F(AvahiWiFiNetworkTest, NeedsNoTextRecord) {
-  const LocalPort port;
-  const MulticastImpostor phone;
+  const MulticastImpostor impostor;
   browse(PrivateAvahi::serviceType);
   ASSERT_TRUE(eventually([&] { return readyCount == 1; }));
-  phone.settle("phone");
-  phone.claim("ScrRcv-47", "phone", port.number());
-  phone.announce("ScrRcv-47", 120);
+  impostor.settle("phone");
+  impostor.claim("ScrRcv-47", "phone", port->number());
+  impostor.announce("ScrRcv-47", 120);
   ASSERT_TRUE(finds({"ScrRcv-47"}));
   connect();
-  EXPECT_TRUE(port.accept());
+  EXPECT_TRUE(port->accept());
   EXPECT_TRUE(sees({"ready"}));
 }
 
 TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
-  const LocalPort port;
-  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
-  browse(PrivateAvahi::serviceType);
-  ASSERT_TRUE(finds({"ScrRcv-47"}));
-  connect();
+  connectToPhone();
   send("early");  // waits for the link
-  Descriptor peer = port.accept();
+  Descriptor peer = port->accept();
   ASSERT_TRUE(peer);
   ASSERT_TRUE(sees({"ready", "sent"}));
   std::array<char, 16> bytes{};
@@ -155,12 +160,8 @@ TEST_F(AvahiWiFiNetworkTest, CarriesBytesBothWaysUntilTheOtherEndCloses) {
 }
 
 TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
-  const LocalPort port;
-  const auto phone = PrivateAvahi::publish("ScrRcv-47", port.number());
-  browse(PrivateAvahi::serviceType);
-  ASSERT_TRUE(finds({"ScrRcv-47"}));
-  connect();
-  const Descriptor first = port.accept();
+  connectToPhone();
+  const Descriptor first = port->accept();
   ASSERT_TRUE(sees({"ready"}));
   receive(4);
   connection->cancel();
@@ -169,7 +170,7 @@ TEST_F(AvahiWiFiNetworkTest, EndsByCancelByLettingGoOrWithItsQueue) {
 
   note([&] { events.clear(); });
   connect();
-  const Descriptor second = port.accept();
+  const Descriptor second = port->accept();
   ASSERT_TRUE(sees({"ready"}));
   connection = nullptr;
   char byte = 0;

@@ -39,9 +39,9 @@ class WiFiNetworkFixture : public testing::Test {
                     .didChangeResults =
                         [this](const std::vector<WiFiBrowseResult>& changed) { note([&] { results = changed; }); }});
   }
-  bool finds(const std::vector<std::string>& names) {
+  bool finds(const Lines& names) {
     return eventually([&] {
-      std::vector<std::string> found;
+      Lines found;
       for (const WiFiBrowseResult& result : results) found.push_back(result.serviceName.value_or(""));
       return found == names;
     });
@@ -78,7 +78,7 @@ class WiFiNetworkFixture : public testing::Test {
   void event(const std::string& text) {
     note([&] { events.push_back(text); });
   }
-  testing::AssertionResult sees(const std::vector<std::string>& expected) {
+  testing::AssertionResult sees(const Lines& expected) {
     if (eventually([&] { return events == expected; })) return testing::AssertionSuccess();
     const std::lock_guard lock(mutex);
     return testing::AssertionFailure() << testing::PrintToString(events);
@@ -95,7 +95,7 @@ class WiFiNetworkFixture : public testing::Test {
   std::vector<WiFiBrowseResult> results;
   int readyCount = 0;
   std::optional<Error> searchError;
-  std::vector<std::string> events;
+  Lines events;
 };
 
 }  // namespace tandemview
