@@ -253,8 +253,23 @@ TEST_F(AppDelegateTest, ALockedScreenIsWaitedForAndWhatTheUserStopsStaysAway) {
   EXPECT_TRUE(startsWithin(configuration));
 }
 
-TEST_F(AppDelegateTest, RotatesInPlace) {
+TEST_F(AppDelegateTest, AnotherQualityOrRotationNeedsNoOtherDisplay) {
   stream();
+  menu->choose("Balanced (Recommended)");
+  EXPECT_TRUE(log.take().empty());
+  menu->choose("Sharp — Best Image");
+  EXPECT_EQ(log.take(), Lines{"🎚️ Quality changed to sharp (JPEG 0.7)"});
+  EXPECT_EQ(defaults->string("displayQualityMode"), "sharp");
+  EXPECT_TRUE(menu->line("Sharp — Best Image").isChecked);
+  EXPECT_FALSE(menu->line("Balanced (Recommended)").isChecked);
+  EXPECT_EQ(captures->streams.size(), 1u);
+  choose("Full Resolution — Smallest Text");
+  EXPECT_EQ(log.count("🔍 Display size changed to fullSize"), 1);
+  EXPECT_EQ(displays->calls.back(), "apply 1290x2796");
+  choose("Smooth — Fastest");
+  EXPECT_EQ(displays->calls.back(), "apply 644x1398");
+  EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
+  log.take();
   sendInfo(2796, 1290, R"(,"orientation":"Landscape")");
   const Lines lines = log.take();
   EXPECT_EQ(Lines(lines.begin() + 1, lines.begin() + 6),
@@ -595,24 +610,6 @@ TEST_F(AppDelegateTest, SleepsAndWakes) {
   unplug();
   queue->advance(1);
   EXPECT_TRUE(post(workspaceDidWakeNotification).empty()) << "nobody is there";
-}
-
-TEST_F(AppDelegateTest, AnotherQualityChangesTheEncoderOrTheDisplay) {
-  stream();
-  menu->choose("Balanced (Recommended)");
-  EXPECT_TRUE(log.take().empty());
-  menu->choose("Sharp — Best Image");
-  EXPECT_EQ(log.take(), Lines{"🎚️ Quality changed to sharp (JPEG 0.7)"});
-  EXPECT_EQ(defaults->string("displayQualityMode"), "sharp");
-  EXPECT_TRUE(menu->line("Sharp — Best Image").isChecked);
-  EXPECT_FALSE(menu->line("Balanced (Recommended)").isChecked);
-  EXPECT_EQ(captures->streams.size(), 1u);
-  choose("Full Resolution — Smallest Text");
-  EXPECT_EQ(log.count("🔍 Display size changed to fullSize"), 1);
-  EXPECT_EQ(displays->calls.back(), "apply 1290x2796");
-  choose("Smooth — Fastest");
-  EXPECT_EQ(displays->calls.back(), "apply 644x1398");
-  EXPECT_EQ(log.count("🔌 USB — quality mode: smooth (JPEG 0.4)"), 1);
 }
 
 TEST_F(AppDelegateTest, ReconnectsByHandAndWhenWiFiIsLost) {

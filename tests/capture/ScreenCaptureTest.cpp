@@ -78,13 +78,11 @@ TEST_F(ScreenCaptureTest, ChoosesTheDisplay) {
   }
 }
 
-TEST_F(ScreenCaptureTest, StartsWithTheseLinesAndDelivers) {
+TEST_F(ScreenCaptureTest, StartsOnceAndDelivers) {
   capture->captureWidth = 644;
   capture->captureHeight = 1398;
   start();
-  EXPECT_EQ(log.take(), (Lines{"📺 Available displays:", "   - ID: 7, Size: 700x1400", "📺 Using main display",
-                               "✅ ScreenCapture: Stored display ID 7 for touch input",
-                               "📺 Capturing: 700x1400 → 644x1398", "✅ Capture started @ 60fps"}));
+  EXPECT_EQ(log.count("📺 Capturing: 700x1400 → 644x1398"), 1);
   capture->start();
   ASSERT_EQ(system->streams.size(), 1u);
   const auto& stream = system->streams.front();
@@ -176,10 +174,8 @@ class FixedImageEncoder final : public ImageEncoder {
 };
 
 TEST(MJPEGEncoderTest, PutsTheClockBeforeTheImage) {
-  LogRecorder log;
-  const auto queue = ManualQueue::make();
-  MJPEGEncoder encoder(std::make_unique<FixedImageEncoder>(), std::make_shared<ManualClock>(queue, 1.5));
-  EXPECT_EQ(log.take(), Lines{"✅ MJPEG encoder ready (CPU, quality: 0.5)"});
+  const LogRecorder log;
+  MJPEGEncoder encoder(std::make_unique<FixedImageEncoder>(), std::make_shared<ManualClock>(ManualQueue::make(), 1.5));
   const auto buffer = std::make_shared<BlankPixelBuffer>();
   encoder.encode(buffer);  // nobody listens
   Lines encoded;

@@ -103,7 +103,6 @@ TEST_F(PhoneTest, SeesTheHostsFaults) {
        {"fault, Mac info: Mac info without the texts \"features\"", R"({"kind":"macInfo","version":"1","build":"1"})"}},
       {macInfo + macInfo, {macInfoText, "fault, Mac info: a second Mac info"}},
       {fromHex("00000001 00000064 00000000 00000001 78"), {"fault, type: a frame of type 100, which no host sends"}},
-      {fromHex("00000001 00000000 00000000 00000000"), {"fault, type: a frame of type 0, which no host sends"}},
       {fromHex(pong + "0000000000001C40 0102030405060708"), {"fault, pong: a pong that answers no ping"}},
       {macInfo + fromHex(pong + "0000000000000000 000000000000F87F"),
        {macInfoText, "fault, pong: a pong's time is nan"}},

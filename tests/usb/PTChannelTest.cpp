@@ -103,6 +103,27 @@ class PTChannelTest : public testing::TestWithParam<MakeQueueDriver> {
       server->setDelegate(serverDelegate);
     });
   }
+  /// What the client tells of bytes that come in pieces, and of the end that follows them.
+  Lines eventsOf(const std::string& bytes, std::size_t pieceSize = 7, bool leavesUnread = false) {
+    SocketPair pair;
+    clientDelegate->events.clear();
+    on([&] {
+      const auto stream =
+          Stream::adopting(std::move(pair.ours), driver->queue(), [channel = client] { channel->streamDidEnd(); });
+      EXPECT_FALSE(client->startReadingFromConnectedChannel(*stream));
+      if (leavesUnread) client->sendFrameOfType(101, 0, std::nullopt, nullptr);
+    });
+    for (std::size_t start = 0; start < bytes.size(); start += pieceSize) {
+      pair.send(std::string_view(bytes).substr(start, pieceSize));
+      waitUntil([] { return true; });
+    }
+    pair.hangUp();
+    const auto hasEnded = [&] {
+      return !clientDelegate->events.empty() && clientDelegate->events.back().starts_with("ended");
+    };
+    EXPECT_TRUE(waitUntil(hasEnded));
+    return clientDelegate->events;
+  }
   void send(const std::shared_ptr<PTChannel>& from, std::uint32_t type, std::optional<Data> payload,
             std::uint32_t tag = 0) {
     on([&] { from->sendFrameOfType(type, tag, std::move(payload), nullptr); });
@@ -159,25 +180,28 @@ TEST_P(PTChannelTest, CarriesFramesBothWaysAndTellsTheEnd) {
   EXPECT_FALSE(listener->isListening());
 }
 
+TEST_P(PTChannelTest, ReadsFramesHoweverTheyAreCut) {
+  clientDelegate->refusedType = 9;
+  on([&] { client->setDelegate(clientDelegate); });  // asks it what it wants
+  const std::string frames = fromHex("00000001 00000064 00000002 00000003 616263") +
+                             fromHex("00000001 00000009 00000000 00000002 7878") +
+                             fromHex("00000001 00000066 ffffffff 00000000");
+  const Lines events = {"100/2 abc", "102/4294967295 nothing", "ended"};
+  for (std::size_t pieceSize = 1; pieceSize <= frames.size(); ++pieceSize) {
+    EXPECT_EQ(eventsOf(frames, pieceSize), events) << pieceSize;
+  }
+  const std::string big = fromHex("00000001 00000009 00000000 00030d40") + std::string(200'000, 'x');
+  EXPECT_TRUE(eventsOf(big + frames, 50'000) == events);
+}
+
 TEST_P(PTChannelTest, AFramingErrorEndsTheChannelAndIsNotTheNextOnes) {
-  const auto endWith = [&](const std::string& bytes, bool leavesUnread = false) {
-    SocketPair pair;
-    const std::size_t before = clientDelegate->events.size();
-    on([&] {
-      const auto stream =
-          Stream::adopting(std::move(pair.ours), driver->queue(), [channel = client] { channel->streamDidEnd(); });
-      EXPECT_FALSE(client->startReadingFromConnectedChannel(*stream));
-      if (leavesUnread) client->sendFrameOfType(101, 0, std::nullopt, nullptr);
-    });
-    pair.send(bytes);
-    pair.hangUp();
-    EXPECT_TRUE(waitUntil([&] { return clientDelegate->events.size() > before; }));
-  };
-  endWith(fromHex("00000002 00000064 00000000 00000000"));
-  endWith("");
-  endWith(fromHex("00000001 00000064 00000000 00000005") + "half");
-  endWith("", /*leavesUnread=*/true);
-  EXPECT_EQ(clientDelegate->events, (Lines{"ended PTProtocolError", "ended", "ended", "ended NSPOSIXErrorDomain"}));
+  const Lines framingError = {"ended PTProtocolError"};
+  EXPECT_EQ(eventsOf(fromHex("00000002 00000064 00000000 00000000")), framingError);
+  EXPECT_EQ(eventsOf(""), Lines{"ended"});
+  EXPECT_EQ(eventsOf(fromHex("00000001 00000064 0000")), framingError);
+  EXPECT_EQ(eventsOf(fromHex("00000001 00000064 00000000 00000005") + "half"), Lines{"ended"});
+  EXPECT_EQ(eventsOf(fromHex("00000001 00000064 00000000 ffffffff")), Lines{"ended"});
+  EXPECT_EQ(eventsOf("", 1, /*leavesUnread=*/true), Lines{"ended NSPOSIXErrorDomain"});
 }
 
 TEST_P(PTChannelTest, RefusesWhatItsStateForbids) {
