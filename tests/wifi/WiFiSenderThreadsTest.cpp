@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <thread>
 
 #include "fakes/LogRecorder.h"
@@ -13,26 +14,6 @@
 
 namespace tandemview {
 namespace {
-
-/// Calls `turn` again and again, on a thread of its own, as long as this lives.
-class Repeating {
- public:
-  explicit Repeating(std::function<void()> turn)
-      : thread_([this, turn = std::move(turn)] {
-          while (!isEnding_) {
-            turn();
-            std::this_thread::yield();
-          }
-        }) {}
-  ~Repeating() {
-    isEnding_ = true;
-    thread_.join();
-  }
-
- private:
-  std::atomic<bool> isEnding_ = false;
-  std::thread thread_;
-};
 
 /// Frames, pings, failures and restarts all at once: a data race or a deadlock shows here.
 TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
@@ -60,11 +41,17 @@ TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
     if (const auto owner = weak.lock()) owner->start();
   };
   hastyMain->async([sender] { sender->start(); });
+  std::atomic<bool> isEnding = false;
+  const auto repeating = [&](auto turn) {  // on a thread of its own
+    return std::async(std::launch::async, [&isEnding, turn] {
+      for (; !isEnding; std::this_thread::yield()) turn();
+    });
+  };
   {
     const Data picture = Data::copying("picture");
-    const Repeating frames([&] { sender->sendFrame(picture); });
-    const Repeating onlooker([&] { sender->connection(); });
-    const Repeating phone([&] {
+    const auto frames = repeating([&] { sender->sendFrame(picture); });
+    const auto onlooker = repeating([&] { sender->connection(); });
+    const auto phone = repeating([&] {
       if (const auto browsers = network->browsers(); !browsers.empty() && browsers.back()->isRunning()) {
         browsers.back()->becomeReady();
         browsers.back()->find({"ScrRcv-12", "ScrRcv-47"});
@@ -87,6 +74,7 @@ TEST(WiFiSenderThreadsTest, SurvivesEverythingAtOnce) {
       while (linksUp == before && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
       ends[turn % 3](*network->connections().back());
     }
+    isEnding = true;
     EXPECT_GE(linksUp, 30);
     EXPECT_GT(touches, 0);
   }
