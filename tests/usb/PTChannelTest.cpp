@@ -33,6 +33,26 @@ TEST(PTProtocolTest, OneProtocolAQueueAndTagsFromOne) {
   EXPECT_EQ(PTProtocol::sharedProtocolForQueue(queue)->newTag(), 2u);
 }
 
+TEST(PTProtocolTest, APayloadThatNeverComesIsNoneAndNothingIsReadAfterTheEnd) {
+  const auto queue = ManualQueue::make();
+  SocketPair pair;
+  const auto stream = *Stream::adopting(std::move(pair.ours), queue, nullptr);
+  Lines reports;
+  PTProtocol::readFramesOverChannel(stream, [&](const std::optional<Error>&, std::uint32_t type, std::uint32_t,
+                                                std::uint32_t size, const PTProtocol::ResumeBlock& resume) {
+    reports.push_back("type " + std::to_string(type));
+    if (size == 0) return resume();
+    PTProtocol::readPayloadOfSize(size, *stream, [&, resume](const std::optional<Error>&, std::optional<Data> payload) {
+      reports.emplace_back(payload ? "a payload" : "none");
+      resume();
+    });
+  });
+  pair.send(fromHex("00000001 00000064 00000000 00000005"));
+  pair.hangUp();
+  queue->drain();
+  EXPECT_EQ(reports, (Lines{"type 100", "none", "type 0"}));
+}
+
 class RecordingDelegate final : public PTChannelDelegate {
  public:
   Wants wants() const override {
