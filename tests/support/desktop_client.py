@@ -1,4 +1,4 @@
-"""What fills the monitor with the given corner and size and prints the input that it gets: an area, a text field or a terminal."""
+"""What fills a monitor, given by its corner and size, and prints its input: an area, a text field or a terminal."""
 import os
 import sys
 
