@@ -189,6 +189,8 @@ TEST_P(EveryDesktopTest, TouchesArriveOnTheTouchedPixel) {
   arrive({"motion 300,400", "press 1 300,400", "motion 300,400 state 100", "release 1 300,400 state 100",
           "motion 301,400", "press 1 301,400", "double press 1 301,400", "motion 301,400 state 100",
           "release 1 301,400 state 100"});
+  desktop->touch("trackpad", "scroll", 0, -100);
+  EXPECT_TRUE(client->prints("\nscroll 0,-")) << client->output();
 
   const ScreenPoint point = {1300, 30};
   desktop->post({.type = MouseEventType::LeftDown,
