@@ -1,4 +1,4 @@
-"""What fills the monitor with the given corner and size and prints the input that it gets: an area, a text field or a terminal."""
+"""What fills a monitor, given by its corner and size, and prints its input: an area, a text field or a terminal."""
 import os
 import sys
 
@@ -17,6 +17,12 @@ ways = {
     Gdk.EventType.KEY_PRESS: "press",
     Gdk.EventType.KEY_RELEASE: "release",
 }
+clicks = {
+    Gdk.ScrollDirection.UP: (0, -1),
+    Gdk.ScrollDirection.DOWN: (0, 1),
+    Gdk.ScrollDirection.LEFT: (-1, 0),
+    Gdk.ScrollDirection.RIGHT: (1, 0),
+}
 # Shift, Control, Alt, Super and the first three buttons
 shown_state = Gdk.ModifierType(0x70D | 0x4000000)
 
@@ -31,7 +37,8 @@ def on_event(_widget, event):
     if event.type == Gdk.EventType.MOTION_NOTIFY:
         say(f"motion {event.x:g},{event.y:g}", event.state)
     elif event.type == Gdk.EventType.SCROLL:
-        say(f"scroll {event.delta_x:g},{event.delta_y:g} {event.direction.value_nick}", event.state)
+        x, y = clicks.get(event.direction, (event.delta_x, event.delta_y))
+        say(f"scroll {x:g},{y:g} {event.direction.value_nick}", event.state)
     elif name and "KEY" in event.type.value_name:
         say(f"{name} {Gdk.keyval_name(event.keyval)}", event.state)
     elif name:

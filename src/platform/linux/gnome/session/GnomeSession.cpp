@@ -160,7 +160,8 @@ void GnomeSession::hide() {
 
 bool GnomeSession::move(DisplayID display, std::int32_t x, std::int32_t y) {
   const auto request = [=, this](const Answer& answer) {
-    const auto layout = config_ && !isChanging_ ? config_->read() : std::nullopt;
+    auto layout = config_ && !isChanging_ ? config_->read() : std::nullopt;
+    if (layout && isRowAgain(*layout)) layout = arrange(*layout);
     const GnomeLayout::Monitor* const monitor = layout ? layout->monitor(display) : nullptr;
     const GnomeLayout::Screen* const screen = monitor ? layout->screenOf(*monitor) : nullptr;
     if (!screen || !config_->apply(*layout, movedScreens(*layout, *screen, x, y))) return answer(false);
@@ -361,7 +362,7 @@ void GnomeSession::look() {
   const auto layout = config_->read();
   if (!layout) return;
   if (!isChanging_) {
-    if (clock_.now() < undoneUntil_ && layout->screens == undone_) return settle(arrange(*layout));
+    if (isRowAgain(*layout)) return settle(arrange(*layout));
     places_.look(arrangementOf(*layout));
     settled_ = *layout;
     return publish(*layout);
@@ -412,7 +413,8 @@ GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
       undone_ = layout.screens;
       undoneUntil_ = clock_.now() + rowPatience;
       layout.screens = screens;
-      return config_->read().value_or(layout);
+      const auto arranged = config_->read();
+      return arranged && !isRowAgain(*arranged) ? *arranged : layout;
     }
     auto current = config_->read();
     if (!current || current->serial == layout.serial) break;
@@ -420,6 +422,11 @@ GnomeLayout GnomeSession::arrange(GnomeLayout layout) {
   }
   Log::line("⚠️ GNOME doesn't take the arrangement of the monitors that there was before");
   return layout;
+}
+
+/// Whether this is what we have undone, and no user's doing.
+bool GnomeSession::isRowAgain(const GnomeLayout& layout) const {
+  return clock_.now() < undoneUntil_ && layout.screens == undone_;
 }
 
 /// Takes the layout for what we have made of it.

@@ -105,6 +105,7 @@ class GnomeSession {
   void look();
   bool hasArrived(const GnomeLayout& layout);
   GnomeLayout arrange(GnomeLayout layout);
+  bool isRowAgain(const GnomeLayout& layout) const;
   void settle(const GnomeLayout& layout);
   void answer(bool succeeded);
   void publish(const GnomeLayout& layout);
