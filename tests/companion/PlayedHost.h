@@ -11,7 +11,6 @@
 #include "runtime/BigEndian.h"
 #include "runtime/Descriptor.h"
 #include "runtime/MediaClock.h"
-#include "usb/PTProtocol.h"
 
 namespace tandemview {
 
@@ -37,9 +36,13 @@ class PlayedHost {
   void send(const std::string& bytes) const {
     EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
   }
-  static std::string message(std::uint32_t type, const std::string& payload, std::uint32_t tag = 0) {
-    const Data bytes = PTProtocol::createDispatchDataWithFrameOfType(type, tag, Data::copying(payload));
-    return std::string(bytes.contiguous().text());
+  static std::string message(std::uint32_t type, const std::string& payload, std::uint32_t version = 1,
+                             std::uint32_t tag = 0) {
+    std::string bytes;
+    for (const std::uint32_t field : {version, type, tag, static_cast<std::uint32_t>(payload.size())}) {
+      for (const std::byte byte : bigEndianBytes(field)) bytes += static_cast<char>(byte);
+    }
+    return bytes + payload;
   }
   void greet() const { send(message(106, R"({"kind":"macInfo","version":"1","build":"1","features":["resize"]})")); }
   /// The payload of the next message of that type.
