@@ -3,8 +3,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "fakes/ManualQueue.h"
-#include "fakes/ManualWallClock.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "fakes/RecordingWiFiNetwork.h"
 #include "protocol/Message.h"
