@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "fakes/ManualQueue.h"
 #include "fakes/MemoryUserDefaults.h"
 #include "fakes/RecordingWiFiNetwork.h"
 #include "protocol/Message.h"
