@@ -88,9 +88,10 @@ lay_out() {
 lay_out_tests() {
   local headers=/usr/include specific
   specific=$headers/$(gcc -print-multiarch)
-  ln -s $headers/{asio,asio.hpp,jpeglib.h,jmorecfg.h} "$specific/jconfig.h" "$libraries/include"
+  ln -s $headers/{asio,asio.hpp,jpeglib.h,jmorecfg.h,turbojpeg.h} "$specific/jconfig.h" "$libraries/include"
   header_library CLI11 CLI CLI11::CLI11
   stubbed_library libjpeg jpeg
+  stubbed_library libturbojpeg turbojpeg
   mkdir "$libraries/include/SDL2"
   ln -s $headers/SDL2/* "$libraries/include/SDL2"
   grep -v INTRIN "$specific/SDL2/_real_SDL_config.h" >"$libraries/include/SDL2/_real_SDL_config.h" # this processor's
@@ -130,7 +131,7 @@ for unit in json.load(open(sys.argv[1])):
 PYTHON
 }
 
-echo "macos-check: libplist, libutf8proc, libjpeg and SDL2 are linked as stubs: macOS doesn't have them"
+echo "macos-check: libplist, libutf8proc, libjpeg, libturbojpeg and SDL2 are linked as stubs: macOS doesn't have them"
 echo "macos-check: arm64, file by file, with this machine's libraries"
 build arm64 /usr/include OFF
 if fetch_newest; then
