@@ -33,7 +33,10 @@ class PrivateGnome {
 
   /// As the lock screen does, which forbids casts until it goes, or the user, who doesn't.
   void endCasts(bool isForbidden);
-  void allowCasts() { bus_.forbid(""); }
+  void allowAll() { bus_.forbid(""); }
+
+  /// The bus refuses calls of this interface's methods until allowAll().
+  void forbid(const std::string& interface) { bus_.forbid(interface); }
 
  private:
   std::unique_ptr<Program> start(const std::vector<std::string>& command) const;

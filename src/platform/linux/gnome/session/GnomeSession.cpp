@@ -30,6 +30,9 @@ constexpr double lockPatience = 5;
 constexpr double endPatience = 2;
 constexpr double reasonPatience = 0.2;
 
+/// Until a compositor that didn't answer is asked again: it need not tell of the same change twice.
+constexpr double lookPause = 0.1;
+
 /// For an arrangement that others change at the same time.
 constexpr int mostAttempts = 3;
 
@@ -360,7 +363,7 @@ void GnomeSession::tellWhetherWithheld() {
 void GnomeSession::look() {
   if (!config_ || !isOffered()) return;
   const auto layout = config_->read();
-  if (!layout) return;
+  if (!layout) return queue_->after(lookPause, [this] { look(); });
   if (!isChanging_) {
     if (isRowAgain(*layout)) return settle(arrange(*layout));
     places_.look(arrangementOf(*layout));
