@@ -40,11 +40,13 @@ class OpenDesktop {
     display = ports.displays->makeVirtualDisplay({}).display;
   }
 
-  /// Whether the display gets this size, in which the stream begins anew.
+  /// Whether the display gets this size: a busy compositor is asked more than once, as the program does.
   bool show(std::uint32_t width, std::uint32_t height) {
     const auto mode = ports.displays->makeDisplayMode(width, height, 60);
-    return mode && display->applySettings({.modes = {*mode}}) == ApplyOutcome::Applied &&
-           Program::within30Seconds([&] { return bounds().width == width && bounds().height == height; });
+    return mode && Program::within30Seconds([&] {
+             return display->applySettings({.modes = {*mode}}) == ApplyOutcome::Applied && bounds().width == width &&
+                    bounds().height == height;
+           });
   }
   bool capture(std::chrono::milliseconds encodingTime = {}) {
     stream.emplace(encodingTime);
