@@ -35,6 +35,9 @@ TEST_F(FileUserDefaultsTest, KeepsEveryTypeAcrossRuns) {
   EXPECT_EQ(defaults.date("made"), 1700000000.25);
   EXPECT_FALSE(defaults.string("launch")) << "another type is no value";
   EXPECT_FALSE(defaults.date("quality"));
+  struct stat status {};
+  ASSERT_EQ(::stat(inNewFolder.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
 TEST_F(FileUserDefaultsTest, ADamagedFileIsSetAsideAndNeverStopsTheProgram) {
