@@ -22,7 +22,8 @@ class DesktopClient : public Program {
   DesktopClient(const std::string& kind, const PixelRectangle& monitor, const Environment& environment)
       : Program({"/usr/bin/python3", DESKTOP_CLIENT, kind, std::to_string(monitor.x), std::to_string(monitor.y),
                  std::to_string(monitor.width), std::to_string(monitor.height)},
-                environment) {}
+                environment),
+        corner_{static_cast<double>(monitor.x), static_cast<double>(monitor.y)} {}
 
   /// The events since the last call, once there are as many as expected, or for too long aren't.
   Lines events(std::size_t expected) {
@@ -36,15 +37,15 @@ class DesktopClient : public Program {
     return events;
   }
 
-  /// Whether an area sees the pointer, which `move` takes to a point of its monitor, once its window has unfolded. The
+  /// Whether an area sees the pointer, which `move` takes to points of its monitor, once its window has unfolded. The
   /// events until then are past.
   bool seesPointer(const std::function<void(const ScreenPoint&)>& move) {
     const std::string name = std::to_string(++looks_);
     const bool isSeen = within30Seconds([&] {
-      move({double(looks_), double(looks_)});
-      return output().find("motion " + name + "," + name + "\n") != std::string::npos;
+      move({corner_.x + looks_, corner_.y + looks_});
+      return count("motion " + name + "," + name + "\n") > 0;
     });
-    move({double(looks_), 0});
+    move({corner_.x + looks_, corner_.y});
     return isSeen && within30Seconds([&] {
              const Lines all = allEvents();
              seen_ = static_cast<std::size_t>(std::ranges::find(all, "motion " + name + ",0") - all.begin()) + 1;
@@ -65,6 +66,7 @@ class DesktopClient : public Program {
     return events;
   }
 
+  const ScreenPoint corner_;
   std::size_t seen_ = 0;
   int looks_ = 0;
 };

@@ -7,7 +7,7 @@
 #include "input/KeyboardInjector.h"
 #include "input/TouchInjector.h"
 #include "platform/linux/DesktopChoice.h"
-#include "support/MainQueue.h"
+#include "support/QueueDriver.h"
 #include "support/StreamWatcher.h"
 
 namespace tandemview {
@@ -16,11 +16,11 @@ namespace tandemview {
 class OpenDesktop {
  public:
   explicit OpenDesktop(const std::shared_ptr<UserDefaults>& settings = nullptr) {
-    main_.perform([&] {
-      ports = desktop_->open({.mainQueue = main_.queue(),
+    main_->perform([&] {
+      ports = desktop_->open({.mainQueue = main_->queue(),
                               .clock = clock_,
                               .userDefaults = settings,
-                              .application = std::make_shared<RecordingApplicationSystem>(main_.queue()),
+                              .application = std::make_shared<RecordingApplicationSystem>(main_->queue()),
                               .sessionEnded = [] {}});
       EXPECT_TRUE(ports.events->isTrusted(TrustPrompt::Allowed));
     });
@@ -29,7 +29,7 @@ class OpenDesktop {
   ~OpenDesktop() {
     display = nullptr;
     stream.reset();
-    main_.perform([this] {
+    main_->perform([this] {
       touches_ = nullptr;
       ports = {};
     });
@@ -50,7 +50,7 @@ class OpenDesktop {
   }
   bool capture(std::chrono::milliseconds encodingTime = {}) {
     stream.emplace(encodingTime);
-    return stream->start(*ports.captures, *display->displayID(), bounds(), main_.queue());
+    return stream->start(*ports.captures, *display->displayID(), bounds(), main_->queue());
   }
 
   ScreenRectangle bounds() const {
@@ -59,15 +59,15 @@ class OpenDesktop {
   }
 
   void post(const MouseEvent& event) {
-    main_.perform([&] { ports.events->postMouseEvent(event); });
+    main_->perform([&] { ports.events->postMouseEvent(event); });
   }
   std::optional<ScreenPoint> pointer() {
     std::optional<ScreenPoint> location;
-    main_.perform([&] { location = ports.events->pointerLocation(); });
+    main_->perform([&] { location = ports.events->pointerLocation(); });
     return location;
   }
   void touch(const std::string& mode, const std::string& type, double x, double y, const std::string& extra = "") {
-    main_.perform([&] {
+    main_->perform([&] {
       if (!touches_) {
         touches_ = std::make_unique<TouchInjector>(ScreenRectangle(),
                                                    TouchInjector::Surroundings{ports.events, ports.screens, clock_});
@@ -88,10 +88,10 @@ class OpenDesktop {
 
  private:
   void send(const std::string& message) {
-    main_.perform([&] { KeyboardInjector(nullptr, ports.events).handleKeyEvent(Data::copying(message)); });
+    main_->perform([&] { KeyboardInjector(nullptr, ports.events).handleKeyEvent(Data::copying(message)); });
   }
 
-  const MainQueue main_;
+  const std::shared_ptr<QueueDriver> main_ = makeSerialQueueDriver();
   const std::shared_ptr<const MediaClock> clock_ = std::make_shared<SystemMediaClock>();
   const std::unique_ptr<Desktop> desktop_ = chooseDesktop("");
   std::unique_ptr<TouchInjector> touches_;

@@ -4,8 +4,10 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <thread>
 
 #include "capture/CaptureSystem.h"
+#include "screens/ScreenRectangle.h"
 
 namespace tandemview {
 

@@ -11,14 +11,12 @@
 #include "platform/linux/gnome/input/GnomeEventSystem.h"
 #include "support/DesktopClient.h"
 #include "support/LocaleStandIn.h"
-#include "support/MainQueue.h"
 #include "support/PrivateGnome.h"
 #include "support/PrivateIBus.h"
+#include "support/QueueDriver.h"
 
 namespace tandemview {
 namespace {
-
-using Lines = DesktopClient::Lines;
 
 constexpr PixelRectangle phones = {1280, 0, 644, 1398};
 constexpr PixelRectangle mains = {0, 0, 1280, 800};
@@ -35,14 +33,14 @@ struct Watcher : GnomePictureReceiver {
 /// What the program has of it, in the session that the environment names: beside its monitors the phone's of 644x1398.
 struct Input {
   Input() {
-    main.perform([this] {
+    main->perform([this] {
       events = GnomeEventSystem::make(
-          {.queue = main.queue(), .clock = std::make_shared<SystemMediaClock>(), .session = session});
+          {.queue = main->queue(), .clock = std::make_shared<SystemMediaClock>(), .session = session});
     });
     show();
   }
   ~Input() {
-    main.perform([this] { events = nullptr; });
+    main->perform([this] { events = nullptr; });
   }
 
   void show() {
@@ -61,15 +59,15 @@ struct Input {
     return answer.get_future().get();
   }
   void post(const MouseEvent& event) {
-    main.perform([&] { events->postMouseEvent(event); });
+    main->perform([&] { events->postMouseEvent(event); });
   }
   std::optional<ScreenPoint> pointer() {
     std::optional<ScreenPoint> location;
-    main.perform([&] { location = events->pointerLocation(); });
+    main->perform([&] { location = events->pointerLocation(); });
     return location;
   }
 
-  MainQueue main;
+  std::shared_ptr<QueueDriver> main = makeSerialQueueDriver();
   std::shared_ptr<Watcher> watcher = std::make_shared<Watcher>();
   std::shared_ptr<GnomeSession> session = GnomeSession::open();
   std::shared_ptr<GnomeEventSystem> events;
@@ -89,17 +87,16 @@ struct GnomeEventSystemTest : testing::Test {
     environment.insert(gnome.environment().begin(), gnome.environment().end());
     auto client = std::make_unique<DesktopClient>(kind, monitor, environment);
     EXPECT_TRUE(client->prints("ready")) << client->output();
-    if (kind == "area") awaitPointer(*client, monitor);
+    if (kind == "area") awaitPointer(*client);
     return client;
   }
-  void awaitPointer(DesktopClient& client, const PixelRectangle& monitor) {
-    EXPECT_TRUE(client.seesPointer([&](const ScreenPoint& point) {
-      input->post({.location = {monitor.x + point.x, monitor.y + point.y}});
-    })) << client.output();
+  void awaitPointer(DesktopClient& client) {
+    EXPECT_TRUE(client.seesPointer([&](const ScreenPoint& point) { input->post({.location = point}); }))
+        << client.output();
   }
 
   void touch(const char* mode, const char* type, double x, double y) {
-    input->main.perform([&] {
+    input->main->perform([&] {
       if (!touches) {
         touches = std::make_unique<TouchInjector>(
             ScreenRectangle(),
@@ -112,7 +109,7 @@ struct GnomeEventSystemTest : testing::Test {
     });
   }
   void type(const std::string& text) {
-    input->main.perform([&] { KeyboardInjector(nullptr, input->events).typeText(text); });
+    input->main->perform([&] { KeyboardInjector(nullptr, input->events).typeText(text); });
   }
 
   LogRecorder log;
@@ -204,7 +201,7 @@ TEST_F(GnomeEventSystemTest, NothingStaysHeldWithoutTheDisplay) {
   input->post(press);
   type("y");
   input->show();
-  awaitPointer(*client, mains);
+  awaitPointer(*client);
   input->post(press);
   const Lines lines = client->events(2);
   EXPECT_EQ(lines, (Lines{"motion 20,30", "press 1 20,30"})) << "without what was posted meanwhile";

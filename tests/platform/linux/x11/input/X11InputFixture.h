@@ -17,8 +17,6 @@
 
 namespace tandemview {
 
-using Lines = std::vector<std::string>;
-
 /// A screen of 1280x800, and beside it the phone's display of 644x1398, which the injectors act on. Without a window
 /// manager, keys go to the window that the pointer is in.
 struct X11InputFixture : testing::Test {
